@@ -1,0 +1,25 @@
+# How everything of ours is compiled and linked: warnings, hardening, sanitizers.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+
+add_library(kolvex_compile INTERFACE)
+target_compile_options(kolvex_compile INTERFACE -Wall -Wextra -Wpedantic -Wconversion)
+if(KOLVEX_WERROR)
+  target_compile_options(kolvex_compile INTERFACE -Werror)
+endif()
+
+target_compile_options(kolvex_compile INTERFACE -fstack-protector-strong)
+target_link_options(kolvex_compile INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+# Fortify needs an optimising build and disturbs the sanitizers' own checks.
+if(NOT KOLVEX_SANITIZE)
+  target_compile_options(kolvex_compile INTERFACE $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=2>)
+endif()
+
+if(KOLVEX_SANITIZE)
+  target_compile_options(kolvex_compile INTERFACE -fsanitize=${KOLVEX_SANITIZE} -fno-omit-frame-pointer
+                                                  -fno-sanitize-recover=all)
+  target_link_options(kolvex_compile INTERFACE -fsanitize=${KOLVEX_SANITIZE})
+endif()
+
+find_package(Threads REQUIRED)
+target_link_libraries(kolvex_compile INTERFACE Threads::Threads ${CMAKE_DL_LIBS})

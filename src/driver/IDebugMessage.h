@@ -1,0 +1,13 @@
+#pragma once
+
+#include "kolvex/Types.h"
+
+/// Where a class sends its debug messages: the driver, or an object that passes them on to it. Stands in
+/// the global namespace.
+class IDebugMessage {
+ public:
+  virtual ~IDebugMessage() = default;  // slot 0
+
+  /// Sends one message at a sarnevo::DebugLevel, printf-style. Any thread may call.
+  [[gnu::format(printf, 3, 4)]] virtual void DebugMessage(sarnevo::u32 level, const char* format, ...) = 0;  // slot 1
+};

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "platform/SocketAddress.h"
+#include "platform/Time.h"
+
+namespace sarnevo::platform {
+
+/// Every way in which an operation on a socket can fail that the logic tells apart.
+enum class SocketError : std::uint8_t {
+  None,
+  WouldBlock,       ///< nothing to receive now, or a connect under way
+  TimedOut,         ///< the socket's own time-out or the wait's ran out
+  TooLong,          ///< a datagram didn't fit the buffer; it is gone
+  ConnectionReset,  ///< the peer refused or reset
+  NotConnected,
+  InvalidArgument,
+  Fault,
+  NetworkDown,
+  NotInitialised,   ///< the socket isn't open
+  AddressInUse,
+  Other,
+};
+
+struct ReceiveResult {
+  std::size_t count = 0;  ///< bytes received; 0 with None: the peer closed, or an empty datagram
+  SocketError error = SocketError::None;
+};
+
+/// An IPv4 socket, closed with its object. Descriptors are close-on-exec and sending never raises a
+/// signal.
+///
+/// One thread uses a socket at a time, with two exceptions: any thread may call Shutdown at any time while
+/// the object lives, and one thread may send while another receives. Close, and moving from the object,
+/// are safe against Shutdown but not against an operation in progress: the owner ends its threads first.
+class Socket {
+ public:
+  Socket() noexcept = default;
+  ~Socket();
+  Socket(Socket&& other) noexcept;
+  Socket& operator=(Socket&& other) noexcept;
+
+  /// Gives a socket that isn't open when the system has none left.
+  static Socket CreateTcp() noexcept;
+  static Socket CreateUdp() noexcept;
+
+  bool IsOpen() const noexcept;
+  void Close() noexcept;
+  /// Shuts both directions down. Wakes a thread that waits or receives on the socket, of either kind,
+  /// connected or not; what it tries from then on gives 0 bytes or fails at once.
+  void Shutdown() noexcept;
+
+  SocketError Bind(const SocketAddress& local) noexcept;
+  /// The bound port in host byte order.
+  std::optional<std::uint16_t> LocalPort() const noexcept;
+
+  bool SetNonBlocking(bool on) noexcept;
+  bool SetReceiveBuffer(std::uint32_t bytes) noexcept;
+  bool SetSendBuffer(std::uint32_t bytes) noexcept;
+  /// For Receive and ReceiveFrom in blocking mode; 0 waits without limit.
+  bool SetReceiveTimeout(Milliseconds timeout) noexcept;
+  bool SetSendTimeout(Milliseconds timeout) noexcept;
+
+  /// WouldBlock while the connection is being made (non-blocking mode).
+  SocketError Connect(const SocketAddress& peer) noexcept;
+  /// Whether a connection that was being made stands. A refused one never becomes writable.
+  bool WaitWritable(Milliseconds timeout) noexcept;
+  /// None: readable, or shut down. TimedOut: nothing came.
+  SocketError WaitReadable(Milliseconds timeout) noexcept;
+
+  /// One send of all of @p data. The count of bytes taken, or the error.
+  ReceiveResult Send(std::span<const std::uint8_t> data) noexcept;
+  SocketError SendTo(std::span<const std::uint8_t> data, const SocketAddress& peer) noexcept;
+
+  /// One receive of up to @p into.size() bytes. A time-out of the socket's gives TimedOut.
+  ReceiveResult Receive(std::span<std::uint8_t> into) noexcept;
+  /// One datagram and where it came from. A datagram that doesn't fit gives TooLong and is gone.
+  ReceiveResult ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
+  /// The same without waiting: WouldBlock when none is there.
+  ReceiveResult TryReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
+
+ private:
+  explicit Socket(int descriptor) noexcept;
+  // Written by the owner's thread under closing_; Shutdown reads it under closing_, the owner without.
+  std::atomic<int> descriptor_{-1};
+  // Keeps a Shutdown from another thread off a descriptor that Close has given back to the system.
+  std::mutex closing_;
+};
+
+/// The machine's host name; nothing when the system doesn't tell.
+std::optional<std::string> LocalHostName();
+
+}  // namespace sarnevo::platform

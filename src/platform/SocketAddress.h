@@ -1,0 +1,35 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+struct sockaddr_in;
+
+namespace sarnevo::platform {
+
+/// An IPv4 address and port, in the system's own 16-byte form.
+class SocketAddress {
+ public:
+  /// All local addresses, port 0.
+  SocketAddress() noexcept;
+  /// All local addresses (INADDR_ANY).
+  static SocketAddress Any(std::uint16_t port) noexcept;
+  /// A dotted IPv4 text ("10.0.0.1"); nothing else is taken, and no name is resolved.
+  static std::optional<SocketAddress> Parse(const char* dotted, std::uint16_t port) noexcept;
+
+  /// Host byte order.
+  std::uint16_t Port() const noexcept;
+  /// Dotted text without the port.
+  std::string Text() const;
+
+  const sockaddr_in* Get() const noexcept;
+  sockaddr_in* Get() noexcept;
+
+ private:
+  alignas(8) std::array<std::byte, 16> storage_{};
+};
+
+}  // namespace sarnevo::platform

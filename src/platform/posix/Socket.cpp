@@ -1,0 +1,234 @@
+#include "platform/Socket.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace sarnevo::platform {
+
+namespace {
+
+constexpr int kClosed = -1;
+
+SocketError FromErrno(int error) noexcept {
+  switch (error) {
+    case EAGAIN:
+    case EINPROGRESS:
+      return SocketError::WouldBlock;
+    case ETIMEDOUT:
+      return SocketError::TimedOut;
+    case EMSGSIZE:
+      return SocketError::TooLong;
+    case ECONNRESET:
+    case ECONNREFUSED:
+    case EPIPE:
+      return SocketError::ConnectionReset;
+    case ENOTCONN:
+      return SocketError::NotConnected;
+    case EINVAL:
+      return SocketError::InvalidArgument;
+    case EFAULT:
+      return SocketError::Fault;
+    case ENETDOWN:
+      return SocketError::NetworkDown;
+    case EBADF:
+    case ENOTSOCK:
+      return SocketError::NotInitialised;
+    case EADDRINUSE:
+      return SocketError::AddressInUse;
+    default:
+      return SocketError::Other;
+  }
+}
+
+// Repeats a call that a signal of the host's interrupted.
+template <typename Call>
+auto Retried(Call call) noexcept {
+  auto result = call();
+  while (result < 0 && errno == EINTR) {
+    result = call();
+  }
+  return result;
+}
+
+bool SetOption(int descriptor, int option, const void* value, socklen_t size) noexcept {
+  return setsockopt(descriptor, SOL_SOCKET, option, value, size) == 0;
+}
+
+bool SetBuffer(int descriptor, int option, std::uint32_t bytes) noexcept {
+  const int value = static_cast<int>(std::min<std::uint32_t>(bytes, std::numeric_limits<int>::max()));
+  return SetOption(descriptor, option, &value, sizeof(value));
+}
+
+bool SetTimeout(int descriptor, int option, Milliseconds timeout) noexcept {
+  timeval value{};
+  value.tv_sec = static_cast<time_t>(timeout.count() / 1000);
+  value.tv_usec = static_cast<suseconds_t>(timeout.count() % 1000) * 1000;
+  return SetOption(descriptor, option, &value, sizeof(value));
+}
+
+// The events that came, 0 on a time-out, negative with errno.
+int Poll(int descriptor, short events, Milliseconds timeout) noexcept {
+  pollfd wanted{};
+  wanted.fd = descriptor;
+  wanted.events = events;
+  const auto limit = std::clamp<std::int64_t>(timeout.count(), 0, std::numeric_limits<int>::max());
+  const int ready = Retried([&] { return poll(&wanted, 1, static_cast<int>(limit)); });
+  return ready > 0 ? wanted.revents : ready;
+}
+
+ReceiveResult ReceiveDatagram(int descriptor, std::span<std::uint8_t> into, SocketAddress& from, int flags,
+                              SocketError onNothing) noexcept {
+  // MSG_TRUNC makes the call give the datagram's own size, so that one that was cut shows.
+  socklen_t size = sizeof(sockaddr_in);
+  const ssize_t count = Retried([&] {
+    return recvfrom(descriptor, into.data(), into.size(), flags | MSG_TRUNC,
+                    reinterpret_cast<sockaddr*>(from.Get()), &size);
+  });
+  if (count < 0) {
+    const SocketError error = FromErrno(errno);
+    return {0, error == SocketError::WouldBlock ? onNothing : error};
+  }
+  if (static_cast<std::size_t>(count) > into.size()) {
+    return {0, SocketError::TooLong};
+  }
+  return {static_cast<std::size_t>(count), SocketError::None};
+}
+
+}  // namespace
+
+Socket::Socket(int descriptor) noexcept : descriptor_(descriptor) {}
+
+Socket::~Socket() { Close(); }
+
+Socket::Socket(Socket&& other) noexcept {
+  const std::lock_guard guard(other.closing_);
+  descriptor_ = other.descriptor_.exchange(kClosed, std::memory_order_relaxed);
+}
+
+Socket& Socket::operator=(Socket&& other) noexcept {
+  if (this != &other) {
+    Close();
+    const std::scoped_lock guard(closing_, other.closing_);
+    descriptor_ = other.descriptor_.exchange(kClosed, std::memory_order_relaxed);
+  }
+  return *this;
+}
+
+Socket Socket::CreateTcp() noexcept { return Socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP)); }
+
+Socket Socket::CreateUdp() noexcept { return Socket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP)); }
+
+bool Socket::IsOpen() const noexcept { return descriptor_.load(std::memory_order_relaxed) >= 0; }
+
+void Socket::Close() noexcept {
+  const std::lock_guard guard(closing_);
+  const int descriptor = descriptor_.exchange(kClosed, std::memory_order_relaxed);
+  if (descriptor >= 0) {
+    close(descriptor);
+  }
+}
+
+void Socket::Shutdown() noexcept {
+  const std::lock_guard guard(closing_);
+  // On an unconnected UDP socket this reports an error and wakes the waiting thread all the same.
+  shutdown(descriptor_.load(std::memory_order_relaxed), SHUT_RDWR);
+}
+
+SocketError Socket::Bind(const SocketAddress& local) noexcept {
+  const auto* const address = reinterpret_cast<const sockaddr*>(local.Get());
+  return bind(descriptor_, address, sizeof(sockaddr_in)) == 0 ? SocketError::None : FromErrno(errno);
+}
+
+std::optional<std::uint16_t> Socket::LocalPort() const noexcept {
+  SocketAddress local;
+  socklen_t size = sizeof(sockaddr_in);
+  if (getsockname(descriptor_, reinterpret_cast<sockaddr*>(local.Get()), &size) != 0) {
+    return std::nullopt;
+  }
+  return local.Port();
+}
+
+bool Socket::SetNonBlocking(bool on) noexcept {
+  const int flags = fcntl(descriptor_, F_GETFL);
+  return flags >= 0 && fcntl(descriptor_, F_SETFL, on ? flags | O_NONBLOCK : flags & ~O_NONBLOCK) == 0;
+}
+
+bool Socket::SetReceiveBuffer(std::uint32_t bytes) noexcept { return SetBuffer(descriptor_, SO_RCVBUF, bytes); }
+
+bool Socket::SetSendBuffer(std::uint32_t bytes) noexcept { return SetBuffer(descriptor_, SO_SNDBUF, bytes); }
+
+bool Socket::SetReceiveTimeout(Milliseconds timeout) noexcept {
+  return SetTimeout(descriptor_, SO_RCVTIMEO, timeout);
+}
+
+bool Socket::SetSendTimeout(Milliseconds timeout) noexcept { return SetTimeout(descriptor_, SO_SNDTIMEO, timeout); }
+
+SocketError Socket::Connect(const SocketAddress& peer) noexcept {
+  const auto* const address = reinterpret_cast<const sockaddr*>(peer.Get());
+  return connect(descriptor_, address, sizeof(sockaddr_in)) == 0 ? SocketError::None : FromErrno(errno);
+}
+
+bool Socket::WaitWritable(Milliseconds timeout) noexcept {
+  const int events = Poll(descriptor_, POLLOUT, timeout);
+  return events > 0 && (events & (POLLERR | POLLHUP | POLLNVAL)) == 0;
+}
+
+SocketError Socket::WaitReadable(Milliseconds timeout) noexcept {
+  const int events = Poll(descriptor_, POLLIN, timeout);
+  if (events == 0) {
+    return SocketError::TimedOut;
+  }
+  if (events < 0) {
+    return FromErrno(errno);
+  }
+  return (events & POLLNVAL) != 0 ? SocketError::NotInitialised : SocketError::None;
+}
+
+ReceiveResult Socket::Send(std::span<const std::uint8_t> data) noexcept {
+  const ssize_t count = Retried([&] { return send(descriptor_, data.data(), data.size(), MSG_NOSIGNAL); });
+  return count < 0 ? ReceiveResult{0, FromErrno(errno)}
+                   : ReceiveResult{static_cast<std::size_t>(count), SocketError::None};
+}
+
+SocketError Socket::SendTo(std::span<const std::uint8_t> data, const SocketAddress& peer) noexcept {
+  const auto* const address = reinterpret_cast<const sockaddr*>(peer.Get());
+  const ssize_t count = Retried([&] {
+    return sendto(descriptor_, data.data(), data.size(), MSG_NOSIGNAL, address, sizeof(sockaddr_in));
+  });
+  return count < 0 ? FromErrno(errno) : SocketError::None;
+}
+
+ReceiveResult Socket::Receive(std::span<std::uint8_t> into) noexcept {
+  const ssize_t count = Retried([&] { return recv(descriptor_, into.data(), into.size(), 0); });
+  if (count < 0) {
+    // A blocking receive reports its time-out as would-block.
+    const SocketError error = FromErrno(errno);
+    return {0, error == SocketError::WouldBlock ? SocketError::TimedOut : error};
+  }
+  return {static_cast<std::size_t>(count), SocketError::None};
+}
+
+ReceiveResult Socket::ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
+  return ReceiveDatagram(descriptor_, into, from, 0, SocketError::TimedOut);
+}
+
+ReceiveResult Socket::TryReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
+  return ReceiveDatagram(descriptor_, into, from, MSG_DONTWAIT, SocketError::WouldBlock);
+}
+
+std::optional<std::string> LocalHostName() {
+  char name[256] = "";
+  if (gethostname(name, sizeof(name) - 1) != 0) {
+    return std::nullopt;
+  }
+  return name;
+}
+
+}  // namespace sarnevo::platform
