@@ -1,11 +1,11 @@
 #pragma once
 
 #include <array>
-#include <string_view>
 
 #include "kolvex/Types.h"
 #include "platform/Event.h"
 #include "platform/Socket.h"
+#include "platform/Time.h"
 #include "protocols/ProtocolTimes.h"
 #include "protocols/RtspReader.h"
 
@@ -48,14 +48,17 @@ class CRTSPClient {
   void Interrupt() noexcept;
 
  private:
-  bool Await(u32 timeout) noexcept;
-  bool SendSessionRequest(const char* method, bool useObjectPath) noexcept;
-  template <typename... Values>
-  bool Send(const char* format, Values... values) noexcept;
+  bool Establish(platform::Milliseconds timeout) noexcept;
+  bool AwaitConnection(platform::Milliseconds timeout) noexcept;
+  bool IsInterrupted() noexcept;
+  void CountRequest() noexcept;
+  bool SendInSession(const char* method, bool useObjectPath) noexcept;
+  bool Send(int length) noexcept;
   bool ReadReplyHead(bool useObjectPath) noexcept;
   bool ReadStatusLine() noexcept;
   bool ReadDescription() noexcept;
   bool ReadTransportAndSession() noexcept;
+  bool ReadText(RtspText& into) noexcept;
   bool DropLines(int count) noexcept;
 
   const ProtocolTimes times_;
@@ -80,6 +83,7 @@ class CRTSPClient {
   u32 serverPort_ = 0;
   std::array<char, 1024> body_{};  // of the DESCRIBE reply, cut to what fits
 
+  std::array<char, 512> request_{};           // the calling thread only: the text that goes out
   platform::Event interrupted_{false, true};  // manual reset, never reset
   RtspReader reader_;
 };

@@ -2,11 +2,11 @@
 
 #include <atomic>
 #include <cstddef>
-#include <memory>
 
 #include "kolvex/Types.h"
 #include "platform/CriticalSection.h"
 #include "platform/Socket.h"
+#include "platform/SocketAddress.h"
 #include "platform/Thread.h"
 #include "platform/Time.h"
 #include "protocols/IUDPPortUser.h"
@@ -64,8 +64,8 @@ class CUDPPort {
  private:
   struct Receiving;
 
-  bool LockForClose() noexcept;
-  void StartReceiving(std::shared_ptr<Receiving> receiving);
+  OpenResult OpenSocket(const platform::SocketAddress& local) noexcept;
+  bool StartReceiving() noexcept;
   void Receive(Receiving& receiving);
   bool Fits(Receiving& receiving, std::size_t size) noexcept;
   void Drain() noexcept;
