@@ -13,6 +13,7 @@ namespace kolvex_host {
 namespace {
 
 constexpr const char* kFileName = "libkolvexipcapture.so";
+constexpr const char* kBuildTree = "../lib";  // from the program's folder
 
 template <typename Function>
 Function* FindExport(void* handle, const char* name, const std::filesystem::path& path) {
@@ -45,7 +46,7 @@ std::filesystem::path Library::DefaultPath() {
   std::error_code error;
   const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
   if (!error) {
-    for (const char* place : std::array{"", KOLVEX_LIBRARY_FROM_BINARY}) {
+    for (const char* place : std::array{"", KOLVEX_LIBRARY_FROM_BINARY, kBuildTree}) {
       const std::filesystem::path candidate = (folder / place / kFileName).lexically_normal();
       if (std::filesystem::exists(candidate, error)) {
         return candidate;

@@ -2,9 +2,9 @@
 // known to the byte.
 //
 // The device model is the script. "refuse" makes Open fail, "deaf" StartCapture. Otherwise it is a list of
-// words, one frame each: a number is a JPEG picture with that frame counter (in a colour that the address's
-// last digit chooses), "key" and "inter" are MPEG-4 frames of known bytes. After the last one OnNoData comes
-// once, and then nothing more. Calls are written to the file named by FAKE_DRIVER_LOG.
+// words, one frame each: "key" and "inter" are MPEG-4 frames of known bytes, anything else is a JPEG picture
+// in a colour that the address's last digit chooses, with the word's number as its frame counter. After the
+// last one OnNoData comes once, and then nothing more. Calls are written to the file named by FAKE_DRIVER_LOG.
 #include <cstdlib>
 #include <cstdio>
 #include <cstring>
@@ -32,6 +32,8 @@ void Log(const std::string& line) {
     std::ofstream(path, std::ios::app) << line << '\n';
   }
 }
+
+std::string OrEmpty(const char* text) { return text ? text : ""; }
 
 /// One colour all over, and the counter in its place.
 std::vector<u8> MakeJpeg(unsigned width, unsigned height, char digit, u32 counter) {
@@ -89,8 +91,8 @@ class FakeDriver final : public IIPCaptureDriverEx3, private IIPVideoCaptureEx {
     IIPConnectionInfo& connection = *params->GetConnection();
     address_ = connection.GetAddress();
     std::string line = "open " + address_ + ":" + std::to_string(connection.GetPort()) + " codec " +
-                       std::to_string(connection.GetCodec()) + " login " + connection.GetUserName() + "/" +
-                       connection.GetPassword();
+                       std::to_string(connection.GetCodec()) + " login " + OrEmpty(connection.GetUserName()) +
+                       "/" + OrEmpty(connection.GetPassword());
     for (u32 index = 1; index <= 9; ++index) {
       const char* const setting = params->GetCustomSetting(index);
       line += std::string(" ") + (setting ? setting : "-");
@@ -152,8 +154,10 @@ class FakeDriver final : public IIPCaptureDriverEx3, private IIPVideoCaptureEx {
       } else if (word == "inter") {
         Deliver(sink, FrameFourCCMPEG4Inter, {0, 0, 1, 0xB6, 'i'}, width, height);
       } else {
-        Deliver(sink, FrameFourCCJPEG,
-                MakeJpeg(width, height, address_.back(), static_cast<u32>(std::stoul(word))), width, height);
+        Deliver(
+            sink, FrameFourCCJPEG,
+            MakeJpeg(width, height, address_.back(), static_cast<u32>(std::strtoul(word.c_str(), nullptr, 10))),
+            width, height);
       }
     }
     sink.OnNoData();
