@@ -1,0 +1,248 @@
+#include "protocols/CUDPPort.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <string_view>
+
+#include "platform/Clock.h"
+
+namespace sarnevo {
+
+using platform::Milliseconds;
+using platform::ReceiveResult;
+using platform::Socket;
+using platform::SocketAddress;
+using platform::SocketError;
+
+namespace {
+
+// A UDP datagram over IPv4 never exceeds this. The receive thread's memory has this size from the start: pages
+// that no datagram has reached cost nothing, and nothing has to be allocated again when the read size changes.
+constexpr std::size_t kMaxDatagramBytes = 65'536;
+constexpr u32 kReadSizeStep = 1024;        // growth after a datagram that didn't fit
+constexpr u32 kKeptSurplus = 2048;         // a read size that is smaller by no more than this changes nothing
+constexpr u64 kReceiveBufferPackets = 32;  // the socket's buffer, in datagrams of the read size
+constexpr u64 kMaxReceiveBuffer = 0x1FFFE;
+// More datagrams than a socket's buffer holds, so that a sender who doesn't stop can't hold Close up.
+constexpr int kMaxDrained = 1024;
+
+// Null stands for all local addresses. The length is tested first since the system's own notion of a dotted
+// text is wider.
+std::optional<SocketAddress> LocalAddress(const char* address, u16 port) noexcept {
+  if (address == nullptr) {
+    return SocketAddress::Any(port);
+  }
+  const std::size_t length = std::string_view(address).size();
+  return length >= 7 && length <= 15 ? SocketAddress::Parse(address, port) : std::nullopt;
+}
+
+}  // namespace
+
+// What one receive thread works with. The thread's own body owns it, so that it lives exactly as long as the
+// thread, also when the port is destroyed from inside a callback, and also when the thread is given up in
+// there and ends without unwinding.
+struct CUDPPort::Receiving {
+  explicit Receiving(CUDPPort* owner)
+      : port(owner), buffer(std::make_unique_for_overwrite<u8[]>(kMaxDatagramBytes)) {}
+
+  // The receive thread that the caller is; null on any other thread.
+  static thread_local Receiving* current;
+
+  CUDPPort* const port;
+  const std::unique_ptr<u8[]> buffer;
+  u32 size = 0;       // bytes of a datagram that are taken, as the read size was when it was last followed
+  bool left = false;  // a callback has closed the port: don't touch it any more
+};
+
+thread_local CUDPPort::Receiving* CUDPPort::Receiving::current = nullptr;
+
+CUDPPort::CUDPPort(Milliseconds timeout) noexcept
+    : timeoutSeconds_(static_cast<u32>(timeout.count() / 1000)),
+      timeoutMicroseconds_(static_cast<u32>(timeout.count() % 1000 * 1000)) {}
+
+CUDPPort::~CUDPPort() { Close(); }
+
+CUDPPort::OpenResult CUDPPort::Open(const char* address, u16 port) noexcept {
+  const std::lock_guard guard(lock_);
+  if (socket_.IsOpen()) {
+    return AlreadyOpen;
+  }
+  const std::optional<SocketAddress> local = LocalAddress(address, port);
+  if (!local) {
+    return InvalidAddress;
+  }
+  const OpenResult result = OpenSocket(*local);
+  if (result != Opened) {
+    socket_.Close();
+    return result;
+  }
+  localPort_.store(port != 0 ? port : socket_.LocalPort().value_or(0), std::memory_order_relaxed);
+  if (!StartReceiving()) {
+    socket_.Close();
+    localPort_.store(0, std::memory_order_relaxed);
+    return NoThread;
+  }
+  return Opened;
+}
+
+CUDPPort::OpenResult CUDPPort::OpenSocket(const SocketAddress& local) noexcept {
+  socket_ = Socket::CreateUdp();
+  if (!socket_.IsOpen()) {
+    return NoSocket;
+  }
+  const u64 wanted = u64{readSize_.load(std::memory_order_relaxed)} * kReceiveBufferPackets;
+  const Milliseconds timeout{u64{timeoutSeconds_} * 1000 + timeoutMicroseconds_ / 1000};
+  if (!socket_.SetReceiveBuffer(static_cast<u32>(std::min(wanted, kMaxReceiveBuffer))) ||
+      !socket_.SetReceiveTimeout(timeout)) {
+    return ReceiveBufferFailed;
+  }
+  return socket_.Bind(local) == SocketError::None ? Opened : BindFailed;
+}
+
+bool CUDPPort::StartReceiving() noexcept {
+  running_.store(true, std::memory_order_relaxed);
+  try {
+    auto receiving = std::make_shared<Receiving>(this);
+    receiving->size = readSize_.load(std::memory_order_relaxed);
+    if (thread_.Start(
+            "KolvexRTP",
+            [this, receiving] {
+              Receiving::current = receiving.get();
+              Receive(*receiving);
+            },
+            platform::ThreadPriority::AboveNormal)) {
+      return true;
+    }
+  } catch (const std::bad_alloc&) {
+    // no thread without its memory
+  }
+  running_.store(false, std::memory_order_relaxed);
+  return false;
+}
+
+bool CUDPPort::Close() noexcept {
+  Receiving* own = Receiving::current;
+  if (own != nullptr && (own->port != this || own->left)) {
+    own = nullptr;
+  }
+  while (!lock_.try_lock()) {
+    if (own == nullptr) {
+      lock_.lock();
+      break;
+    }
+    if (!running_.load(std::memory_order_relaxed)) {
+      return true;  // another thread is closing the port and waits for this very one
+    }
+    platform::Sleep(Milliseconds{0});
+  }
+  const std::lock_guard guard(lock_, std::adopt_lock);
+  if (!socket_.IsOpen()) {
+    return true;
+  }
+  running_.store(false, std::memory_order_relaxed);
+  socket_.Shutdown();
+  if (own != nullptr) {
+    own->left = true;
+  } else {
+    thread_.Wait();
+  }
+  // Only now does no other thread use the descriptor, whose number the system gives to the next that asks.
+  Drain();
+  socket_.Close();
+  thread_.Release();
+  if (IUDPPortUser* const user = user_.load(std::memory_order_relaxed)) {
+    try {
+      user->SocketClosed(this);
+    } catch (...) {
+      // The port is closed whatever its user makes of it.
+    }
+  }
+  localPort_.store(0, std::memory_order_relaxed);
+  return true;
+}
+
+bool CUDPPort::IsOpen() const noexcept { return socket_.IsOpen(); }
+
+u16 CUDPPort::LocalPort() const noexcept { return localPort_.load(std::memory_order_relaxed); }
+
+void CUDPPort::SetUser(IUDPPortUser* user) noexcept {
+  const std::lock_guard guard(lock_);
+  user_.store(user, std::memory_order_release);
+}
+
+void CUDPPort::SetReadSize(u32 bytes) noexcept { readSize_.store(bytes, std::memory_order_relaxed); }
+
+u32 CUDPPort::ReadSize() const noexcept { return readSize_.load(std::memory_order_relaxed); }
+
+// A blocking receive with the socket's own time-out is one system call per datagram, whether datagrams wait or
+// not; waiting for readiness first would make it two. Nothing on this thread's stack owns anything: when the
+// thread is given up inside a callback, its frames are never unwound.
+void CUDPPort::Receive(Receiving& receiving) {
+  SocketAddress from;
+  while (running_.load(std::memory_order_relaxed)) {
+    const ReceiveResult got = socket_.ReceiveFrom({receiving.buffer.get(), kMaxDatagramBytes}, from);
+    if (!running_.load(std::memory_order_relaxed)) {
+      return;
+    }
+    IUDPPortUser* const user = user_.load(std::memory_order_acquire);
+    switch (got.error) {
+      case SocketError::None:
+        if (got.count == 0) {
+          running_.store(false, std::memory_order_relaxed);
+          return;
+        }
+        if (Fits(receiving, got.count) && user != nullptr) {
+          user->DataReceived(this, from.Get(), receiving.buffer.get(), static_cast<u32>(got.count));
+        }
+        break;
+      case SocketError::TimedOut:
+        if (user != nullptr) {
+          user->ReceiveTimeout();
+        }
+        break;
+      case SocketError::Fault:
+      case SocketError::NetworkDown:
+      case SocketError::NotInitialised:
+        if (user != nullptr) {
+          user->SocketClosed(this);
+        }
+        return;
+      default:
+        platform::Sleep(Milliseconds{0});
+        break;
+    }
+    if (receiving.left) {
+      return;
+    }
+  }
+}
+
+// A datagram that is larger than the read size is lost, and the next one of its kind finds more room.
+bool CUDPPort::Fits(Receiving& receiving, std::size_t size) noexcept {
+  const u32 wanted = readSize_.load(std::memory_order_relaxed);
+  if (wanted > receiving.size || receiving.size - wanted > kKeptSurplus) {
+    receiving.size = wanted;
+  }
+  if (size <= receiving.size) {
+    return true;
+  }
+  readSize_.store(receiving.size + kReadSizeStep, std::memory_order_relaxed);
+  return false;
+}
+
+void CUDPPort::Drain() noexcept {
+  std::array<u8, 1024> dropped;
+  SocketAddress from;
+  for (int i = 0; i < kMaxDrained; ++i) {
+    const ReceiveResult got = socket_.TryReceiveFrom(dropped, from);
+    if (got.error != SocketError::TooLong && got.count == 0) {
+      return;
+    }
+  }
+}
+
+}  // namespace sarnevo

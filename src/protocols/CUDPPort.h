@@ -1,0 +1,87 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+
+#include "kolvex/Types.h"
+#include "platform/CriticalSection.h"
+#include "platform/Socket.h"
+#include "platform/SocketAddress.h"
+#include "platform/Thread.h"
+#include "platform/Time.h"
+#include "protocols/IUDPPortUser.h"
+#include "protocols/ProtocolTimes.h"
+
+namespace sarnevo {
+
+/// A bound UDP socket with a receive thread of its own, which hands each datagram to an IUDPPortUser.
+///
+/// One system call and no lock and no allocation per datagram. Any thread may call any operation. A closed
+/// port can be opened again.
+class CUDPPort {
+ public:
+  enum OpenResult : u32 {
+    Opened = 1,               ///< open, the thread runs
+    AlreadyOpen = 2,          ///< nothing changed
+    InvalidAddress = 4,       ///< the local address is no IPv4 text of 7 to 15 characters
+    NoSocket = 5,             ///< no socket could be created
+    BindFailed = 6,           ///< for example because the port is taken
+    ReceiveBufferFailed = 8,  ///< the socket refused its receive buffer size or time-out
+    NoThread = 9,             ///< the receive thread could not be started
+  };
+
+  explicit CUDPPort(platform::Milliseconds timeout = ProtocolTimes{}.portReceive) noexcept;
+  /// Closes the port.
+  virtual ~CUDPPort();
+  CUDPPort(const CUDPPort&) = delete;
+  CUDPPort& operator=(const CUDPPort&) = delete;
+
+  /// Binds to @p port of the local address @p address and starts to receive.
+  /// @param address  dotted IPv4 text; null for all local addresses.
+  /// @param port     0 lets the system choose one; see LocalPort.
+  OpenResult Open(const char* address, u16 port) noexcept;
+
+  /// Ends reception and gives the port back. Always true. Waits for the receive thread, and so for a
+  /// callback in progress, without limit; then calls SocketClosed of the user. Does nothing on a closed
+  /// port.
+  ///
+  /// From inside a callback of this port it doesn't wait; the thread looks at neither the port nor the user
+  /// any more once that callback returns, so that both may be destroyed before it does. A receive thread
+  /// that was given up inside code of the host (platform::current_thread::Abandon) counts as ended.
+  bool Close() noexcept;
+
+  bool IsOpen() const noexcept;
+  /// The bound port in host byte order; 0 when closed.
+  u16 LocalPort() const noexcept;
+
+  /// @param user  not owned; null drops what arrives. A callback in progress still goes to the one before.
+  void SetUser(IUDPPortUser* user) noexcept;
+  /// Size in bytes of the largest datagram to be taken; takes effect with the next one. Also decides the
+  /// socket's receive buffer at Open.
+  void SetReadSize(u32 bytes) noexcept;
+  u32 ReadSize() const noexcept;
+
+ private:
+  struct Receiving;
+
+  OpenResult OpenSocket(const platform::SocketAddress& local) noexcept;
+  bool StartReceiving() noexcept;
+  void Receive(Receiving& receiving);
+  bool Fits(Receiving& receiving, std::size_t size) noexcept;
+  void Drain() noexcept;
+
+  platform::CriticalSection lock_;  // guards Open, Close and SetUser; the receive thread never takes it
+
+  // Written under lock_ (readSize_: by any thread, running_: also by the receive thread), read by the receive
+  // thread without it. Each stands for itself, so that relaxed order is enough.
+  std::atomic<IUDPPortUser*> user_{nullptr};
+  platform::Socket socket_;  // opened and closed under lock_, while no receive thread uses it
+  std::atomic<u16> localPort_{0};
+  platform::Thread thread_;  // under lock_
+  std::atomic<u32> readSize_{0x10000};
+  const u32 timeoutSeconds_;
+  const u32 timeoutMicroseconds_;
+  std::atomic<bool> running_{false};
+};
+
+}  // namespace sarnevo

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+#include "kolvex/Types.h"
+
+/// Pure steps that take the lines of an RTSP reply apart. Lines are split at white space, as scanf's %s and %d
+/// do; numbers outside of 32 bits become the nearest that fits. Texts point into the line. Any thread may call.
+namespace sarnevo::rtsp {
+
+struct StatusLine {
+  std::string_view version;  ///< at most 14 characters
+  i32 statusCode = 0;
+  std::string_view reason;  ///< its first word, at most 14 characters
+};
+
+/// Splits "RTSP/1.0 200 OK". Nothing unless the line holds "200" somewhere and all three parts are there.
+std::optional<StatusLine> ParseStatusLine(std::string_view line) noexcept;
+
+/// The second word of a line; the first is a header's name, which nobody looks at.
+std::optional<std::string_view> ParseTextHeader(std::string_view line) noexcept;
+/// The number behind the first word of a line, which has at most 254 characters.
+std::optional<i32> ParseNumberHeader(std::string_view line) noexcept;
+
+/// Two ports, neither of them 0.
+struct PortPair {
+  i32 rtp = 0;
+  i32 rtcp = 0;
+};
+
+/// Finds "client_port=a-b;" in a Transport value. Without the ";" there is none.
+std::optional<PortPair> ParseClientPorts(std::string_view transport) noexcept;
+/// Finds "server_port=a-b", at the end too.
+std::optional<PortPair> ParseServerPorts(std::string_view transport) noexcept;
+
+}  // namespace sarnevo::rtsp
