@@ -1,12 +1,11 @@
 #include "driver/CKolvexIPCaptureDriver.h"
 
 #include <cstdarg>
-#include <cstdio>
 #include <memory>
-#include <new>
 #include <optional>
 
 #include "driver/CDebugInfo.h"
+#include "driver/MessageText.h"
 #include "threads/HostCall.h"
 
 namespace sarnevo {
@@ -25,24 +24,6 @@ u8 LevelForHost(u32 level, const HostVersion& host) {
   return static_cast<u8>(outLevel);
 }
 
-// The finished text in a buffer of exactly its size; null when the format can't be carried out or there is no
-// memory, and then the message is lost.
-std::unique_ptr<char[]> Format(const char* format, std::va_list arguments) {
-  std::va_list counting;
-  va_copy(counting, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, counting);
-  va_end(counting);
-  if (length < 0) {
-    return nullptr;
-  }
-  const std::size_t size = static_cast<std::size_t>(length) + 1;
-  std::unique_ptr<char[]> text(new (std::nothrow) char[size]);
-  if (text) {
-    std::vsnprintf(text.get(), size, format, arguments);
-  }
-  return text;
-}
-
 }  // namespace
 
 CKolvexIPCaptureDriver::CKolvexIPCaptureDriver() = default;
@@ -57,7 +38,7 @@ u32 CKolvexIPCaptureDriver::GetNetworkTimeout() noexcept {
 void CKolvexIPCaptureDriver::DebugMessage(u32 level, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  std::unique_ptr<char[]> text = Format(format, arguments);
+  std::unique_ptr<char[]> text = FormatMessageText(format, arguments);
   va_end(arguments);
   if (!text || level == DebugLevelDropped || debugSink_ == nullptr) {
     return;

@@ -26,11 +26,12 @@ class CPtzCommandBuilder {
   std::string StopCommand() const;
   std::string AutoFocusCommand() const;
   std::string AutoIrisCommand() const;
-  /// @param operation  a PresetOperation.
-  /// @param slot       counted from 0.
-  std::string PresetCommand(u32 operation, u32 slot) const;
+  /// @param slot  counted from 0.
+  std::string PresetCommand(PresetOperation operation, u32 slot) const;
 
  private:
+  u32 Protocol() const noexcept { return protocol_.load(std::memory_order_relaxed); }
+
   // A PtzProtocol. Stands alone, so that relaxed is enough: nothing else is published with it.
   std::atomic<u32> protocol_{PtzProtocolNone};
 };
