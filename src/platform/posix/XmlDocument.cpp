@@ -169,6 +169,7 @@ XmlDocument::ParseResult XmlDocument::Parse(std::string_view text) noexcept {
   // error stream. Blanks are kept whatever default the host has chosen.
   parser->sax->serror = DropError;
   parser->sax->internalSubset = RefuseDocumentType;
+  parser->sax->ignorableWhitespace = parser->sax->characters;
   parser->keepBlanks = 1;
   Document document(xmlCtxtReadMemory(parser.get(), text.data(), static_cast<int>(text.size()), nullptr,
                                       nullptr, XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
