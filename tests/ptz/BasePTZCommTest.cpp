@@ -13,7 +13,7 @@ namespace sarnevo {
 namespace {
 
 using kolvex_test::FakeDevice;
-using kolvex_test::FakeParams;
+using kolvex_test::FakeLens;
 using kolvex_test::Lines;
 
 constexpr platform::Milliseconds kLimit{20'000};
@@ -79,13 +79,13 @@ TEST(CBasePTZComm, ChecksAndQueues) {
       {"unzoom", [](Comm& c, IIPParams* p) { return c.Unzoom(p, 6); }, 1, "5 6 0 0 0"},
   };
   FakeDevice device;
-  FakeParams params;
+  FakeLens lens;
   Comm comm(&device);
   ASSERT_EQ(comm.Open(), 1);
   for (const Row& row : kRows) {
-    EXPECT_EQ(row.call(comm, &params), row.result) << row.name;
+    EXPECT_EQ(row.call(comm, &lens), row.result) << row.name;
     // The stop tells that nothing came in front of it.
-    ASSERT_EQ(comm.StopMove(&params), 1);
+    ASSERT_EQ(comm.StopMove(&lens), 1);
     const std::string item = row.item;
     EXPECT_EQ(comm.items.WaitFor(item.empty() ? 1 : 2), item.empty() ? "0 0 0 0 0\n" : item + "\n0 0 0 0 0\n")
         << row.name;
@@ -96,7 +96,7 @@ TEST(CBasePTZComm, ChecksAndQueues) {
 
 TEST(CBasePTZComm, RefusesWithAMessageWhileItIsClosed) {
   FakeDevice device;
-  FakeParams params;
+  FakeLens lens;
   Comm comm(&device);
   const std::string messages =
       "1 sarnevo::CBasePTZComm::StartMove: cannot send message (1) to thread\n"
@@ -107,17 +107,17 @@ TEST(CBasePTZComm, RefusesWithAMessageWhileItIsClosed) {
       "1 sarnevo::CBasePTZComm::Unzoom: cannot send message (5) to thread\n"
       "1 sarnevo::CBasePTZComm::Center: cannot send message (4) to thread\n";
   for (const char* state : {"unopened", "closed"}) {
-    EXPECT_EQ(comm.StartMove(&params, 1, 1), -1) << state;
-    EXPECT_EQ(comm.StopMove(&params), -1) << state;
-    EXPECT_EQ(comm.Iris(&params, 1, 1), -1) << state;
-    EXPECT_EQ(comm.Focus(&params, 1, 1), -1) << state;
-    EXPECT_EQ(comm.AreaZoom(&params, 1, 2, 3, 4), -1) << state;
-    EXPECT_EQ(comm.Unzoom(&params, 1), -1) << state;
-    EXPECT_EQ(comm.Center(&params, 1, 2, 3), -1) << state;
+    EXPECT_EQ(comm.StartMove(&lens, 1, 1), -1) << state;
+    EXPECT_EQ(comm.StopMove(&lens), -1) << state;
+    EXPECT_EQ(comm.Iris(&lens, 1, 1), -1) << state;
+    EXPECT_EQ(comm.Focus(&lens, 1, 1), -1) << state;
+    EXPECT_EQ(comm.AreaZoom(&lens, 1, 2, 3, 4), -1) << state;
+    EXPECT_EQ(comm.Unzoom(&lens, 1), -1) << state;
+    EXPECT_EQ(comm.Center(&lens, 1, 2, 3), -1) << state;
     EXPECT_EQ(device.messages.Take(), messages) << state;
 
-    EXPECT_EQ(comm.StartMove(&params, 1, 17), -3) << state;
-    EXPECT_EQ(comm.StartMove(&params, 1, 0), 1) << state;
+    EXPECT_EQ(comm.StartMove(&lens, 1, 17), -3) << state;
+    EXPECT_EQ(comm.StartMove(&lens, 1, 0), 1) << state;
     EXPECT_EQ(device.messages.Take(), "") << state;
 
     EXPECT_EQ(comm.Open(), 1);
@@ -148,7 +148,7 @@ TEST(CBasePTZComm, OpensOnceAndReadsTheProtocolEachTime) {
 
 TEST(CBasePTZComm, NeitherMergesNorReordersAndThrowsAwayAtClose) {
   FakeDevice device;
-  FakeParams params;
+  FakeLens lens;
   Comm comm(&device);
   platform::Event inside(false, true);
   platform::Event goOn(false, true);
@@ -160,8 +160,8 @@ TEST(CBasePTZComm, NeitherMergesNorReordersAndThrowsAwayAtClose) {
   std::string expected;
   for (i32 speed = 1; speed <= 3; ++speed) {
     for (int again = 0; again < 2; ++again) {
-      ASSERT_EQ(comm.StartMove(&params, 1, speed), 1);
-      ASSERT_EQ(comm.StopMove(&params), 1);
+      ASSERT_EQ(comm.StartMove(&lens, 1, speed), 1);
+      ASSERT_EQ(comm.StopMove(&lens), 1);
       expected += "1 1 " + std::to_string(speed) + " 0 0\n0 0 0 0 0\n";
     }
   }
@@ -172,11 +172,11 @@ TEST(CBasePTZComm, NeitherMergesNorReordersAndThrowsAwayAtClose) {
   inside.Reset();
   goOn.Reset();
   for (int i = 0; i < 10; ++i) {
-    ASSERT_EQ(comm.StartMove(&params, 2, 1), 1);
+    ASSERT_EQ(comm.StartMove(&lens, 2, 1), 1);
   }
   ASSERT_EQ(inside.Wait(kLimit), platform::WaitResult::Signalled);
   std::thread closing([&] { comm.Close(); });
-  while (comm.StartMove(&params, 1, 1) != -1) {
+  while (comm.StartMove(&lens, 1, 1) != -1) {
     std::this_thread::yield();
   }
   goOn.Set();

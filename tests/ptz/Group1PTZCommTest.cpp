@@ -12,7 +12,7 @@ namespace sarnevo {
 namespace {
 
 using kolvex_test::FakeDevice;
-using kolvex_test::FakeParams;
+using kolvex_test::FakeLens;
 using kolvex_test::SerialCamera;
 
 // A camera with a head, and the object that drives it, not yet opened.
@@ -29,7 +29,7 @@ struct Rig {
 
   SerialCamera camera;
   FakeDevice device;
-  FakeParams params;
+  FakeLens lens;
   CGroup1PTZComm comm;
 };
 
@@ -39,7 +39,7 @@ TEST(CGroup1PTZComm, SendsPlainRequestsWithCredentials) {
   EXPECT_EQ(rig.camera.Requests().Take(), "GET /comport.cgi?action=retrieve HTTP/1.1\n");
   EXPECT_NE(rig.camera.LastHead().find("\r\nAuthorization: Basic cm9vdDpwYXNz\r\n"), std::string::npos);
   ASSERT_EQ(rig.comm.Open(), 1);
-  ASSERT_EQ(rig.comm.StartMove(&rig.params, PtzRight, 8), 1);
+  ASSERT_EQ(rig.comm.StartMove(&rig.lens, PtzRight, 8), 1);
   EXPECT_EQ(rig.camera.Requests().WaitFor(1), "010183\n") << "opening doesn't ask for a known protocol again";
   EXPECT_NE(rig.camera.LastHead().find("\r\nAuthorization: Basic cm9vdDpwYXNz\r\n"), std::string::npos);
 }
@@ -84,10 +84,10 @@ TEST(CGroup1PTZComm, KeepsTheLensAutomaticWhileTheHeadMoves) {
     rig.Open();
     for (const Step& step : kSteps) {
       const std::string expected = std::string(pelcoD ? step.pelcoD : step.threeByte) + "\n";
-      ASSERT_EQ(step.call(rig.comm, &rig.params), 1);
+      ASSERT_EQ(step.call(rig.comm, &rig.lens), 1);
       const auto lines = static_cast<std::size_t>(std::count(expected.begin(), expected.end(), '\n'));
       EXPECT_EQ(rig.camera.Requests().WaitFor(lines), expected) << step.name;
-      EXPECT_EQ(std::to_string(rig.params.focus) + std::to_string(rig.params.iris), step.manual) << step.name;
+      EXPECT_EQ(std::to_string(rig.lens.focus) + std::to_string(rig.lens.iris), step.manual) << step.name;
       rig.camera.Requests().Take();
     }
     EXPECT_EQ(rig.device.messages.Text(), "");
@@ -128,28 +128,28 @@ TEST(CGroup1PTZComm, CommandsPresetsOnTheCallersThread) {
 TEST(CGroup1PTZComm, LeavesOutWhatTheCameraDoesNotKnow) {
   Rig rig("1");
   rig.Open();
-  rig.params.focus = 1;
-  EXPECT_EQ(rig.comm.AreaZoom(&rig.params, 1, 2, 3, 4), 1);
-  EXPECT_EQ(rig.comm.Center(&rig.params, 1, 2, 3), 1);
-  EXPECT_EQ(rig.comm.Unzoom(&rig.params, 1), 1);
-  EXPECT_EQ(rig.comm.StopMove(&rig.params), 1);
+  rig.lens.focus = 1;
+  EXPECT_EQ(rig.comm.AreaZoom(&rig.lens, 1, 2, 3, 4), 1);
+  EXPECT_EQ(rig.comm.Center(&rig.lens, 1, 2, 3), 1);
+  EXPECT_EQ(rig.comm.Unzoom(&rig.lens, 1), 1);
+  EXPECT_EQ(rig.comm.StopMove(&rig.lens), 1);
   EXPECT_EQ(rig.camera.Requests().WaitFor(1), "0100FF\n");
-  EXPECT_EQ(rig.params.focus, 1);
+  EXPECT_EQ(rig.lens.focus, 1);
 }
 
 TEST(CGroup1PTZComm, WithoutAProtocolDropsItemsInSilence) {
   Rig rig("0");
   rig.Open();
-  rig.params.focus = rig.params.iris = 1;
-  EXPECT_EQ(rig.comm.StartMove(&rig.params, PtzLeft, 1), 1);
+  rig.lens.focus = rig.lens.iris = 1;
+  EXPECT_EQ(rig.comm.StartMove(&rig.lens, PtzLeft, 1), 1);
   // The preset command goes out with an empty path, and the protocol that the camera learns meanwhile comes
   // too late for the commands.
   rig.camera.SetComportReply("HTTP/1.1 200 OK\r\n\r\nserial_device=1");
   EXPECT_EQ(rig.comm.IsPTZAvailable(nullptr), 1U);
   EXPECT_TRUE(rig.comm.StorePreset(3));
-  EXPECT_EQ(rig.comm.StopMove(&rig.params), 1);
-  EXPECT_EQ(rig.comm.Focus(&rig.params, 1, 1), 1);
-  while (rig.params.focus != 0 || rig.params.iris != 1) {
+  EXPECT_EQ(rig.comm.StopMove(&rig.lens), 1);
+  EXPECT_EQ(rig.comm.Focus(&rig.lens, 1, 1), 1);
+  while (rig.lens.focus != 0 || rig.lens.iris != 1) {
     std::this_thread::yield();  // what the items change shows that they were handled
   }
   EXPECT_EQ(rig.camera.Requests().Text(), "GET /comport.cgi?action=retrieve HTTP/1.1\nGET / HTTP/1.1\n");
@@ -188,7 +188,7 @@ TEST(CGroup1PTZComm, AsksForTheProtocolUntilItIsKnown) {
     }
     EXPECT_EQ(rig.comm.GetPtzProtocol(), row.protocol) << row.name;
     EXPECT_EQ(rig.device.messages.Take(), message) << row.name;
-    EXPECT_EQ(rig.comm.IsPTZAvailable(&rig.params), row.protocol != 0 ? 1U : 0U) << row.name;
+    EXPECT_EQ(rig.comm.IsPTZAvailable(&rig.lens), row.protocol != 0 ? 1U : 0U) << row.name;
     EXPECT_EQ(rig.device.messages.Take(), message) << row.name << ", asked again and not thinned out";
     EXPECT_EQ(rig.camera.Requests().Count(), row.protocol != 0 ? 1U : 2U) << row.name;
 
@@ -201,8 +201,8 @@ TEST(CGroup1PTZComm, WritesFailuresDownAndThinsThemOut) {
   Rig rig("1");
   rig.Open();
   rig.camera.SetAnswer(SerialCamera::Refuse);
-  rig.params.focus = rig.params.iris = 1;
-  ASSERT_EQ(rig.comm.StartMove(&rig.params, PtzRight, 8), 1);
+  rig.lens.focus = rig.lens.iris = 1;
+  ASSERT_EQ(rig.comm.StartMove(&rig.lens, PtzRight, 8), 1);
   const auto message = [&](const char* operation, const char* write) {
     return std::string("1 sarnevo::CGroup1PTZComm::") + operation +
            ": cannot send HTTP message to 127.0.0.1:" + rig.Port() +
@@ -212,7 +212,7 @@ TEST(CGroup1PTZComm, WritesFailuresDownAndThinsThemOut) {
                                                 message("SetFocusIris", "0100D4") +
                                                 message("HandleWorkItem", "010183"));
   EXPECT_EQ(rig.camera.Requests().Text(), "0100D5\n0100D4\n010183\n") << "a failure holds nothing up";
-  EXPECT_EQ(std::to_string(rig.params.focus) + std::to_string(rig.params.iris), "00");
+  EXPECT_EQ(std::to_string(rig.lens.focus) + std::to_string(rig.lens.iris), "00");
   rig.device.messages.Take();
 
   std::string expected;

@@ -12,7 +12,7 @@ namespace sarnevo {
 namespace {
 
 using kolvex_test::FakeDevice;
-using kolvex_test::FakeParams;
+using kolvex_test::FakeLens;
 using kolvex_test::SerialCamera;
 using std::chrono::steady_clock;
 
@@ -32,13 +32,13 @@ TEST(PtzClose, BreaksOffARequestThatHangsAndThrowsAwayTheQueue) {
     SerialCamera camera("1");
     camera.SetAnswer(row.answer);
     FakeDevice device(camera.Port());
-    FakeParams params;
+    FakeLens lens;
     CGroup1PTZComm comm(&device);
     for (int round = 0; round < 2; ++round) {  // an object that was closed in this way opens again
       ASSERT_EQ(comm.Open(), 1);
       camera.Requests().Take();
       for (int i = 0; i < 20; ++i) {
-        ASSERT_EQ(comm.StartMove(&params, PtzLeft, 8), 1);
+        ASSERT_EQ(comm.StartMove(&lens, PtzLeft, 8), 1);
       }
       camera.Requests().WaitFor(1);
       const auto start = steady_clock::now();
@@ -60,12 +60,12 @@ TEST(PtzClose, LetsACommandThatIsUnderWayReachTheCamera) {
     ends.Add("answered");
   });
   FakeDevice device(camera.Port());
-  FakeParams params;
+  FakeLens lens;
   CGroup1PTZComm comm(&device);
   ASSERT_EQ(comm.Open(), 1);
   camera.Requests().Take();
-  params.focus = 1;
-  ASSERT_EQ(comm.StartMove(&params, PtzLeft, 8), 1);
+  lens.focus = 1;
+  ASSERT_EQ(comm.StartMove(&lens, PtzLeft, 8), 1);
   ASSERT_EQ(camera.Requests().WaitFor(1), "0100D5\n");
   closing.Set();
   comm.Close();
@@ -79,10 +79,10 @@ TEST(PtzClose, EndsADrippingReplyByItself) {
   SerialCamera camera("1");
   camera.SetAnswer(Drip);
   FakeDevice device(camera.Port());
-  FakeParams params;
+  FakeLens lens;
   CGroup1PTZComm comm(&device, {.requestTimeout = 200, .requestLimit = 600});
   ASSERT_EQ(comm.Open(), 1);
-  ASSERT_EQ(comm.StartMove(&params, PtzLeft, 8), 1);
+  ASSERT_EQ(comm.StartMove(&lens, PtzLeft, 8), 1);
   EXPECT_NE(device.messages.WaitFor(1).find("HandleWorkItem: cannot send"), std::string::npos);
   EXPECT_FALSE(comm.StorePreset(1));
 }

@@ -34,7 +34,7 @@ struct FakeDevice : IIPDeviceParams {
 };
 
 /// A channel's lens state; the test may set it while no item is on its way.
-struct FakeParams : IIPParams {
+struct FakeLens : IIPParams {
   sarnevo::u32 GetChannel() override { return 0; }
   sarnevo::u8 GetIrisManual() override { return iris; }
   void SetIrisManual(sarnevo::u8 value) override { iris = value; }
