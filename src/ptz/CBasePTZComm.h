@@ -66,6 +66,10 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   /// takes longer is broken off. Always 1.
   i32 Close();
 
+  /// The first half of Close, which doesn't wait: no further item goes to the camera, and the second that the
+  /// request under way is granted begins.
+  void BeginClose() noexcept { gate_.Shut(); }
+
   /// The one way out for messages of this class, of those derived from it, and of the list of stored
   /// positions.
   [[gnu::format(printf, 3, 4)]] void DebugMessage(u32 level, const char* format, ...) override;

@@ -1,7 +1,10 @@
 #include "ptz/ItemGate.h"
 
+#include <algorithm>
 #include <mutex>
 #include <utility>
+
+#include "platform/Clock.h"
 
 namespace sarnevo {
 
@@ -19,15 +22,26 @@ void ItemGate::Open() noexcept {
   open_ = true;
 }
 
+void ItemGate::Shut() noexcept {
+  const std::lock_guard guard(lock_);
+  if (open_) {
+    open_ = false;
+    shutAt_ = platform::MonotonicMilliseconds();
+  }
+}
+
 void ItemGate::Close(platform::Milliseconds patience) noexcept {
+  Shut();
+  platform::Milliseconds remaining{0};
   {
     const std::lock_guard guard(lock_);
-    open_ = false;
     if (worker_ == platform::CurrentThreadId()) {
       return;
     }
+    const platform::Milliseconds waited(platform::MonotonicMilliseconds() - shutAt_);
+    remaining = std::max(patience - waited, platform::Milliseconds{0});
   }
-  if (left_.Wait(patience) == platform::WaitResult::Signalled) {
+  if (left_.Wait(remaining) == platform::WaitResult::Signalled) {
     return;
   }
   const std::lock_guard guard(lock_);  // keeps the work from leaving while it is interrupted

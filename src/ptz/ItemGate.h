@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "kolvex/Types.h"
 #include "platform/CriticalSection.h"
 #include "platform/Event.h"
 #include "platform/Thread.h"
@@ -33,8 +34,10 @@ class ItemGate {
   };
 
   void Open() noexcept;
-  /// Lets nothing more through, waits for up to @p patience for the work under way and interrupts it then. It
-  /// may still run for a moment afterwards. Called by that work itself, it doesn't wait.
+  /// Lets nothing more through.
+  void Shut() noexcept;
+  /// Shuts, waits for the work under way until @p patience has passed since the gate was shut, and interrupts
+  /// it then. It may still run for a moment afterwards. Called by that work itself, it doesn't wait.
   void Close(platform::Milliseconds patience) noexcept;
 
  private:
@@ -44,6 +47,7 @@ class ItemGate {
   platform::CriticalSection lock_;
   // Guarded by lock_.
   bool open_ = false;
+  u64 shutAt_ = 0;                 // of the monotonic clock, milliseconds
   platform::ThreadId worker_ = 0;  // inside; 0 for nobody
   std::function<void()> interrupt_;
 
