@@ -1,7 +1,6 @@
 #include "driver/CKolvexIPCaptureDriver.h"
 
 #include <cstdarg>
-#include <memory>
 #include <optional>
 
 #include "driver/CDebugInfo.h"
@@ -38,17 +37,17 @@ u32 CKolvexIPCaptureDriver::GetNetworkTimeout() noexcept {
 void CKolvexIPCaptureDriver::DebugMessage(u32 level, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  std::unique_ptr<char[]> text = FormatMessageText(format, arguments);
+  MessageText text(format, arguments);
   va_end(arguments);
-  if (!text || level == DebugLevelDropped || debugSink_ == nullptr) {
+  if (text.Get() == nullptr || level == DebugLevelDropped || debugSink_ == nullptr) {
     return;
   }
-  std::optional<CDebugInfo> info(std::in_place, LevelForHost(level, hostVersion_), text.get());
+  std::optional<CDebugInfo> info(std::in_place, LevelForHost(level, hostVersion_), text.Get());
   // The sink may end this thread's object and with it the thread; what this frame owns goes with it.
   CallHost([&, sink = debugSink_] { sink->OnDebugInfo(&*info); },
            [&] {
              info.reset();
-             text.reset();
+             text.Free();
            });
 }
 

@@ -91,10 +91,10 @@ i32 CBasePTZComm::Post(const char* operation, u32 type, IIPParams* params, u32 a
 void CBasePTZComm::DebugMessage(u32 level, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  const std::unique_ptr<char[]> text = FormatMessageText(format, arguments);
+  const MessageText text(format, arguments);
   va_end(arguments);
-  if (text) {
-    device_->DebugMessage(level, "%s", text.get());
+  if (text.Get() != nullptr) {
+    device_->DebugMessage(level, "%s", text.Get());
   }
 }
 

@@ -64,22 +64,22 @@ bool CGroup1PTZComm::GotoPreset(u32 slot, u32) { return ProcessPresetCommand(Pre
 bool CGroup1PTZComm::DeletePreset(u32 slot) { return ProcessPresetCommand(PresetDelete, slot); }
 
 void CGroup1PTZComm::HandleWorkItem(IWorkItem* item) {
-  std::string text;
-  u32 status = 0;
+  itemFailures_.clear();
   {
     Request http(Device(), timing_);
     const ItemGate::Pass pass(Gate(), [&http] { http.Abort(); });
     if (!pass) {
       return;
     }
-    text = PrepareItem(static_cast<const CWorkItem&>(*item), http);
-    if (text.empty() || http.Send("GET", text.c_str(), false)) {
-      return;
+    const std::string text = PrepareItem(static_cast<const CWorkItem&>(*item), http);
+    if (!text.empty() && !http.Send("GET", text.c_str(), false) && ShouldLogFailure()) {
+      itemFailures_.push_back({"sarnevo::CGroup1PTZComm::HandleWorkItem", text, http.GetStatusCode()});
     }
-    status = http.GetStatusCode();
   }
-  if (ShouldLogFailure()) {
-    ReportNotSent("sarnevo::CGroup1PTZComm::HandleWorkItem", text, status);
+  // Only now: neither a camera command nor a connection waits for what the host does with a message, and that
+  // may be the end of this object.
+  for (const Failure& failure : itemFailures_) {
+    ReportNotSent(failure.operation, failure.text, failure.status);
   }
 }
 
@@ -132,7 +132,7 @@ void CGroup1PTZComm::SetFocusIris(Web::HttpRequest& http, IIPParams& params, u8 
 // A failure holds nothing up: the movement that follows matters more to the operator than a sharp picture.
 void CGroup1PTZComm::SendAutomatic(Web::HttpRequest& http, const std::string& text) {
   if (!http.Send("GET", text.c_str(), false)) {
-    ReportNotSent("sarnevo::CGroup1PTZComm::SetFocusIris", text, http.GetStatusCode());
+    itemFailures_.push_back({"sarnevo::CGroup1PTZComm::SetFocusIris", text, http.GetStatusCode()});
   }
 }
 

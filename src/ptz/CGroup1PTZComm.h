@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "http/HttpRequest.h"
 #include "ptz/CBasePTZComm.h"
@@ -46,6 +47,13 @@ class CGroup1PTZComm : public CBasePTZComm {
     Request(IIPDeviceParams& device, const PtzTiming& timing);
   };
 
+  // A request that didn't reach the camera, for the message about it.
+  struct Failure {
+    const char* operation;
+    std::string text;
+    u32 status;
+  };
+
   std::string PrepareItem(const CWorkItem& item, Web::HttpRequest& http);
   void SetFocusIris(Web::HttpRequest& http, IIPParams& params, u8 focusManual, u8 irisManual);
   void SendAutomatic(Web::HttpRequest& http, const std::string& text);
@@ -54,6 +62,10 @@ class CGroup1PTZComm : public CBasePTZComm {
   void ReportNotSent(const char* operation, const std::string& text, u32 status);
 
   const PtzTiming timing_;
+
+  // The PTZ thread only: of the item in progress.
+  std::vector<Failure> itemFailures_;
+
   // Used by one thread at a time: the caller's lock around the list of stored positions sees to that.
   Request presetRequest_;
 };

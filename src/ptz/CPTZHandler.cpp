@@ -46,10 +46,10 @@ std::string CPTZHandler::GetPassword() { return driver_->GetPassword(); }
 void CPTZHandler::DebugMessage(u32 level, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  const std::unique_ptr<char[]> text = FormatMessageText(format, arguments);
+  const MessageText text(format, arguments);
   va_end(arguments);
-  if (text && driver_ != nullptr) {
-    driver_->DebugMessage(level, "%s", text.get());
+  if (text.Get() != nullptr && driver_ != nullptr) {
+    driver_->DebugMessage(level, "%s", text.Get());
   }
 }
 

@@ -114,7 +114,8 @@ TEST(CGroup1PTZComm, CommandsPresetsOnTheCallersThread) {
     Rig rig(pelcoD ? "2" : "1");
     rig.Open();
     // Any status counts as done: the camera has got the bytes.
-    rig.camera.SetAnswer([](SerialCamera::Connection& c) { c.Send("HTTP/1.1 500 Error\r\n\r\n"); });
+    rig.camera.SetAnswer(
+        [](SerialCamera::Connection& c, const std::string&) { c.Send("HTTP/1.1 500 Error\r\n\r\n"); });
     for (const Step& step : kSteps) {
       std::string expected = pelcoD ? step.pelcoD : step.threeByte;
       std::erase(expected, ' ');

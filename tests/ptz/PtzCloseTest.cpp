@@ -18,7 +18,7 @@ using std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kRequestTimeout{5000};
 
-void Drip(SerialCamera::Connection& connection) {
+void Drip(SerialCamera::Connection& connection, const std::string&) {
   connection.Drip("HTTP/1.1 200 OK\r\nX: " + std::string(100'000, 'x'), std::chrono::milliseconds{20});
 }
 
@@ -53,10 +53,10 @@ TEST(PtzClose, LetsACommandThatIsUnderWayReachTheCamera) {
   SerialCamera camera("1");
   platform::Event closing(false, true);
   kolvex_test::Lines ends;
-  camera.SetAnswer([&](SerialCamera::Connection& connection) {
+  camera.SetAnswer([&](SerialCamera::Connection& connection, const std::string& request) {
     closing.Wait(platform::Milliseconds{20'000});
     std::this_thread::sleep_for(std::chrono::milliseconds{100});  // a camera that takes its time
-    SerialCamera::Ok(connection);
+    SerialCamera::Ok(connection, request);
     ends.Add("answered");
   });
   FakeDevice device(camera.Port());

@@ -53,12 +53,14 @@ class Lines {
 class SerialCamera {
  public:
   using Connection = ScriptedServer::Connection;
-  /// Answers a request behind its head.
-  using Answer = std::function<void(Connection&)>;
+  /// Answers a request, told as its line in Requests().
+  using Answer = std::function<void(Connection&, const std::string& request)>;
 
-  static void Ok(Connection& connection) { connection.Send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"); }
-  static void Refuse(Connection& connection) { connection.Reset(); }
-  static void Hang(Connection& connection) { connection.WaitForEnd(); }
+  static void Ok(Connection& connection, const std::string&) {
+    connection.Send("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+  }
+  static void Refuse(Connection& connection, const std::string&) { connection.Reset(); }
+  static void Hang(Connection& connection, const std::string&) { connection.WaitForEnd(); }
 
   explicit SerialCamera(const std::string& protocol = "0")
       : comportReply_("HTTP/1.1 200 OK\r\n\r\nserial_device=" + protocol + "\r\n"),
@@ -96,11 +98,13 @@ class SerialCamera {
     const std::string prefix = "GET /serial.cgi?action=apply&port=2&write=";
     const std::string suffix = " HTTP/1.1";
     const bool write = line.starts_with(prefix) && line.ends_with(suffix);
-    requests_.Add(write ? line.substr(prefix.size(), line.size() - prefix.size() - suffix.size()) : line);
+    const std::string request =
+        write ? line.substr(prefix.size(), line.size() - prefix.size() - suffix.size()) : line;
+    requests_.Add(request);
     if (line.starts_with("GET /comport.cgi")) {
       connection.Send(comportReply);
     } else {
-      answer(connection);
+      answer(connection, request);
     }
   }
 
