@@ -9,14 +9,14 @@
 #include <vector>
 
 #include "prepositions/CXMLPrepositionReader.h"
-#include "ptz/ControlFixture.h"
+#include "ptz/PtzFixture.h"
 #include "xml/Utf8.h"
 
 namespace sarnevo {
 namespace {
 
-using kolvex_test::ControlFixture;
 using kolvex_test::Names;
+using kolvex_test::PtzFixture;
 using kolvex_test::SerialCamera;
 
 // The positions that a Pelco-D head remembers. Refuses some commands and takes its time over others.
@@ -95,7 +95,7 @@ void Operate(IIPPTZApiEx& control, unsigned seed) {
 }
 
 TEST(PtzConcurrency, KeepsListCameraAndFileInStep) {
-  ControlFixture fixture("2");
+  PtzFixture fixture("2");
   IIPPTZApiEx& control = fixture.Control();
   HeadMemory memory;
   fixture.camera.SetAnswer([&](SerialCamera::Connection& connection, const std::string& request) {
