@@ -251,6 +251,8 @@ TEST(Callback, TwoThatEndEachOtherNeverWaitForEachOther) {
     EXPECT_EQ(both.done.Wait(kLimit), WaitResult::Signalled);
     EXPECT_EQ(both.otherDone.Wait(kLimit), WaitResult::Signalled);
     EXPECT_EQ(both.ended > 0, !row.close);
+    both.host.driver->Close();
+    both.other.driver->Close();
   }
 }
 
