@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "platform/HostProcess.h"
+#include "platform/Thread.h"
 #include "support/FakeHost.h"
 #include "support/VersionImage.h"
 
@@ -214,6 +215,21 @@ TEST_F(DriverTest, MessagesOfAnyLengthArriveWholeAndAnEmptyOneAsNull) {
   driver.DebugMessage(1, "%s: 100%% %s", "name", "of it");
   EXPECT_EQ(log.Text(),
             "OnDebugInfo 1 " + longText + "\nOnDebugInfo 1 (null)\nOnDebugInfo 1 name: 100% of it\n");
+}
+
+// What the message holds must not stay behind when the sink's host ends the thread that wrote it.
+TEST_F(DriverTest, AMessageWhoseThreadIsGivenUpInTheSinkLeavesNothingBehind) {
+  ASSERT_TRUE(driver.Open(&sink, &allocator, &params));
+  sink.onDebugInfo = [] { EXPECT_TRUE(platform::current_thread::Abandon()); };
+  bool cameBack = false;
+  platform::Thread thread;
+  ASSERT_TRUE(thread.Start("writer", [&] {
+    driver.DebugMessage(1, "%s", "a text on the heap");
+    cameBack = true;
+  }));
+  EXPECT_TRUE(log.WaitFor("OnDebugInfo 1 a text"));
+  EXPECT_EQ(thread.Wait(), platform::WaitResult::Signalled);
+  EXPECT_FALSE(cameBack);
 }
 
 }  // namespace

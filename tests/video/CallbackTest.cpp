@@ -188,16 +188,15 @@ TEST(Callback, MayStopAnotherChannelOfTheSameOrAnotherDriver) {
   auto& otherCapture = other.Open(otherCamera, 1, sarnevo::CodecMJPEG);
   camera.StartSending(JpegFramePacket(1));
   otherCamera.StartSending(JpegFramePacket(1));
-  ASSERT_TRUE(otherCapture.StartCapture(0, &other.sink, &other.wanted));
-  ASSERT_TRUE(capture.StartCapture(5, &host.sink, &host.wanted));
-  ASSERT_TRUE(other.log.WaitFor("OnFrameB"));
-  ASSERT_TRUE(camera.log.WaitFor("PLAY"));
   Event done;
   kOnFrame.hook(host, [&] {
     EXPECT_TRUE(otherCapture.StopCapture(0));
     other.driver->Close();
     done.Set();
   });
+  ASSERT_TRUE(otherCapture.StartCapture(0, &other.sink, &other.wanted));
+  ASSERT_TRUE(other.log.WaitFor("OnFrameB"));
+  ASSERT_TRUE(capture.StartCapture(5, &host.sink, &host.wanted));
   ASSERT_EQ(done.Wait(kLimit), WaitResult::Signalled);
   EXPECT_EQ(other.allocator.Outstanding(), 0U);
   EXPECT_TRUE(host.log.WaitFor("OnFrame", host.log.Count("OnFrame") + 3));  // itself it goes on
