@@ -205,6 +205,8 @@ TEST(CUDPPort, CloseFromAnotherThreadWaitsForTheCallbackInProgress) {
   sender.Send(port, 10, 2);
   ASSERT_EQ(inside.Wait(20s), platform::WaitResult::Signalled);
   std::thread closing([&] { EXPECT_TRUE(port.Close()); });
+  platform::Sleep(20ms);  // room for a Close that wrongly doesn't wait
+  EXPECT_EQ(user.calls.Text().find("SocketClosed"), std::string::npos);
   goOn.Set();
   closing.join();
   EXPECT_FALSE(port.IsOpen());
@@ -254,8 +256,8 @@ TEST(CUDPPort, TwoThreadsThatCloseAtOnceDontWaitForEachOther) {
   port.SetUser(&user);
   user.onData = [&](CUDPPort* own) {
     inside.Set();
-    while (own->IsOpen() && !own->Close()) {
-    }
+    platform::Sleep(20ms);  // lets the other get in front
+    EXPECT_TRUE(own->Close());
   };
   ASSERT_EQ(port.Open(kLocal, 0), CUDPPort::Opened);
   Sender sender;
