@@ -1,11 +1,34 @@
 #include "threads/COptex.h"
 
+#include <array>
+#include <cstddef>
+#include <cstdio>
+#include <new>
+
+#include "platform/Clock.h"
 #include "platform/HostProcess.h"
+#include "platform/SharedEvent.h"
+#include "platform/SharedMemory.h"
 #include "platform/Thread.h"
+#include "threads/SpinAttempts.h"
 
 namespace sarnevo {
 
 namespace {
+
+constexpr std::size_t kFullNameBytes = 100;  // with the terminator
+constexpr char kEventPrefix[] = "Optex_Event_";
+constexpr char kBlockPrefix[] = "Optex_MMF_";
+// Both full names keep the same part of a long name: else two locks could share an event but no block.
+constexpr int kNameBytes = static_cast<int>(kFullNameBytes - sizeof(kEventPrefix));
+
+using FullName = std::array<char, kFullNameBytes>;
+
+FullName MakeFullName(const char* prefix, const char* name) noexcept {
+  FullName out{};
+  std::snprintf(out.data(), out.size(), "%s%.*s", prefix, kNameBytes, name);
+  return out;
+}
 
 bool IsSingleProcessor() noexcept {
   static const bool single = platform::ProcessorCount() == 1;
@@ -14,49 +37,83 @@ bool IsSingleProcessor() noexcept {
 
 }  // namespace
 
-COptex::COptex(u32 spinCount, const char* /*name*/) : block_(std::make_unique<Block>()) { SetSpinCount(spinCount); }
+struct COptex::Shared {
+  explicit Shared(const char* name) noexcept
+      : event(MakeFullName(kEventPrefix, name).data()),
+        memory(MakeFullName(kBlockPrefix, name).data(), sizeof(Block)) {}
+
+  platform::SharedEvent event;
+  platform::SharedMemory memory;
+};
+
+COptex::COptex(u32 spinCount, const char* name) noexcept : COptex(spinCount, name, IsSingleProcessor()) {}
+
+COptex::COptex(u32 spinCount, const char* name, bool singleProcessor) noexcept
+    : singleProcessor_(singleProcessor) {
+  if (name != nullptr) {
+    shared_.reset(new (std::nothrow) Shared(name));
+    if (shared_ && shared_->event.IsValid() && shared_->memory.Data() != nullptr) {
+      // Fresh memory is zero, which is a free lock, so that no user initialises it in front of the others.
+      block_ = static_cast<Block*>(shared_->memory.Data());
+    } else {
+      shared_.reset();
+    }
+  }
+  SetSpinCount(spinCount);
+}
 
 COptex::~COptex() = default;
 
 void COptex::SetSpinCount(u32 spinCount) noexcept {
-  if (!IsSingleProcessor()) {
+  if (!singleProcessor_) {
     block_->spinCount.store(spinCount, std::memory_order_relaxed);
   }
 }
 
+u32 COptex::SpinCount() const noexcept { return block_->spinCount.load(std::memory_order_relaxed); }
+
+void COptex::Own(u32 self) noexcept {
+  block_->ownerThread.store(self, std::memory_order_relaxed);
+  block_->recursion = 1;
+}
+
+bool COptex::TryOnce(u32 self) noexcept {
+  i32 free = 0;
+  if (block_->lockCount.compare_exchange_strong(free, 1, std::memory_order_acquire,
+                                                std::memory_order_relaxed)) {
+    Own(self);
+    return true;
+  }
+  if (block_->ownerThread.load(std::memory_order_relaxed) == self) {
+    block_->lockCount.fetch_add(1, std::memory_order_relaxed);
+    ++block_->recursion;
+    return true;
+  }
+  return false;
+}
+
 bool COptex::TryEnter() noexcept {
   const u32 self = platform::CurrentThreadId();
-  u32 spin = block_->spinCount.load(std::memory_order_relaxed);
-  for (;;) {
-    i32 free = 0;
-    if (block_->lockCount.compare_exchange_strong(free, 1, std::memory_order_acquire, std::memory_order_relaxed)) {
-      block_->ownerThread.store(self, std::memory_order_relaxed);
-      block_->recursion = 1;
-      return true;
-    }
-    if (block_->ownerThread.load(std::memory_order_relaxed) == self) {
-      block_->lockCount.fetch_add(1, std::memory_order_relaxed);
-      ++block_->recursion;
-      return true;
-    }
-    if (spin == 0) {
-      return false;
-    }
-    --spin;
-  }
+  return SpinAttempts(SpinCount(), [this, self] { return TryOnce(self); });
 }
 
 void COptex::Enter() noexcept {
   if (TryEnter()) {
     return;
   }
+  if (!CanWait()) {
+    // Out of memory when the lock was made: slow, but it still excludes.
+    while (!TryEnter()) {
+      platform::Sleep(platform::Milliseconds{1});
+    }
+    return;
+  }
   // From here on this thread counts as a waiter, so that no newcomer gets in front of it. TryEnter has
   // ruled out that it is the owner.
   if (block_->lockCount.fetch_add(1, std::memory_order_acquire) != 0) {
-    event_.Wait();
+    WaitForTurn();
   }
-  block_->ownerThread.store(platform::CurrentThreadId(), std::memory_order_relaxed);
-  block_->recursion = 1;
+  Own(platform::CurrentThreadId());
 }
 
 void COptex::Leave() noexcept {
@@ -66,6 +123,24 @@ void COptex::Leave() noexcept {
   }
   block_->ownerThread.store(0, std::memory_order_relaxed);
   if (block_->lockCount.fetch_sub(1, std::memory_order_release) > 1) {
+    WakeOne();
+  }
+}
+
+bool COptex::CanWait() const noexcept { return shared_ || event_.IsValid(); }
+
+void COptex::WaitForTurn() noexcept {
+  if (shared_) {
+    shared_->event.Wait();
+  } else {
+    event_.Wait();
+  }
+}
+
+void COptex::WakeOne() noexcept {
+  if (shared_) {
+    shared_->event.Set();
+  } else {
     event_.Set();
   }
 }

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "protocols/CRTPPacket.h"
-#include "support/Transcript.h"
+#include "support/HostLog.h"
 
 namespace sarnevo {
 namespace {
@@ -26,7 +26,7 @@ class FakeChannel : public IRTPReceiverUser {
   }
 
   CRTPReceiver* expected = nullptr;
-  test::Transcript calls;
+  kolvex_test::HostLog calls;
 };
 
 TEST(CRTPReceiver, HandsUpWhatIsRtpAndForwardsTheRest) {
@@ -50,7 +50,7 @@ TEST(CRTPReceiver, HandsUpWhatIsRtpAndForwardsTheRest) {
     receiver.DataReceived(&other, nullptr, datagram.data(), 20);
     receiver.SocketClosed(&other);
     receiver.ReceiveTimeout();
-    channel.calls.WaitForLines(2);
+    EXPECT_TRUE(channel.calls.WaitFor("", 2));
   }
   const std::string text = channel.calls.Text();
   EXPECT_TRUE(text == "PacketReceived 9 of 2\nReceiveTimeout\nSocketClosed\n" ||

@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <fcntl.h>
-
 #include "platform/Clock.h"
+#include "support/HostLog.h"
 #include "support/ScriptedServer.h"
 
 namespace sarnevo {
@@ -16,7 +16,10 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace std::string_literals;
-using test::ScriptedServer;
+using kolvex_test::Blackhole;
+using kolvex_test::HostLog;
+using kolvex_test::ScriptedServer;
+using Connection = ScriptedServer::Connection;
 
 constexpr u16 kPort = 554;
 constexpr const char* kCamera = "127.0.0.1";
@@ -60,51 +63,88 @@ std::string Perform(CRTSPClient& client, const std::string& operations, int grou
   return results;
 }
 
-struct Dialogue {
-  std::string results;
-  std::string requests;
+// A camera that plays a script to the one who connects and logs each request.
+class Camera {
+ public:
+  using Step = std::function<void(Connection&)>;
+
+  /// Does a step behind each request. Then closes, or reads on in silence.
+  explicit Camera(std::vector<Step> steps, bool closesAtEnd = false)
+      : server_(
+            [this, steps = std::move(steps), closesAtEnd](Connection& connection) {
+              for (const Step& step : steps) {
+                if (!ReadRequest(connection)) {
+                  return;
+                }
+                step(connection);
+              }
+              while (!closesAtEnd && ReadRequest(connection)) {
+              }
+            },
+            kCamera, kPort) {}
+
+  const HostLog& Requests() const { return requests_; }
+
+ private:
+  bool ReadRequest(Connection& connection) {
+    const std::string request = connection.ReadHead();
+    if (!request.empty()) {
+      requests_.Add(request);
+    }
+    return request.ends_with("\r\n\r\n");
+  }
+
+  HostLog requests_;
+  ScriptedServer server_;
 };
 
-// Answers each operation's request with the next reply; closes behind the last reply, or stays silent.
+Camera::Step Send(std::string reply) {
+  return [reply = std::move(reply)](Connection& connection) { connection.Send(reply); };
+}
+
+struct Dialogue {
+  std::string results;
+  std::string requests;  // a line feed behind each
+};
+
+// Answers each request with the next reply.
 Dialogue Talk(const std::string& operations, int group, const std::vector<std::string>& replies,
-              const ProtocolTimes& times = Times(), bool closeAtEnd = false) {
-  ScriptedServer::Connection steps;
+              const ProtocolTimes& times = Times(), bool closesAtEnd = false) {
+  std::vector<Camera::Step> steps;
   for (const std::string& reply : replies) {
-    steps.push_back(ScriptedServer::ReadRequest());
-    steps.push_back(ScriptedServer::Send(reply));
+    steps.push_back(Send(reply));
   }
-  if (!closeAtEnd) {
-    steps.push_back(ScriptedServer::ReadToEnd());
-  }
-  ScriptedServer camera({steps}, kPort);
+  const Camera camera(std::move(steps), closesAtEnd);
   CRTSPClient client(times);
   EXPECT_TRUE(client.Connect(kCamera, kPort, 5000));
   Dialogue dialogue{Perform(client, operations, group), {}};
   client.Disconnect();
-  dialogue.requests = camera.Finish();
+  camera.Requests().WaitFor("", operations.size(), 20ms);
+  dialogue.requests = camera.Requests().Text();
   return dialogue;
 }
 
 TEST(CRTSPClient, AWholeStreamOfEitherGroupByteForByte) {
   const Dialogue first = Talk("DSPAT", 1, {Described(1), Prepared(1), Played(1), Played(1, 4), TornDown(1)});
   EXPECT_EQ(first.results, "DSPAT");
-  EXPECT_EQ(first.requests,
-            "DESCRIBE rtsp://127.0.0.1:554/object.sdp RTSP/1.0\r\nCSeq: 1\r\n\r\n"
-            "SETUP rtsp://127.0.0.1:554/object.sdp/trackID=0 RTSP/1.0\r\nCSeq: 2\r\n"
-            "Transport: RTP/AVP;unicast;client_port=3556-3557\r\n\r\n"
-            "PLAY rtsp://127.0.0.1:554/object.sdp RTSP/1.0\r\nCSeq: 3\r\nSession: 1234;timeout=60\r\n\r\n"
-            "PAUSE rtsp://127.0.0.1:554/object.sdp RTSP/1.0\r\nCSeq: 4\r\nSession: 1234;timeout=60\r\n\r\n"
-            "TEARDOWN rtsp://127.0.0.1:554/object.sdp RTSP/1.0\r\nCSeq: 5\r\nSession: 1234;timeout=60\r\n\r\n");
+  EXPECT_EQ(
+      first.requests,
+      "DESCRIBE rtsp://127.0.0.1:554/object.sdp RTSP/1.0\r\nCSeq: 1\r\n\r\n\n"
+      "SETUP rtsp://127.0.0.1:554/object.sdp/trackID=0 RTSP/1.0\r\nCSeq: 2\r\n"
+      "Transport: RTP/AVP;unicast;client_port=3556-3557\r\n\r\n\n"
+      "PLAY rtsp://127.0.0.1:554/object.sdp RTSP/1.0\r\nCSeq: 3\r\nSession: 1234;timeout=60\r\n\r\n\n"
+      "PAUSE rtsp://127.0.0.1:554/object.sdp RTSP/1.0\r\nCSeq: 4\r\nSession: 1234;timeout=60\r\n\r\n\n"
+      "TEARDOWN rtsp://127.0.0.1:554/object.sdp RTSP/1.0\r\nCSeq: 5\r\nSession: 1234;timeout=60\r\n\r\n\n");
 
   const Dialogue second = Talk("DSPAT", 2, {Described(2), Prepared(2), Played(2), Played(2, 4), TornDown(2)});
   EXPECT_EQ(second.results, "DSPAT");
   EXPECT_EQ(second.requests,
-            "DESCRIBE rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 1\r\n\r\n"
+            "DESCRIBE rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 1\r\n\r\n\n"
             "SETUP rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 2\r\n"
-            "Transport: RTP/AVP;unicast;client_port=3556-3557\r\n\r\n"
-            "PLAY rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 3\r\nSession: 1234;timeout=60\r\n\r\n"
-            "PAUSE rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 4\r\nSession: 1234;timeout=60\r\n\r\n"
-            "TEARDOWN rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 5\r\nSession: 1234;timeout=60\r\n\r\n");
+            "Transport: RTP/AVP;unicast;client_port=3556-3557\r\n\r\n\n"
+            "PLAY rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 3\r\nSession: 1234;timeout=60\r\n\r\n\n"
+            "PAUSE rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 4\r\nSession: 1234;timeout=60\r\n\r\n\n"
+            "TEARDOWN rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 5\r\nSession: 1234;timeout=60\r\n\r\n\n");
 }
 
 TEST(CRTSPClient, RepliesAreReadByPosition) {
@@ -218,75 +258,46 @@ TEST(CRTSPClient, ACutReplyCountsAsFarAsItCame) {
 
 TEST(CRTSPClient, AResetFailsTheLineThatItCuts) {
   const std::string whole = Prepared(1);
-  ScriptedServer camera(
-      {{ScriptedServer::ReadRequest(), ScriptedServer::Send(whole.substr(0, whole.size() - 1)),
-        ScriptedServer::Pause(50ms), ScriptedServer::Reset()}},
-      kPort);
+  const Camera camera({[&](Connection& connection) {
+                        connection.Send(whole.substr(0, whole.size() - 1));
+                        connection.Reset();
+                      }},
+                      true);
   CRTSPClient client(Times());
   ASSERT_TRUE(client.Connect(kCamera, kPort, 5000));
   EXPECT_EQ(Perform(client, "SP", 1), "sp");
 }
 
 TEST(CRTSPClient, RepliesThatComeByteByByteAreReadAndEndlessOnesGivenUp) {
-  const auto play = [](ScriptedServer::Step reply, const ProtocolTimes& times) {
-    ScriptedServer camera({{ScriptedServer::ReadRequest(), std::move(reply), ScriptedServer::ReadRequest(),
-                            ScriptedServer::Send(Prepared(1)), ScriptedServer::ReadToEnd()}},
-                          kPort);
+  const auto play = [](const Camera::Step& reply, const ProtocolTimes& times) {
+    const Camera camera({reply, Send(Prepared(1))});
     CRTSPClient client(times);
     EXPECT_TRUE(client.Connect(kCamera, kPort, 5000));
     return Perform(client, "DS", 1);
   };
-  EXPECT_EQ(play(ScriptedServer::Drip(Described(1), 1, 1ms), Times()), "DS");
+  const auto drip = [](const std::string& text, platform::Milliseconds pause) {
+    return [=](Connection& connection) { connection.Drip(text, pause); };
+  };
+  EXPECT_EQ(play(drip(Described(1), 1ms), Times()), "DS");
   ProtocolTimes impatient = Times();
   impatient.rtspReply = 100ms;
-  EXPECT_EQ(play(ScriptedServer::Drip(std::string(2000, 'x'), 1, 10ms), impatient), "ds");
+  EXPECT_EQ(play(drip(std::string(200, 'x'), 10ms), impatient), "ds");
   // One byte more than a line may have, and the line end doesn't save it.
   const std::string head = "RTSP/1.0 200 OK\r\nCSeq: 1\r\na: ";
   const std::string tail = "\nc: d\r\nL: 0\r\n\r\n";
   const std::size_t most = RtspReader::kMaxLineBytes - std::string("a: \n").size();
-  EXPECT_EQ(play(ScriptedServer::Send(head + std::string(most, 'x') + tail), Times()), "DS");
-  EXPECT_EQ(play(ScriptedServer::Send(head + std::string(most + 1, 'x') + tail), Times()).front(), 'd');
+  EXPECT_EQ(play(Send(head + std::string(most, 'x') + tail), Times()), "DS");
+  EXPECT_EQ(play(Send(head + std::string(most + 1, 'x') + tail), Times()).front(), 'd');
 }
 
-// A port whose queue of connections is full: the system drops the next attempts without a word.
-class DeafCamera {
- public:
-  DeafCamera() {
-    listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in local{};
-    local.sin_family = AF_INET;
-    local.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof(local);
-    EXPECT_EQ(bind(listener_, reinterpret_cast<sockaddr*>(&local), size), 0);
-    EXPECT_EQ(listen(listener_, 0), 0);
-    getsockname(listener_, reinterpret_cast<sockaddr*>(&local), &size);
-    port = ntohs(local.sin_port);
-    for (int& waiting : waiting_) {
-      waiting = socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-      connect(waiting, reinterpret_cast<sockaddr*>(&local), size);
-    }
-  }
-  ~DeafCamera() {
-    close(listener_);
-    for (const int waiting : waiting_) {
-      close(waiting);
-    }
-  }
-  u16 port = 0;
-
- private:
-  int listener_ = -1;
-  int waiting_[2] = {-1, -1};
-};
-
 TEST(CRTSPClient, AConnectionThatNeverStandsCostsTheTimeOutAndAtLeastOneStep) {
-  const DeafCamera camera;
+  const Blackhole camera;
   ProtocolTimes times;
   times.rtspConnectStep = 60ms;
   const auto elapsed = [&](u32 timeout) {
     CRTSPClient client(times);
     const u64 began = platform::MonotonicMilliseconds();
-    EXPECT_FALSE(client.Connect(kCamera, camera.port, timeout));
+    EXPECT_FALSE(client.Connect(kCamera, camera.Port(), timeout));
     EXPECT_FALSE(client.Pause(true)) << "the socket is closed again";
     return platform::MonotonicMilliseconds() - began;
   };
@@ -295,7 +306,7 @@ TEST(CRTSPClient, AConnectionThatNeverStandsCostsTheTimeOutAndAtLeastOneStep) {
 }
 
 TEST(CRTSPClient, OnlyADottedAddressThatFitsIsConnectedTo) {
-  ScriptedServer camera({{ScriptedServer::ReadToEnd()}}, kPort);
+  const Camera camera({});
   CRTSPClient client(Times());
   for (const char* const address :
        {"127.000.000.0001", "127.0.0.1         ", "localhost", "", static_cast<const char*>(nullptr)}) {
@@ -307,25 +318,22 @@ TEST(CRTSPClient, OnlyADottedAddressThatFitsIsConnectedTo) {
 TEST(CRTSPClient, AnInterruptionEndsWhateverIsInProgressForGood) {
   ProtocolTimes endless;
   endless.rtspReceive = 1h;
-  const DeafCamera deaf;
-  ScriptedServer silent({{ScriptedServer::ReadRequest(),
-                          ScriptedServer::Send("RTSP/1.0 200 OK\r\nCSeq: 2\r\n" + kTransport + "S"),
-                          ScriptedServer::ReadToEnd()}},
-                        kPort);
+  const Blackhole deaf;
+  const Camera silent({Send("RTSP/1.0 200 OK\r\nCSeq: 2\r\n" + kTransport + "S")});
   const u64 began = platform::MonotonicMilliseconds();
   {
     CRTSPClient client(endless);
-    std::thread connecting([&] { EXPECT_FALSE(client.Connect(kCamera, deaf.port, 3'600'000)); });
+    std::thread connecting([&] { EXPECT_FALSE(client.Connect(kCamera, deaf.Port(), 3'600'000)); });
     client.Interrupt();
     connecting.join();
   }
   CRTSPClient client(endless);
   ASSERT_TRUE(client.Connect(kCamera, kPort, 5000));
   std::thread reading([&] { EXPECT_EQ(Perform(client, "SP", 1), "sp"); });
-  silent.WaitForRequests(100);
+  EXPECT_TRUE(silent.Requests().WaitFor("SETUP"));
   client.Interrupt();
   reading.join();
-  EXPECT_FALSE(client.Connect(kCamera, deaf.port, 3'600'000));
+  EXPECT_FALSE(client.Connect(kCamera, deaf.Port(), 3'600'000));
   EXPECT_LT(platform::MonotonicMilliseconds() - began, 60'000U);
 }
 

@@ -17,7 +17,7 @@
 #include <unistd.h>
 
 #include "platform/Clock.h"
-#include "support/Transcript.h"
+#include "support/HostLog.h"
 #include "threads/HostCall.h"
 
 namespace sarnevo {
@@ -56,7 +56,7 @@ class FakeUser : public IUDPPortUser {
   std::function<void(CUDPPort*)> onData;
   std::function<void()> onTimeout;
   std::function<void(CUDPPort*)> onClosed;
-  test::Transcript calls;
+  kolvex_test::HostLog calls;
 };
 
 // Sends from 127.0.0.9.
@@ -126,18 +126,20 @@ TEST(CUDPPort, AnOversizedDatagramIsLostAndTheNextFinds1024BytesMore) {
   sender.Send(port, 4097, 2);
   sender.Send(port, 5120, 3);
   sender.Send(port, 1, 4);
-  EXPECT_EQ(user.calls.WaitForLines(3),
+  EXPECT_TRUE(user.calls.WaitFor("", 3));
+  EXPECT_EQ(user.calls.Text(),
             "DataReceived 4096 byte 1 from 9\nDataReceived 5120 byte 3 from 9\nDataReceived 1 byte 4 from 9\n");
   EXPECT_EQ(port.ReadSize(), 5120U);
 
   // A wish that is smaller by up to 2048 keeps the room, one smaller by more doesn't.
   port.SetReadSize(5120 - 2048);
   sender.Send(port, 5120, 5);
-  user.calls.WaitForLines(4);
+  EXPECT_TRUE(user.calls.WaitFor("", 4));
   port.SetReadSize(5120 - 2049);
   sender.Send(port, 3072, 6);
   sender.Send(port, 3071, 7);
-  const std::string text = user.calls.WaitForLines(5);
+  EXPECT_TRUE(user.calls.WaitFor("", 5));
+  const std::string text = user.calls.Text();
   EXPECT_EQ(text.substr(text.find("from 9\nDataReceived 5120 byte 5")),
             "from 9\nDataReceived 5120 byte 5 from 9\nDataReceived 3071 byte 7 from 9\n");
   EXPECT_EQ(port.ReadSize(), 4095U);
@@ -148,7 +150,8 @@ TEST(CUDPPort, EachTimeOutIsReportedAndAnEmptyDatagramEndsReception) {
   CUDPPort port(20ms);
   port.SetUser(&user);
   ASSERT_EQ(port.Open(kLocal, 0), CUDPPort::Opened);
-  EXPECT_EQ(user.calls.WaitForLines(3), "ReceiveTimeout\nReceiveTimeout\nReceiveTimeout\n");
+  EXPECT_TRUE(user.calls.WaitFor("", 3));
+  EXPECT_EQ(user.calls.Text(), "ReceiveTimeout\nReceiveTimeout\nReceiveTimeout\n");
   Sender sender;
   sender.Send(port, 0, 0);
   ASSERT_TRUE(ReceiveThreadsEnd());
@@ -163,7 +166,7 @@ TEST(CUDPPort, ASocketLayerThatGoesAwayIsReportedOnce) {
   CUDPPort port(20ms);
   port.SetUser(&user);
   ASSERT_EQ(port.Open(kLocal, 0), CUDPPort::Opened);
-  user.calls.WaitForLines(1);
+  EXPECT_TRUE(user.calls.WaitFor("", 1));
   // Puts something that is no socket where the port's descriptor was.
   const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
   for (int descriptor = 3; descriptor < 256; ++descriptor) {

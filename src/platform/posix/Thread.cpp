@@ -97,6 +97,8 @@ struct Thread::Control {
 namespace {
 
 thread_local Thread::Control* current = nullptr;
+// Locks ask for the id at each entry, far too often for a call into the system.
+thread_local ThreadId cachedId = 0;
 
 // An abandoned thread comes back into code of this library at some time, perhaps after the host has
 // unloaded it; so the code stays.
@@ -152,8 +154,13 @@ void* Enter(void* argument) {
 }  // namespace
 
 ThreadId CurrentThreadId() noexcept {
-  thread_local const ThreadId id = static_cast<ThreadId>(gettid());
-  return id;
+  if (cachedId == 0) {
+    // A forked process goes on with this thread under a new id.
+    static const int registered = pthread_atfork(nullptr, nullptr, [] { cachedId = 0; });
+    static_cast<void>(registered);
+    cachedId = static_cast<ThreadId>(gettid());
+  }
+  return cachedId;
 }
 
 Thread::Thread() noexcept = default;

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "platform/Time.h"
+
+namespace sarnevo {
+
+/// The rhythm of a camera channel. The values are what cameras need and hosts expect; tests shorten them.
+struct ChannelTiming {
+  /// How often the worker looks after a stream that plays.
+  platform::Milliseconds streamPass{1000};
+  /// Behind a configuration request, which makes the encoder settle, and behind a failed start.
+  platform::Milliseconds pause{3000};
+  /// How long a stream may give no frame before the host is told.
+  platform::Milliseconds receiveTimeout{5000};
+  /// The same while a stream starts, until its first packet.
+  platform::Milliseconds startingReceiveTimeout{10000};
+  /// How long the UDP port waits for a packet, before the stream counts as lost.
+  platform::Milliseconds packetTimeout{5000};
+  /// How long a worker that was interrupted may take to its end, before it is given up in the host's code.
+  platform::Milliseconds interruptMoment{200};
+};
+
+}  // namespace sarnevo

@@ -1,0 +1,265 @@
+#include "platform/HttpTransport.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "platform/posix/CurlTransfer.h"
+#include "platform/posix/HttpReplyHead.h"
+#include "platform/posix/HttpTarget.h"
+#include "platform/posix/HttpUrl.h"
+
+namespace sarnevo::platform {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t kMaxHeaderBytes = 256 * 1024;  // of one request, its redirects included
+constexpr int kMaxRedirects = 10;
+// Of a body; from here on the sender has to wait, which TCP sees to.
+constexpr std::size_t kMaxBuffered = 2 * CURL_MAX_WRITE_SIZE;
+// How long a wait without a limit lasts before it is begun again.
+constexpr Milliseconds kLongWait{60'000};
+
+}  // namespace
+
+struct HttpExchange::Impl final : posix::CurlSink {
+  Impl(HttpSettings common, HttpServer to) : settings(std::move(common)), server(std::move(to)) {}
+
+  HttpError Send(const HttpRequestLine& request);
+  HttpError AwaitBody();
+  std::span<const std::uint8_t> Buffered() const noexcept { return std::span(body).subspan(taken); }
+  void Close() noexcept;
+
+  bool OnHeaderLine(std::string_view line) noexcept override;
+  bool OnBody(std::string_view piece) noexcept override;
+
+  HttpError Follow(const posix::HttpUrl& first, const HttpRequestLine& request);
+  template <typename Enough>
+  HttpError Await(Enough enough);
+  Milliseconds NextWait(Clock::time_point lastProgress) const noexcept;
+  void Settle();
+  HttpError Fail(HttpError error) noexcept;
+
+  const HttpSettings settings;
+  const HttpServer server;
+  // Written by Close on any thread; the wake-up that follows makes the owner look at it.
+  std::atomic<bool> closed{false};
+  posix::CurlTransfer transfer;
+
+  // From here on the owner's thread only.
+  Milliseconds total{0};
+  Clock::time_point limit = Clock::time_point::max();
+  posix::HttpReplyHead head;
+  std::size_t headerBytes = 0;
+  HttpError refused = HttpError::None;  // why OnHeaderLine refused the reply
+  std::vector<std::uint8_t> body;       // its memory is got before the first byte comes
+  std::size_t taken = 0;                // of body, by Read
+  bool paused = false;                  // a piece of the body was put off
+  std::optional<HttpError> outcome;     // of the whole exchange; nothing more comes then
+};
+
+HttpError HttpExchange::Impl::Send(const HttpRequestLine& request) {
+  const std::optional<posix::HttpUrl> url =
+      posix::HttpUrl::Make(server, posix::RequestTarget(request.path, request.escapeQuery));
+  if (!url || !posix::IsToken(request.method)) {
+    return Fail(HttpError::InvalidRequest);
+  }
+  if (total.count() > 0) {
+    limit = Clock::now() + total;
+  }
+  body.reserve(kMaxBuffered);
+  if (!transfer.Prepare(settings, request.method, *this)) {
+    return Fail(HttpError::OutOfResources);
+  }
+  const HttpError error = Follow(*url, request);
+  if (outcome) {
+    Settle();
+  }
+  return error;
+}
+
+// Sends the request, and sends it again where the reply leads, until a reply stays.
+HttpError HttpExchange::Impl::Follow(const posix::HttpUrl& first, const HttpRequestLine& request) {
+  std::optional<posix::HttpUrl> url = first;
+  for (int redirects = 0; url; ++redirects) {
+    head = posix::HttpReplyHead{};
+    outcome.reset();
+    if (!transfer.Begin(*url, request, url->IsSameServer(first))) {
+      return Fail(HttpError::OutOfResources);
+    }
+    const HttpError error = Await([this] { return head.IsComplete(); });
+    if (error != HttpError::None) {
+      return error;
+    }
+    if (!head.IsComplete()) {
+      return Fail(HttpError::InvalidReply);
+    }
+    if (!head.IsRedirect()) {
+      return HttpError::None;
+    }
+    // The redirect's own body isn't waited for; it may have no end.
+    url = redirects < kMaxRedirects ? url->Resolve(head.Location()) : std::nullopt;
+  }
+  return Fail(HttpError::RedirectRefused);
+}
+
+HttpError HttpExchange::Impl::AwaitBody() {
+  if (closed.load(std::memory_order_acquire)) {
+    return Fail(HttpError::Cancelled);
+  }
+  if (!Buffered().empty()) {
+    return HttpError::None;
+  }
+  taken = 0;
+  if (outcome) {
+    std::vector<std::uint8_t>().swap(body);  // a finished exchange may stay for long
+    return *outcome;
+  }
+  body.clear();
+  if (!head.IsComplete()) {
+    return HttpError::InvalidRequest;  // nothing was sent
+  }
+  if (std::exchange(paused, false)) {
+    transfer.Resume();
+  }
+  const HttpError error = Await([this] { return !body.empty(); });
+  if (outcome) {
+    Settle();
+  }
+  return error;
+}
+
+// Moves the transfer on until there is enough of it or it has ended. Whatever makes the connection ready
+// counts as a receive, so that each has its time-out to itself, whole header lines or not.
+template <typename Enough>
+HttpError HttpExchange::Impl::Await(Enough enough) {
+  Clock::time_point lastProgress = Clock::now();
+  while (!closed.load(std::memory_order_acquire)) {
+    outcome = transfer.Run();
+    if (outcome && refused != HttpError::None) {
+      outcome = refused;
+    }
+    if (enough()) {
+      return HttpError::None;
+    }
+    if (outcome) {
+      return *outcome;
+    }
+    const Milliseconds wait = NextWait(lastProgress);
+    if (wait.count() <= 0) {
+      return Fail(HttpError::TimedOut);
+    }
+    if (transfer.Wait(wait)) {
+      lastProgress = Clock::now();
+    }
+  }
+  return Fail(HttpError::Cancelled);
+}
+
+Milliseconds HttpExchange::Impl::NextWait(Clock::time_point lastProgress) const noexcept {
+  const Clock::time_point now = Clock::now();
+  Milliseconds wait = kLongWait;
+  if (settings.timeout.count() > 0) {
+    wait = std::min(wait, std::chrono::ceil<Milliseconds>(lastProgress + settings.timeout - now));
+  }
+  if (limit != Clock::time_point::max()) {
+    wait = std::min(wait, std::chrono::ceil<Milliseconds>(limit - now));
+  }
+  return wait;
+}
+
+bool HttpExchange::Impl::OnHeaderLine(std::string_view line) noexcept {
+  headerBytes += line.size();
+  if (headerBytes > kMaxHeaderBytes) {
+    refused = HttpError::ReplyTooLarge;
+  } else if (!head.IsComplete()) {
+    try {
+      refused = head.TakeLine(line, transfer.Status());
+    } catch (const std::bad_alloc&) {
+      refused = HttpError::OutOfResources;
+    }
+  }
+  return refused == HttpError::None;
+}
+
+bool HttpExchange::Impl::OnBody(std::string_view piece) noexcept {
+  if (head.IsRedirect()) {
+    return true;
+  }
+  if (piece.size() > body.capacity() - body.size()) {
+    paused = true;
+    return false;
+  }
+  body.insert(body.end(), piece.begin(), piece.end());
+  return true;
+}
+
+// Nothing more comes: what is still to be read stays, without the room for more.
+void HttpExchange::Impl::Settle() {
+  transfer.Release();
+  body.shrink_to_fit();
+}
+
+HttpError HttpExchange::Impl::Fail(HttpError error) noexcept {
+  outcome = error;
+  std::vector<std::uint8_t>().swap(body);
+  taken = 0;
+  transfer.Release();
+  return error;
+}
+
+void HttpExchange::Impl::Close() noexcept {
+  closed.store(true, std::memory_order_release);
+  transfer.Wake();
+}
+
+HttpExchange::HttpExchange(HttpSettings settings, HttpServer server)
+    : impl_(std::make_unique<Impl>(std::move(settings), std::move(server))) {}
+
+HttpExchange::~HttpExchange() = default;
+
+void HttpExchange::LimitTo(Milliseconds total) noexcept { impl_->total = total; }
+
+HttpError HttpExchange::Send(const HttpRequestLine& request) noexcept {
+  try {
+    return impl_->Send(request);
+  } catch (const std::exception&) {
+    return impl_->Fail(HttpError::OutOfResources);
+  }
+}
+
+std::uint32_t HttpExchange::StatusCode() const noexcept { return impl_->head.Status(); }
+
+std::optional<std::uint64_t> HttpExchange::ContentLength() const noexcept {
+  return impl_->head.ContentLength();
+}
+
+HttpError HttpExchange::DataAvailable(std::size_t& count) noexcept {
+  const HttpError error = impl_->AwaitBody();
+  count = impl_->Buffered().size();
+  return error;
+}
+
+HttpError HttpExchange::Read(std::span<std::uint8_t> into, std::size_t& count) noexcept {
+  count = 0;
+  if (into.empty()) {
+    return HttpError::None;
+  }
+  const HttpError error = impl_->AwaitBody();
+  if (error == HttpError::None) {
+    const std::span<const std::uint8_t> ready = impl_->Buffered();
+    count = std::min(into.size(), ready.size());
+    std::copy_n(ready.begin(), count, into.begin());
+    impl_->taken += count;
+  }
+  return error;
+}
+
+void HttpExchange::Close() noexcept { impl_->Close(); }
+
+}  // namespace sarnevo::platform

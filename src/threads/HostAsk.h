@@ -1,0 +1,50 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "kolvex/Types.h"
+#include "threads/HostCall.h"
+
+namespace sarnevo {
+
+/// Reads one value from an object of the host. A null object, and a getter that throws, give 0 or null.
+template <typename Object, typename Value>
+Value Ask(Object* object, Value (Object::*getter)()) noexcept {
+  Value value{};
+  if (object != nullptr) {
+    CallHost([&] { value = (object->*getter)(); });
+  }
+  return value;
+}
+
+/// Copies one text from an object of the host at once, since the host may reuse its memory at the next call.
+/// A null text counts as an empty one.
+template <typename Object>
+std::string AskText(Object* object, const char* (Object::*getter)()) {
+  std::string text;
+  if (object != nullptr) {
+    CallHost([&] {
+      if (const char* const given = (object->*getter)()) {
+        text = given;
+      }
+    });
+  }
+  return text;
+}
+
+/// The same for a numbered setting, where null means that it isn't set.
+template <typename Params>
+std::optional<std::string> AskSetting(Params* params, u32 index) {
+  std::optional<std::string> text;
+  if (params != nullptr) {
+    CallHost([&] {
+      if (const char* const given = params->GetCustomSetting(index)) {
+        text = given;
+      }
+    });
+  }
+  return text;
+}
+
+}  // namespace sarnevo

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+#include "kolvex/Types.h"
+#include "video/Activity.h"
+#include "video/FrameDelivery.h"
+
+namespace sarnevo {
+
+/// The most bytes that one frame may have before it is delivered. A frame beyond that is a stream that has
+/// lost its frame ends.
+inline constexpr std::size_t kMaxFrameBytes = 256'000;
+
+/// Joins the RTP payloads of one stream to frames and hands each complete one to the host.
+///
+/// Nothing is reordered, repaired or kept beyond the frame in the making: a loss throws that frame away, and
+/// the next clean start is waited for. MJPEG (RFC 2435) finds it behind the next frame's end, MPEG-4
+/// (ISO/IEC 14496-2) at the next visual object sequence.
+///
+/// Threads: everything runs on the stream's receive thread, or while there is none. No heap allocation once
+/// the buffer has grown to the size of the stream's frames. The host may end the channel in a callback; Add
+/// then doesn't return (see DeliverJpeg).
+class FrameAssembly {
+ public:
+  /// @param codec     CodecMJPEG; anything else takes the road of MPEG-4.
+  /// @param activity  touched at each complete frame, delivered or not; outlives this object.
+  FrameAssembly(const FrameRoute& route, u32 codec, JpegLayout layout, Activity& activity) noexcept;
+
+  /// Size in pixels that MPEG-4 frames carry until a key frame tells better.
+  void SetPictureSize(u32 width, u32 height) noexcept;
+  /// A packet came.
+  /// @param payload  without the RTP header
+  /// @param marker   the packet is the last of its frame
+  void Add(std::span<const u8> payload, bool marker) noexcept;
+  /// Packets were lost, or the stream has ended: drops the frame in the making and waits for a clean start.
+  void Resynchronise() noexcept;
+
+  bool NeedsSync() const noexcept { return needSync_; }
+
+ private:
+  enum class FrameKind : u8 { Unknown, Key, Inter };
+
+  void AddMjpeg(std::span<const u8> payload, bool marker) noexcept;
+  void AddMpeg4(std::span<const u8> payload, bool marker) noexcept;
+  bool Append(std::span<const u8> payload) noexcept;
+  void DeliverMpeg4Frame() noexcept;
+
+  // Constant.
+  const FrameRoute route_;
+  const u32 codec_;
+  const JpegLayout layout_;
+  Activity& activity_;
+
+  // Receive thread only, and others while there is none.
+  u32 width_ = 0;
+  u32 height_ = 0;
+  bool needSync_ = true;
+  bool atFrameStart_ = false;            // MJPEG: the next packet is the first of a frame
+  FrameKind kind_ = FrameKind::Unknown;  // MPEG-4: of the frame in the making, or of the last one
+  std::vector<u8> frameBuffer_;          // keeps its capacity
+};
+
+}  // namespace sarnevo

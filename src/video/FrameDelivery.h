@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+#include "kolvex/IFrameAllocator.h"
+#include "kolvex/IFrameSink.h"
+#include "video/JpegHeader.h"
+
+namespace sarnevo {
+
+/// The host's objects at the end of one channel's road, and the driver that they belong to. Each may be null.
+struct FrameRoute {
+  ipcapture::IFrameAllocator* allocator = nullptr;
+  ipcapture::IFrameSink* sink = nullptr;
+  const void* driver = nullptr;  ///< see FrameLease
+};
+
+/// How an MPEG-4 frame is told to the host.
+struct Mpeg4Frame {
+  std::span<const u8> data;  ///< as it came from the camera, not empty
+  u32 width = 0;             ///< pixels
+  u32 height = 0;            ///< pixels
+  bool isKey = false;
+};
+
+/// Writes a JPEG file into a frame of the host's and gives it to the sink. A frame without a scan, and one
+/// that the host has no room for, is lost.
+///
+/// This and the next call the host on the calling thread. The host may end the channel in each of these
+/// calls; the thread then doesn't come back (threads/HostCall.h). So nothing that has a destructor stands in
+/// these operations, and what they are given is not looked at behind a call that didn't return.
+void DeliverJpeg(const FrameRoute& route, std::span<const u8> frame, JpegLayout layout) noexcept;
+
+/// Copies an MPEG-4 frame into one of the host's and gives it to the sink. False when the host had no frame
+/// or refused it: it then needs the next key frame. The route has an allocator.
+bool DeliverMpeg4(const FrameRoute& route, const Mpeg4Frame& frame) noexcept;
+
+/// The room that the host is asked for, for an MPEG-4 frame of @p size bytes: steps, so that the host can
+/// use its frames again.
+constexpr std::size_t Mpeg4Capacity(std::size_t size) noexcept {
+  for (const std::size_t step : {4096U, 16384U, 32768U, 131072U}) {
+    if (size <= step) {
+      return step;
+    }
+  }
+  return size;
+}
+
+}  // namespace sarnevo
