@@ -333,7 +333,7 @@ TEST(Callback, OnNoDataThatHangsIsLeftBehind) {
   const auto begin = Clock::now();
   EXPECT_TRUE(capture.StopCapture(0));
   EXPECT_GE(Since(begin), milliseconds(2 * 300));
-  EXPECT_LT(Since(begin), milliseconds(2500));
+  EXPECT_LT(Since(begin), milliseconds(10'000));
   host.reset();
   EXPECT_FALSE(left);
   goOn.Set();

@@ -27,6 +27,13 @@ inline sarnevo::ChannelTiming QuickTiming() {
   return timing;
 }
 
+/// The same for streams that are never to be taken for silent, however busy the machine is.
+inline sarnevo::ChannelTiming SteadyTiming() {
+  sarnevo::ChannelTiming timing = QuickTiming();
+  timing.packetTimeout = milliseconds(30'000);
+  return timing;
+}
+
 /// One driver with all that a host has for it.
 struct Host {
   explicit Host(const std::string& sinkName = "") : sink(log, sinkName) {}

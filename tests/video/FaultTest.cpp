@@ -196,10 +196,12 @@ TEST(Fault, StopIsBoundedInEveryState) {
 TEST(Fault, ACameraThatRebootsStreamsAgainAndItsNeighbourNeverStops) {
   auto camera = std::make_unique<ScriptedCamera>(1);
   ScriptedCamera neighbour(2, "127.0.0.2");
+  sarnevo::ChannelTiming patient = SteadyTiming();
+  patient.receiveTimeout = patient.startingReceiveTimeout = milliseconds(30'000);
   Host host;
   Host other;
   auto& capture = host.Open(*camera, 1, sarnevo::CodecMJPEG);
-  auto& otherCapture = other.Open(neighbour, 2, sarnevo::CodecMJPEG);
+  auto& otherCapture = other.Open(neighbour, 2, sarnevo::CodecMJPEG, patient);
   camera->StartSending(JpegFramePacket(1));
   neighbour.StartSending(JpegFramePacket(2));
   ASSERT_TRUE(capture.StartCapture(0, &host.sink, &host.wanted));
@@ -222,7 +224,7 @@ TEST(Fault, ACameraThatRebootsStreamsAgainAndItsNeighbourNeverStops) {
 TEST(Fault, DatagramsThatAreNoPacketsDisturbNothing) {
   ScriptedCamera camera(1);
   Host host;
-  auto& capture = host.Open(camera, 1, sarnevo::CodecMPEG4);
+  auto& capture = host.Open(camera, 1, sarnevo::CodecMPEG4, SteadyTiming());
   ASSERT_TRUE(capture.StartCapture(0, &host.sink, &host.wanted));
   camera.StartSending(Mpeg4KeyFramePacket());
   ASSERT_TRUE(host.log.WaitFor("OnFrame"));
@@ -253,7 +255,7 @@ TEST(Fault, DatagramsThatAreNoPacketsDisturbNothing) {
 TEST(Fault, WildArgumentsAreRefusedWithoutATrace) {
   ScriptedCamera camera(1);
   Host host;
-  auto& capture = host.Open(camera, 1, sarnevo::CodecMJPEG);
+  auto& capture = host.Open(camera, 1, sarnevo::CodecMJPEG, SteadyTiming());
   for (const std::uint32_t channel : {16U, 17U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
     std::uint32_t status = 7;
     std::uint32_t extra = 7;
