@@ -45,10 +45,10 @@ class CUDPPort {
   /// callback in progress, without limit; then calls SocketClosed of the user. Does nothing on a closed
   /// port.
   ///
-  /// From inside a callback of this port it doesn't wait, and leaves the closing to another thread that is at it
-  /// already; the thread looks at neither the port nor the user
-  /// any more once that callback returns, so that both may be destroyed before it does. A receive thread
-  /// that was given up inside code of the host (platform::current_thread::Abandon) counts as ended.
+  /// From inside a callback of this port it doesn't wait. The thread looks at neither the port nor the user any
+  /// more once that callback returns, so that both may be destroyed before it does. When another thread is
+  /// closing the port already, the closing is left to it. A receive thread that was given up inside code of the
+  /// host (platform::current_thread::Abandon) counts as ended.
   bool Close() noexcept;
 
   bool IsOpen() const noexcept;
