@@ -15,18 +15,18 @@
 #include "platform/Clock.h"
 #include "platform/Event.h"
 #include "support/RecordingCapabilities.h"
-#include "support/ScriptedCamera.h"
+#include "support/CgiCamera.h"
 
 namespace sarnevo {
 namespace {
 
 using namespace std::chrono_literals;
+using kolvex_test::CgiCamera;
 using kolvex_test::CgiReplies;
 using kolvex_test::Group1Replies;
 using kolvex_test::Group2Replies;
 using kolvex_test::RecordingCapabilities;
 using kolvex_test::Reply;
-using kolvex_test::ScriptedCamera;
 using kolvex_test::ScriptedServer;
 using platform::Event;
 using platform::MonotonicMilliseconds;
@@ -99,7 +99,7 @@ TEST(CapabilityQuery, TellsEachFailureFromTheOthers) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    const ScriptedCamera camera(c.replies);
+    const CgiCamera camera(c.replies);
     Host host;
     CapabilityQuery query;
     EXPECT_EQ(Ask(query, host, "127.0.0.1", camera.Port()), c.ended);
@@ -109,7 +109,7 @@ TEST(CapabilityQuery, TellsEachFailureFromTheOthers) {
 }
 
 TEST(CapabilityQuery, TakesWhatAHostMayPass) {
-  const ScriptedCamera camera(Group2Replies("81"));
+  const CgiCamera camera(Group2Replies("81"));
   struct Case {
     const char* address;
     u16 port;
@@ -137,8 +137,8 @@ TEST(CapabilityQuery, TakesWhatAHostMayPass) {
 }
 
 TEST(CapabilityQuery, KeepsItsStatesApart) {
-  const ScriptedCamera group1(Group1Replies());
-  const ScriptedCamera group2(Group2Replies("81"));
+  const CgiCamera group1(Group1Replies());
+  const CgiCamera group2(Group2Replies("81"));
   Host host;
   CapabilityQuery query;
   query.Terminate();
@@ -168,7 +168,7 @@ TEST(CapabilityQuery, KeepsItsStatesApart) {
 }
 
 TEST(CapabilityQuery, SurvivesWhatItsCallbacksDo) {
-  const ScriptedCamera camera(Group2Replies("81"));
+  const CgiCamera camera(Group2Replies("81"));
   CapabilityQuery query;
   Host throwing;
   throwing.observer.then = [] { throw std::runtime_error("host"); };
@@ -296,7 +296,7 @@ class StuckObserver : public ipcapture::ICapabilityObserver, public Stuck {
 };
 
 TEST(CapabilityQuery, LeavesAThreadThatTheHostHoldsBehind) {
-  const ScriptedCamera camera(Group2Replies("81"));
+  const CgiCamera camera(Group2Replies("81"));
   for (const bool whilePublishing : {true, false}) {
     auto observer = std::make_unique<Observer>();
     auto stuckObserver = std::make_unique<StuckObserver>();

@@ -8,7 +8,7 @@
 #include "driver/CapabilityQuery.h"
 #include "platform/Event.h"
 #include "support/RecordingCapabilities.h"
-#include "support/ScriptedCamera.h"
+#include "support/CgiCamera.h"
 
 namespace sarnevo {
 namespace {
@@ -171,7 +171,7 @@ TEST(CapabilityTranscript, TellsTheHostAboutEachModel) {
   for (const Model& model : models) {
     for (const bool isNTSC : {false, true}) {
       SCOPED_TRACE(std::string(model.name) + (isNTSC ? " NTSC" : " PAL"));
-      const kolvex_test::ScriptedCamera camera(model.replies);
+      const kolvex_test::CgiCamera camera(model.replies);
       Observer observer;
       kolvex_test::RecordingCapabilities host;
       CapabilityQuery query;
