@@ -100,8 +100,8 @@ bool HttpRequest::Send(const char* method, const char* path, bool disableQueryEs
     }
     request->LimitTo(Milliseconds{timeLimit_});
     const bool hasMethod = method != nullptr && *method != '\0';
-    if (!Ended(request->Send(
-            {hasMethod ? method : "GET", TextOrEmpty(path), !disableQueryEscape, userName_, password_}))) {
+    if (!Ended(request->Send({hasMethod ? method : "GET", TextOrEmpty(path), !disableQueryEscape,
+                              userName_.c_str(), password_.c_str()}))) {
       return false;
     }
     statusCode_ = request->StatusCode();

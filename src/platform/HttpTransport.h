@@ -48,8 +48,8 @@ struct HttpRequestLine {
   std::string_view method;    ///< a token of RFC 9110, 5.6.2
   std::string_view path;      ///< path and query; goes out with a "/" in front
   bool escapeQuery = true;    ///< false: of the query only what would break the request line is escaped
-  std::string_view userName;  ///< Basic credentials (RFC 7617), sent with the first request
-  std::string_view password;
+  const char* userName = "";  ///< Basic credentials (RFC 7617), sent with the first request
+  const char* password = "";
 };
 
 /// Whether @p host may stand in a request: an IPv4 address or a host name, nothing with a port, a path or
