@@ -14,6 +14,8 @@ struct ChannelTiming {
   platform::Milliseconds receiveTimeout{5000};
   /// The same while a stream starts, until its first packet.
   platform::Milliseconds startingReceiveTimeout{10000};
+  /// How long the UDP port waits for a packet, before the stream counts as lost.
+  platform::Milliseconds packetTimeout{5000};
   /// How long a worker that was interrupted may take to its end, before it is given up in the host's code.
   platform::Milliseconds interruptMoment{200};
 };

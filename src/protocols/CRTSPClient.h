@@ -43,6 +43,9 @@ class CRTSPClient {
   /// Sends nothing and fails unless the last Setup succeeded.
   bool Teardown(bool useObjectPath) noexcept;
 
+  /// Gives each later reply only @p time as a whole, for an owner that is taking its leave.
+  void LimitReplies(platform::Milliseconds time) noexcept { reader_.LimitReplies(time); }
+
   /// Makes the operation in progress and every later one fail at once, for good. Any thread may call while
   /// the object lives.
   void Interrupt() noexcept;

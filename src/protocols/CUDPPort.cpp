@@ -140,6 +140,9 @@ bool CUDPPort::Close() noexcept {
     platform::Sleep(Milliseconds{0});
   }
   const std::lock_guard guard(lock_, std::adopt_lock);
+  if (!thread_.IsCurrent()) {
+    own = nullptr;  // the caller was the thread of an earlier opening, or of a port that stood here before
+  }
   if (!socket_.IsOpen()) {
     return true;
   }

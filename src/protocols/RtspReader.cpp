@@ -12,12 +12,12 @@ using platform::SocketError;
 
 RtspReader::RtspReader(platform::Socket& socket, platform::Event& interrupted,
                        const ProtocolTimes& times) noexcept
-    : socket_(socket), interrupted_(interrupted), times_(times) {}
+    : socket_(socket), interrupted_(interrupted), replyTime_(times.rtspReply) {}
 
 void RtspReader::Reset() noexcept { begin_ = end_ = 0; }
 
 void RtspReader::BeginReply() noexcept {
-  replyEnd_ = platform::MonotonicMilliseconds() + static_cast<u64>(times_.rtspReply.count());
+  replyEnd_ = platform::MonotonicMilliseconds() + static_cast<u64>(replyTime_.count());
 }
 
 bool RtspReader::ReadLine() noexcept {

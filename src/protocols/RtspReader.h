@@ -28,6 +28,8 @@ class RtspReader {
 
   /// Forgets what is buffered; for a new connection.
   void Reset() noexcept;
+  /// The time that each later reply may take as a whole.
+  void LimitReplies(platform::Milliseconds time) noexcept { replyTime_ = time; }
   /// A new reply begins, and with it the time that one may take.
   void BeginReply() noexcept;
 
@@ -52,11 +54,10 @@ class RtspReader {
 
   platform::Socket& socket_;
   platform::Event& interrupted_;
-  const ProtocolTimes times_;
-
   std::array<u8, 1024> buffer_{};
   std::size_t begin_ = 0;  // of what is buffered and not yet taken
   std::size_t end_ = 0;
+  platform::Milliseconds replyTime_;
   u64 replyEnd_ = 0;  // on platform::MonotonicMilliseconds
   RtspText line_{};
   bool beganWithCr_ = false;

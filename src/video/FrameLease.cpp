@@ -17,8 +17,9 @@ thread_local FrameLease* current = nullptr;
 // of a frame comes here.
 class GivenUpLeases {
  public:
+  // Never destroyed: a given-up thread may come back while the process ends.
   static GivenUpLeases& Get() noexcept {
-    static GivenUpLeases instance;
+    static GivenUpLeases& instance = *new GivenUpLeases;
     return instance;
   }
 

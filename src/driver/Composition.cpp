@@ -1,0 +1,100 @@
+// Builds and ends the objects of one driver. This file alone knows all subsystems, so that every other file
+// includes only what lies below it.
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "driver/CKolvexIPCaptureDriver.h"
+#include "driver/DecimalText.h"
+#include "kolvex/IIPDriverParams.h"
+#include "platform/ProductVersion.h"
+#include "threads/HostAsk.h"
+#include "video/CBaseIPVideoCapture.h"
+#include "video/FrameLease.h"
+
+namespace sarnevo {
+
+namespace {
+
+using ipcapture::IIPConnectionInfo;
+using ipcapture::IIPDeviceInfo;
+using ipcapture::IIPDriverParams;
+
+constexpr u32 kDefaultNetworkTimeout = 5000;  // milliseconds
+// The host's core library tells how new the host is. A host without it counts as one that knows every level.
+constexpr const char* kHostCoreLibrary = "ovanhost.dll";
+constexpr HostVersion kAssumedHostVersion{5, 12, 0, 0};
+
+u32 ReadNetworkTimeout(const std::optional<std::string>& setting) {
+  const i32 value = setting ? ParseDecimal(*setting) : 0;
+  return value > 0 ? static_cast<u32>(value) : kDefaultNetworkTimeout;
+}
+
+HostVersion ReadHostVersion() {
+  const auto version = platform::ReadProductVersion(kHostCoreLibrary);
+  return version ? HostVersion{version->major, version->minor, version->build, version->revision}
+                 : kAssumedHostVersion;
+}
+
+template <typename Object>
+void End(Object*& object) {
+  delete std::exchange(object, nullptr);
+}
+
+}  // namespace
+
+bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcapture::IFrameAllocator* allocator,
+                                  IIPDriverParams* params) {
+  Close();  // a second Open is against the contract, but leaks nothing
+  networkTimeout_ = ReadNetworkTimeout(AskSetting(params, SettingNetworkTimeout));
+  IIPConnectionInfo* const connection = Ask(params, &IIPDriverParams::GetConnection);
+  codec_ = Ask(connection, &IIPConnectionInfo::GetCodec);
+  IIPDeviceInfo* const device = Ask(params, &IIPDriverParams::GetDevice);
+  channelCount_ = Ask(device, &IIPDeviceInfo::GetChannelCount);
+  debugSink_ = debugSink;
+  frameAllocator_ = allocator;
+  ReadDevice(device);
+  ReadConnection(connection);
+  hostVersion_ = ReadHostVersion();
+
+  const auto group = AskSetting(params, SettingCameraGroup);
+  const i32 groupNumber = group ? ParseDecimal(*group) : 0;
+  if (groupNumber != 1 && groupNumber != 2) {
+    return false;
+  }
+  group_ = static_cast<u32>(groupNumber);
+
+  videoCapture_ = new CBaseIPVideoCapture(this, group_);
+
+  const auto standard = AskSetting(params, SettingVideoStandard);
+  if (!standard) {
+    return false;
+  }
+  videoStandard_ = ParseDecimal(*standard) == 1 ? VideoStandardPAL : VideoStandardNTSC;
+  if (group_ == 1) {
+    ReadGroup1Settings(params);
+  }
+
+  DebugMessage(DebugLevelEvent, "DRIVER IS OPENED (name: %s, device model: %s, address: %s:%u)",
+               GetDriverName().c_str(), deviceModel_.c_str(), address_.c_str(), static_cast<unsigned>(port_));
+  return true;
+}
+
+void CKolvexIPCaptureDriver::Close() {
+  // Video first: its threads use everything else here.
+  End(videoCapture_);
+  // A callback that ended its own channel may still have a frame; the host's allocator is void from here on.
+  FrameLease::DropAllOf(this);
+}
+
+ipcapture::IIPVideoCapture* CKolvexIPCaptureDriver::GetVideoCapture() { return videoCapture_; }
+
+ipcapture::IIPVideoCaptureEx* CKolvexIPCaptureDriver::GetVideoCaptureEx() { return videoCapture_; }
+
+ICaptureIOApi* CKolvexIPCaptureDriver::GetCaptureIO() { return digitalIO_; }
+
+IIPPTZDriver* CKolvexIPCaptureDriver::GetPTZDriver() { return nullptr; }
+
+IIPPTZDriverEx* CKolvexIPCaptureDriver::GetPTZDriverEx() { return nullptr; }
+
+}  // namespace sarnevo

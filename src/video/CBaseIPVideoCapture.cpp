@@ -1,0 +1,187 @@
+#include "video/CBaseIPVideoCapture.h"
+
+#include <new>
+#include <optional>
+#include <utility>
+
+#include "driver/CKolvexIPCaptureDriver.h"
+#include "platform/Clock.h"
+#include "threads/HostAsk.h"
+#include "video/CGroup1CameraChannel.h"
+#include "video/CGroup2CameraChannel.h"
+#include "video/ChannelThread.h"
+
+namespace sarnevo {
+
+namespace {
+
+using ipcapture::IIPResolution;
+using ipcapture::IIPVideoFormat;
+using ipcapture::IIPVideoParams;
+using ipcapture::IIPVideoRate;
+
+// Between two looks at a lock that a stop may hold.
+constexpr platform::Milliseconds kLockStep{2};
+
+struct WantedStream {
+  u32 frameInterval = 0;  // milliseconds
+  u32 width = 0;
+  u32 height = 0;
+  u32 quality = 0;
+};
+
+std::optional<WantedStream> ReadParams(IIPVideoParams* params) {
+  WantedStream wanted;
+  IIPVideoRate* const rate = Ask(params, &IIPVideoParams::GetRate);
+  wanted.frameInterval = Ask(rate, &IIPVideoRate::GetFrameInterval);
+  IIPVideoFormat* const format = Ask(params, &IIPVideoParams::GetFormat);
+  IIPResolution* const resolution = Ask(format, &IIPVideoFormat::GetResolution);
+  wanted.width = Ask(resolution, &IIPResolution::GetWidth);
+  wanted.height = Ask(resolution, &IIPResolution::GetHeight);
+  wanted.quality = Ask(rate, &IIPVideoRate::GetQuality);
+  if (rate == nullptr || resolution == nullptr) {
+    return std::nullopt;
+  }
+  return wanted;
+}
+
+}  // namespace
+
+// The lock, from construction to the end of the scope; or nothing, when the caller must not wait for it.
+class CBaseIPVideoCapture::Entry {
+ public:
+  explicit Entry(CBaseIPVideoCapture& capture) noexcept : capture_(capture), entered_(capture.Enter()) {}
+  ~Entry() {
+    if (entered_) {
+      capture_.lock_.Leave();
+    }
+  }
+  Entry(const Entry&) = delete;
+  Entry& operator=(const Entry&) = delete;
+  explicit operator bool() const noexcept { return entered_; }
+
+ private:
+  CBaseIPVideoCapture& capture_;
+  const bool entered_;
+};
+
+CBaseIPVideoCapture::CBaseIPVideoCapture(CKolvexIPCaptureDriver* driver, u32 group)
+    : driver_(driver), group_(group), channels_(kMaxChannels, nullptr) {}
+
+CBaseIPVideoCapture::~CBaseIPVideoCapture() {
+  EnterForGood();
+  for (CBaseCameraChannel*& channel : channels_) {
+    if (channel == nullptr) {
+      continue;
+    }
+    if (!channel->ClaimStop()) {
+      // The channel whose callback this is, is being ended from elsewhere; nobody is to wait for this thread.
+      channel_thread::GiveUp();
+      channel->ClaimStop();
+    }
+    channel->Stop();
+    delete std::exchange(channel, nullptr);
+  }
+  channels_.clear();
+  lock_.Leave();
+}
+
+u32 CBaseIPVideoCapture::GetChannelCount() { return driver_ != nullptr ? driver_->GetChannelCount() : 0; }
+
+bool CBaseIPVideoCapture::StartCapture(u32 channel, ipcapture::IFrameSink* sink, IIPVideoParams* params) {
+  const Entry entry(*this);
+  if (!entry || channel >= channels_.size() || (group_ != 1 && group_ != 2)) {
+    return false;
+  }
+  // The host is asked before anything is built, since it may answer with nothing, or call back.
+  const auto wanted = ReadParams(params);
+  if (!wanted) {
+    return false;
+  }
+  if (channels_[channel] == nullptr) {
+    channels_[channel] = MakeChannel(channel, sink);
+  }
+  return channels_[channel] != nullptr &&
+         channels_[channel]->Start(wanted->frameInterval, wanted->width, wanted->height, wanted->quality);
+}
+
+bool CBaseIPVideoCapture::StopCapture(u32 channel) {
+  const Entry entry(*this);
+  if (!entry || !HasChannel(channel) || !channels_[channel]->ClaimStop()) {
+    return false;
+  }
+  channels_[channel]->Stop();
+  delete std::exchange(channels_[channel], nullptr);
+  return true;
+}
+
+bool CBaseIPVideoCapture::ChangeFormat(u32 channel, IIPResolution* resolution, u32 frameInterval) {
+  const Entry entry(*this);
+  if (!entry || !HasChannel(channel) || resolution == nullptr) {
+    return false;
+  }
+  const u32 width = Ask(resolution, &IIPResolution::GetWidth);
+  const u32 height = Ask(resolution, &IIPResolution::GetHeight);
+  return HasChannel(channel) && channels_[channel]->ChangeFormat(width, height, frameInterval);
+}
+
+bool CBaseIPVideoCapture::GetChannelStatus(u32 channel, u32* status, u32* extra, char* text, u32 textSize) {
+  if (extra != nullptr) {
+    *extra = 0;
+  }
+  if (text != nullptr && textSize != 0) {
+    text[0] = '\0';
+  }
+  const Entry entry(*this);
+  if (!entry || !HasChannel(channel)) {
+    return false;
+  }
+  if (status != nullptr) {
+    *status = channels_[channel]->GetStatusCounter();
+  }
+  return true;
+}
+
+bool CBaseIPVideoCapture::Enter() noexcept {
+  const CBaseCameraChannel* const own = channel_thread::Current();
+  if (own == nullptr) {
+    lock_.Enter();
+    return true;
+  }
+  while (!own->IsStopClaimed()) {
+    if (lock_.TryEnter()) {
+      return true;
+    }
+    platform::Sleep(kLockStep);
+  }
+  return false;
+}
+
+// For the destructor, which can't give way.
+void CBaseIPVideoCapture::EnterForGood() noexcept {
+  const CBaseCameraChannel* const own = channel_thread::Current();
+  if (own != nullptr && own->Driver() == driver_) {
+    channel_thread::GiveUp();  // the caller's own channel ends with this object
+  }
+  if (!Enter()) {
+    channel_thread::GiveUp();
+    lock_.Enter();
+  }
+}
+
+bool CBaseIPVideoCapture::HasChannel(u32 channel) const noexcept {
+  return channel < channels_.size() && channels_[channel] != nullptr;
+}
+
+CBaseCameraChannel* CBaseIPVideoCapture::MakeChannel(u32 channel, ipcapture::IFrameSink* sink) const {
+  try {
+    if (group_ == 1) {
+      return new CGroup1CameraChannel(channel, driver_, sink);
+    }
+    return new CGroup2CameraChannel(channel, driver_, sink);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+}  // namespace sarnevo

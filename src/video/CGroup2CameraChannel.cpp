@@ -1,0 +1,18 @@
+#include "video/CGroup2CameraChannel.h"
+
+#include "driver/CKolvexIPCaptureDriver.h"
+#include "video/CameraRequest.h"
+#include "video/Group2Request.h"
+
+namespace sarnevo {
+
+u32 CGroup2CameraChannel::ConfigureCamera() {
+  if (Driver() == nullptr) {
+    return 0;
+  }
+  CameraRequest request(*Driver(), Gate());
+  configured_ = request.Send(BuildGroup2Request(Format())) ? 1 : 0;
+  return configured_;
+}
+
+}  // namespace sarnevo
