@@ -59,6 +59,12 @@ enum CustomSetting : u32 {
   SettingMAC = 9,             ///< hardware address; names the camera's preset file
 };
 
+/// Why a capability query failed, as ICapabilityObserver::OnQueryFailed gives it.
+enum QueryFailure : u32 {
+  QueryFailureLogin = 1,  ///< the camera wants other credentials
+  QueryFailureOther = 3,  ///< nobody there, no camera of the family, or a reply that can't be used
+};
+
 /// Number of channel slots of one capture object; channel indexes run from 0 to 15.
 inline constexpr u32 kMaxChannels = 16;
 
