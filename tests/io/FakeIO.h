@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <functional>
 #include <map>
@@ -8,6 +10,7 @@
 
 #include "io/CIOBase.h"
 #include "io/FakeHost.h"
+#include "support/Eventually.h"
 
 namespace sarnevo {
 
@@ -23,9 +26,8 @@ class FakeIO : public CIOBase {
 
   /// Waits until a poll has begun and ended after this call.
   void AwaitPoll() {
-    for (u32 seen = polls; polls < seen + 2;) {
-      polled_.Wait();
-    }
+    const u32 seen = polls;
+    EXPECT_TRUE(kolvex_test::Eventually([&] { return polls >= seen + 2; }));
   }
   std::map<u32, u32> Outputs() const {
     const std::lock_guard guard(lock_);
@@ -58,13 +60,11 @@ class FakeIO : public CIOBase {
       UpdateInput(index, (highInputs >> index % 32 & 1) != 0 ? IOStateHigh : IOStateLow);
     }
     ++polls;
-    polled_.Set();
     return good;
   }
 
  private:
   Transcript& transcript_;
-  platform::Event polled_;
   mutable std::mutex lock_;
   std::map<u32, u32> outputs_;  // under lock_
 };

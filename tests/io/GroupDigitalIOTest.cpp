@@ -12,9 +12,12 @@
 #include "io/FakeHost.h"
 #include "platform/Clock.h"
 #include "support/ScriptedServer.h"
+#include "support/Eventually.h"
 
 namespace sarnevo {
 namespace {
+
+using kolvex_test::Eventually;
 
 using kolvex_test::HttpReplies;
 using kolvex_test::ScriptedServer;
@@ -49,9 +52,8 @@ struct Fixture {
 };
 
 void AwaitCount(const HttpReplies& camera, std::size_t count) {
-  while (camera.Heads().size() < count) {
-    std::this_thread::yield();
-  }
+  EXPECT_TRUE(Eventually([&] { return camera.Heads().size() >= count; }))
+      << camera.Heads().size() << " requests";
 }
 
 TEST(GroupDigitalIO, SendsOutputsInTheWordsOfItsGroup) {
@@ -176,9 +178,7 @@ TEST(GroupDigitalIO, PollsOnWhileAnOutputRequestHangs) {
   Fixture f(1, camera.Port(), 1, 1, 50);
   ASSERT_TRUE(f.io->Start());
   const std::string expected = "input 0 is 2\ninput 0 is 1\ninput 0 is 2\n";
-  while (!f.transcript.Text().starts_with(expected)) {
-    std::this_thread::yield();
-  }
+  EXPECT_TRUE(Eventually([&] { return f.transcript.Text().starts_with(expected); })) << f.transcript.Text();
   EXPECT_TRUE(f.io->Stop());
 }
 
@@ -209,9 +209,7 @@ TEST(GroupDigitalIO, StopsInTimeWhateverTheCameraDoes) {
     });
     Fixture f(1, camera.Port(), 2, 1, kStopTimeout);
     ASSERT_TRUE(f.io->Start());
-    while (requests < 2) {
-      std::this_thread::yield();
-    }
+    EXPECT_TRUE(Eventually([&] { return requests == 2; })) << requests << " requests";
     const u64 begin = platform::MonotonicMilliseconds();
     EXPECT_TRUE(f.io->Stop());
     EXPECT_LE(platform::MonotonicMilliseconds() - begin, 2 * (kStopTimeout + kStopSlack));

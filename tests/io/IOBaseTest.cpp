@@ -11,9 +11,12 @@
 #include "io/FakeHost.h"
 #include "io/FakeIO.h"
 #include "platform/Clock.h"
+#include "support/Eventually.h"
 
 namespace sarnevo {
 namespace {
+
+using kolvex_test::Eventually;
 
 constexpr platform::Milliseconds kLimit{10'000};
 constexpr u64 kStopSlack = 100;  // a stop's time beyond its time-out, milliseconds
@@ -71,9 +74,7 @@ TEST(CIOBase, SendsOutputsThatChangeInTheirOrderAndAllLowAtEachStart) {
     EXPECT_TRUE(f.io->SetOutput(index, state));
   }
   const char* const kEnd = "output 0 to 2\noutput 1 to 2\noutput 0 to 1\n";
-  while (!f.transcript.Text().ends_with(kEnd)) {
-    std::this_thread::yield();
-  }
+  EXPECT_TRUE(Eventually([&] { return f.transcript.Text().ends_with(kEnd); })) << f.transcript.Text();
   EXPECT_EQ(f.transcript.Text().substr(0, 42), "output 1 to 2\noutput 0 to 1\noutput 1 to 1\n");
   EXPECT_TRUE(f.io->Stop());
   EXPECT_FALSE(f.io->SetOutput(0, IOStateHigh)) << "stopped";
@@ -87,9 +88,7 @@ TEST(CIOBase, ForgetsAllStatesWhenAnOutputFails) {
   Fixture f(1, 2);
   ASSERT_TRUE(f.io->Start());
   f.io->AwaitPoll();
-  while (f.io->Outputs().size() < 2) {
-    std::this_thread::yield();
-  }
+  ASSERT_TRUE(Eventually([&] { return f.io->Outputs().size() == 2; }));
   f.transcript.Clear();
   f.io->writesFail = true;
   EXPECT_TRUE(f.io->SetOutput(0, IOStateHigh));
@@ -114,9 +113,7 @@ TEST(CIOBase, TakesAnyNumberOfPortsUpToItsBound) {
       if (c.started && c.count > 0) {
         const std::string last = std::to_string(c.count - 1);
         const std::string end = inputs ? "input " + last + " is 1\n" : "output " + last + " to 1\n";
-        while (!f.transcript.Text().ends_with(end)) {
-          std::this_thread::yield();
-        }
+        EXPECT_TRUE(Eventually([&] { return f.transcript.Text().ends_with(end); })) << f.transcript.Text();
       }
       EXPECT_TRUE(f.io->SetOutput(4'000'000'000, 7));
       EXPECT_TRUE(f.io->Stop());
@@ -176,9 +173,7 @@ TEST(CIOBase, IsStoppedInsideAndOutsideAtOnce) {
   std::atomic<bool> stopping{false};
   Fixture f(1, 0, CIOBase::kStopTimeoutMs, [&] {
     inside.Set();
-    while (!stopping) {
-      std::this_thread::yield();
-    }
+    EXPECT_TRUE(Eventually([&] { return stopping.load(); }));
     EXPECT_FALSE(io->Stop());
   });
   io = f.io.get();
@@ -213,9 +208,7 @@ TEST(CIOBase, StopsInTimeWithACallbackThatNeverReturnsAndMayThenGo) {
     ASSERT_EQ(inside.Wait(kLimit), platform::WaitResult::Signalled);
     f->io.reset();
     release.Set();
-    while (left < 2) {
-      std::this_thread::yield();
-    }
+    EXPECT_TRUE(Eventually([&] { return left == 2; })) << left << " threads left the host";
   }
 }
 
@@ -320,12 +313,8 @@ TEST(CIOBase, KeepsStepWithTheCameraThroughRandomOperations) {
       const auto before = io->Outputs();
       const auto found = before.find(index);
       const u32 wanted = found != before.end() && found->second == IOStateHigh ? IOStateLow : IOStateHigh;
-      const u64 deadline = platform::MonotonicMilliseconds() + 10'000;
       EXPECT_TRUE(io->SetOutput(index, wanted));
-      while (io->Outputs()[index] != wanted && platform::MonotonicMilliseconds() < deadline) {
-        std::this_thread::yield();
-      }
-      EXPECT_EQ(io->Outputs()[index], wanted);
+      EXPECT_TRUE(Eventually([&] { return io->Outputs()[index] == wanted; })) << index << " stays as it is";
     }
   }
 }

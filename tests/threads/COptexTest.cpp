@@ -16,9 +16,12 @@
 #include "platform/Event.h"
 #include "platform/SharedMemory.h"
 #include "threads/SpinAttempts.h"
+#include "support/Eventually.h"
 
 namespace sarnevo {
 namespace {
+
+using kolvex_test::Eventually;
 
 constexpr platform::Milliseconds kLimit{10'000};
 
@@ -44,9 +47,7 @@ class SharedWords {
     return static_cast<std::atomic<i32>*>(memory_.Data())[index].load();
   }
   void AwaitLockCount(i32 count) const {
-    while ((*this)[1] != count) {
-      std::this_thread::yield();  // the test program's own limit ends it
-    }
+    ASSERT_TRUE(Eventually([&] { return (*this)[1] == count; })) << (*this)[1];
   }
 
  private:
