@@ -7,16 +7,16 @@
 #include "camera/CGroup1CameraProperties.h"
 #include "camera/CGroup2CameraProperties.h"
 #include "support/RecordingCapabilities.h"
-#include "support/ScriptedCamera.h"
+#include "support/CgiCamera.h"
 
 namespace sarnevo {
 namespace {
 
+using kolvex_test::CgiCamera;
 using kolvex_test::CgiReplies;
 using kolvex_test::Group1Replies;
 using kolvex_test::Group2Replies;
 using kolvex_test::Reply;
-using kolvex_test::ScriptedCamera;
 
 const std::string kComport = "/comport.cgi?action=retrieve";
 const std::string kMultimedia = "/multimedia.cgi?action=retrieve";
@@ -36,7 +36,7 @@ std::string SettingNine(const std::string& transcript) {
 }
 
 template <typename Properties>
-Outcome Read(const ScriptedCamera& camera) {
+Outcome Read(const CgiCamera& camera) {
   Web::HttpRequest request("127.0.0.1", camera.Port(), "u", "p", 5000, 16, 0);
   Properties properties(0);
   Outcome outcome;
@@ -116,7 +116,7 @@ TEST(Group1Properties, TakeWhatTheRepliesHold) {
     SCOPED_TRACE(c.name);
     CgiReplies replies = Group1Replies();
     replies[c.path] = c.reply;
-    const ScriptedCamera camera(replies);
+    const CgiCamera camera(replies);
     const Outcome outcome = Read<CGroup1CameraProperties>(camera);
     EXPECT_EQ(outcome.read, c.read);
     EXPECT_EQ(outcome.level, c.level);
@@ -171,7 +171,7 @@ TEST(Group2Properties, GoByTheNumberOfTheModel) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    const ScriptedCamera camera(CgiReplies{{"/GetMAC.cgi", c.mac}, {"/GetCameraType.cgi", c.reply}});
+    const CgiCamera camera(CgiReplies{{"/GetMAC.cgi", c.mac}, {"/GetCameraType.cgi", c.reply}});
     const Outcome outcome = Read<CGroup2CameraProperties>(camera);
     EXPECT_EQ(outcome.read, c.read);
     EXPECT_EQ(outcome.level, c.level);

@@ -8,15 +8,15 @@
 #include <vector>
 
 #include "camera/DetectCameraGroup.h"
-#include "support/ScriptedCamera.h"
+#include "support/CgiCamera.h"
 #include "xml/CResultDef.h"
 
 namespace sarnevo {
 namespace {
 
+using kolvex_test::CgiCamera;
 using kolvex_test::CgiReplies;
 using kolvex_test::Reply;
-using kolvex_test::ScriptedCamera;
 
 class Messages : public IDebugMessage {
  public:
@@ -67,7 +67,7 @@ TEST(SendRequest, ReportsEachFailureInItsOwnWords) {
   for (const Case& c : cases) {
     for (const u32 block : {1u, 8096u}) {
       SCOPED_TRACE(c.name);
-      ScriptedCamera camera(CgiReplies{{"/x%20y.cgi", c.reply}});
+      CgiCamera camera(CgiReplies{{"/x%20y.cgi", c.reply}});
       Web::HttpRequest request("127.0.0.1", camera.Port(), "u", "p", 5000, 16, 0);
       Messages debug;
       std::vector<u8> reply = {1, 2, 3};
@@ -127,7 +127,7 @@ TEST(DetectCameraGroup, GoesByTheTimeRequestsAlone) {
       {"nobody there", "", "", 0},
   };
   for (const Case& c : cases) {
-    ScriptedCamera camera(CgiReplies{{"/GetTime.cgi", c.getTime}, {"/time.cgi?action=retrieve", c.time}});
+    CgiCamera camera(CgiReplies{{"/GetTime.cgi", c.getTime}, {"/time.cgi?action=retrieve", c.time}});
     Web::HttpRequest request("127.0.0.1", camera.Port(), "u", "p", 5000, 16, 0);
     EXPECT_EQ(DetectCameraGroup(&request), c.group) << c.name;
     EXPECT_EQ(camera.Targets(), c.group == 2 ? "/GetTime.cgi\n" : "/GetTime.cgi\n/time.cgi?action=retrieve\n")

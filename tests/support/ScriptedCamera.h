@@ -1,68 +1,66 @@
 #pragma once
 
-#include <map>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "support/HostLog.h"
 #include "support/ScriptedServer.h"
 
 namespace kolvex_test {
 
-/// Whole HTTP replies by request target.
-using CgiReplies = std::map<std::string, std::string>;
+using Payload = std::vector<std::uint8_t>;
 
-inline std::string Reply(int status, const std::string& body) {
-  return "HTTP/1.1 " + std::to_string(status) + " X\r\nContent-Length: " + std::to_string(body.size()) +
-         "\r\n\r\n" + body;
-}
-
-inline CgiReplies Group1Replies() {
-  return {
-      {"/time.cgi?action=retrieve",
-       Reply(200, "RET=200&METHOD=get\r\nServerDate=2024/05/06&ServerTime=07:08:09&timezone=0\r\n")},
-      {"/comport.cgi?action=retrieve", Reply(200, "ret=200&port=2&serial_device=1&baud=9600\r\n")},
-      {"/multimedia.cgi?action=retrieve", Reply(200, "ret=200&mode=mjpeg&aformat=g711\r\n")},
-      {"/gpio.cgi?action=retrieve", Reply(200, "ret=200&gpio1=0\r\ngpio2=0\r\nrelay1=0\r\n")},
-      {"/channel.cgi?action=retrieve&ch_id=all", Reply(200, "ret=200&ch_id=0\r\n")},
-      {"/network.cgi?action=retrieve",
-       Reply(200, "ret=200&DHCP=0\r\nHWADDR0=00:11:22:aa:BB:cc\r\nIPADDR0=1.2.3.4")},
-  };
-}
-
-inline CgiReplies Group2Replies(const std::string& cameraType) {
-  return {
-      {"/GetTime.cgi", Reply(200, "<html><body>2024/05/06 07:08:09</body></html>")},
-      {"/GetMAC.cgi", Reply(200, "MAC=001122334455<br>")},
-      {"/GetCameraType.cgi", Reply(200, "<html><body>CameraType=" + cameraType + "<br></body></html>")},
-  };
-}
-
-/// Answers by target; 404 to what isn't there.
+/// A camera of either group that does as the test says: HTTP on a port of the system's choice, RTSP on 554,
+/// RTP to wherever the last SETUP told. Each request becomes a line in the log: "GET" and the path, or the
+/// RTSP method, for SETUP with the ports behind it.
 class ScriptedCamera {
  public:
-  explicit ScriptedCamera(CgiReplies replies)
-      : server_([replies = std::move(replies)](const std::string& head) {
-          const auto reply = replies.find(Target(head));
-          return reply != replies.end() ? reply->second : Reply(404, "no such CGI");
-        }) {}
+  using Connection = ScriptedServer::Connection;
+  /// Handles a request in the camera's place; false leaves it to the camera. Set before the first request.
+  using Script = std::function<bool(Connection&, const std::string& request)>;
 
-  std::uint16_t Port() const { return server_.Port(); }
-  /// One a line, in the order in which they came.
-  std::string Targets() const {
-    std::string targets;
-    for (const std::string& head : server_.Heads()) {
-      targets += Target(head) + "\n";
-    }
-    return targets;
-  }
-  std::vector<std::string> Heads() const { return server_.Heads(); }
+  explicit ScriptedCamera(int group, const char* address = "127.0.0.1");
+  ~ScriptedCamera();
+
+  const char* Address() const { return address_; }
+  std::uint16_t HttpPort() const { return http_.Port(); }
+  HostLog log;
+  Script onHttp;
+  Script onRtsp;
+
+  /// The reply of a sound camera to an RTSP request.
+  std::string Reply(const std::string& request) const;
+
+  /// One RTP packet to the client's port.
+  void Send(std::uint16_t sequence, bool marker, const Payload& payload);
+  /// A stream of one-packet frames every few milliseconds, until StopSending.
+  void StartSending(Payload payload);
+  /// Gives the sequence number that would come next.
+  std::uint16_t StopSending();
 
  private:
-  static std::string Target(const std::string& head) {
-    const std::size_t begin = head.find(' ') + 1;
-    return head.substr(begin, head.find(' ', begin) - begin);
-  }
-  HttpReplies server_;
+  void ServeHttp(Connection& connection);
+  void ServeRtsp(Connection& connection);
+
+  const int group_;
+  const char* const address_;
+  const int socket_;
+  std::atomic<std::uint16_t> rtpPort_{0};
+  std::thread sender_;
+  std::atomic<bool> sending_{false};
+  std::atomic<std::uint16_t> sequence_{1};
+  ScriptedServer http_;
+  ScriptedServer rtsp_;
 };
+
+/// A frame that fits one packet, for either codec: small, and right enough to be delivered.
+Payload JpegFramePacket(int group);
+Payload Mpeg4KeyFramePacket();
 
 }  // namespace kolvex_test
