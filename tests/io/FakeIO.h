@@ -18,8 +18,8 @@ namespace sarnevo {
 /// written down.
 class FakeIO : public CIOBase {
  public:
-  FakeIO(CKolvexIPCaptureDriver* driver, Transcript& transcript, u32 stopTimeoutMs = kStopTimeoutMs)
-      : CIOBase(driver, 2, stopTimeoutMs), transcript_(transcript) {}
+  FakeIO(CKolvexIPCaptureDriver* driver, HostLog& log, u32 stopTimeoutMs = kStopTimeoutMs)
+      : CIOBase(driver, 2, stopTimeoutMs), log_(log) {}
   ~FakeIO() override { EndThreads(); }
 
   using CIOBase::SetInterrupts;
@@ -48,7 +48,7 @@ class FakeIO : public CIOBase {
     if (writesFail) {
       return false;
     }
-    transcript_.Write("output " + std::to_string(index) + " to " + std::to_string(state));
+    log_.Add("output " + std::to_string(index) + " to " + std::to_string(state));
     const std::lock_guard guard(lock_);
     outputs_[index] = state;
     return true;
@@ -64,7 +64,7 @@ class FakeIO : public CIOBase {
   }
 
  private:
-  Transcript& transcript_;
+  HostLog& log_;
   mutable std::mutex lock_;
   std::map<u32, u32> outputs_;  // under lock_
 };

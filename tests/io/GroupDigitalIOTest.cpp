@@ -9,6 +9,7 @@
 
 #include "io/CKolvexGroup1DigitalIO.h"
 #include "io/CKolvexGroup2DigitalIO.h"
+#include "driver/CKolvexIPCaptureDriver.h"
 #include "io/FakeHost.h"
 #include "platform/Clock.h"
 #include "support/ScriptedServer.h"
@@ -33,8 +34,8 @@ std::string RequestLine(const std::string& head) { return head.substr(0, head.fi
 
 struct Fixture {
   Fixture(int group, u16 port, u32 inputs, u32 outputs, u32 stopTimeoutMs = CIOBase::kStopTimeoutMs)
-      : params(inputs, outputs), callback(transcript) {
-    params.port = port;
+      : callback(log) {
+    kolvex_test::FakeParams params = Camera(inputs, outputs, port);
     EXPECT_TRUE(driver.Open(nullptr, nullptr, &params));
     if (group == 1) {
       io = std::make_unique<CKolvexGroup1DigitalIO>(&driver, kPollMs, stopTimeoutMs);
@@ -44,8 +45,7 @@ struct Fixture {
     io->SetCallback(&callback);
   }
 
-  FakeParams params;
-  Transcript transcript;
+  HostLog log;
   FakeCallback callback;
   CKolvexIPCaptureDriver driver;
   std::unique_ptr<CIOBase> io;
@@ -84,7 +84,7 @@ TEST(GroupDigitalIO, SendsOutputsInTheWordsOfItsGroup) {
       EXPECT_THAT(head, ::testing::HasSubstr("\r\nAuthorization: Basic dXNlcjpzZWNyZXQ=\r\n"));
     }
     EXPECT_EQ(lines, c.lines);
-    EXPECT_EQ(f.transcript.Text(), "");
+    EXPECT_EQ(f.log.Text(), "");
   }
 }
 
@@ -93,11 +93,11 @@ TEST(GroupDigitalIO, ReportsAnOutputThatTheCameraDidNotTake) {
     HttpReplies camera([&](const std::string&) { return Reply("ret=1", status); });
     Fixture f(1, camera.Port(), 0, 1);
     ASSERT_TRUE(f.io->Start());
-    EXPECT_EQ(f.transcript.Await("failure\n"), "failure\n") << status;
+    EXPECT_EQ(Awaited(f.log, "failure\n"), "failure\n") << status;
   }
   Fixture nobody(2, 1, 0, 1);
   ASSERT_TRUE(nobody.io->Start());
-  EXPECT_EQ(nobody.transcript.Await("failure\n"), "failure\n");
+  EXPECT_EQ(Awaited(nobody.log, "failure\n"), "failure\n");
 }
 
 TEST(GroupDigitalIO, ReadsInputsFromReplies) {
@@ -137,7 +137,7 @@ TEST(GroupDigitalIO, ReadsInputsFromReplies) {
     ASSERT_TRUE(f.io->Start());
     AwaitCount(camera, 2);
     EXPECT_TRUE(f.io->Stop());
-    EXPECT_EQ(f.transcript.Text(), c.expected);
+    EXPECT_EQ(f.log.Text(), c.expected);
     EXPECT_EQ(RequestLine(camera.Heads().front()),
               c.group == 1 ? "GET /gpio.cgi?action=retrieve HTTP/1.1" : "GET /GetGPIO.cgi HTTP/1.1");
   }
@@ -158,12 +158,12 @@ TEST(GroupDigitalIO, KeepsTheStatesOfACameraThatIsAwayAndReportsWhatChangedSince
   Fixture f(1, camera.Port(), 2, 0);
   ASSERT_TRUE(f.io->Start());
   const std::string first = "input 0 is 1\ninput 1 is 2\n";
-  EXPECT_EQ(f.transcript.Await(first), first);
+  EXPECT_EQ(Awaited(f.log, first), first);
   phase = 1;
   AwaitCount(camera, camera.Heads().size() + 3);
-  EXPECT_EQ(f.transcript.Text(), first);
+  EXPECT_EQ(f.log.Text(), first);
   phase = 2;
-  EXPECT_EQ(f.transcript.Await(first + "input 1 is 1\n"), first + "input 1 is 1\n");
+  EXPECT_EQ(Awaited(f.log, first + "input 1 is 1\n"), first + "input 1 is 1\n");
 }
 
 TEST(GroupDigitalIO, PollsOnWhileAnOutputRequestHangs) {
@@ -178,8 +178,40 @@ TEST(GroupDigitalIO, PollsOnWhileAnOutputRequestHangs) {
   Fixture f(1, camera.Port(), 1, 1, 50);
   ASSERT_TRUE(f.io->Start());
   const std::string expected = "input 0 is 2\ninput 0 is 1\ninput 0 is 2\n";
-  EXPECT_TRUE(Eventually([&] { return f.transcript.Text().starts_with(expected); })) << f.transcript.Text();
+  EXPECT_TRUE(Eventually([&] { return f.log.Text().starts_with(expected); })) << f.log.Text();
   EXPECT_TRUE(f.io->Stop());
+}
+
+TEST(GroupDigitalIO, IsBuiltByTheDriverForACameraWithPorts) {
+  struct {
+    const char* group;
+    u32 inputs;
+    u32 outputs;
+    const char* line;  // of the first request; null: no digital I/O
+  } const cases[] = {
+      {"1", 0, 0, nullptr},
+      {"1", 1, 0, "GET /gpio.cgi?action=retrieve HTTP/1.1"},
+      {"2", 0, 1, "GET /SetGPIO.cgi?Out1STA=0 HTTP/1.1"},
+      {"3", 1, 1, nullptr},
+  };
+  for (const auto& c : cases) {
+    HttpReplies camera([](const std::string&) { return Reply("gpio1=1"); });
+    kolvex_test::FakeParams params = Camera(c.inputs, c.outputs, camera.Port());
+    params.settings[SettingCameraGroup] = c.group;
+    CKolvexIPCaptureDriver driver;
+    driver.Open(nullptr, nullptr, &params);
+    ASSERT_EQ(driver.GetCaptureIO() != nullptr, c.line != nullptr);
+    if (c.line != nullptr) {
+      EXPECT_EQ(driver.GetCaptureIO()->GetInputCount(), c.inputs);
+      EXPECT_EQ(driver.GetCaptureIO()->GetOutputCount(), c.outputs);
+      EXPECT_TRUE(driver.GetCaptureIO()->Start());
+      AwaitCount(camera, 1);
+      EXPECT_EQ(RequestLine(camera.Heads().front()), c.line);
+    }
+    driver.Close();
+    EXPECT_EQ(driver.GetCaptureIO(), nullptr);
+    driver.Close();
+  }
 }
 
 // However a camera keeps its requests, the stop is in time and the host hears of no input that never was.
@@ -213,7 +245,7 @@ TEST(GroupDigitalIO, StopsInTimeWhateverTheCameraDoes) {
     const u64 begin = platform::MonotonicMilliseconds();
     EXPECT_TRUE(f.io->Stop());
     EXPECT_LE(platform::MonotonicMilliseconds() - begin, 2 * (kStopTimeout + kStopSlack));
-    EXPECT_THAT(f.transcript.Text(), ::testing::Not(::testing::HasSubstr("input")));
+    EXPECT_THAT(f.log.Text(), ::testing::Not(::testing::HasSubstr("input")));
   }
 }
 

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "driver/CKolvexIPCaptureDriver.h"
 #include "io/FakeHost.h"
 #include "io/FakeIO.h"
 #include "platform/Clock.h"
@@ -24,14 +25,14 @@ constexpr u64 kStopSlack = 100;  // a stop's time beyond its time-out, milliseco
 struct Fixture {
   explicit Fixture(u32 inputs, u32 outputs, u32 stopTimeoutMs = CIOBase::kStopTimeoutMs,
                    std::function<void()> inCallback = {})
-      : params(inputs, outputs), callback(transcript, std::move(inCallback)) {
+      : callback(log, std::move(inCallback)) {
+    kolvex_test::FakeParams params = Camera(inputs, outputs);
     EXPECT_TRUE(driver.Open(nullptr, nullptr, &params));
-    io = std::make_unique<FakeIO>(&driver, transcript, stopTimeoutMs);
+    io = std::make_unique<FakeIO>(&driver, log, stopTimeoutMs);
     EXPECT_TRUE(io->SetCallback(&callback));
   }
 
-  FakeParams params;
-  Transcript transcript;
+  HostLog log;
   FakeCallback callback;
   CKolvexIPCaptureDriver driver;
   std::unique_ptr<FakeIO> io;
@@ -43,20 +44,20 @@ TEST(CIOBase, ReportsEachInputOnceAndThenItsChanges) {
   EXPECT_FALSE(f.io->SetCallback(nullptr)) << "keeps the one before";
   ASSERT_TRUE(f.io->Start());
   f.io->AwaitPoll();
-  EXPECT_EQ(f.transcript.Text(), "input 0 is 1\ninput 1 is 2\n");
+  EXPECT_EQ(f.log.Text(), "input 0 is 1\ninput 1 is 2\n");
   f.io->highInputs = 0b11;
   f.io->AwaitPoll();
-  EXPECT_EQ(f.transcript.Text(), "input 0 is 1\ninput 1 is 2\ninput 0 is 2\n");
-  f.transcript.Clear();
+  EXPECT_EQ(f.log.Text(), "input 0 is 1\ninput 1 is 2\ninput 0 is 2\n");
+  f.log.Clear();
 
   f.io->readsFail = true;
-  EXPECT_EQ(f.transcript.Await("failure\n").substr(0, 8), "failure\n");
+  EXPECT_EQ(Awaited(f.log, "failure\n").substr(0, 8), "failure\n");
   f.io->AwaitPoll();
   f.io->readsFail = false;
-  f.transcript.Clear();
+  f.log.Clear();
   f.io->AwaitPoll();
   f.io->AwaitPoll();
-  EXPECT_THAT(f.transcript.Text(), ::testing::EndsWith("input 0 is 2\ninput 1 is 2\n"));
+  EXPECT_THAT(f.log.Text(), ::testing::EndsWith("input 0 is 2\ninput 1 is 2\n"));
   EXPECT_TRUE(f.io->SetOutput(0, IOStateHigh)) << "waits where no thread takes it";
   EXPECT_TRUE(f.io->Stop());
   const u32 polls = f.io->polls;
@@ -74,14 +75,14 @@ TEST(CIOBase, SendsOutputsThatChangeInTheirOrderAndAllLowAtEachStart) {
     EXPECT_TRUE(f.io->SetOutput(index, state));
   }
   const char* const kEnd = "output 0 to 2\noutput 1 to 2\noutput 0 to 1\n";
-  EXPECT_TRUE(Eventually([&] { return f.transcript.Text().ends_with(kEnd); })) << f.transcript.Text();
-  EXPECT_EQ(f.transcript.Text().substr(0, 42), "output 1 to 2\noutput 0 to 1\noutput 1 to 1\n");
+  EXPECT_TRUE(Eventually([&] { return f.log.Text().ends_with(kEnd); })) << f.log.Text();
+  EXPECT_EQ(f.log.Text().substr(0, 42), "output 1 to 2\noutput 0 to 1\noutput 1 to 1\n");
   EXPECT_TRUE(f.io->Stop());
   EXPECT_FALSE(f.io->SetOutput(0, IOStateHigh)) << "stopped";
-  f.transcript.Clear();
+  f.log.Clear();
   ASSERT_TRUE(f.io->Start());
   const char* const kLow = "output 0 to 1\noutput 1 to 1\n";
-  EXPECT_EQ(f.transcript.Await(kLow), kLow) << "the camera was left with output 1 high";
+  EXPECT_EQ(Awaited(f.log, kLow), kLow) << "the camera was left with output 1 high";
 }
 
 TEST(CIOBase, ForgetsAllStatesWhenAnOutputFails) {
@@ -89,14 +90,14 @@ TEST(CIOBase, ForgetsAllStatesWhenAnOutputFails) {
   ASSERT_TRUE(f.io->Start());
   f.io->AwaitPoll();
   ASSERT_TRUE(Eventually([&] { return f.io->Outputs().size() == 2; }));
-  f.transcript.Clear();
+  f.log.Clear();
   f.io->writesFail = true;
   EXPECT_TRUE(f.io->SetOutput(0, IOStateHigh));
-  EXPECT_EQ(f.transcript.Await("failure\ninput 0 is 1\n"), "failure\ninput 0 is 1\n");
+  EXPECT_EQ(Awaited(f.log, "failure\ninput 0 is 1\n"), "failure\ninput 0 is 1\n");
   f.io->writesFail = false;
-  f.transcript.Clear();
+  f.log.Clear();
   EXPECT_TRUE(f.io->SetOutput(1, IOStateLow)) << "low is no longer known";
-  EXPECT_EQ(f.transcript.Await("output 1 to 1\n"), "output 1 to 1\n");
+  EXPECT_EQ(Awaited(f.log, "output 1 to 1\n"), "output 1 to 1\n");
 }
 
 TEST(CIOBase, TakesAnyNumberOfPortsUpToItsBound) {
@@ -113,7 +114,7 @@ TEST(CIOBase, TakesAnyNumberOfPortsUpToItsBound) {
       if (c.started && c.count > 0) {
         const std::string last = std::to_string(c.count - 1);
         const std::string end = inputs ? "input " + last + " is 1\n" : "output " + last + " to 1\n";
-        EXPECT_TRUE(Eventually([&] { return f.transcript.Text().ends_with(end); })) << f.transcript.Text();
+        EXPECT_TRUE(Eventually([&] { return f.log.Text().ends_with(end); })) << f.log.Text();
       }
       EXPECT_TRUE(f.io->SetOutput(4'000'000'000, 7));
       EXPECT_TRUE(f.io->Stop());
@@ -122,22 +123,22 @@ TEST(CIOBase, TakesAnyNumberOfPortsUpToItsBound) {
 }
 
 TEST(CIOBase, LivesWithoutACallbackAndWithOneThatThrows) {
-  FakeParams params(1, 1);
+  kolvex_test::FakeParams params = Camera(1, 1);
   CKolvexIPCaptureDriver driver;
   ASSERT_TRUE(driver.Open(nullptr, nullptr, &params));
-  Transcript transcript;
-  FakeIO io(&driver, transcript);
+  HostLog log;
+  FakeIO io(&driver, log);
   ASSERT_TRUE(io.Start());
   io.AwaitPoll();
   io.readsFail = true;
   io.AwaitPoll();
-  FakeCallback throws(transcript, [] { throw 42; });
+  FakeCallback throws(log, [] { throw 42; });
   io.SetCallback(&throws);
   io.readsFail = false;
   io.AwaitPoll();
   io.AwaitPoll();
   EXPECT_TRUE(io.Stop());
-  EXPECT_THAT(transcript.Text(), ::testing::HasSubstr("input 0 is 1\n"));
+  EXPECT_THAT(log.Text(), ::testing::HasSubstr("input 0 is 1\n"));
 }
 
 // A callback that stops, starts or sets, on the input thread and on the output thread.
@@ -225,7 +226,7 @@ TEST(CIOBase, InterruptsARequestThatTheStopIsTiredOfWaitingFor) {
   ASSERT_TRUE(f.io->Start());
   ASSERT_EQ(inside.Wait(kLimit), platform::WaitResult::Signalled);
   EXPECT_TRUE(f.io->Stop());
-  EXPECT_EQ(f.transcript.Text(), "output 0 to 1\n") << "what waited behind it is gone";
+  EXPECT_EQ(f.log.Text(), "output 0 to 1\n") << "what waited behind it is gone";
 }
 
 TEST(CIOBase, MayBeDestroyedInACallback) {

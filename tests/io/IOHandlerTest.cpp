@@ -5,24 +5,16 @@
 #include <algorithm>
 #include <string>
 
+#include "driver/CKolvexIPCaptureDriver.h"
 #include "io/FakeHost.h"
-#include "kolvex/IDebugInfoSink.h"
 
 namespace sarnevo {
 namespace {
 
-struct Sink : ipcapture::IDebugInfoSink {
-  void OnDebugInfo(CDebugInfoIf* info) override {
-    text += std::to_string(info->GetLevel()) + " " + (info->GetText() != nullptr ? info->GetText() : "(null)") +
-            "\n";
-  }
-  std::string text;
-};
-
 TEST(CKolvexIOHandler, DescribesTheCameraAndWritesFinishedText) {
-  Sink sink;
-  FakeParams params(3, 5);
-  params.port = 8080;
+  HostLog log;
+  kolvex_test::FakeDebugSink sink(log);
+  kolvex_test::FakeParams params = Camera(3, 5, 8080);
   CKolvexIPCaptureDriver driver;
   ASSERT_TRUE(driver.Open(&sink, nullptr, &params));
   CKolvexIOHandler handler(&driver);
@@ -43,10 +35,10 @@ TEST(CKolvexIOHandler, DescribesTheCameraAndWritesFinishedText) {
   EXPECT_TRUE(std::ranges::all_of(settings.numbers, isNothing));
   EXPECT_TRUE(std::ranges::all_of(settings.bytes, isNothing));
 
-  sink.text.clear();
+  log.Clear();
   host.WriteDebug(DebugLevelFailure, "%s at %u%%", "100%s", 7u);
   host.WriteDebug(DebugLevelDropped, "nobody hears this");
-  EXPECT_EQ(sink.text, "1 100%s at 7%\n");
+  EXPECT_EQ(log.Text(), "OnDebugInfo 1 100%s at 7%\n");
 }
 
 }  // namespace
