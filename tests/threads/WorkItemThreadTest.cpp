@@ -7,7 +7,6 @@
 #include <mutex>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/Event.h"
 #include "threads/HostCall.h"
@@ -173,31 +172,6 @@ TEST(CWorkItemThread, MayBeDestroyedByTheHostInACallbackOutOfTheHandler) {
       new Item(transcript, "a", [&] { CallHost([worker] { delete worker; }, [&left] { left.Set(); }); }), 0);
   EXPECT_EQ(left.Wait(kLimit), platform::WaitResult::Signalled);
   EXPECT_EQ(transcript.Text(), "a ~a");
-}
-
-TEST(CWorkItemThread, LosesNoItemOfManyPosters) {
-  constexpr int kPosters = 4;
-  constexpr int kItems = 500;
-  std::atomic<int> handled{0};
-  Transcript transcript;
-  {
-    Worker worker;
-    ASSERT_TRUE(worker.Start("many"));
-    std::vector<std::thread> posters;
-    for (int i = 0; i < kPosters; ++i) {
-      posters.emplace_back([&, i] {
-        for (int k = 0; k < kItems; ++k) {
-          EXPECT_TRUE(
-              worker.PostWorkItem(new Item(transcript, "", [&] { ++handled; }), static_cast<u8>(i % 2)));
-        }
-      });
-    }
-    for (auto& poster : posters) {
-      poster.join();
-    }
-    EXPECT_TRUE(Eventually([&] { return handled == kPosters * kItems; }));
-  }
-  EXPECT_EQ(handled, kPosters * kItems);
 }
 
 }  // namespace
