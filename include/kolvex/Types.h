@@ -30,6 +30,13 @@ enum FrameFourCC : u32 {
   FrameFourCCMPEG4Inter = 0x49564944,  ///< "DIVI", an MPEG-4 frame that needs the ones before it
 };
 
+/// State of a digital input or output.
+enum IOState : u32 {
+  IOStateUnknown = 0,  ///< nothing is known; never reported to the host
+  IOStateLow = 1,      ///< the camera's value 0
+  IOStateHigh = 2,     ///< the camera's value 1
+};
+
 /// Levels of a debug message, as CDebugInfoIf::GetLevel gives them.
 enum DebugLevel : u32 {
   DebugLevelFailure = 1,  ///< a failure
