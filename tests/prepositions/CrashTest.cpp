@@ -332,8 +332,8 @@ TEST(PresetCrash, AFileWithoutTheRightToReadOrWriteItIsLeftAsItIs) {
   OpenReader(folder.Path())->Write(0, 0, {L"a", 0});
   const std::string whole = folder.Read("p.preset");
   for (const std::string& content : {whole, std::string("<Kolvex><torn")}) {
-    for (const mode_t mode : {0000, 0444}) {
-      SCOPED_TRACE(content + (mode == 0 ? " unreadable" : " read-only"));
+    for (const mode_t mode : {0000, 0200, 0444}) {
+      SCOPED_TRACE(content + (mode == 0444 ? " read-only" : " unreadable"));
       folder.Write("p.preset", content);
       ASSERT_EQ(chmod((folder / "p.preset").c_str(), mode), 0);
       EXPECT_EQ(WaitFor(Fork([&] {
