@@ -6,6 +6,9 @@
 
 #include "driver/CKolvexIPCaptureDriver.h"
 #include "driver/DecimalText.h"
+#include "io/CKolvexGroup1DigitalIO.h"
+#include "io/CKolvexGroup2DigitalIO.h"
+#include "io/CKolvexIOHandler.h"
 #include "kolvex/IIPDriverParams.h"
 #include "platform/ProductVersion.h"
 #include "threads/HostAsk.h"
@@ -36,6 +39,18 @@ HostVersion ReadHostVersion() {
                  : kAssumedHostVersion;
 }
 
+constexpr u32 kInputPollMs = 2000;  // between two polls of the digital inputs
+
+ICaptureIOApi* BuildDigitalIO(CKolvexIPCaptureDriver* driver) {
+  if (driver->GetInputCount() == 0 && driver->GetOutputCount() == 0) {
+    return nullptr;
+  }
+  if (driver->GetGroup() == 1) {
+    return new CKolvexGroup1DigitalIO(driver, kInputPollMs);
+  }
+  return new CKolvexGroup2DigitalIO(driver, kInputPollMs);
+}
+
 template <typename Object>
 void End(Object*& object) {
   delete std::exchange(object, nullptr);
@@ -56,6 +71,7 @@ bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcaptur
   ReadDevice(device);
   ReadConnection(connection);
   hostVersion_ = ReadHostVersion();
+  ioHandler_ = new CKolvexIOHandler(this);
 
   const auto group = AskSetting(params, SettingCameraGroup);
   const i32 groupNumber = group ? ParseDecimal(*group) : 0;
@@ -63,6 +79,7 @@ bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcaptur
     return false;
   }
   group_ = static_cast<u32>(groupNumber);
+  digitalIO_ = BuildDigitalIO(this);
 
   videoCapture_ = new CBaseIPVideoCapture(this, group_);
 
@@ -85,6 +102,8 @@ void CKolvexIPCaptureDriver::Close() {
   End(videoCapture_);
   // A callback that ended its own channel may still have a frame; the host's allocator is void from here on.
   FrameLease::DropAllOf(this);
+  End(digitalIO_);
+  End(ioHandler_);
 }
 
 ipcapture::IIPVideoCapture* CKolvexIPCaptureDriver::GetVideoCapture() { return videoCapture_; }

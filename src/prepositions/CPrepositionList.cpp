@@ -111,6 +111,7 @@ i32 CPrepositionList::AddPreposition(const std::wstring& name) {
 }
 
 i32 CPrepositionList::RenameCurrentPreposition(const std::wstring& name) {
+  const COptexGuard guard(lock_);
   if (current_ == kNone) {
     return PrepositionFailed;
   }
@@ -132,7 +133,7 @@ i32 CPrepositionList::RenameCurrentPreposition(const std::wstring& name) {
     // The camera has the position already. The file must have the new name, or a restart would lose it.
     return persist_ != 0 ? WriteEntry(current_, slot, name) : PrepositionDone;
   }
-  if (!comm_->StorePreset(slot)) {
+  if (comm_ == nullptr || !comm_->StorePreset(slot)) {
     return PrepositionFailed;
   }
   return WriteEntry(current_, slot, name);

@@ -49,6 +49,9 @@ class CBaseThread {
   /// until Run sees the stop event.
   virtual bool Stop(u32 timeoutMs);
 
+  /// Sets the stop event and nothing else. Any thread may call.
+  void RequestStop() noexcept { stopEvent.Set(); }
+
   /// Makes a blocking call of the running thread fail at once. Called by Stop, on its caller's thread, any
   /// number of times and at any moment between Start and the thread's end; doesn't block or throw. Set
   /// while no thread runs.

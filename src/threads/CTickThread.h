@@ -19,6 +19,7 @@ class CTickThread : protected CBaseThread {
   bool Start(const std::string& name, u8 tickFirst);
   /// As CBaseThread::Stop; a tick in progress finishes.
   using CBaseThread::IsOwnThread;
+  using CBaseThread::RequestStop;
   using CBaseThread::SetInterrupt;
   using CBaseThread::Stop;
 

@@ -91,43 +91,41 @@ std::string CXMLSettingsAPI::FullPath(const char* fileName) const {
   return folder ? *folder + '/' + fileName : std::string();
 }
 
-CXMLSettingsAPI::Result CXMLSettingsAPI::Load(const char* fileName) {
-  std::string path = FullPath(fileName);
-  if (path.empty() || !CDinaFileBase().IsNonEmpty(path.c_str())) {
-    return kFail;
-  }
+bool CXMLSettingsAPI::Load(const std::string& path) {
   File file;
   if (file.Open(path, File::Access::Read, File::IfMissing::Fail) != File::OpenResult::Opened) {
-    return kFail;
+    return false;
   }
   const auto content = file.ReadAll(XmlDocument::kMaxBytes);
   const COptexGuard guard(documentLock_);
   if (!content || document_.Parse(*content) != XmlDocument::ParseResult::Parsed) {
-    return kFail;
+    return false;
   }
   sarnevo::platform::RemoveLeftovers(path);
-  path_ = std::move(path);
-  return kOk;
+  return true;
 }
 
 CXMLSettingsAPI::Result CXMLSettingsAPI::Open(const char* fileName, u32 autoSave, u32 initialiseCom) noexcept {
-  const COptexGuard guard(openLock_);
-  if (openCount_.load(std::memory_order_relaxed) == 0) {
-    initialiseCom_ = initialiseCom;
-    XmlThread thread(initialiseCom != 0);
-    if (!thread.IsReady()) {
-      return kFail;
+  return Guarded(kFail, [&] {
+    const COptexGuard guard(openLock_);
+    if (openCount_.load(std::memory_order_relaxed) == 0) {
+      initialiseCom_ = initialiseCom;
+      std::string path = FullPath(fileName);
+      if (!CDinaFileBase().IsNonEmpty(path.c_str())) {
+        return kFail;
+      }
+      XmlThread thread(initialiseCom != 0);
+      if (!thread.IsReady() || !Load(path)) {
+        return kFail;
+      }
+      const COptexGuard documentGuard(documentLock_);
+      path_ = std::move(path);
+      autoSave_ = autoSave;
+      thread.StayEntered();
     }
-    const Result result = Guarded(kFail, [&] { return Load(fileName); });
-    if (result != kOk) {
-      return result;
-    }
-    const COptexGuard documentGuard(documentLock_);
-    autoSave_ = autoSave;
-    thread.StayEntered();
-  }
-  openCount_.fetch_add(1, std::memory_order_release);
-  return kOk;
+    openCount_.fetch_add(1, std::memory_order_release);
+    return kOk;
+  });
 }
 
 u32 CXMLSettingsAPI::Close() noexcept {

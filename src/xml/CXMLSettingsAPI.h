@@ -70,8 +70,9 @@ class CXMLSettingsAPI {
   using Element = sarnevo::platform::XmlElement;
 
   bool IsOpen() const noexcept { return openCount_.load(std::memory_order_acquire) != 0; }
+  /// Empty when the name isn't one by itself.
   std::string FullPath(const char* fileName) const;
-  Result Load(const char* fileName);
+  bool Load(const std::string& path);
   sarnevo::i32 CreateElements(std::string_view path);
   Element* AddElement(Element* parent, std::string_view component);
   sarnevo::i32 SaveIfAutomatic();

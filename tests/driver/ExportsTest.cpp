@@ -28,7 +28,8 @@ std::string OutputOf(const std::string& command) {
 TEST(Exports, AreTheNamesThatHostsLookUpAndNothingElse) {
   EXPECT_EQ(OutputOf("nm -D --defined-only --format=just-symbols " KOLVEX_LIBRARY " | sort"),
             "CreateIPCapture\nCreateIPCaptureEx\nCreateIPCaptureEx2\nCreateIPCaptureEx3\n"
-            "DeleteIPCapture\nDeleteIPCaptureEx\nDeleteIPCaptureEx2\nDeleteIPCaptureEx3\n");
+            "DeleteIPCapture\nDeleteIPCaptureEx\nDeleteIPCaptureEx2\nDeleteIPCaptureEx3\n"
+            "InitCapabilityQuery\nStartCapabilityQuery\nTerminateCapabilityQuery\nUninitCapabilityQuery\n");
 }
 
 TEST(Exports, ServeAHostThatLoadsTheLibraryAtRunTime) {

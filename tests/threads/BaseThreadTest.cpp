@@ -13,9 +13,12 @@
 #include "threads/CTickThread.h"
 #include "threads/HostCall.h"
 #include "threads/Timeout.h"
+#include "support/Eventually.h"
 
 namespace sarnevo {
 namespace {
+
+using kolvex_test::Eventually;
 
 constexpr u32 kLimit = 10'000;
 constexpr u64 kStopSlack = 100;  // a stop's time beyond its time-out, milliseconds
@@ -113,9 +116,7 @@ TEST(CBaseThread, StartsAgainAfterItsBodyHasEndedByReturnOrException) {
   });
   for (int expected = 1; expected <= 3; ++expected) {
     ASSERT_TRUE(thread.Start("finished"));
-    while (thread.IsAlive()) {
-      std::this_thread::yield();
-    }
+    EXPECT_TRUE(Eventually([&] { return !thread.IsAlive(); }));
     EXPECT_EQ(runs, expected);
     EXPECT_FALSE(thread.IsOwnThread());
   }

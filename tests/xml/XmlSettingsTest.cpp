@@ -106,6 +106,9 @@ TEST(XmlSettings, OpenCountsItsUsersAndClosedMeansFailure) {
   EXPECT_EQ(settings.Open("none.xml", 0, 1), static_cast<int>(0x80004005));
   EXPECT_EQ(settings.Open("empty.xml", 0, 1), static_cast<int>(0x80004005));
   EXPECT_EQ(settings.Open(nullptr, 0, 1), static_cast<int>(0x80004005));
+  settings.Write(".kolvex-1-0.tmp", "left by a killed process");
+  std::filesystem::last_write_time(settings / ".kolvex-1-0.tmp",
+                                   std::filesystem::file_time_type::clock::now() - std::chrono::hours(2));
   for (const bool open : {false, true, false}) {
     if (open) {
       ASSERT_EQ(settings.Open("s.xml", 0, 1), 0);
@@ -123,6 +126,7 @@ TEST(XmlSettings, OpenCountsItsUsersAndClosedMeansFailure) {
       EXPECT_EQ(settings.Close(), 0U);
     }
   }
+  EXPECT_FALSE(settings.List().contains(".kolvex-1-0.tmp"));
 }
 
 TEST(XmlSettings, OnlyWhatIsPlainlyXmlIsOpened) {
