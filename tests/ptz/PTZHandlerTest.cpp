@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/Event.h"
+#include "platform/HostProcess.h"
 #include "ptz/PtzFixture.h"
 
 namespace sarnevo {
@@ -128,6 +129,27 @@ TEST(CPTZHandler, EndsAllChannelsOfACameraThatHangsAtOnce) {
   fixture.handler.reset();
   EXPECT_LT(steady_clock::now() - start, std::chrono::seconds{3});
   EXPECT_EQ(fixture.camera.requests.Count(""), kChannels);
+}
+
+TEST(CPTZHandler, BelongsToTheDriverAndEndsWithIt) {
+  PtzFixture fixture("1");
+  IIPPTZDriverEx* const ptz = fixture.driver.GetPTZDriverEx();
+  ASSERT_NE(ptz, nullptr);
+  EXPECT_EQ(fixture.driver.GetPTZDriver(), ptz);
+  IIPPTZApiEx* const control = ptz->GetPTZApiEx(0);
+  ASSERT_NE(control, nullptr);
+  EXPECT_TRUE(std::filesystem::remove(*platform::HostExecutableFolder() + "/Kolvex_00:11:22:aB.preset"));
+  Take(fixture.camera.requests);
+  fixture.camera.SetAnswer(SerialCamera::Hang);
+  for (int i = 0; i < 5; ++i) {
+    ASSERT_EQ(control->StopMove(), 1);
+  }
+  fixture.camera.requests.WaitFor("");
+  const auto start = steady_clock::now();
+  fixture.driver.Close();
+  EXPECT_LT(steady_clock::now() - start, std::chrono::milliseconds{2500}) << "half the time-out";
+  EXPECT_EQ(fixture.camera.requests.Text(), "0100FF\n");
+  EXPECT_EQ(fixture.driver.GetPTZDriverEx(), nullptr);
 }
 
 // A host that closes from within a message: the PTZ thread ends the object that it runs for.
