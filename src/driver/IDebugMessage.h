@@ -9,5 +9,6 @@ class IDebugMessage {
   virtual ~IDebugMessage() = default;  // slot 0
 
   /// Sends one message at a sarnevo::DebugLevel, printf-style. Any thread may call.
-  [[gnu::format(printf, 3, 4)]] virtual void DebugMessage(sarnevo::u32 level, const char* format, ...) = 0;  // slot 1
+  [[gnu::format(printf, 3, 4)]] virtual void DebugMessage(sarnevo::u32 level, const char* format,
+                                                          ...) = 0;  // slot 1
 };
