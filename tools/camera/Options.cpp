@@ -33,6 +33,7 @@ constexpr const char* kProperties =
     "  resolution   the CGI's word: qcif, cif, d1; group 2 also sxga, vga, qvga, qqvga (cif)\n"
     "  ntsc         0 or 1 (0)      fps        (25)      sampling  420 or 422\n"
     "  shape        of replies: ampersand, lines or markup\n"
+    "  pan, tilt    degrees, and zoom, 1 to 5: where it looks at first\n"
     "  inputs, outputs, audio, serial (0 none, 1 three-byte protocol, 2 Pelco-D), mac\n"
     "  caption      text in the picture; cameras with equal captions share an encoder\n"
     "  seed         makes numbers and faults repeatable\n";

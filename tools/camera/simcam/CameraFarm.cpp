@@ -133,6 +133,15 @@ SimulatedCamera& CameraFarm::Add(const CameraSettings& settings) {
   return *camera;
 }
 
+SimulatedCamera& CameraFarm::Add(std::string_view properties) {
+  CameraSettings settings;
+  std::string error;
+  if (!ApplyCameraText(properties, settings, error)) {
+    throw std::runtime_error(error);
+  }
+  return Add(settings);
+}
+
 void CameraFarm::Remove(SimulatedCamera* camera) {
   const auto found = std::find_if(cameras_.begin(), cameras_.end(),
                                   [camera](const auto& candidate) { return candidate.get() == camera; });

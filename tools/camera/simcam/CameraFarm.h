@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "simcam/SimulatedCamera.h"
@@ -27,6 +28,9 @@ class CameraFarm {
 
   /// The same, or std::runtime_error with that sentence: for tests.
   SimulatedCamera& Add(const CameraSettings& settings);
+
+  /// The same from properties as on the command line: "group=1,address=127.0.1.1,model=P-423".
+  SimulatedCamera& Add(std::string_view properties);
 
   /// Switches a camera off for good; its handle is invalid from here on.
   void Remove(SimulatedCamera* camera);

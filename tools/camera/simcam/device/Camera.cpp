@@ -30,7 +30,7 @@ Camera::Camera(EventLoop& loop, StreamHub& hub, Pacer& pacer, const CameraSettin
       dice_(SeedOf(settings, number)),
       inputs_(loop, *settings.inputs, dice_()),
       outputs_(*settings.outputs),
-      head_(*settings.head),
+      head_(*settings.head, settings.pan, settings.tilt, settings.zoom),
       rebootTimer_(loop,
                    [this] {
                      std::string error;
@@ -141,11 +141,15 @@ View Camera::Look() {
 StreamFormat Camera::Format() const { return FormatOf(settings_.group, settings_.video, *settings_.sampling); }
 
 void Camera::PlayStream(RtpSender* stream) {
-  const StreamKey key{Format(), settings_.caption, ownView_ ? number_ + 1 : 0};
+  const std::array<double, 3> home = {settings_.pan, settings_.tilt, settings_.zoom};
+  const StreamKey key{Format(), settings_.caption, home, ownView_ ? number_ + 1 : 0};
   const std::uint32_t first = stream->source() != nullptr ? stream->source()->nextCounter() : 0;
-  // A shared source outlives this camera's interest in it and must not look through it.
-  const StreamSource::ViewProvider look =
-      ownView_ ? [this] { return Look(); } : StreamSource::ViewProvider([] { return View{}; });
+  StreamSource::ViewProvider look = [this] { return Look(); };
+  if (!ownView_) {
+    // A shared source may outlive this camera and must not look through its eyes.
+    const View still{.pan = settings_.pan, .tilt = settings_.tilt, .zoom = settings_.zoom};
+    look = [still] { return still; };
+  }
   stream->Play(hub_.Get(key, look, first));
 }
 

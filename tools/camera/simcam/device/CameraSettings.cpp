@@ -19,6 +19,12 @@ bool Assign(std::string_view text, std::uint64_t minimum, std::uint64_t maximum,
   return number.has_value();
 }
 
+bool AssignReal(std::string_view text, double minimum, double maximum, double& into) {
+  const std::optional<double> number = ParseReal(text, minimum, maximum);
+  into = number.value_or(into);
+  return number.has_value();
+}
+
 bool AssignAddress(const std::string& text, std::string& into) {
   in_addr parsed{};
   into = text;
@@ -43,6 +49,9 @@ const std::array kKeys = {
     Key{"rtp-port", [](const std::string& v, CameraSettings& s) { return Assign(v, 1024, 65000, s.rtpPort); }},
     Key{"user", [](const std::string& v, CameraSettings& s) { return s.userName = v, true; }},
     Key{"caption", [](const std::string& v, CameraSettings& s) { return s.caption = v, true; }},
+    Key{"pan", [](const std::string& v, CameraSettings& s) { return AssignReal(v, -30, 30, s.pan); }},
+    Key{"tilt", [](const std::string& v, CameraSettings& s) { return AssignReal(v, -8, 16, s.tilt); }},
+    Key{"zoom", [](const std::string& v, CameraSettings& s) { return AssignReal(v, 1, 5, s.zoom); }},
     Key{"mac", [](const std::string& v, CameraSettings& s) { return s.hardwareAddress = v, true; }},
     Key{"shape", [](const std::string& v, CameraSettings& s) { return AssignShape(v, s.shape); }},
     Key{"sampling",

@@ -29,6 +29,12 @@ double Approach(double value, double target, double step) {
 
 }  // namespace
 
+PtzHead::PtzHead(HeadProtocol protocol, double pan, double tilt, double zoom) : protocol_(protocol) {
+  pan_.position = pan;
+  tilt_.position = tilt;
+  zoom_.position = std::log2(zoom);
+}
+
 void PtzHead::Axis::Step(double seconds, double acceleration, double minimum, double maximum) {
   speed = Approach(speed, wanted, acceleration * seconds);
   position += speed * seconds;

@@ -16,7 +16,7 @@ namespace simcam {
 /// travel to a stored position. Loop thread only.
 class PtzHead {
  public:
-  explicit PtzHead(HeadProtocol protocol) : protocol_(protocol) {}
+  PtzHead(HeadProtocol protocol, double pan, double tilt, double zoom);
 
   /// The bytes of one write to the serial port. What can't be decoded is counted and changes nothing.
   void Write(std::span<const std::uint8_t> bytes, Clock::time_point now);

@@ -52,8 +52,8 @@ Decoded DecodeMove(const Move& move, std::span<const std::uint8_t> frame) {
     return Format("speed %02X doesn't belong to movement %02X", frame[2], frame[1]);
   }
   HeadCommand command;
-  command.pan = move.pan * (panSpeed + 1) / 8.0;
-  command.tilt = move.tilt * (tiltSpeed + 1) / 8.0;
+  command.pan = move.pan * (panSpeed + 1.0) / 8;
+  command.tilt = move.tilt * (tiltSpeed + 1.0) / 8;
   return command;
 }
 

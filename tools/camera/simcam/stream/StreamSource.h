@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -25,7 +26,8 @@ class FrameSink {
 struct StreamKey {
   StreamFormat format;
   std::string caption;
-  std::uint64_t owner = 0;  ///< 0: shared; else the one camera whose head or lamps it shows
+  std::array<double, 3> home{};  ///< where it looks: pan, tilt, zoom
+  std::uint64_t owner = 0;       ///< 0: shared; else the one camera whose head or lamps it shows
 
   auto operator<=>(const StreamKey&) const = default;
 };
