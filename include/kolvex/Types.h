@@ -25,9 +25,9 @@ enum VideoStandard : u32 {
 
 /// Codes that tell the host what a frame holds: four ASCII characters as a little-endian 32-bit word.
 enum FrameFourCC : u32 {
-  FrameFourCCJPEG = 0x4745504A,           ///< "JPEG", a whole JPEG file
-  FrameFourCCMPEG4Key = 0x58564944,       ///< "DIVX", an MPEG-4 frame with the stream's headers
-  FrameFourCCMPEG4Inter = 0x49564944,     ///< "DIVI", an MPEG-4 frame that needs the ones before it
+  FrameFourCCJPEG = 0x4745504A,        ///< "JPEG", a whole JPEG file
+  FrameFourCCMPEG4Key = 0x58564944,    ///< "DIVX", an MPEG-4 frame with the stream's headers
+  FrameFourCCMPEG4Inter = 0x49564944,  ///< "DIVI", an MPEG-4 frame that needs the ones before it
 };
 
 /// State of a digital input or output.

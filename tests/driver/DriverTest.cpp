@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "platform/HostProcess.h"
+#include "platform/Thread.h"
 #include "support/FakeHost.h"
 #include "support/VersionImage.h"
 
@@ -61,35 +62,19 @@ TEST_F(DriverTest, OpenAsksTheHostInAFixedOrder) {
             "address: 127.0.0.1:80)\n");
 }
 
-TEST_F(DriverTest, KeepsWhatTheHostTold) {
-  params.channels = 3;
-  params.inputs = 4;
-  params.outputs = 2;
-  params.port = 8080;
-  params.codec = CodecMPEG4;
-  params.settings = {{1, "1234"}, {2, "1"},   {3, "1"},         {4, "16"},   {5, "4"},
+TEST_F(DriverTest, TakesEachSettingForItsOwnField) {
+  params.settings = {{2, "1"},    {3, "1"},   {4, "16"},        {5, "4"},
                      {6, "3000"}, {7, "256"}, {8, "256,512,e"}, {9, "00:11"}};
   ASSERT_TRUE(driver.Open(&sink, &allocator, &params));
-  EXPECT_EQ(driver.GetNetworkTimeout(), 1234U);
-  EXPECT_EQ(driver.GetDeviceModel(), "KX-1");
-  EXPECT_EQ(driver.GetCodec(), CodecMPEG4);
-  EXPECT_EQ(driver.GetVideoStandard(), VideoStandardPAL);
-  EXPECT_EQ(driver.GetAddress() + "|" + driver.GetUserName() + "|" + driver.GetPassword(),
-            "127.0.0.1|user|secret");
-  EXPECT_EQ(driver.GetPort(), 8080);
-  EXPECT_EQ(driver.GetChannelCount(), 3U);
-  EXPECT_EQ(driver.GetVideoCapture()->GetChannelCount(), 3U);
-  EXPECT_EQ(driver.GetInputCount(), 4U);
-  EXPECT_EQ(driver.GetOutputCount(), 2U);
-  EXPECT_EQ(driver.GetGroup(), 1U);
-  EXPECT_EQ(driver.GetMacAddress(), "00:11");
-  EXPECT_EQ(driver.GetFrameAllocator(), &allocator);
   const CQualitySettings& quality = driver.GetQualitySettings();
   EXPECT_EQ(quality.maxQualityJPEG, 16);
   EXPECT_EQ(quality.minQualityJPEG, 4);
   EXPECT_EQ(quality.maxQualityMPEG, 3000);
   EXPECT_EQ(quality.minQualityMPEG, 256);
   EXPECT_EQ(quality.bitrates, (std::vector<i32>{256, 512}));
+  EXPECT_EQ(driver.GetMacAddress(), "00:11");
+  EXPECT_EQ(driver.GetVideoStandard(), VideoStandardPAL);
+  EXPECT_EQ(driver.GetVideoCapture()->GetChannelCount(), 1U);
 }
 
 TEST_F(DriverTest, DoesNotAskForGroup1SettingsOfAGroup2Camera) {
@@ -214,6 +199,21 @@ TEST_F(DriverTest, MessagesOfAnyLengthArriveWholeAndAnEmptyOneAsNull) {
   driver.DebugMessage(1, "%s: 100%% %s", "name", "of it");
   EXPECT_EQ(log.Text(),
             "OnDebugInfo 1 " + longText + "\nOnDebugInfo 1 (null)\nOnDebugInfo 1 name: 100% of it\n");
+}
+
+// What the message holds must not stay behind when the sink's host ends the thread that wrote it.
+TEST_F(DriverTest, AMessageWhoseThreadIsGivenUpInTheSinkLeavesNothingBehind) {
+  ASSERT_TRUE(driver.Open(&sink, &allocator, &params));
+  sink.onDebugInfo = [] { EXPECT_TRUE(platform::current_thread::Abandon()); };
+  bool cameBack = false;
+  platform::Thread thread;
+  ASSERT_TRUE(thread.Start("writer", [&] {
+    driver.DebugMessage(1, "%s", "a text on the heap");
+    cameBack = true;
+  }));
+  EXPECT_TRUE(log.WaitFor("OnDebugInfo 1 a text"));
+  EXPECT_EQ(thread.Wait(), platform::WaitResult::Signalled);
+  EXPECT_FALSE(cameBack);
 }
 
 }  // namespace

@@ -26,12 +26,15 @@ std::string Behind(const std::string& text, const std::string& mark) {
 
 }  // namespace
 
-ScriptedCamera::ScriptedCamera(int group, const char* address)
+ScriptedCamera::ScriptedCamera(int group, std::string address, bool speaksRtsp)
     : group_(group),
-      address_(address),
+      address_(std::move(address)),
       socket_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
-      http_([this](Connection& connection) { ServeHttp(connection); }, address),
-      rtsp_([this](Connection& connection) { ServeRtsp(connection); }, address, 554) {}
+      http_([this](Connection& connection) { ServeHttp(connection); }, Address()) {
+  if (speaksRtsp) {
+    rtsp_.emplace([this](Connection& connection) { ServeRtsp(connection); }, Address(), 554);
+  }
+}
 
 ScriptedCamera::~ScriptedCamera() {
   StopSending();
@@ -86,11 +89,15 @@ void ScriptedCamera::Send(std::uint16_t sequence, bool marker, const Payload& pa
                  static_cast<std::uint8_t>(sequence >> 8), static_cast<std::uint8_t>(sequence)};
   packet.resize(12);
   packet.insert(packet.end(), payload.begin(), payload.end());
+  SendRaw(packet);
+}
+
+void ScriptedCamera::SendRaw(const Payload& datagram) {
   sockaddr_in peer{};
   peer.sin_family = AF_INET;
   peer.sin_port = htons(rtpPort_);
   inet_pton(AF_INET, "127.0.0.1", &peer.sin_addr);
-  sendto(socket_, packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr*>(&peer), sizeof(peer));
+  sendto(socket_, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr*>(&peer), sizeof(peer));
 }
 
 void ScriptedCamera::StartSending(Payload payload) {

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,10 +25,11 @@ class ScriptedCamera {
   /// Handles a request in the camera's place; false leaves it to the camera. Set before the first request.
   using Script = std::function<bool(Connection&, const std::string& request)>;
 
-  explicit ScriptedCamera(int group, const char* address = "127.0.0.1");
+  /// @param speaksRtsp  false leaves port 554 to somebody else
+  explicit ScriptedCamera(int group, std::string address = "127.0.0.1", bool speaksRtsp = true);
   ~ScriptedCamera();
 
-  const char* Address() const { return address_; }
+  const char* Address() const { return address_.c_str(); }
   std::uint16_t HttpPort() const { return http_.Port(); }
   HostLog log;
   Script onHttp;
@@ -39,6 +40,8 @@ class ScriptedCamera {
 
   /// One RTP packet to the client's port.
   void Send(std::uint16_t sequence, bool marker, const Payload& payload);
+  /// Any datagram to the client's RTP port.
+  void SendRaw(const Payload& datagram);
   /// A stream of one-packet frames every few milliseconds, until StopSending.
   void StartSending(Payload payload);
   /// Gives the sequence number that would come next.
@@ -49,14 +52,14 @@ class ScriptedCamera {
   void ServeRtsp(Connection& connection);
 
   const int group_;
-  const char* const address_;
+  const std::string address_;
   const int socket_;
   std::atomic<std::uint16_t> rtpPort_{0};
   std::thread sender_;
   std::atomic<bool> sending_{false};
   std::atomic<std::uint16_t> sequence_{1};
   ScriptedServer http_;
-  ScriptedServer rtsp_;
+  std::optional<ScriptedServer> rtsp_;
 };
 
 /// A frame that fits one packet, for either codec: small, and right enough to be delivered.

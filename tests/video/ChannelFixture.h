@@ -27,6 +27,13 @@ inline sarnevo::ChannelTiming QuickTiming() {
   return timing;
 }
 
+/// The same for streams that are never to be taken for silent, however busy the machine is.
+inline sarnevo::ChannelTiming SteadyTiming() {
+  sarnevo::ChannelTiming timing = QuickTiming();
+  timing.packetTimeout = milliseconds(30'000);
+  return timing;
+}
+
 /// One driver with all that a host has for it.
 struct Host {
   explicit Host(const std::string& sinkName = "") : sink(log, sinkName) {}
@@ -34,12 +41,14 @@ struct Host {
 
   /// Opens the driver for a camera.
   contract::IIPVideoCapture& Open(const ScriptedCamera& camera, int group, std::uint32_t codec,
-                                  sarnevo::ChannelTiming timing = QuickTiming()) {
+                                  sarnevo::ChannelTiming timing = QuickTiming(),
+                                  const std::string& networkTimeout = "1000") {
     params.address = camera.Address();
     params.port = camera.HttpPort();
     params.codec = codec;
-    params.settings = {{1, "1000"}, {2, std::to_string(group)}, {3, "1"}, {4, "16"}, {5, "4"}, {6, "3000"},
-                       {7, "256"},  {8, "256,3000,e"}};
+    params.settings = {
+        {1, networkTimeout}, {2, std::to_string(group)}, {3, "1"}, {4, "16"}, {5, "4"}, {6, "3000"},
+        {7, "256"},          {8, "256,3000,e"}};
     driver->SetChannelTiming(timing);
     EXPECT_TRUE(driver->Open(&debugSink, &allocator, &params));
     log.Clear();

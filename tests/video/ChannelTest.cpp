@@ -74,7 +74,7 @@ TEST(Channel, GivesFramesFromBothGroupsInBothCodecsAndTakesItsLeave) {
     SCOPED_TRACE(row.configuration);
     ScriptedCamera camera(row.group);
     Host host;
-    auto& capture = host.Open(camera, row.group, row.codec);
+    auto& capture = host.Open(camera, row.group, row.codec, SteadyTiming());
     camera.StartSending(row.codec == sarnevo::CodecMJPEG ? JpegFramePacket(row.group) : Mpeg4KeyFramePacket());
     ASSERT_TRUE(capture.StartCapture(3, &host.sink, &host.wanted));
     ASSERT_TRUE(host.log.WaitFor("OnFrame", 3)) << camera.log.Text();
@@ -136,7 +136,7 @@ TEST(Channel, TellsTheHostThatNothingComesAtTheReceiveTimeoutsPace) {
 TEST(Channel, TakesFramesThatDontCompleteForSilenceButDoesNotRestart) {
   ScriptedCamera camera(1);
   Host host;
-  auto& capture = host.Open(camera, 1, sarnevo::CodecMPEG4);
+  auto& capture = host.Open(camera, 1, sarnevo::CodecMPEG4, SteadyTiming());
   camera.StartSending({1, 2, 3});  // never a key frame
   ASSERT_TRUE(capture.StartCapture(0, &host.sink, &host.wanted));
   ASSERT_TRUE(host.log.WaitFor("OnNoData", 4));
@@ -254,7 +254,7 @@ TEST(Channel, WaitsForAPortWhenAllAreTaken) {
 TEST(Channel, ThrowsAFrameAwayAtAGapAndCountsAcrossTheTurn) {
   ScriptedCamera camera(1);
   Host host;
-  auto& capture = host.Open(camera, 1, sarnevo::CodecMPEG4);
+  auto& capture = host.Open(camera, 1, sarnevo::CodecMPEG4, SteadyTiming());
   ASSERT_TRUE(capture.StartCapture(0, &host.sink, &host.wanted));
   camera.StartSending(Mpeg4KeyFramePacket());
   ASSERT_TRUE(host.log.WaitFor("OnFrame"));

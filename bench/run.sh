@@ -1,0 +1,19 @@
+#!/bin/sh
+# Builds the benchmarks and runs them: bench/run.sh [directory for the results] [options for bench_e2e].
+set -eu
+cd "$(dirname "$0")/.."
+results=${1:-out/bench}
+[ $# -gt 0 ] && shift
+mkdir -p "$results"
+cmake --preset release -DKOLVEX_TESTS=OFF -DKOLVEX_TOOLS=OFF >/dev/null
+cmake --build --preset release --target bench_micro bench_e2e
+bin=build/release/bench
+{
+  echo "Machine: $(nproc) processors, $(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -1), Linux $(uname -r)"
+  echo
+  tests/support/in-namespace "$bin/bench_e2e" --json "$results/e2e.json" "$@"
+  echo
+  echo '```'
+  "$bin/bench_micro" --benchmark_min_time=0.2 --benchmark_out="$results/micro.json" --benchmark_out_format=json
+  echo '```'
+} | tee "$results/results.md"

@@ -1,0 +1,31 @@
+# What an installation holds, and how another project finds it:
+#   library, host-facing headers, CMake package kolvexipcapture, pkg-config file kolvexipcapture.pc
+# and, as component "programs", the sample host and the simulated camera.
+include(CMakePackageConfigHelpers)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/kolvexipcapture)
+
+target_include_directories(kolvexipcapture INTERFACE
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+target_compile_features(kolvexipcapture INTERFACE cxx_std_20)
+
+# A host loads the library by its plain name; the versioned names and the link belong together here.
+install(TARGETS kolvexipcapture EXPORT kolvexipcapture LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kolvex DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+install(EXPORT kolvexipcapture FILE kolvexipcaptureTargets.cmake NAMESPACE kolvexipcapture::
+        DESTINATION ${package_folder})
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/kolvexipcaptureConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/kolvexipcaptureConfig.cmake INSTALL_DESTINATION ${package_folder})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/kolvexipcaptureConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/kolvexipcaptureConfig.cmake
+              ${PROJECT_BINARY_DIR}/kolvexipcaptureConfigVersion.cmake
+        DESTINATION ${package_folder})
+
+# Paths relative to the file's own place, so that an installation may be moved.
+file(RELATIVE_PATH prefix_from_pkgconfig /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" prefix_from_pkgconfig "${prefix_from_pkgconfig}")
+configure_file(${CMAKE_CURRENT_LIST_DIR}/kolvexipcapture.pc.in ${PROJECT_BINARY_DIR}/kolvexipcapture.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kolvexipcapture.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

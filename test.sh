@@ -1,0 +1,55 @@
+#!/bin/sh
+# Installs what is missing, builds and runs the tests.
+#
+#   ./test.sh             the ordinary build
+#   ./test.sh asan        with the address and undefined behaviour sanitizers
+#   ./test.sh tsan        with the thread sanitizer
+#   ./test.sh coverage    with line and branch counts of src/
+#
+# The result of the last run stays in build/VARIANT/test-result as "PASSED FAILED".
+set -eu
+cd "$(dirname "$0")"
+
+variant=${1:-test}
+case $variant in
+  test | asan | tsan | coverage) ;;
+  *) echo "usage: ./test.sh [asan|tsan|coverage]" >&2; exit 1 ;;
+esac
+
+started=$(date +%s)
+lap() {
+  now=$(date +%s)
+  echo "-- $variant: $1 in $((now - ${lap_started:-$started})) s"
+  lap_started=$now
+}
+
+build=build/$variant
+rm -f "$build/test-result"
+
+scripts/install-packages
+lap 'packages looked at'
+
+cmake --preset "$variant" >/dev/null
+cmake --build --preset "$variant" --parallel "$(nproc)"
+lap 'built'
+
+results=$PWD/$build/gtest-results
+rm -rf "$results" "$build/ctest-results.xml"
+mkdir -p "$results"
+status=0
+# Each test program leaves its single results in a file, for the count below. Two at a time: the tests wait
+# more than they compute, but their time limits must hold on a small machine.
+GTEST_OUTPUT="xml:$results/" ctest --test-dir "$build" --parallel 2 --no-tests=error --output-on-failure \
+  --output-junit ctest-results.xml </dev/null || status=$?
+lap 'tested'
+
+counts=$(scripts/count-tests "$build/ctest-results.xml" "$results")
+echo "$counts" >"$build/test-result"
+if [ "$variant" = coverage ]; then
+  scripts/coverage "$build"
+  lap 'coverage counted'
+fi
+echo "-- $variant: ${counts% *} passed, ${counts#* } failed, $(($(date +%s) - started)) s in all"
+
+[ "$status" = 0 ] || exit "$status"
+[ "${counts#* }" = 0 ] && [ "${counts% *}" -gt 0 ]

@@ -1,0 +1,96 @@
+#include "HostRun.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace kolvex_test {
+
+HostRun::HostRun() {
+  std::string name = (std::filesystem::temp_directory_path() / "kolvex-host-XXXXXX").string();
+  folder_ = mkdtemp(name.data());
+}
+
+HostRun::~HostRun() {
+  if (child_ > 0) {
+    Signal(SIGKILL);
+    Finish();
+  }
+  std::filesystem::remove_all(folder_);
+}
+
+std::string HostRun::File(const std::string& name, const std::string& text, bool forOwnerOnly) const {
+  std::ofstream(folder_ / name) << text;
+  const auto rest = std::filesystem::perms::group_read | std::filesystem::perms::others_read;
+  std::filesystem::permissions(
+      folder_ / name, rest,
+      forOwnerOnly ? std::filesystem::perm_options::remove : std::filesystem::perm_options::add);
+  return (folder_ / name).string();
+}
+
+std::string HostRun::Read(const std::filesystem::path& name) const {
+  std::ifstream file(folder_ / name, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+void HostRun::Start(const std::string& arguments, const std::string& before) {
+  std::array<int, 2> ends{};
+  if (pipe(ends.data()) != 0) {
+    return;
+  }
+  const std::string library =
+      arguments.find("--library") == arguments.npos ? " --library " FAKE_DRIVER " " : " ";
+  const std::string command = before + "\nexec " KOLVEX_HOST + library + arguments + " 2>error.txt";
+  output_.clear();
+  child_ = fork();
+  if (child_ == 0) {
+    dup2(ends[1], STDOUT_FILENO);
+    close(ends[0]);
+    close(ends[1]);
+    setenv("FAKE_DRIVER_LOG", (folder_ / "driver.log").c_str(), 1);
+    if (chdir(folder_.c_str()) == 0) {
+      execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    }
+    _exit(127);
+  }
+  close(ends[1]);
+  out_ = ends[0];
+}
+
+bool HostRun::WaitForOutput(const std::string& text) {
+  std::array<char, 4096> buffer{};
+  while (output_.find(text) == output_.npos) {
+    const ssize_t count = read(out_, buffer.data(), buffer.size());
+    if (count <= 0) {
+      return false;
+    }
+    output_.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+void HostRun::Signal(int number) const { kill(child_, number); }
+
+HostResult HostRun::Finish() {
+  // Until the end of the output: it comes when the program ends.
+  std::array<char, 4096> buffer{};
+  for (ssize_t count = 0; (count = read(out_, buffer.data(), buffer.size())) > 0;) {
+    output_.append(buffer.data(), static_cast<std::size_t>(count));
+  }
+  close(out_);
+  int status = 0;
+  while (waitpid(child_, &status, 0) < 0 && errno == EINTR) {
+  }
+  child_ = -1;
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output_, Read("error.txt")};
+}
+
+}  // namespace kolvex_test

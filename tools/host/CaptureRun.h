@@ -1,0 +1,62 @@
+#pragma once
+
+#include <deque>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+#include "CameraConfig.h"
+#include "CameraSession.h"
+#include "FrameWriter.h"
+#include "Progress.h"
+#include "Report.h"
+#include "Subcommand.h"
+
+namespace kolvex_host {
+
+/// What a capture is to do.
+struct CaptureOptions {
+  std::vector<CameraConfig> cameras;
+  Seconds duration{0};      ///< from the start; 0: no limit
+  sarnevo::u64 frames = 0;  ///< per stream; 0: no limit
+  std::optional<std::filesystem::path> out;
+  Keep keep;
+  bool inspect = true;  ///< look into the pictures
+  Progress::Mode progress = Progress::Mode::Silent;
+  std::size_t framesPerStream = 100;  ///< size of a stream's pool
+};
+
+/// One run of `capture`, from loading the library to the reports.
+class CaptureRun {
+ public:
+  /// Both outlive the run.
+  CaptureRun(const Common& common, const CaptureOptions& options);
+
+  /// Does everything. Throws Failure; files and reports of what has come are complete even then.
+  void Run();
+
+ private:
+  void Prepare();
+  void OpenAndStart();
+  /// Gives the reason, for programs: "duration", "frames", "signal" or "output".
+  const char* WaitForEnd();
+  void StopAll();
+  bool AllComplete() const;
+  std::vector<StreamReport> Reports() const;
+  void Tell(const std::vector<StreamReport>& reports, const char* reason) const;
+  void WriteResults(const std::vector<StreamReport>& reports) const;
+
+  const Common& common_;
+  const CaptureOptions& options_;
+  const SteadyTime start_;
+
+  // In the order of their making, which the destructors turn round: sessions end before the sinks that they
+  // call, sinks before the writer that they feed, and the writer before the pools whose frames it holds.
+  std::optional<Library> library_;
+  std::deque<FramePool> pools_;
+  std::optional<FrameWriter> writer_;
+  std::deque<StreamSink> sinks_;
+  std::deque<CameraSession> sessions_;
+};
+
+}  // namespace kolvex_host

@@ -1,0 +1,123 @@
+#include "ContactSheet.h"
+
+#include <cairo.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+#include "Failure.h"
+
+namespace kolvex_host {
+
+namespace {
+
+// All lengths in pixels.
+constexpr double kPictureWidth = 560;
+constexpr double kPictureHeight = 448;  // 5:4, the shape of a PAL picture in square pixels
+constexpr double kMargin = 24;
+constexpr double kTitleSize = 20;
+constexpr double kLineSize = 15;
+constexpr double kLineStep = 21;
+
+struct Rgb {
+  double red, green, blue;
+};
+constexpr Rgb kPaper{0.96, 0.96, 0.95};
+constexpr Rgb kInk{0.10, 0.12, 0.14};
+constexpr Rgb kFaded{0.36, 0.39, 0.42};
+constexpr Rgb kDark{0.17, 0.18, 0.20};
+constexpr Rgb kOnDark{0.70, 0.72, 0.74};
+
+using Surface = std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)>;
+using Context = std::unique_ptr<cairo_t, decltype(&cairo_destroy)>;
+
+void Colour(cairo_t* context, Rgb colour) {
+  cairo_set_source_rgb(context, colour.red, colour.green, colour.blue);
+}
+
+/// @p y is the text's base line.
+void Text(cairo_t* context, double x, double y, double size, bool bold, const std::string& text) {
+  cairo_select_font_face(context, "DejaVu Sans", CAIRO_FONT_SLANT_NORMAL,
+                         bold ? CAIRO_FONT_WEIGHT_BOLD : CAIRO_FONT_WEIGHT_NORMAL);
+  cairo_set_font_size(context, size);
+  cairo_move_to(context, x, y);
+  cairo_show_text(context, text.c_str());
+}
+
+/// Fits the picture into the field, whole and undistorted, and fills the rest with darkness.
+void DrawPicture(cairo_t* context, double x, double y, const Picture& picture) {
+  Colour(context, kDark);
+  cairo_rectangle(context, x, y, kPictureWidth, kPictureHeight);
+  cairo_fill(context);
+  if (picture.pixels.empty()) {
+    Colour(context, kOnDark);
+    Text(context, x + kMargin, y + kPictureHeight / 2, kTitleSize, false, "no picture");
+    return;
+  }
+  // The image only reads the pixels.
+  auto* const pixels = const_cast<sarnevo::u8*>(picture.pixels.data());
+  const Surface image(cairo_image_surface_create_for_data(pixels, CAIRO_FORMAT_RGB24, picture.width,
+                                                          picture.height, picture.width * 4),
+                      &cairo_surface_destroy);
+  const double scale = std::min(kPictureWidth / picture.width, kPictureHeight / picture.height);
+  cairo_save(context);
+  cairo_translate(context, x + (kPictureWidth - scale * picture.width) / 2,
+                  y + (kPictureHeight - scale * picture.height) / 2);
+  cairo_scale(context, scale, scale);
+  cairo_set_source_surface(context, image.get(), 0, 0);
+  cairo_pattern_set_filter(cairo_get_source(context), CAIRO_FILTER_GOOD);
+  cairo_pattern_set_extend(cairo_get_source(context), CAIRO_EXTEND_PAD);  // no blur into nothing at the edges
+  cairo_rectangle(context, 0, 0, picture.width, picture.height);
+  cairo_fill(context);
+  cairo_restore(context);
+}
+
+/// Height of the text beneath a picture.
+double CaptionHeight(const std::vector<SheetEntry>& entries) {
+  std::size_t lines = 0;
+  for (const SheetEntry& entry : entries) {
+    lines = std::max(lines, entry.lines.size());
+  }
+  return kTitleSize + 12 + static_cast<double>(lines) * kLineStep;
+}
+
+}  // namespace
+
+void WriteContactSheet(const std::filesystem::path& path, const std::vector<SheetEntry>& entries) {
+  const auto columns = static_cast<std::size_t>(std::ceil(std::sqrt(static_cast<double>(entries.size()))));
+  const std::size_t rows = columns == 0 ? 0 : (entries.size() + columns - 1) / columns;
+  const double cellWidth = kPictureWidth + kMargin;
+  const double cellHeight = kPictureHeight + CaptionHeight(entries) + kMargin;
+
+  const Surface surface(
+      cairo_image_surface_create(CAIRO_FORMAT_RGB24,
+                                 static_cast<int>(static_cast<double>(columns) * cellWidth + kMargin),
+                                 static_cast<int>(static_cast<double>(rows) * cellHeight + kMargin)),
+      &cairo_surface_destroy);
+  const Context context(cairo_create(surface.get()), &cairo_destroy);
+  Colour(context.get(), kPaper);
+  cairo_paint(context.get());
+
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    const double x = kMargin + static_cast<double>(i % columns) * cellWidth;
+    double y = kMargin + static_cast<double>(i / columns) * cellHeight;
+    DrawPicture(context.get(), x, y, entries[i].picture);
+    y += kPictureHeight + kTitleSize + 6;
+    Colour(context.get(), kInk);
+    Text(context.get(), x, y, kTitleSize, true, entries[i].title);
+    Colour(context.get(), kFaded);
+    for (const std::string& line : entries[i].lines) {
+      y += kLineStep;
+      Text(context.get(), x, y, kLineSize, false, line);
+    }
+  }
+
+  if (const cairo_status_t status = cairo_surface_write_to_png(surface.get(), path.c_str());
+      status != CAIRO_STATUS_SUCCESS) {
+    throw Failure(ExitCode::Output, "The contact sheet " + path.string() +
+                                        " can't be written: " + cairo_status_to_string(status) + ".");
+  }
+}
+
+}  // namespace kolvex_host

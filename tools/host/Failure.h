@@ -1,0 +1,29 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace kolvex_host {
+
+/// What the program returns to its caller. The numbers are fixed: scripts test them.
+enum class ExitCode : int {
+  Ok = 0,        ///< everything asked for was done; an end by Ctrl-C is an ordinary end
+  Usage = 1,     ///< the command line, or a file that it names, can't be understood
+  Library = 2,   ///< the driver library can't be loaded
+  Refused = 3,   ///< the driver refused to open a camera or to start its stream
+  NoFrames = 4,  ///< at least one camera gave no frame
+  Output = 5,    ///< a result couldn't be written
+  Internal = 6,  ///< something that should not happen
+};
+
+/// Ends the program with one clear sentence for a person and a code for a script.
+class Failure : public std::runtime_error {
+ public:
+  Failure(ExitCode code, const std::string& sentence) : std::runtime_error(sentence), code_(code) {}
+  ExitCode Code() const noexcept { return code_; }
+
+ private:
+  ExitCode code_;
+};
+
+}  // namespace kolvex_host

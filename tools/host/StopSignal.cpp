@@ -1,0 +1,37 @@
+#include "StopSignal.h"
+
+#include <csignal>
+#include <ctime>
+
+namespace kolvex_host {
+
+namespace {
+
+sigset_t StopSignals() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGINT);
+  sigaddset(&set, SIGTERM);
+  sigaddset(&set, SIGHUP);
+  return set;
+}
+
+}  // namespace
+
+StopSignal::StopSignal() {
+  const sigset_t set = StopSignals();
+  pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+bool StopSignal::Wait(std::chrono::milliseconds timeout) {
+  const sigset_t set = StopSignals();
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(timeout);
+  const timespec limit{seconds.count(), std::chrono::nanoseconds(timeout - seconds).count()};
+  if (sigtimedwait(&set, nullptr, &limit) < 0) {
+    return false;
+  }
+  pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+  return true;
+}
+
+}  // namespace kolvex_host

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <chrono>
+
+namespace kolvex_host {
+
+/// The wish of a person or of the system to end: Ctrl-C, SIGTERM, or the terminal's going away.
+///
+/// The signals are blocked in the whole process and asked for by the main thread alone, so that no code ever
+/// runs inside a signal handler.
+class StopSignal {
+ public:
+  /// Blocks the signals. Before any other thread is started, since threads inherit it.
+  StopSignal();
+
+  /// Waits for up to @p timeout. True when a signal has come. From the first one on a second one ends the
+  /// process at once: whoever presses Ctrl-C twice doesn't want to wait for cameras.
+  bool Wait(std::chrono::milliseconds timeout);
+};
+
+}  // namespace kolvex_host
