@@ -36,7 +36,7 @@ std::size_t Replay(const Entry& entry, const std::filesystem::path& folder) {
     const auto input = ReadFile(file.path());
     entry.target(input);
     // Cut inputs find the border of whatever the whole one leads to.
-    const std::size_t step = std::max<std::size_t>(1, input.size() / 64);
+    const std::size_t step = std::max<std::size_t>(1, input.size() / 16);
     for (std::size_t size = 0; size < input.size(); size += step) {
       const std::vector<std::uint8_t> cut(input.begin(), input.begin() + static_cast<std::ptrdiff_t>(size));
       entry.target(cut);
