@@ -6,9 +6,9 @@
 /// wants to keep the text copies it in that call. Stands in the global namespace.
 class CDebugInfoIf {
  public:
-  virtual ~CDebugInfoIf() = default;                 // slot 0
+  virtual ~CDebugInfoIf() = default;  // slot 0
   /// A sarnevo::DebugLevel.
-  virtual sarnevo::u8 GetLevel() const = 0;          // slot 1
+  virtual sarnevo::u8 GetLevel() const = 0;  // slot 1
   /// The finished text, or null when the message is empty.
-  virtual const char* GetText() const = 0;           // slot 2
+  virtual const char* GetText() const = 0;  // slot 2
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kolvex/ICapabilityObserver.h"
+#include "kolvex/IIPCapabilities.h"
 #include "kolvex/IIPCaptureDriver.h"
 
 #if defined(KOLVEX_BUILDING_LIBRARY)
@@ -25,9 +27,40 @@ KOLVEX_EXPORT void DeleteIPCaptureEx(sarnevo::ipcapture::IIPCaptureDriver* drive
 KOLVEX_EXPORT void DeleteIPCaptureEx2(sarnevo::ipcapture::IIPCaptureDriver* driver);
 KOLVEX_EXPORT void DeleteIPCaptureEx3(sarnevo::ipcapture::IIPCaptureDriver* driver);
 
+/// Capability query: what is the camera at an address, what can it do, and which numbered settings does it
+/// need? One query at a time in a process; the four functions are called from one thread at a time.
+///
+/// Begins. 0 when one has begun already and wasn't ended.
+/// @param observer  hears how each query ends
+/// @param isNTSC    not 0: the host's video standard is NTSC, else PAL
+KOLVEX_EXPORT sarnevo::u32 InitCapabilityQuery(sarnevo::ipcapture::ICapabilityObserver* observer,
+                                               sarnevo::u8 isNTSC);
+
+/// Finds out the camera's group on the calling thread, which takes as long as two requests may, and reads
+/// the rest on a thread of its own. 1: the query runs, and the observer will hear of its end. 0: it doesn't;
+/// where the address answers like no camera of the family the observer has heard so.
+/// @param address       dotted IPv4 address or name; null texts count as empty
+/// @param port          HTTP port; 0 means 80
+/// @param capabilities  gets the answer
+KOLVEX_EXPORT sarnevo::u32 StartCapabilityQuery(const char* address, sarnevo::u16 port, const char* user,
+                                                const char* password,
+                                                sarnevo::ipcapture::IIPCapabilities* capabilities);
+
+/// Asks a running query to end, without waiting. Always 1.
+KOLVEX_EXPORT sarnevo::u32 TerminateCapabilityQuery();
+
+/// Ends the query and frees what it holds, also after it has ended by itself. Returns within about 10
+/// seconds, however the camera behaves; from then on neither the observer nor the capabilities object is
+/// called. Always 1.
+KOLVEX_EXPORT sarnevo::u32 UninitCapabilityQuery();
+
 }  // extern "C"
 
 namespace sarnevo::ipcapture {
 using CreateIPCaptureFunction = IIPCaptureDriverEx3*();
 using DeleteIPCaptureFunction = void(IIPCaptureDriver*);
+using InitCapabilityQueryFunction = u32(ICapabilityObserver*, u8);
+using StartCapabilityQueryFunction = u32(const char*, u16, const char*, const char*, IIPCapabilities*);
+using TerminateCapabilityQueryFunction = u32();
+using UninitCapabilityQueryFunction = u32();
 }  // namespace sarnevo::ipcapture

@@ -10,7 +10,7 @@ namespace sarnevo::ipcapture {
 /// returns. An exception is caught and counts as no frame.
 class IFrameAllocator {
  public:
-  virtual ~IFrameAllocator() = default;        // slot 0
+  virtual ~IFrameAllocator() = default;  // slot 0
   virtual void Slot1() {}
   /// A frame with a data area of @p size bytes, or null when none is available. @p owner is
   /// "CKolvexIPCapture" for MPEG-4 frames and an empty text for JPEG frames; read it during the call.

@@ -20,28 +20,29 @@ namespace ipcapture {
 /// called from any thread.
 class IIPCaptureDriver {
  public:
-  virtual ~IIPCaptureDriver() = default;       // slot 0
+  virtual ~IIPCaptureDriver() = default;  // slot 0
   /// Takes the parameters and builds the camera's objects. Does no network traffic. False when setting 2
   /// or 3 is missing or setting 2 names no known group. Called once per object.
-  virtual bool Open(IDebugInfoSink* debugSink, IFrameAllocator* allocator, IIPDriverParams* params) = 0;  // slot 1
+  virtual bool Open(IDebugInfoSink* debugSink, IFrameAllocator* allocator,
+                    IIPDriverParams* params) = 0;  // slot 1
   /// Ends everything that Open built. May be called again, or not at all: destruction does the same.
-  virtual void Close() = 0;                    // slot 2
+  virtual void Close() = 0;                        // slot 2
   virtual IIPVideoCapture* GetVideoCapture() = 0;  // slot 3
   /// Null when the camera has no digital inputs or outputs.
-  virtual ICaptureIOApi* GetCaptureIO() = 0;   // slot 4
+  virtual ICaptureIOApi* GetCaptureIO() = 0;  // slot 4
 };
 
 class IIPCaptureDriverEx : public IIPCaptureDriver {
  public:
   /// Always null: not offered.
-  virtual void* GetOptionalA() = 0;            // slot 5
-  virtual IIPPTZDriver* GetPTZDriver() = 0;    // slot 6
+  virtual void* GetOptionalA() = 0;          // slot 5
+  virtual IIPPTZDriver* GetPTZDriver() = 0;  // slot 6
 };
 
 class IIPCaptureDriverEx2 : public IIPCaptureDriverEx {
  public:
   /// Always null: not offered.
-  virtual void* GetOptionalB() = 0;            // slot 7
+  virtual void* GetOptionalB() = 0;  // slot 7
   /// The object of GetVideoCapture.
   virtual IIPVideoCaptureEx* GetVideoCaptureEx() = 0;  // slot 8
 };

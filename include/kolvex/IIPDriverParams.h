@@ -9,39 +9,39 @@ namespace sarnevo::ipcapture {
 /// The device as the host has it on record.
 class IIPDeviceInfo {
  public:
-  virtual ~IIPDeviceInfo() = default;          // slot 0
+  virtual ~IIPDeviceInfo() = default;  // slot 0
   virtual void Slot1() {}
   /// The device model's name.
-  virtual const char* GetModel() = 0;          // slot 2
+  virtual const char* GetModel() = 0;  // slot 2
   /// Number of video channels.
-  virtual u32 GetChannelCount() = 0;           // slot 3
+  virtual u32 GetChannelCount() = 0;  // slot 3
   virtual void Slot4() {}
   /// Number of digital inputs.
-  virtual u32 GetInputCount() = 0;             // slot 5
+  virtual u32 GetInputCount() = 0;  // slot 5
   /// Number of digital outputs.
-  virtual u32 GetOutputCount() = 0;            // slot 6
+  virtual u32 GetOutputCount() = 0;  // slot 6
 };
 
 /// How the camera is reached.
 class IIPConnectionInfo {
  public:
-  virtual ~IIPConnectionInfo() = default;      // slot 0
+  virtual ~IIPConnectionInfo() = default;  // slot 0
   /// Dotted IPv4 address.
-  virtual const char* GetAddress() = 0;        // slot 1
+  virtual const char* GetAddress() = 0;  // slot 1
   /// HTTP port.
-  virtual u16 GetPort() = 0;                   // slot 2
+  virtual u16 GetPort() = 0;  // slot 2
   virtual void Slot3() {}
   /// One of the Codec values.
-  virtual u32 GetCodec() = 0;                  // slot 4
-  virtual const char* GetUserName() = 0;       // slot 5
-  virtual const char* GetPassword() = 0;       // slot 6
+  virtual u32 GetCodec() = 0;             // slot 4
+  virtual const char* GetUserName() = 0;  // slot 5
+  virtual const char* GetPassword() = 0;  // slot 6
 };
 
 /// Everything that Open needs.
 class IIPDriverParams {
  public:
-  virtual ~IIPDriverParams() = default;        // slot 0
-  virtual IIPDeviceInfo* GetDevice() = 0;      // slot 1
+  virtual ~IIPDriverParams() = default;            // slot 0
+  virtual IIPDeviceInfo* GetDevice() = 0;          // slot 1
   virtual IIPConnectionInfo* GetConnection() = 0;  // slot 2
   virtual void Slot3() {}
   /// A numbered setting (see CustomSetting), null when it isn't set.

@@ -11,18 +11,18 @@ namespace sarnevo::ipcapture {
 /// Any thread may call; calls take turns. No operation reports why it failed.
 class IIPVideoCapture {
  public:
-  virtual ~IIPVideoCapture() = default;        // slot 0
+  virtual ~IIPVideoCapture() = default;  // slot 0
   /// The device's number of channels, as the host gave it at Open.
-  virtual u32 GetChannelCount() = 0;           // slot 1
+  virtual u32 GetChannelCount() = 0;  // slot 1
   /// Starts a channel. True says that the channel runs, not that the camera answers. False for a channel
   /// of 16 or more and for one whose stream has started. @p sink may be null and is then never called.
   virtual bool StartCapture(u32 channel, IFrameSink* sink, IIPVideoParams* params) = 0;  // slot 2
   /// Ends a channel; when it returns nothing of it runs. May block for up to twice the channel's receive
   /// time-out (10 or 20 s). False when the channel doesn't run.
-  virtual bool StopCapture(u32 channel) = 0;   // slot 3
+  virtual bool StopCapture(u32 channel) = 0;  // slot 3
   /// Restarts a running channel with another size and frame interval (milliseconds).
   virtual bool ChangeFormat(u32 channel, IIPResolution* resolution, u32 frameInterval) = 0;  // slot 4
-  virtual u32 Reserved5() = 0;                 // slot 5, always 0
+  virtual u32 Reserved5() = 0;                                                               // slot 5, always 0
   /// Sets *extra to 0, *text to an empty text if there is room, and *status for a running channel.
   virtual bool GetChannelStatus(u32 channel, u32* status, u32* extra, char* text, u32 textSize) = 0;  // slot 6
   virtual bool Reserved7(u32 a, u32 b, u32 c) = 0;  // slot 7, always false
@@ -32,8 +32,8 @@ class IIPVideoCapture {
 /// The newer form; the same object.
 class IIPVideoCaptureEx : public IIPVideoCapture {
  public:
-  virtual bool Reserved9(u32 a) = 0;           // slot 9, always false
-  virtual bool Reserved10(u32 a) = 0;          // slot 10, always false
+  virtual bool Reserved9(u32 a) = 0;   // slot 9, always false
+  virtual bool Reserved10(u32 a) = 0;  // slot 10, always false
 };
 
 }  // namespace sarnevo::ipcapture

@@ -25,9 +25,16 @@ enum VideoStandard : u32 {
 
 /// Codes that tell the host what a frame holds: four ASCII characters as a little-endian 32-bit word.
 enum FrameFourCC : u32 {
-  FrameFourCCJPEG = 0x4745504A,           ///< "JPEG", a whole JPEG file
-  FrameFourCCMPEG4Key = 0x58564944,       ///< "DIVX", an MPEG-4 frame with the stream's headers
-  FrameFourCCMPEG4Inter = 0x49564944,     ///< "DIVI", an MPEG-4 frame that needs the ones before it
+  FrameFourCCJPEG = 0x4745504A,        ///< "JPEG", a whole JPEG file
+  FrameFourCCMPEG4Key = 0x58564944,    ///< "DIVX", an MPEG-4 frame with the stream's headers
+  FrameFourCCMPEG4Inter = 0x49564944,  ///< "DIVI", an MPEG-4 frame that needs the ones before it
+};
+
+/// State of a digital input or output.
+enum IOState : u32 {
+  IOStateUnknown = 0,  ///< nothing is known; never reported to the host
+  IOStateLow = 1,      ///< the camera's value 0
+  IOStateHigh = 2,     ///< the camera's value 1
 };
 
 /// Levels of a debug message, as CDebugInfoIf::GetLevel gives them.
@@ -50,6 +57,12 @@ enum CustomSetting : u32 {
   SettingMinQualityMPEG = 7,  ///< lowest MPEG-4 bit rate
   SettingBitrateList = 8,     ///< ascending bit rates, each followed by a comma, then the letter e
   SettingMAC = 9,             ///< hardware address; names the camera's preset file
+};
+
+/// Why a capability query failed, as ICapabilityObserver::OnQueryFailed gives it.
+enum QueryFailure : u32 {
+  QueryFailureLogin = 1,  ///< the camera wants other credentials
+  QueryFailureOther = 3,  ///< nobody there, no camera of the family, or a reply that can't be used
 };
 
 /// Number of channel slots of one capture object; channel indexes run from 0 to 15.

@@ -6,8 +6,12 @@
 
 #include "driver/CKolvexIPCaptureDriver.h"
 #include "driver/DecimalText.h"
+#include "io/CKolvexGroup1DigitalIO.h"
+#include "io/CKolvexGroup2DigitalIO.h"
+#include "io/CKolvexIOHandler.h"
 #include "kolvex/IIPDriverParams.h"
 #include "platform/ProductVersion.h"
+#include "ptz/CPTZHandler.h"
 #include "threads/HostAsk.h"
 #include "video/CBaseIPVideoCapture.h"
 #include "video/FrameLease.h"
@@ -36,6 +40,18 @@ HostVersion ReadHostVersion() {
                  : kAssumedHostVersion;
 }
 
+constexpr u32 kInputPollMs = 2000;  // between two polls of the digital inputs
+
+ICaptureIOApi* BuildDigitalIO(CKolvexIPCaptureDriver* driver) {
+  if (driver->GetInputCount() == 0 && driver->GetOutputCount() == 0) {
+    return nullptr;
+  }
+  if (driver->GetGroup() == 1) {
+    return new CKolvexGroup1DigitalIO(driver, kInputPollMs);
+  }
+  return new CKolvexGroup2DigitalIO(driver, kInputPollMs);
+}
+
 template <typename Object>
 void End(Object*& object) {
   delete std::exchange(object, nullptr);
@@ -56,6 +72,7 @@ bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcaptur
   ReadDevice(device);
   ReadConnection(connection);
   hostVersion_ = ReadHostVersion();
+  ioHandler_ = new CKolvexIOHandler(this);
 
   const auto group = AskSetting(params, SettingCameraGroup);
   const i32 groupNumber = group ? ParseDecimal(*group) : 0;
@@ -63,6 +80,7 @@ bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcaptur
     return false;
   }
   group_ = static_cast<u32>(groupNumber);
+  digitalIO_ = BuildDigitalIO(this);
 
   videoCapture_ = new CBaseIPVideoCapture(this, group_);
 
@@ -74,6 +92,7 @@ bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcaptur
   if (group_ == 1) {
     ReadGroup1Settings(params);
   }
+  ptzHandler_ = new CPTZHandler(this, channelCount_);
 
   DebugMessage(DebugLevelEvent, "DRIVER IS OPENED (name: %s, device model: %s, address: %s:%u)",
                GetDriverName().c_str(), deviceModel_.c_str(), address_.c_str(), static_cast<unsigned>(port_));
@@ -85,6 +104,9 @@ void CKolvexIPCaptureDriver::Close() {
   End(videoCapture_);
   // A callback that ended its own channel may still have a frame; the host's allocator is void from here on.
   FrameLease::DropAllOf(this);
+  End(ptzHandler_);
+  End(digitalIO_);
+  End(ioHandler_);
 }
 
 ipcapture::IIPVideoCapture* CKolvexIPCaptureDriver::GetVideoCapture() { return videoCapture_; }
@@ -93,8 +115,8 @@ ipcapture::IIPVideoCaptureEx* CKolvexIPCaptureDriver::GetVideoCaptureEx() { retu
 
 ICaptureIOApi* CKolvexIPCaptureDriver::GetCaptureIO() { return digitalIO_; }
 
-IIPPTZDriver* CKolvexIPCaptureDriver::GetPTZDriver() { return nullptr; }
+IIPPTZDriver* CKolvexIPCaptureDriver::GetPTZDriver() { return ptzHandler_; }
 
-IIPPTZDriverEx* CKolvexIPCaptureDriver::GetPTZDriverEx() { return nullptr; }
+IIPPTZDriverEx* CKolvexIPCaptureDriver::GetPTZDriverEx() { return ptzHandler_; }
 
 }  // namespace sarnevo

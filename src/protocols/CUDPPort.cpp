@@ -46,14 +46,10 @@ std::optional<SocketAddress> LocalAddress(const char* address, u16 port) noexcep
 // thread, also when the port is destroyed from inside a callback, and also when the thread is given up in
 // there and ends without unwinding.
 struct CUDPPort::Receiving {
-  explicit Receiving(CUDPPort* owner)
-      : port(owner), buffer(std::make_unique_for_overwrite<u8[]>(kMaxDatagramBytes)) {}
-
   // The receive thread that the caller is; null on any other thread.
   static thread_local Receiving* current;
 
-  CUDPPort* const port;
-  const std::unique_ptr<u8[]> buffer;
+  const std::unique_ptr<u8[]> buffer = std::make_unique_for_overwrite<u8[]>(kMaxDatagramBytes);
   u32 size = 0;       // bytes of a datagram that are taken, as the read size was when it was last followed
   bool left = false;  // a callback has closed the port: don't touch it any more
 };
@@ -106,8 +102,9 @@ CUDPPort::OpenResult CUDPPort::OpenSocket(const SocketAddress& local) noexcept {
 bool CUDPPort::StartReceiving() noexcept {
   running_.store(true, std::memory_order_relaxed);
   try {
-    auto receiving = std::make_shared<Receiving>(this);
+    auto receiving = std::make_shared<Receiving>();
     receiving->size = readSize_.load(std::memory_order_relaxed);
+    receiving_.store(receiving.get(), std::memory_order_relaxed);
     if (thread_.Start(
             "KolvexRTP",
             [this, receiving] {
@@ -120,15 +117,15 @@ bool CUDPPort::StartReceiving() noexcept {
   } catch (const std::bad_alloc&) {
     // no thread without its memory
   }
+  receiving_.store(nullptr, std::memory_order_relaxed);
   running_.store(false, std::memory_order_relaxed);
   return false;
 }
 
 bool CUDPPort::Close() noexcept {
-  Receiving* own = Receiving::current;
-  if (own != nullptr && (own->port != this || own->left)) {
-    own = nullptr;
-  }
+  // A thread that was given up by this port, or by one that stood here before, is no longer its receive thread.
+  Receiving* const own =
+      Receiving::current == receiving_.load(std::memory_order_relaxed) ? Receiving::current : nullptr;
   while (!lock_.try_lock()) {
     if (own == nullptr) {
       lock_.lock();
@@ -140,9 +137,6 @@ bool CUDPPort::Close() noexcept {
     platform::Sleep(Milliseconds{0});
   }
   const std::lock_guard guard(lock_, std::adopt_lock);
-  if (!thread_.IsCurrent()) {
-    own = nullptr;  // the caller was the thread of an earlier opening, or of a port that stood here before
-  }
   if (!socket_.IsOpen()) {
     return true;
   }
@@ -156,6 +150,7 @@ bool CUDPPort::Close() noexcept {
   // Only now does no other thread use the descriptor, whose number the system gives to the next that asks.
   Drain();
   socket_.Close();
+  receiving_.store(nullptr, std::memory_order_relaxed);
   thread_.Release();
   if (IUDPPortUser* const user = user_.load(std::memory_order_relaxed)) {
     try {

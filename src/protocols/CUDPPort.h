@@ -45,9 +45,10 @@ class CUDPPort {
   /// callback in progress, without limit; then calls SocketClosed of the user. Does nothing on a closed
   /// port.
   ///
-  /// From inside a callback of this port it doesn't wait; the thread looks at neither the port nor the user
-  /// any more once that callback returns, so that both may be destroyed before it does. A receive thread
-  /// that was given up inside code of the host (platform::current_thread::Abandon) counts as ended.
+  /// From inside a callback of this port it doesn't wait. The thread looks at neither the port nor the user any
+  /// more once that callback returns, so that both may be destroyed before it does. When another thread is
+  /// closing the port already, the closing is left to it. A receive thread that was given up inside code of the
+  /// host (platform::current_thread::Abandon) counts as ended.
   bool Close() noexcept;
 
   bool IsOpen() const noexcept;
@@ -77,7 +78,8 @@ class CUDPPort {
   std::atomic<IUDPPortUser*> user_{nullptr};
   platform::Socket socket_;  // opened and closed under lock_, while no receive thread uses it
   std::atomic<u16> localPort_{0};
-  platform::Thread thread_;  // under lock_
+  platform::Thread thread_;                     // under lock_
+  std::atomic<Receiving*> receiving_{nullptr};  // what that thread works with and owns; only compared
   std::atomic<u32> readSize_{0x10000};
   const u32 timeoutSeconds_;
   const u32 timeoutMicroseconds_;

@@ -1,7 +1,10 @@
 #include "video/FrameLease.h"
 
+#include <array>
 #include <condition_variable>
+#include <cstddef>
 #include <mutex>
+#include <new>
 
 #include "threads/HostCall.h"
 
@@ -17,9 +20,11 @@ thread_local FrameLease* current = nullptr;
 // of a frame comes here.
 class GivenUpLeases {
  public:
-  // Never destroyed: a given-up thread may come back while the process ends.
+  // Never destroyed: a given-up thread may come back while the process ends. Takes nothing from the heap, so
+  // that a host that unloads the library leaks nothing.
   static GivenUpLeases& Get() noexcept {
-    static GivenUpLeases& instance = *new GivenUpLeases;
+    alignas(GivenUpLeases) static std::array<std::byte, sizeof(GivenUpLeases)> room;
+    static GivenUpLeases& instance = *new (room.data()) GivenUpLeases;
     return instance;
   }
 

@@ -74,7 +74,7 @@ TEST(HttpTiming, ADrippingReplyDoesNotTimeOutUnlessARequestHasALimit) {
     connection.Drip(kReply, 15ms);
   });
   for (const u32 limit : {0u, 300u}) {
-    HttpRequest request("127.0.0.1", server.Port(), "u", "p", 400, 16, 0);
+    HttpRequest request("127.0.0.1", server.Port(), "u", "p", 700, 16, 0);
     request.SetTimeLimit(limit);
     const auto began = MonotonicMilliseconds();
     bool whole = false;
@@ -127,7 +127,7 @@ TEST(HttpTiming, SilenceTimesOutWhereverItBegins) {
   for (const Place& place : kPlaces) {
     SCOPED_TRACE(place.name);
     Silence camera(place);
-    HttpRequest request("127.0.0.1", camera.Port(), "u", "p", 150, 16, 0);
+    HttpRequest request("127.0.0.1", camera.Port(), "u", "p", 400, 16, 0);
     const auto began = MonotonicMilliseconds();
     bool whole = true;
     ASSERT_EQ(request.Send("GET", "/", false), place.head);
@@ -137,7 +137,7 @@ TEST(HttpTiming, SilenceTimesOutWhereverItBegins) {
       EXPECT_EQ(request.GetDataAvailable(), 0u);
     }
     EXPECT_EQ(LastHttpError(), HttpError::TimedOut);
-    EXPECT_GE(MonotonicMilliseconds() - began, 150u);
+    EXPECT_GE(MonotonicMilliseconds() - began, 400u);
     EXPECT_LT(MonotonicMilliseconds() - began, 5000u);
   }
 }
@@ -183,7 +183,8 @@ bool FailsWhenCancelled(HttpRequest& request, const std::function<bool()>& opera
     error = LastHttpError();
     ended.Set();
   });
-  EXPECT_EQ(ended.Wait(20ms), WaitResult::TimedOut) << "the operation doesn't wait";
+  // Long enough that no timer of the transfer's beginning is left to end the wait in the cancel's place.
+  EXPECT_EQ(ended.Wait(250ms), WaitResult::TimedOut) << "the operation doesn't wait";
   (request.*cancel)();
   EXPECT_EQ(ended.Wait(10s), WaitResult::Signalled) << "the operation goes on";
   owner.join();
@@ -194,6 +195,9 @@ bool FailsWhenCancelled(HttpRequest& request, const std::function<bool()>& opera
 TEST(HttpTiming, CancelEndsWhateverTheOwnersThreadWaitsFor) {
   for (const Place& place : kPlaces) {
     for (const bool lookOnly : {false, true}) {
+      if (lookOnly && !place.head) {
+        continue;
+      }
       SCOPED_TRACE(place.name);
       Silence camera(place);
       HttpRequest request("127.0.0.1", camera.Port(), "u", "p", 60'000, 16, 0);

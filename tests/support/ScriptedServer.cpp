@@ -141,12 +141,12 @@ std::vector<std::string> HttpReplies::Heads() const {
   return heads_;
 }
 
-Blackhole::Blackhole() {
-  descriptors_.push_back(Listen("127.0.0.1", port_, 0));
+Blackhole::Blackhole(const char* address, std::uint16_t port) : port_(port) {
+  descriptors_.push_back(Listen(address, port_, 0));
   // The queue takes one more than it is told; the others stay on their way.
   for (int i = 0; i < 4; ++i) {
     const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    const sockaddr_in peer = Address("127.0.0.1", port_);
+    const sockaddr_in peer = Address(address, port_);
     static_cast<void>(connect(descriptor, reinterpret_cast<const sockaddr*>(&peer), sizeof(peer)));
     descriptors_.push_back(descriptor);
   }

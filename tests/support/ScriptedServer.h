@@ -80,7 +80,7 @@ class HttpReplies {
 /// An address at which a connect neither succeeds nor fails: a listener whose queue is full.
 class Blackhole {
  public:
-  Blackhole();
+  explicit Blackhole(const char* address = "127.0.0.1", std::uint16_t port = 0);
   ~Blackhole();
   std::uint16_t Port() const { return port_; }
 

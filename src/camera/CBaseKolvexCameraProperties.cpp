@@ -1,0 +1,133 @@
+#include "camera/CBaseKolvexCameraProperties.h"
+
+#include <array>
+#include <cstdio>
+
+namespace sarnevo {
+
+using namespace ipcapture;
+
+namespace {
+
+constexpr u32 kStandardFrameInterval = 200;  // milliseconds
+constexpr u32 kStandardQuality = 60;         // percent
+constexpr std::array<u32, 10> kQualities = {10, 20, 30, 40, 50, 60, 70, 80, 90, 100};
+
+constexpr u32 kFormat2 = 2;
+constexpr u32 kFormat4 = 4;
+
+}  // namespace
+
+void CBaseKolvexCameraProperties::Abort() { aborted_.store(1, std::memory_order_relaxed); }
+
+// One call to an object of the host; none to an object that isn't there.
+template <typename Object, typename... Parameters, typename... Arguments>
+void CBaseKolvexCameraProperties::Tell(Object* object, void (Object::*operation)(Parameters...),
+                                       Arguments... arguments) {
+  if (object != nullptr) {
+    hostGate_.Pass([=] { (object->*operation)(arguments...); });
+  }
+}
+
+// An object of the host, null when it gives none.
+template <typename Result, typename... Parameters, typename... Arguments>
+Result* CBaseKolvexCameraProperties::Get(IIPCapabilities* capabilities,
+                                         Result* (IIPCapabilities::*operation)(Parameters...),
+                                         Arguments... arguments) {
+  Result* result = nullptr;
+  hostGate_.Pass(
+      [&result, capabilities, operation, arguments...] { result = (capabilities->*operation)(arguments...); });
+  return result;
+}
+
+bool CBaseKolvexCameraProperties::Publish(IIPCapabilities* capabilities, u32 isNTSC, Web::HttpRequest* request,
+                                          const GroupValues& values) {
+  if (capabilities == nullptr || request == nullptr) {
+    return false;
+  }
+  Tell(capabilities, &IIPCapabilities::SetModelName, GetModel().c_str());
+  PublishRecord(capabilities);
+  PublishResolutions(capabilities, isNTSC, values);
+  PublishConnection(capabilities, *request);
+  PublishValues(capabilities, ValueListFrameIntervals, kStandardFrameInterval, values.frameIntervals);
+  PublishValues(capabilities, ValueListQuality, kStandardQuality, kQualities);
+  PublishSetting(capabilities, {SettingNetworkTimeout, "Network timeout", "5000", 0});
+  PublishSetting(capabilities, {SettingCameraGroup, "Camera group", values.group, 0});
+  PublishSetting(capabilities, {SettingVideoStandard, "Video standard", isNTSC != 0 ? "0" : "1", 0});
+  for (const Setting& setting : values.settings) {
+    PublishSetting(capabilities, setting);
+  }
+  return true;
+}
+
+void CBaseKolvexCameraProperties::PublishRecord(IIPCapabilities* capabilities) {
+  const auto set = [this, capabilities](CapabilityId id, u32 value) {
+    Tell(capabilities, &IIPCapabilities::SetCapability, u32{id}, value);
+  };
+  set(Capability11, 0);
+  set(Capability12, 0);
+  set(CapabilityChannels, GetChannelCount());
+  if (GetInputCount() != 0) {
+    set(CapabilityInputs, GetInputCount());
+  }
+  if (GetOutputCount() != 0) {
+    set(CapabilityOutputs, GetOutputCount());
+  }
+  if (HasPTZ()) {
+    set(CapabilityPTZ, 1);
+  }
+  if (HasAudio()) {
+    set(CapabilityAudio, 1);
+  }
+  for (u32 format = GetFirstFormat(); format != 0; format = GetNextFormat()) {
+    if (format == kFormat2) {
+      set(CapabilityFormat2, 1);
+    } else if (format == kFormat4) {
+      set(CapabilityFormat4, 1);
+    }
+  }
+}
+
+void CBaseKolvexCameraProperties::PublishResolutions(IIPCapabilities* capabilities, u32 isNTSC,
+                                                     const GroupValues& values) {
+  for (const CResolutionInfo* info = GetFirstResolution(); info != nullptr; info = GetNextResolution()) {
+    const u32 width = info->GetWidth();
+    const u32 height = info->GetHeight();
+    std::array<char, 24> text{};
+    std::snprintf(text.data(), text.size(), "%ux%u", width, height);
+    Tell(Get(capabilities, &IIPCapabilities::AddResolutionEntry), &IIPResolutionEntry::SetResolution,
+         text.data(), width, height, values.shortestInterval(*info, isNTSC));
+  }
+}
+
+void CBaseKolvexCameraProperties::PublishConnection(IIPCapabilities* capabilities,
+                                                    const Web::HttpRequest& request) {
+  const auto field = [this, capabilities](ConnectionField index) {
+    return Get(capabilities, &IIPCapabilities::GetConnectionField, u32{index});
+  };
+  Tell(field(ConnectionFieldAddress), &IIPTextField::SetText, request.GetHost());
+  std::array<char, 8> port{};
+  std::snprintf(port.data(), port.size(), "%u", unsigned{request.GetPort()});
+  Tell(field(ConnectionFieldPort), &IIPTextField::SetText, port.data());
+  field(ConnectionField3);
+  field(ConnectionField4);
+}
+
+void CBaseKolvexCameraProperties::PublishValues(IIPCapabilities* capabilities, u32 index, u32 standard,
+                                                std::span<const u32> values) {
+  IIPValueList* const list = Get(capabilities, &IIPCapabilities::GetValueList, index);
+  Tell(list, &IIPValueList::SetDefault, standard);
+  for (const u32 value : values) {
+    Tell(list, &IIPValueList::AddValue, value);
+  }
+}
+
+void CBaseKolvexCameraProperties::PublishSetting(IIPCapabilities* capabilities, const Setting& setting) {
+  IIPSettingEntry* const entry = Get(capabilities, &IIPCapabilities::GetSettingEntry, setting.index);
+  Tell(entry, &IIPSettingEntry::SetName, setting.name);
+  Tell(entry, &IIPSettingEntry::SetAttributeB, u32{0});
+  Tell(entry, &IIPSettingEntry::SetAttributeA, setting.attributeA);
+  Tell(entry, &IIPSettingEntry::SetValue, setting.value);
+}
+
+}  // namespace sarnevo

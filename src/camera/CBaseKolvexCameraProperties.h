@@ -1,0 +1,75 @@
+#pragma once
+
+#include <atomic>
+#include <span>
+
+#include "camera/CCameraProperties.h"
+#include "http/HttpRequest.h"
+#include "kolvex/IIPCapabilities.h"
+#include "threads/HostGate.h"
+
+namespace sarnevo {
+
+/// Fills the record from a camera of one group and publishes it to the host.
+///
+/// Belongs to the query's thread while that runs; only Abort and HostAccess().Close() come from others.
+class CBaseKolvexCameraProperties : public CCameraProperties {
+ public:
+  virtual ~CBaseKolvexCameraProperties() = default;  // slot 0
+
+  /// Reads the camera. On failure @p level may become a QueryFailure. May throw bad_alloc.
+  /// @param request     host and credentials are set
+  /// @param properties  the record to fill: this object's own
+  virtual bool ReadProperties(Web::HttpRequest* request, CCameraProperties* properties,
+                              u32* level) = 0;  // slot 1
+  /// Writes the record into the host's object. False when an argument is missing. The thread may be given
+  /// up in each call to the host: no frame here owns anything.
+  virtual bool PublishCapabilities(ipcapture::IIPCapabilities* capabilities, u32 isNTSC,
+                                   Web::HttpRequest* request) = 0;  // slot 2
+  /// Wishes a read in progress to end. Each of its requests is bounded by its time-outs, and who can't wait
+  /// for that aborts the request itself.
+  virtual void Abort();  // slot 3
+
+  /// What every call to the host's objects passes through.
+  HostGate& HostAccess() noexcept { return hostGate_; }
+
+ protected:
+  /// A numbered setting with its texts.
+  struct Setting {
+    u32 index;
+    const char* name;
+    const char* value;
+    u32 attributeA;
+  };
+  /// What a group publishes besides the record.
+  struct GroupValues {
+    const char* group;  ///< text of setting 2
+    /// Shortest interval of a resolution, milliseconds.
+    u32 (*shortestInterval)(const CResolutionInfo& resolution, u32 isNTSC);
+    std::span<const u32> frameIntervals;  ///< milliseconds
+    std::span<const Setting> settings;    ///< behind the three that all groups have
+  };
+
+  bool Publish(ipcapture::IIPCapabilities* capabilities, u32 isNTSC, Web::HttpRequest* request,
+               const GroupValues& values);
+
+ private:
+  void PublishRecord(ipcapture::IIPCapabilities* capabilities);
+  void PublishResolutions(ipcapture::IIPCapabilities* capabilities, u32 isNTSC, const GroupValues& values);
+  void PublishConnection(ipcapture::IIPCapabilities* capabilities, const Web::HttpRequest& request);
+  void PublishValues(ipcapture::IIPCapabilities* capabilities, u32 index, u32 standard,
+                     std::span<const u32> values);
+  void PublishSetting(ipcapture::IIPCapabilities* capabilities, const Setting& setting);
+
+  template <typename Object, typename... Parameters, typename... Arguments>
+  void Tell(Object* object, void (Object::*operation)(Parameters...), Arguments... arguments);
+  template <typename Result, typename... Parameters, typename... Arguments>
+  Result* Get(ipcapture::IIPCapabilities* capabilities,
+              Result* (ipcapture::IIPCapabilities::*operation)(Parameters...), Arguments... arguments);
+
+  // Written by Abort, on the host's thread; nothing reads it.
+  std::atomic<u8> aborted_{0};
+  HostGate hostGate_;
+};
+
+}  // namespace sarnevo

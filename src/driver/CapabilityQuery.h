@@ -1,0 +1,59 @@
+#pragma once
+
+#include <memory>
+
+#include "camera/CBaseKolvexCameraProperties.h"
+#include "kolvex/ICapabilityObserver.h"
+#include "kolvex/IIPCapabilities.h"
+#include "kolvex/Types.h"
+#include "platform/Thread.h"
+#include "platform/Time.h"
+
+namespace sarnevo {
+
+/// The times of a query; the defaults are those of the product.
+struct QueryTiming {
+  u32 httpTimeout = 5000;  ///< milliseconds, of each step of each request
+  /// Of each of the two requests that run on the host's thread, however busy the camera keeps them;
+  /// milliseconds. No silence lets one last that long: that takes a camera that drips.
+  u32 detectionLimit = 30'000;
+  platform::Milliseconds stopWait{10'000};  ///< Uninit waits so long for a thread that ends by itself,
+  platform::Milliseconds stopMoment{500};   ///< and so long for one whose request it has closed
+};
+
+/// The capability query behind the four exports. A process has one, without a lock: the host calls it from
+/// one thread at a time, which may be the query's own inside a call to the observer.
+class CapabilityQuery {
+ public:
+  explicit CapabilityQuery(const QueryTiming& timing = {}) noexcept : timing_(timing) {}
+  CapabilityQuery(const CapabilityQuery&) = delete;
+  CapabilityQuery& operator=(const CapabilityQuery&) = delete;
+
+  /// False, and nothing changes, when an observer is set.
+  bool Init(ipcapture::ICapabilityObserver* observer, bool isNTSC) noexcept;
+  /// True when the query's thread runs. False with the observer told when the camera's group can't be
+  /// found, without a word when there is no memory or no thread, or when the query before still runs.
+  bool Start(const char* address, u16 port, const char* user, const char* password,
+             ipcapture::IIPCapabilities* capabilities) noexcept;
+  void Terminate() noexcept;
+  void Uninit() noexcept;
+
+ private:
+  struct Run;
+
+  bool StartThread(std::unique_ptr<Web::HttpRequest> request);
+  void EndThread() noexcept;
+  static void Execute(Run& run) noexcept;
+  static bool Read(Run& run, u32& level) noexcept;
+
+  const QueryTiming timing_;
+  ipcapture::ICapabilityObserver* observer_ = nullptr;  // the host's
+  ipcapture::IIPCapabilities* capabilities_ = nullptr;  // the host's
+  u32 isNTSC_ = 0;
+  // Made for the first query and used by all up to Uninit. A thread that had to be left behind has its share.
+  std::shared_ptr<CBaseKolvexCameraProperties> properties_;
+  std::shared_ptr<Run> run_;
+  platform::Thread thread_;
+};
+
+}  // namespace sarnevo

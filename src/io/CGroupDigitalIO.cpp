@@ -1,0 +1,68 @@
+#include "io/CGroupDigitalIO.h"
+
+#include <string>
+#include <string_view>
+
+#include "camera/CgiText.h"
+#include "camera/SendRequest.h"
+#include "driver/CKolvexIPCaptureDriver.h"
+
+namespace sarnevo {
+
+namespace {
+
+constexpr u32 kMaxConnections = 16;
+constexpr u32 kSystemCodePage = 0;
+constexpr u32 kAnySuccess = 0;  // any status from 200 to 299
+constexpr u32 kBlockBytes = 8096;
+
+}  // namespace
+
+CGroupDigitalIO::CGroupDigitalIO(const DigitalIOWords& words, CKolvexIPCaptureDriver* driver,
+                                 u32 pollIntervalMs, u32 stopTimeoutMs)
+    : CIOBase(driver, pollIntervalMs, stopTimeoutMs),
+      words_(words),
+      outputRequest_(driver->GetAddress().c_str(), driver->GetPort(), driver->GetUserName().c_str(),
+                     driver->GetPassword().c_str(), driver->GetNetworkTimeout(), kMaxConnections,
+                     kSystemCodePage),
+      inputRequest_(driver->GetAddress().c_str(), driver->GetPort(), driver->GetUserName().c_str(),
+                    driver->GetPassword().c_str(), driver->GetNetworkTimeout(), kMaxConnections,
+                    kSystemCodePage) {
+  SetInterrupts([this] { outputRequest_.Cancel(); }, [this] { inputRequest_.Cancel(); });
+}
+
+// In front of the request objects, which the threads use.
+CGroupDigitalIO::~CGroupDigitalIO() { EndThreads(); }
+
+bool CGroupDigitalIO::WriteOutput(u32 index, u32 state) {
+  const std::string path =
+      words_.outputRequest + std::to_string(index + 1) + words_.outputValue + (state == IOStateLow ? '0' : '1');
+  std::vector<u8> reply;  // not wanted
+  return Utils::SendRequest(&outputRequest_, path, reply, nullptr, false, kAnySuccess, kBlockBytes);
+}
+
+bool CGroupDigitalIO::ReadInputs(u32 count) {
+  if (FetchInputs()) {
+    for (u32 number = 1; number <= count; ++number) {
+      UpdateInput(number - 1, StateOf(number));
+    }
+  }
+  return true;
+}
+
+// Of a reply that a stop has cut off, nothing counts: an input whose key is missing would be high.
+bool CGroupDigitalIO::FetchInputs() {
+  return Utils::SendRequest(&inputRequest_, words_.inputRequest, reply_, nullptr, true, kAnySuccess,
+                            kBlockBytes) &&
+         Web::LastHttpError() != platform::HttpError::Cancelled;
+}
+
+// Whatever has a zero in its value is low; anything else is high, a missing value too.
+u32 CGroupDigitalIO::StateOf(u32 number) const {
+  const std::string_view text(reinterpret_cast<const char*>(reply_.data()));  // up to its first zero byte
+  const std::string key = words_.inputKey + std::to_string(number) + words_.inputKeyEnd;
+  const std::string value = GetCgiValue(text, key, "=", words_.terminators);
+  return value.find('0') != std::string::npos ? IOStateLow : IOStateHigh;
+}
+
+}  // namespace sarnevo

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <vector>
+
+#include "http/HttpRequest.h"
+#include "io/CIOBase.h"
+
+namespace sarnevo {
+
+/// The words that one camera group has for its inputs and outputs. Numbers count from 1 in them.
+struct DigitalIOWords {
+  // In front of an output's number and between it and its value.
+  const char* outputRequest;
+  const char* outputValue;
+  const char* inputRequest;
+  // In front of an input's number and behind it, up to the "=".
+  const char* inputKey;
+  const char* inputKeyEnd;
+  // Characters that end a value in the reply.
+  const char* terminators;
+};
+
+/// Digital inputs and outputs over the CGI requests of a camera group.
+///
+/// The two threads of CIOBase have a request object each, so that neither waits for the other; both may have
+/// a request under way to the same camera. A failed read of the inputs changes nothing and tells nobody: the
+/// inputs keep their states until the next good reply.
+class CGroupDigitalIO : public CIOBase {
+ public:
+  ~CGroupDigitalIO() override;
+
+ protected:
+  /// Address, port, credentials and time-out are read from @p driver once, here.
+  CGroupDigitalIO(const DigitalIOWords& words, CKolvexIPCaptureDriver* driver, u32 pollIntervalMs,
+                  u32 stopTimeoutMs);
+
+  bool WriteOutput(u32 index, u32 state) override;
+  bool ReadInputs(u32 count) override;
+
+ private:
+  bool FetchInputs();
+  u32 StateOf(u32 number) const;
+
+  const DigitalIOWords& words_;
+  Web::HttpRequest outputRequest_;  // output thread
+  Web::HttpRequest inputRequest_;   // input thread
+  // Input thread. A field, since the host may keep the thread while it stands in the middle of a reply.
+  std::vector<u8> reply_;
+};
+
+}  // namespace sarnevo

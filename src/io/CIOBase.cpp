@@ -1,0 +1,211 @@
+#include "io/CIOBase.h"
+
+#include <utility>
+
+#include "driver/CKolvexIPCaptureDriver.h"
+#include "threads/HostCall.h"
+
+namespace sarnevo {
+
+namespace {
+
+constexpr u8 kTickFirst = 1;
+
+u32 Usable(u32 count) { return count <= CIOBase::kMaxPorts ? count : 0; }
+
+}  // namespace
+
+// Makes Start and Stop the work of one thread at a time. A thread of the object itself, inside a callback,
+// never waits here: whoever holds the lock may be waiting for this very thread.
+class CIOBase::OwnerGuard {
+ public:
+  explicit OwnerGuard(CIOBase& io) noexcept : lock_(io.ownerLock_) {
+    if (io.outputHandler_.IsOwnThread() || io.inputThread_.IsOwnThread()) {
+      held_ = lock_.TryEnter();
+    } else {
+      lock_.Enter();
+    }
+  }
+  ~OwnerGuard() {
+    if (held_) {
+      lock_.Leave();
+    }
+  }
+  OwnerGuard(const OwnerGuard&) = delete;
+  OwnerGuard& operator=(const OwnerGuard&) = delete;
+  explicit operator bool() const noexcept { return held_; }
+
+ private:
+  COptex& lock_;
+  bool held_ = true;
+};
+
+CIOBase::CIOBase(CKolvexIPCaptureDriver* driver, u32 pollIntervalMs, u32 stopTimeoutMs)
+    : driver_(driver),
+      stopTimeout_(stopTimeoutMs),
+      outputHandler_(stopTimeoutMs),
+      inputThread_(pollIntervalMs) {
+  outputHandler_.target = this;
+  outputHandler_.method = &CIOBase::ApplyOutput;
+  inputThread_.target = this;
+  inputThread_.method = &CIOBase::PollInputs;
+}
+
+CIOBase::~CIOBase() = default;
+
+bool CIOBase::SetCallback(ICaptureIOCallback* callback) {
+  if (callback == nullptr) {
+    return false;
+  }
+  callback_.store(callback, std::memory_order_release);
+  return true;
+}
+
+bool CIOBase::Start() try {
+  if (driver_->GetInputCount() > kMaxPorts || driver_->GetOutputCount() > kMaxPorts) {
+    return false;
+  }
+  const OwnerGuard owner(*this);
+  if (!owner) {
+    return false;  // another thread is starting or stopping it
+  }
+  bool result = true;
+  {
+    // The output thread gets to no request before the states are reset, whichever is faster.
+    const COptexGuard guard(statesLock_);
+    if (GetOutputCount() != 0) {
+      result = outputHandler_.Start("Digital Output thread");
+    }
+    InitOutputs();
+  }
+  if (GetInputCount() != 0 && !inputThread_.Start("Digital Input thread", kTickFirst)) {
+    result = false;
+  }
+  return result;
+} catch (const std::exception&) {
+  return false;  // no memory
+}
+
+// All outputs are asked to go low, and each counts as low from the moment its request is processed: a relay
+// that was left high must not stay high behind a remembered low.
+void CIOBase::InitOutputs() {
+  ResetStates();
+  for (u32 index = 0; index < GetOutputCount(); ++index) {
+    SetOutput(index, IOStateLow);
+  }
+}
+
+bool CIOBase::Stop() try {
+  const OwnerGuard owner(*this);
+  if (!owner) {
+    // Another thread is at it, and may be waiting for this one; in a Start it might miss the wish.
+    outputHandler_.RequestStop();
+    inputThread_.RequestStop();
+    return false;
+  }
+  const bool result = EndThreads();
+  ResetStates();
+  return result;
+} catch (const std::exception&) {
+  return false;  // no memory
+}
+
+bool CIOBase::EndThreads() {
+  const bool outputsEnded = outputHandler_.Stop();
+  return inputThread_.Stop(stopTimeout_) && outputsEnded;
+}
+
+void CIOBase::SetInterrupts(std::function<void()> output, std::function<void()> input) {
+  outputHandler_.SetInterrupt(std::move(output));
+  inputThread_.SetInterrupt(std::move(input));
+}
+
+u32 CIOBase::GetInputCount() { return driver_->GetInputCount(); }
+
+u32 CIOBase::GetOutputCount() { return driver_->GetOutputCount(); }
+
+bool CIOBase::SetOutput(u32 index, u32 state) try {
+  return outputHandler_.PostOutput(index, state);
+} catch (const std::exception&) {
+  return false;  // no memory
+}
+
+void CIOBase::ResetStates() {
+  const COptexGuard guard(statesLock_);
+  outputs_.clear();
+  inputs_.clear();
+  for (u32 index = 0; index < Usable(driver_->GetOutputCount()); ++index) {
+    outputs_[index] = IOStateUnknown;
+  }
+  for (u32 index = 0; index < Usable(driver_->GetInputCount()); ++index) {
+    inputs_[index] = IOStateUnknown;
+  }
+}
+
+// True when @p index is known and had another state.
+bool CIOBase::Remember(States& states, u32 index, u32 state) {
+  const auto found = states.find(index);
+  if (found == states.end() || found->second == state) {
+    return false;
+  }
+  found->second = state;
+  return true;
+}
+
+void CIOBase::UpdateInput(u32 index, u32 state) {
+  bool changed = false;
+  {
+    const COptexGuard guard(statesLock_);
+    changed = Remember(inputs_, index, state);
+  }
+  ICaptureIOCallback* const callback = callback_.load(std::memory_order_acquire);
+  if (changed && callback != nullptr) {
+    CallHost([=] { callback->OnInputChanged(index, state); });
+  }
+}
+
+void CIOBase::ApplyOutput(u32 index, u32 state) {
+  bool changed = false;
+  {
+    // The state is taken before the camera has it; should the camera refuse, all states are forgotten.
+    const COptexGuard guard(statesLock_);
+    changed = Remember(outputs_, index, state);
+  }
+  if (changed) {
+    SendOutput(index, state);
+  }
+}
+
+void CIOBase::SendOutput(u32 index, u32 state) {
+  bool done = false;
+  try {
+    done = WriteOutput(index, state);
+  } catch (...) {
+    // Nothing says that the camera has it.
+  }
+  if (!done) {
+    ReportFailure();
+  }
+}
+
+void CIOBase::PollInputs() {
+  bool done = false;
+  try {
+    done = ReadInputs(driver_->GetInputCount());
+  } catch (...) {
+    // The next tick tries again.
+  }
+  if (!done) {
+    ReportFailure();
+  }
+}
+
+void CIOBase::ReportFailure() {
+  ResetStates();
+  ICaptureIOCallback* const callback = callback_.load(std::memory_order_acquire);
+  if (callback != nullptr) {
+    CallHost([=] { callback->OnIOFailure(); });
+  }
+}
+
+}  // namespace sarnevo

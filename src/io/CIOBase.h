@@ -1,0 +1,94 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <map>
+
+#include "io/TOutputHandler.h"
+#include "kolvex/ICaptureIOApi.h"
+#include "threads/COptex.h"
+#include "threads/TTickThread.h"
+
+namespace sarnevo {
+
+class CKolvexIPCaptureDriver;
+
+/// The half of the digital I/O that knows no camera.
+///
+/// Remembers the last known state of each input and output, tells the host of an input only when its state
+/// has changed, and asks the camera for an output only when its state would. After a failure nothing is known
+/// any more: the next request for any output goes out, and the next good poll reports every input. There is
+/// no other way in which the host's picture is set right, and none is needed.
+///
+/// Threads: one for the outputs, one for the inputs, so that a slow request of one doesn't hold up the other,
+/// and the host's. Each is alone in its share of the camera access. A class that implements the access ends
+/// the threads, by EndThreads, in its own destructor.
+///
+/// A call of the host's, OnInputChanged for one, can be the last thing that a thread ever does here, when the
+/// host keeps it until the object is gone. So on the way from a thread's body to such a call no frame owns
+/// anything: what has to be kept lies in a field.
+class CIOBase : public ICaptureIOApi {
+ public:
+  /// Most inputs or outputs of a camera. A host that names more has read something wrong; Start refuses it.
+  static constexpr u32 kMaxPorts = 256;
+  static constexpr u32 kStopTimeoutMs = CQueueThread<COutputState>::kStopTimeoutMs;
+
+  /// Starts no thread and makes no request.
+  /// @param driver          outlives this object
+  /// @param pollIntervalMs  between two polls of the inputs
+  /// @param stopTimeoutMs   how long a stop waits for each thread before it uses force; for tests
+  CIOBase(CKolvexIPCaptureDriver* driver, u32 pollIntervalMs, u32 stopTimeoutMs = kStopTimeoutMs);
+  ~CIOBase() override;
+  CIOBase(const CIOBase&) = delete;
+  CIOBase& operator=(const CIOBase&) = delete;
+
+  bool SetCallback(ICaptureIOCallback* callback) override;
+  bool Start() override;
+  bool Stop() override;
+  u32 GetInputCount() override;
+  u32 GetOutputCount() override;
+  bool SetOutput(u32 index, u32 state) override;
+
+ protected:
+  /// One request out of the queue. Output thread.
+  virtual void ApplyOutput(u32 index, u32 state);
+  /// Makes the camera's output @p index, from 0, take @p state. False when it didn't. Output thread.
+  virtual bool WriteOutput(u32 index, u32 state) = 0;
+  /// Reads inputs 0 to @p count - 1 and calls UpdateInput for each. False to have everything forgotten and
+  /// the failure reported. Input thread. Owns nothing while it calls UpdateInput.
+  virtual bool ReadInputs(u32 count) = 0;
+
+  /// For ReadInputs: takes one state and tells the host of a change.
+  void UpdateInput(u32 index, u32 state);
+
+  /// What makes a request of either thread fail at once, from another thread; see CBaseThread::SetInterrupt.
+  void SetInterrupts(std::function<void()> output, std::function<void()> input);
+  /// Stops both threads. False when one of them is the caller.
+  bool EndThreads();
+
+ private:
+  using States = std::map<u32, u32>;
+  class OwnerGuard;
+
+  void InitOutputs();
+  void ResetStates();
+  void SendOutput(u32 index, u32 state);
+  void PollInputs();
+  void ReportFailure();
+  static bool Remember(States& states, u32 index, u32 state);
+
+  CKolvexIPCaptureDriver* const driver_;
+  const u32 stopTimeout_;
+  TOutputHandler<CIOBase> outputHandler_;
+  TTickThread<CIOBase> inputThread_;
+  std::atomic<ICaptureIOCallback*> callback_{nullptr};  // written by the host, read by both threads
+
+  // Held through Start and Stop. Taken before statesLock_.
+  COptex ownerLock_;
+  // Guards the two maps: a failure on one thread clears the other one's too. Never held while calling out.
+  COptex statesLock_;
+  States inputs_;
+  States outputs_;
+};
+
+}  // namespace sarnevo

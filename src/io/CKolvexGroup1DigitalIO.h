@@ -1,0 +1,14 @@
+#pragma once
+
+#include "io/CGroupDigitalIO.h"
+
+namespace sarnevo {
+
+/// Digital inputs and outputs of group 1 cameras.
+class CKolvexGroup1DigitalIO : public CGroupDigitalIO {
+ public:
+  CKolvexGroup1DigitalIO(CKolvexIPCaptureDriver* driver, u32 pollIntervalMs,
+                         u32 stopTimeoutMs = kStopTimeoutMs);
+};
+
+}  // namespace sarnevo

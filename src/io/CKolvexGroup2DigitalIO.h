@@ -1,0 +1,14 @@
+#pragma once
+
+#include "io/CGroupDigitalIO.h"
+
+namespace sarnevo {
+
+/// Digital inputs and outputs of group 2 cameras.
+class CKolvexGroup2DigitalIO : public CGroupDigitalIO {
+ public:
+  CKolvexGroup2DigitalIO(CKolvexIPCaptureDriver* driver, u32 pollIntervalMs,
+                         u32 stopTimeoutMs = kStopTimeoutMs);
+};
+
+}  // namespace sarnevo

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "io/COutputState.h"
+#include "threads/CQueueThread.h"
+
+namespace sarnevo {
+
+/// The queue of output requests, which calls an operation of another object for each; without one it does
+/// nothing.
+template <typename T>
+class TOutputHandler : public CQueueThread<COutputState> {
+ public:
+  using CQueueThread::CQueueThread;
+
+  /// Queues a request. False after Stop.
+  bool PostOutput(u32 index, u32 state) { return Post(new COutputState(index, state), 0); }
+
+  // Set by the target's constructor and then constant.
+  T* target = nullptr;  // not owned; outlives the running thread
+  void (T::*method)(u32 index, u32 state) = nullptr;
+
+ protected:
+  void ProcessItem(COutputState* item) override {
+    if (method != nullptr && target != nullptr && item != nullptr) {
+      (target->*method)(item->index, item->state);
+    }
+  }
+};
+
+}  // namespace sarnevo

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "kolvex/Types.h"
+#include "platform/Event.h"
+
+namespace sarnevo {
+
+/// One waitable event. Any thread may use it; it outlives its waiters.
+///
+/// An auto-reset event is spent by the wait that it ends, a manual-reset one stays set until Reset. When it
+/// couldn't be made, which nobody is told, all operations fail at once.
+class CEvent {
+ public:
+  /// Longest number of events in one WaitForAny.
+  static constexpr u32 kMaxEvents = platform::Event::kMaxWait;
+
+  /// @param initialState        non-zero: set from the start.
+  /// @param manualReset         non-zero: manual reset.
+  /// @param securityAttributes  null.
+  CEvent(u8 initialState, u8 manualReset, void* securityAttributes) noexcept;
+  virtual ~CEvent();
+  CEvent(const CEvent&) = delete;
+  CEvent& operator=(const CEvent&) = delete;
+
+  /// Waits up to @p timeoutMs milliseconds. True only when the event ended the wait.
+  bool Wait(u32 timeoutMs) noexcept;
+  bool Set() noexcept;
+  bool Reset() noexcept;
+
+  /// Waits until any of @p count events is set. Gives the lowest index of those that are, so that the order
+  /// in the array is a priority, and spends only that one. -1 on a time-out, for no or more than kMaxEvents
+  /// events, and when one of them couldn't be made.
+  static i32 WaitForAny(CEvent** events, u32 count, u32 timeoutMs) noexcept;
+
+ private:
+  platform::Event event_;
+};
+
+/// A manual-reset event that isn't set at first.
+class CManualEvent : public CEvent {
+ public:
+  CManualEvent() noexcept : CEvent(0, 1, nullptr) {}
+};
+
+}  // namespace sarnevo

@@ -1,0 +1,121 @@
+#pragma once
+
+#include <array>
+#include <deque>
+#include <memory>
+#include <string>
+
+#include "kolvex/Types.h"
+#include "threads/CBaseThread.h"
+#include "threads/CEvent.h"
+#include "threads/COptex.h"
+
+namespace sarnevo {
+
+/// A thread that works off a queue of objects, one at a time and in order, and throws away what waits when
+/// it is stopped.
+///
+/// Any thread may post. Start, Stop and destruction belong to one thread at a time, as in CBaseThread.
+template <typename T>
+class CQueueThread : protected CBaseThread {
+ public:
+  /// How long a stop waits for the item in progress, milliseconds.
+  static constexpr u32 kStopTimeoutMs = 5000;
+
+  explicit CQueueThread(u32 stopTimeoutMs = kStopTimeoutMs) : stopTimeout_(stopTimeoutMs) {}
+  ~CQueueThread() override { CQueueThread::Stop(); }
+
+  /// As CBaseThread::Start.
+  bool Start(const std::string& name) override {
+    newItemEvent_.Reset();
+    return CBaseThread::Start(name);
+  }
+
+  /// As CBaseThread::Stop. What is queued is destroyed unprocessed, and from here on nothing is accepted.
+  bool Stop() {
+    RequestStop();
+    return CBaseThread::Stop(stopTimeout_);
+  }
+
+  /// The first half of Stop, which waits for nothing. Any thread may call.
+  void RequestStop() {
+    // In front of the purge, so that nothing gets into the queue behind it.
+    stopEvent.Set();
+    Purge();
+  }
+
+  using CBaseThread::IsOwnThread;
+  using CBaseThread::SetInterrupt;
+
+  /// Takes @p item, in every case. False after Stop. With @p maxItems, the oldest items make room, so that
+  /// the newest @p maxItems are left; 0 is no limit.
+  bool Post(T* item, u32 maxItems) {
+    std::unique_ptr<T> owned(item);
+    const COptexGuard guard(queueLock_);
+    if (stopEvent.Wait(0)) {
+      return false;
+    }
+    if (maxItems != 0) {
+      while (queue_.size() > maxItems - 1) {
+        queue_.pop_front();
+      }
+    }
+    queue_.push_back(std::move(owned));
+    newItemEvent_.Set();
+    return true;
+  }
+
+  /// Destroys all that is queued.
+  void Purge() {
+    const COptexGuard guard(queueLock_);
+    queue_.clear();
+  }
+
+ protected:
+  /// Does one item, on the thread and without a lock. What it throws is dropped.
+  virtual void ProcessItem(T* item) = 0;
+
+  void Run() override {
+    // The time-out bounds how long a stop could go unnoticed.
+    constexpr u32 kLookMs = 1000;
+    std::array<CEvent*, 2> events{&stopEvent, &newItemEvent_};
+    while (!stopEvent.Wait(0)) {
+      if (CEvent::WaitForAny(events.data(), static_cast<u32>(events.size()), kLookMs) == 1) {
+        WorkOff();
+      }
+    }
+  }
+
+ private:
+  std::unique_ptr<T> Take() {
+    const COptexGuard guard(queueLock_);
+    if (queue_.empty()) {
+      return nullptr;
+    }
+    std::unique_ptr<T> item = std::move(queue_.front());
+    queue_.pop_front();
+    return item;
+  }
+
+  void WorkOff() {
+    inProgress_ = Take();
+    while (inProgress_ && !stopEvent.Wait(0)) {
+      try {
+        ProcessItem(inProgress_.get());
+      } catch (...) {
+        // One bad item doesn't end the thread.
+      }
+      inProgress_ = Take();
+    }
+    inProgress_.reset();
+  }
+
+  const u32 stopTimeout_;
+  CEvent newItemEvent_{0, 0, nullptr};
+  COptex queueLock_;
+  std::deque<std::unique_ptr<T>> queue_;  // guarded by queueLock_
+  // The thread only. A member, so that the item of a thread that the host kept for ever goes with the object.
+  std::unique_ptr<T> inProgress_;
+};
+
+}  // namespace sarnevo

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+
+#include "threads/CBaseThread.h"
+
+namespace sarnevo {
+
+/// A thread that does the same work again and again.
+///
+/// From the start of one tick to that of the next it takes the interval plus the length of the tick: no
+/// fixed rate, so that a slow camera isn't asked more often than it answers.
+class CTickThread : protected CBaseThread {
+ public:
+  /// @param intervalMs  milliseconds between two ticks; fixed.
+  explicit CTickThread(u32 intervalMs) noexcept : interval_(intervalMs) {}
+
+  /// As CBaseThread::Start. @p tickFirst: non-zero for a tick at once, 0 for the first one after an interval.
+  bool Start(const std::string& name, u8 tickFirst);
+  /// As CBaseThread::Stop; a tick in progress finishes.
+  using CBaseThread::IsOwnThread;
+  using CBaseThread::RequestStop;
+  using CBaseThread::SetInterrupt;
+  using CBaseThread::Stop;
+
+ protected:
+  void Run() override;
+  /// The periodic work, on the thread. Catches its own exceptions.
+  virtual void Tick() = 0;
+
+ private:
+  const u32 interval_;
+  // Written by Start. A running thread may meet a new value when a second Start on it fails; either will do.
+  std::atomic<u8> tickFirst_{0};
+};
+
+}  // namespace sarnevo

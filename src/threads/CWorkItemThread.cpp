@@ -1,0 +1,97 @@
+#include "threads/CWorkItemThread.h"
+
+#include <mutex>
+#include <new>
+
+namespace sarnevo::thread {
+
+namespace {
+
+// How long a thread that missed its wake-up at most overlooks a stop.
+constexpr platform::Milliseconds kRunningCheck{1000};
+
+}  // namespace
+
+CWorkItemThread::~CWorkItemThread() {
+  Stop();
+  AbandonOrAwaitDeparture();
+}
+
+bool CWorkItemThread::Start(const std::string& name) {
+  // A thread that stopped itself must not see `running` set again.
+  if (HasThread() || !AwaitDeparture()) {
+    return false;
+  }
+  if (!wakeEvent_) {
+    wakeEvent_.reset(new (std::nothrow) platform::Event);
+    if (!wakeEvent_ || !wakeEvent_->IsValid()) {
+      wakeEvent_.reset();
+      return false;
+    }
+  }
+  running_.store(true, std::memory_order_release);
+  return CSimpleThread::Start(name);
+}
+
+void CWorkItemThread::Stop() {
+  running_.store(false, std::memory_order_release);
+  ClearWorkItems();
+  if (wakeEvent_) {
+    wakeEvent_->Set();
+  }
+  Join();
+}
+
+bool CWorkItemThread::PostWorkItem(IWorkItem* item, u8 atFront) {
+  const std::lock_guard guard(queueLock_);
+  // Under the lock, so that nothing gets in behind the clearing of a stop. Running implies the event.
+  if (!running_.load(std::memory_order_acquire) || item == nullptr) {
+    return false;
+  }
+  try {
+    queue_.insert(atFront != 0 ? queue_.begin() : queue_.end(), item);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  wakeEvent_->Set();
+  return true;
+}
+
+CWorkItemThread::IWorkItem* CWorkItemThread::TakeWorkItem() {
+  const std::lock_guard guard(queueLock_);
+  if (queue_.empty()) {
+    return nullptr;
+  }
+  IWorkItem* const item = queue_.front();
+  queue_.pop_front();
+  return item;
+}
+
+void CWorkItemThread::ClearWorkItems() {
+  const std::lock_guard guard(queueLock_);
+  for (const IWorkItem* item : queue_) {
+    delete item;
+  }
+  queue_.clear();
+}
+
+void CWorkItemThread::Run() {
+  while (running_.load(std::memory_order_acquire)) {
+    if (wakeEvent_->Wait(kRunningCheck) == platform::WaitResult::TimedOut) {
+      continue;
+    }
+    inProgress_.reset(TakeWorkItem());
+    while (running_.load(std::memory_order_acquire) && inProgress_) {
+      try {
+        HandleWorkItem(inProgress_.get());
+      } catch (...) {
+        // Ends this item only.
+      }
+      inProgress_.reset(TakeWorkItem());
+    }
+    inProgress_.reset();
+  }
+  ClearWorkItems();
+}
+
+}  // namespace sarnevo::thread

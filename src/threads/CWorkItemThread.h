@@ -1,0 +1,63 @@
+#pragma once
+
+#include <atomic>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "kolvex/Types.h"
+#include "platform/CriticalSection.h"
+#include "platform/Event.h"
+#include "threads/CSimpleThread.h"
+
+namespace sarnevo::thread {
+
+/// A thread that owns a queue of work items and hands them, one at a time and in order, to a handler, so
+/// that whoever posts never waits for the work.
+///
+/// Any thread may post. Start, Stop and destruction belong to one thread at a time, the owner's; the
+/// handler may call Stop, and what the host does in a callback out of the handler may even destroy the
+/// object. HandleWorkItem is virtual, so the owner calls Stop before the derived part goes.
+class CWorkItemThread : protected CSimpleThread {
+ public:
+  /// What the derived class wants done. The queue only destroys it.
+  class IWorkItem {
+   public:
+    virtual ~IWorkItem() = default;
+  };
+
+  CWorkItemThread() noexcept = default;
+  ~CWorkItemThread() override;
+
+  /// False while there is a thread, and when its event or the thread can't be made. After the latter items
+  /// are still taken and lie there until Stop.
+  bool Start(const std::string& name);
+
+  /// Takes no more items, destroys those that wait, and waits, however long it takes, for the one in
+  /// progress; not when called by the handler, behind which the thread then ends.
+  void Stop();
+
+  /// Queues @p item in front of all others or behind them. True: the queue owns it now. False, unstarted or
+  /// stopped, for null, and without memory: it stays the caller's.
+  bool PostWorkItem(IWorkItem* item, u8 atFront);
+
+ protected:
+  void Run() override;
+  /// Does one item, on the thread and without a lock. Doesn't keep it. What it throws is dropped.
+  virtual void HandleWorkItem(IWorkItem* item) = 0;
+
+ private:
+  IWorkItem* TakeWorkItem();
+  void ClearWorkItems();
+
+  platform::CriticalSection queueLock_;
+  std::list<IWorkItem*> queue_;  // owned; guarded by queueLock_
+  // Made once, by the first Start and before running_ is set, and kept through later starts.
+  std::unique_ptr<platform::Event> wakeEvent_;
+  // Written by the owner, and by a handler that stops; read by the thread between two items and by posters.
+  std::atomic<bool> running_{false};
+  // The thread only, but for the destructor: an item whose handler never returned from the host.
+  std::unique_ptr<IWorkItem> inProgress_;
+};
+
+}  // namespace sarnevo::thread

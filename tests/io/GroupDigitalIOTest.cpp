@@ -1,0 +1,253 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "io/CKolvexGroup1DigitalIO.h"
+#include "io/CKolvexGroup2DigitalIO.h"
+#include "driver/CKolvexIPCaptureDriver.h"
+#include "io/FakeHost.h"
+#include "platform/Clock.h"
+#include "support/ScriptedServer.h"
+#include "support/Eventually.h"
+
+namespace sarnevo {
+namespace {
+
+using kolvex_test::Eventually;
+
+using kolvex_test::HttpReplies;
+using kolvex_test::ScriptedServer;
+
+constexpr u64 kStopSlack = 100;  // a stop's time beyond its time-out, milliseconds
+constexpr u32 kPollMs = 5;
+
+std::string Reply(const std::string& body, const std::string& status = "200 OK") {
+  return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+std::string RequestLine(const std::string& head) { return head.substr(0, head.find("\r\n")); }
+
+struct Fixture {
+  Fixture(int group, u16 port, u32 inputs, u32 outputs, u32 stopTimeoutMs = CIOBase::kStopTimeoutMs)
+      : callback(log) {
+    kolvex_test::FakeParams params = Camera(inputs, outputs, port);
+    EXPECT_TRUE(driver.Open(nullptr, nullptr, &params));
+    if (group == 1) {
+      io = std::make_unique<CKolvexGroup1DigitalIO>(&driver, kPollMs, stopTimeoutMs);
+    } else {
+      io = std::make_unique<CKolvexGroup2DigitalIO>(&driver, kPollMs, stopTimeoutMs);
+    }
+    io->SetCallback(&callback);
+  }
+
+  HostLog log;
+  FakeCallback callback;
+  CKolvexIPCaptureDriver driver;
+  std::unique_ptr<CIOBase> io;
+};
+
+void AwaitCount(const HttpReplies& camera, std::size_t count) {
+  EXPECT_TRUE(Eventually([&] { return camera.Heads().size() >= count; }))
+      << camera.Heads().size() << " requests";
+}
+
+TEST(GroupDigitalIO, SendsOutputsInTheWordsOfItsGroup) {
+  struct {
+    int group;
+    std::vector<std::string> lines;
+  } const cases[] = {
+      {1,
+       {"GET /gpio.cgi?action=apply&relayid=1&value=0 HTTP/1.1",
+        "GET /gpio.cgi?action=apply&relayid=2&value=0 HTTP/1.1",
+        "GET /gpio.cgi?action=apply&relayid=2&value=1 HTTP/1.1",
+        "GET /gpio.cgi?action=apply&relayid=1&value=1 HTTP/1.1"}},
+      {2,
+       {"GET /SetGPIO.cgi?Out1STA=0 HTTP/1.1", "GET /SetGPIO.cgi?Out2STA=0 HTTP/1.1",
+        "GET /SetGPIO.cgi?Out2STA=1 HTTP/1.1", "GET /SetGPIO.cgi?Out1STA=1 HTTP/1.1"}},
+  };
+  for (const auto& c : cases) {
+    HttpReplies camera([](const std::string&) { return Reply(""); });
+    Fixture f(c.group, camera.Port(), 0, 2);
+    ASSERT_TRUE(f.io->Start());
+    f.io->SetOutput(1, IOStateHigh);
+    f.io->SetOutput(0, 7);  // anything but low is high
+    AwaitCount(camera, c.lines.size());
+    EXPECT_TRUE(f.io->Stop());
+    std::vector<std::string> lines;
+    for (const std::string& head : camera.Heads()) {
+      lines.push_back(RequestLine(head));
+      EXPECT_THAT(head, ::testing::HasSubstr("\r\nAuthorization: Basic dXNlcjpzZWNyZXQ=\r\n"));
+    }
+    EXPECT_EQ(lines, c.lines);
+    EXPECT_EQ(f.log.Text(), "");
+  }
+}
+
+TEST(GroupDigitalIO, ReportsAnOutputThatTheCameraDidNotTake) {
+  for (const char* const status : {"401 Unauthorized", "404 Not Found", "500 Error"}) {
+    HttpReplies camera([&](const std::string&) { return Reply("ret=1", status); });
+    Fixture f(1, camera.Port(), 0, 1);
+    ASSERT_TRUE(f.io->Start());
+    EXPECT_EQ(Awaited(f.log, "failure\n"), "failure\n") << status;
+  }
+  Fixture nobody(2, 1, 0, 1);
+  ASSERT_TRUE(nobody.io->Start());
+  EXPECT_EQ(Awaited(nobody.log, "failure\n"), "failure\n");
+}
+
+TEST(GroupDigitalIO, ReadsInputsFromReplies) {
+  const std::string kBoth = "input 0 is 1\ninput 1 is 2\n";
+  const std::string kNone;
+  struct {
+    const char* name;
+    int group;
+    std::string reply;
+    std::string expected;
+  } const cases[] = {
+      {"in order", 1, Reply("ret=200&gpio1=0&gpio2=1&end=0"), kBoth},
+      {"in order, marked up", 2, Reply("<html>Input1_Sensor=0<br>Input2_Sensor=1</html>"), kBoth},
+      {"any order", 1, Reply("gpio2=1&gpio1=0"), kBoth},
+      {"doubled: the first counts", 2, Reply("Input2_Sensor=1<>Input1_Sensor=0<>Input1_Sensor=1"), kBoth},
+      {"a zero anywhere is low", 1, Reply("gpio1=10&gpio2=1"), kBoth},
+      {"other text is high", 1, Reply("gpio1=0&gpio2=on"), kBoth},
+      {"a missing key is high", 1, Reply("gpio1=0"), kBoth},
+      {"an upper-case key is no key", 1, Reply("gpio1=0&GPIO2=0"), kBoth},
+      {"input 12 isn't input 2", 1, Reply("gpio1=0&gpio12=0"), kBoth},
+      {"the separator belongs to the key", 1, Reply("gpio2&gpio1=0"), kBoth},
+      {"nothing counts behind a zero byte", 1, Reply(std::string("gpio1=0&\0gpio2=0", 16)), kBoth},
+      {"no keys: all high", 2, Reply("nothing to say"), "input 0 is 2\ninput 1 is 2\n"},
+      {"large", 1, Reply("gpio1=0&gpio2=1&" + std::string(10'000'000, 'x')), kBoth},
+      {"until the connection ends", 1, "HTTP/1.0 200 OK\r\n\r\ngpio1=0&gpio2=1", kBoth},
+      {"any status of success", 1, Reply("gpio1=0&gpio2=1", "206 Partial Content"), kBoth},
+      {"wrong password", 1, Reply("gpio1=0&gpio2=1", "401 Unauthorized"), kNone},
+      {"other failure", 2, Reply("Input1_Sensor=0", "503 Busy"), kNone},
+      {"empty", 1, Reply(""), kNone},
+      {"without a body", 2, "HTTP/1.1 204 No Content\r\n\r\n", kNone},
+      {"no reply", 1, "", kNone},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    HttpReplies camera([&](const std::string&) { return c.reply; });
+    Fixture f(c.group, camera.Port(), 2, 0);
+    ASSERT_TRUE(f.io->Start());
+    AwaitCount(camera, 2);
+    EXPECT_TRUE(f.io->Stop());
+    EXPECT_EQ(f.log.Text(), c.expected);
+    EXPECT_EQ(RequestLine(camera.Heads().front()),
+              c.group == 1 ? "GET /gpio.cgi?action=retrieve HTTP/1.1" : "GET /GetGPIO.cgi HTTP/1.1");
+  }
+}
+
+TEST(GroupDigitalIO, KeepsTheStatesOfACameraThatIsAwayAndReportsWhatChangedSince) {
+  std::atomic<int> phase{0};
+  HttpReplies camera([&](const std::string&) {
+    switch (phase) {
+      case 0:
+        return Reply("gpio1=0&gpio2=1");
+      case 1:
+        return std::string();
+      default:
+        return Reply("gpio1=0&gpio2=0");
+    }
+  });
+  Fixture f(1, camera.Port(), 2, 0);
+  ASSERT_TRUE(f.io->Start());
+  const std::string first = "input 0 is 1\ninput 1 is 2\n";
+  EXPECT_EQ(Awaited(f.log, first), first);
+  phase = 1;
+  AwaitCount(camera, camera.Heads().size() + 3);
+  EXPECT_EQ(f.log.Text(), first);
+  phase = 2;
+  EXPECT_EQ(Awaited(f.log, first + "input 1 is 1\n"), first + "input 1 is 1\n");
+}
+
+TEST(GroupDigitalIO, PollsOnWhileAnOutputRequestHangs) {
+  std::atomic<int> polls{0};
+  ScriptedServer camera([&](ScriptedServer::Connection& connection) {
+    if (connection.ReadHead().find("action=apply") != std::string::npos) {
+      connection.WaitForEnd();
+    } else {
+      connection.Send(Reply("gpio1=" + std::to_string(++polls % 2)));
+    }
+  });
+  Fixture f(1, camera.Port(), 1, 1, 50);
+  ASSERT_TRUE(f.io->Start());
+  const std::string expected = "input 0 is 2\ninput 0 is 1\ninput 0 is 2\n";
+  EXPECT_TRUE(Eventually([&] { return f.log.Text().starts_with(expected); })) << f.log.Text();
+  EXPECT_TRUE(f.io->Stop());
+}
+
+TEST(GroupDigitalIO, IsBuiltByTheDriverForACameraWithPorts) {
+  struct {
+    const char* group;
+    u32 inputs;
+    u32 outputs;
+    const char* line;  // of the first request; null: no digital I/O
+  } const cases[] = {
+      {"1", 0, 0, nullptr},
+      {"1", 1, 0, "GET /gpio.cgi?action=retrieve HTTP/1.1"},
+      {"2", 0, 1, "GET /SetGPIO.cgi?Out1STA=0 HTTP/1.1"},
+      {"3", 1, 1, nullptr},
+  };
+  for (const auto& c : cases) {
+    HttpReplies camera([](const std::string&) { return Reply("gpio1=1"); });
+    kolvex_test::FakeParams params = Camera(c.inputs, c.outputs, camera.Port());
+    params.settings[SettingCameraGroup] = c.group;
+    CKolvexIPCaptureDriver driver;
+    driver.Open(nullptr, nullptr, &params);
+    ASSERT_EQ(driver.GetCaptureIO() != nullptr, c.line != nullptr);
+    if (c.line != nullptr) {
+      EXPECT_EQ(driver.GetCaptureIO()->GetInputCount(), c.inputs);
+      EXPECT_EQ(driver.GetCaptureIO()->GetOutputCount(), c.outputs);
+      EXPECT_TRUE(driver.GetCaptureIO()->Start());
+      AwaitCount(camera, 1);
+      EXPECT_EQ(RequestLine(camera.Heads().front()), c.line);
+    }
+    driver.Close();
+    EXPECT_EQ(driver.GetCaptureIO(), nullptr);
+    driver.Close();
+  }
+}
+
+// However a camera keeps its requests, the stop is in time and the host hears of no input that never was.
+TEST(GroupDigitalIO, StopsInTimeWhateverTheCameraDoes) {
+  using Connection = ScriptedServer::Connection;
+  constexpr std::chrono::milliseconds kPause{10};
+  const std::string endless = "HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n";
+  struct {
+    const char* name;
+    ScriptedServer::Script script;
+  } const cases[] = {
+      {"says nothing", [](Connection& c) { c.WaitForEnd(); }},
+      {"stops in the head", [](Connection& c) { c.Send("HTTP/1.1 200 OK\r\nServ"), c.WaitForEnd(); }},
+      {"stops in the body", [&](Connection& c) { c.Send(endless + "gpio1=0&"), c.WaitForEnd(); }},
+      {"drips its head",
+       [&](Connection& c) { c.Drip("HTTP/1.1 200 OK\r\n" + std::string(9999, 'a'), kPause); }},
+      {"drips its body", [&](Connection& c) { c.Send(endless), c.Drip(std::string(9999, '&'), kPause); }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    constexpr u32 kStopTimeout = 60;
+    std::atomic<int> requests{0};
+    ScriptedServer camera([&](Connection& connection) {
+      connection.ReadHead();
+      ++requests;
+      c.script(connection);
+    });
+    Fixture f(1, camera.Port(), 2, 1, kStopTimeout);
+    ASSERT_TRUE(f.io->Start());
+    EXPECT_TRUE(Eventually([&] { return requests == 2; })) << requests << " requests";
+    const u64 begin = platform::MonotonicMilliseconds();
+    EXPECT_TRUE(f.io->Stop());
+    EXPECT_LE(platform::MonotonicMilliseconds() - begin, 2 * (kStopTimeout + kStopSlack));
+    EXPECT_THAT(f.log.Text(), ::testing::Not(::testing::HasSubstr("input")));
+  }
+}
+
+}  // namespace
+}  // namespace sarnevo

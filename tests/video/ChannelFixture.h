@@ -1,0 +1,71 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "driver/CKolvexIPCaptureDriver.h"
+#include "support/FakeHost.h"
+#include "support/ScriptedCamera.h"
+
+namespace kolvex_test {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+/// A rhythm in which a test can wait for all that takes seconds in earnest.
+inline sarnevo::ChannelTiming QuickTiming() {
+  sarnevo::ChannelTiming timing;
+  timing.streamPass = milliseconds(20);
+  timing.pause = milliseconds(30);
+  timing.receiveTimeout = milliseconds(300);
+  timing.startingReceiveTimeout = milliseconds(600);
+  timing.packetTimeout = milliseconds(200);
+  timing.interruptMoment = milliseconds(100);
+  return timing;
+}
+
+/// The same for streams that are never to be taken for silent, however busy the machine is.
+inline sarnevo::ChannelTiming SteadyTiming() {
+  sarnevo::ChannelTiming timing = QuickTiming();
+  timing.packetTimeout = milliseconds(30'000);
+  return timing;
+}
+
+/// One driver with all that a host has for it.
+struct Host {
+  explicit Host(const std::string& sinkName = "") : sink(log, sinkName) {}
+  ~Host() { driver.reset(); }
+
+  /// Opens the driver for a camera.
+  contract::IIPVideoCapture& Open(const ScriptedCamera& camera, int group, std::uint32_t codec,
+                                  sarnevo::ChannelTiming timing = QuickTiming(),
+                                  const std::string& networkTimeout = "1000") {
+    params.address = camera.Address();
+    params.port = camera.HttpPort();
+    params.codec = codec;
+    params.settings = {
+        {1, networkTimeout}, {2, std::to_string(group)}, {3, "1"}, {4, "16"}, {5, "4"}, {6, "3000"},
+        {7, "256"},          {8, "256,3000,e"}};
+    driver->SetChannelTiming(timing);
+    EXPECT_TRUE(driver->Open(&debugSink, &allocator, &params));
+    log.Clear();
+    return *driver->GetVideoCapture();
+  }
+
+  HostLog log;
+  FakeParams params;
+  FakeVideoParams wanted;
+  FakeDebugSink debugSink{log};
+  FakeAllocator allocator{log};
+  FakeSink sink;
+  std::unique_ptr<sarnevo::CKolvexIPCaptureDriver> driver = std::make_unique<sarnevo::CKolvexIPCaptureDriver>();
+};
+
+inline milliseconds Since(Clock::time_point begin) {
+  return std::chrono::duration_cast<milliseconds>(Clock::now() - begin);
+}
+
+}  // namespace kolvex_test
