@@ -57,9 +57,7 @@ struct Thread::Control {
     return now == Stand::Ended || now == Stand::Abandoned;
   }
 
-  bool Move(Stand from, Stand to) {
-    return stand.compare_exchange_strong(from, to, std::memory_order_acq_rel);
-  }
+  bool Move(Stand from, Stand to) { return stand.compare_exchange_strong(from, to, std::memory_order_acq_rel); }
 
   bool Abandon() {
     const std::lock_guard guard(lock);
