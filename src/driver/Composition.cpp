@@ -11,6 +11,7 @@
 #include "io/CKolvexIOHandler.h"
 #include "kolvex/IIPDriverParams.h"
 #include "platform/ProductVersion.h"
+#include "ptz/CPTZHandler.h"
 #include "threads/HostAsk.h"
 #include "video/CBaseIPVideoCapture.h"
 #include "video/FrameLease.h"
@@ -91,6 +92,7 @@ bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcaptur
   if (group_ == 1) {
     ReadGroup1Settings(params);
   }
+  ptzHandler_ = new CPTZHandler(this, channelCount_);
 
   DebugMessage(DebugLevelEvent, "DRIVER IS OPENED (name: %s, device model: %s, address: %s:%u)",
                GetDriverName().c_str(), deviceModel_.c_str(), address_.c_str(), static_cast<unsigned>(port_));
@@ -102,6 +104,7 @@ void CKolvexIPCaptureDriver::Close() {
   End(videoCapture_);
   // A callback that ended its own channel may still have a frame; the host's allocator is void from here on.
   FrameLease::DropAllOf(this);
+  End(ptzHandler_);
   End(digitalIO_);
   End(ioHandler_);
 }
@@ -112,8 +115,8 @@ ipcapture::IIPVideoCaptureEx* CKolvexIPCaptureDriver::GetVideoCaptureEx() { retu
 
 ICaptureIOApi* CKolvexIPCaptureDriver::GetCaptureIO() { return digitalIO_; }
 
-IIPPTZDriver* CKolvexIPCaptureDriver::GetPTZDriver() { return nullptr; }
+IIPPTZDriver* CKolvexIPCaptureDriver::GetPTZDriver() { return ptzHandler_; }
 
-IIPPTZDriverEx* CKolvexIPCaptureDriver::GetPTZDriverEx() { return nullptr; }
+IIPPTZDriverEx* CKolvexIPCaptureDriver::GetPTZDriverEx() { return ptzHandler_; }
 
 }  // namespace sarnevo

@@ -150,8 +150,8 @@ bool CUDPPort::Close() noexcept {
   // Only now does no other thread use the descriptor, whose number the system gives to the next that asks.
   Drain();
   socket_.Close();
-  thread_.Release();
   receiving_.store(nullptr, std::memory_order_relaxed);
+  thread_.Release();
   if (IUDPPortUser* const user = user_.load(std::memory_order_relaxed)) {
     try {
       user->SocketClosed(this);

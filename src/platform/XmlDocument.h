@@ -1,0 +1,90 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace sarnevo::platform {
+
+/// An element of an XmlDocument. Void once the element, one above it or the document is gone.
+struct XmlElement;
+
+/// Prepares the calling thread for documents; false when the platform's XML library isn't to be had. Each
+/// call that gave true is matched by a LeaveXml, on the same thread.
+bool EnterXml() noexcept;
+void LeaveXml() noexcept;
+
+/// An XML 1.0 document in memory. All texts are UTF-8.
+///
+/// Meant for small files that anybody may have touched: what a preset file never holds (a document type, a
+/// zero byte, undeclared prefixes, deep nesting) isn't accepted at all, nothing is ever fetched, and no entity
+/// beyond XML's own is expanded. White space between elements is kept. Writes to no stream, and leaves
+/// all settings of the XML library that the host could share as they are.
+///
+/// One thread uses a document at a time. Nothing throws; running out of memory is a failure like any other.
+class XmlDocument {
+ public:
+  /// Longest text of a whole document that is read or written, bytes.
+  static constexpr std::size_t kMaxBytes = std::size_t{64} << 20;
+  /// Longest text of one attribute that is written, bytes. Kept far below what a strict parser takes, since
+  /// a file that could be written but not read again would be worth nothing.
+  static constexpr std::size_t kMaxValueBytes = std::size_t{1} << 20;
+  /// Greatest Depth of an element that is made; a strict parser takes about 256.
+  static constexpr std::uint32_t kMaxDepth = 200;
+
+  enum class ParseResult {
+    Parsed,
+    Malformed,
+    NoMemory,  ///< says nothing about the text
+  };
+
+  bool HasContent() const noexcept { return content_ != nullptr; }
+  void Clear() noexcept { content_.reset(); }
+
+  /// Replaces the content by what @p text holds, in any encoding that it declares. The content is gone when
+  /// that fails.
+  ParseResult Parse(std::string_view text) noexcept;
+
+  /// Replaces the content by the declaration and an empty root element. False for a name that no element
+  /// can have.
+  bool Create(std::string_view rootName) noexcept;
+
+  /// The whole document in UTF-8, beginning with the declaration. Nothing when it has no root element or
+  /// would be longer than kMaxBytes.
+  std::optional<std::string> Print() const noexcept;
+
+  /// The first element, in document order, that @p path leads to; null when there is none. A path is the
+  /// names of elements from the root's down, joined by "/". Each may be followed by conditions of the form
+  /// [@name="value"]. Elements in a namespace have no name of this kind.
+  XmlElement* Select(std::string_view path) const noexcept;
+
+  /// Number of nodes from @p element up to and including the document: 2 for the root element.
+  std::uint32_t Depth(const XmlElement* element) const noexcept;
+
+  /// Whether AppendElement takes the name: one that XML allows, without a colon.
+  static bool IsElementName(std::string_view name) noexcept;
+
+  /// Adds an element behind everything that @p parent holds; null when it can't be made.
+  XmlElement* AppendElement(XmlElement* parent, std::string_view name) noexcept;
+  bool AppendText(XmlElement* parent, std::string_view text) noexcept;
+  /// Removes an element with all that it holds.
+  bool Remove(XmlElement* element) noexcept;
+
+  /// Nothing when the element has no such attribute.
+  std::optional<std::string> GetAttribute(const XmlElement* element, std::string_view name) const noexcept;
+  /// Changes the attribute or makes it. False for a name or text that XML can't carry, or a text that is too
+  /// long.
+  bool SetAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept;
+
+ private:
+  struct Content;
+  struct Deleter {
+    void operator()(Content* content) const noexcept;
+  };
+  std::unique_ptr<Content, Deleter> content_;
+};
+
+}  // namespace sarnevo::platform

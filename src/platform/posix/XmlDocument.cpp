@@ -1,0 +1,323 @@
+#include "platform/XmlDocument.h"
+
+#include <algorithm>
+#include <span>
+
+#include <libxml/parser.h>
+#include <libxml/parserInternals.h>
+#include <libxml/tree.h>
+#include <libxml/xmlsave.h>
+
+#include "platform/posix/XmlPath.h"
+
+namespace sarnevo::platform {
+
+namespace {
+
+constexpr char kDeclaration[] = "<?xml version='1.0' encoding='utf-8'?>";
+
+// Deletes an object of the library with its own function.
+template <auto Delete>
+struct Deleter {
+  template <typename T>
+  void operator()(T* object) const noexcept {
+    Delete(object);
+  }
+};
+
+struct XmlFree {
+  void operator()(xmlChar* text) const noexcept { xmlFree(text); }
+};
+
+using ParserContext = std::unique_ptr<xmlParserCtxt, Deleter<xmlFreeParserCtxt>>;
+using Buffer = std::unique_ptr<xmlBuffer, Deleter<xmlBufferFree>>;
+using Document = std::unique_ptr<xmlDoc, Deleter<xmlFreeDoc>>;
+using Text = std::unique_ptr<xmlChar, XmlFree>;
+
+// The library remembers the last error of each thread. The host may use the library too, and the error that
+// it may still want to ask for is not ours to overwrite.
+class LastErrorKeeper {
+ public:
+  LastErrorKeeper() noexcept {
+    if (xmlErrorPtr last = xmlGetLastError()) {
+      xmlCopyError(last, &saved_);
+    }
+  }
+  ~LastErrorKeeper() {
+    xmlResetLastError();
+    if (saved_.code != XML_ERR_OK) {
+      xmlCopyError(&saved_, &xmlLastError);
+      xmlResetError(&saved_);
+    }
+  }
+  LastErrorKeeper(const LastErrorKeeper&) = delete;
+  LastErrorKeeper& operator=(const LastErrorKeeper&) = delete;
+
+ private:
+  xmlError saved_ = {};
+};
+
+const xmlChar* ToXml(const char* text) noexcept { return reinterpret_cast<const xmlChar*>(text); }
+
+std::string_view FromXml(const xmlChar* text) noexcept {
+  return text == nullptr ? std::string_view() : reinterpret_cast<const char*>(text);
+}
+
+xmlNode* ToNode(XmlElement* element) noexcept { return reinterpret_cast<xmlNode*>(element); }
+const xmlNode* ToNode(const XmlElement* element) noexcept { return reinterpret_cast<const xmlNode*>(element); }
+XmlElement* ToElement(xmlNode* node) noexcept { return reinterpret_cast<XmlElement*>(node); }
+
+template <typename Content>
+xmlDoc* ToDocument(Content* content) noexcept {
+  return reinterpret_cast<xmlDoc*>(content);
+}
+
+// Whether XML 1.0, 2.2, can carry the text.
+bool IsXmlText(std::string_view text) noexcept {
+  auto* at = ToXml(text.data());
+  std::size_t left = text.size();
+  while (left > 0) {
+    int length = static_cast<int>(std::min<std::size_t>(left, 4));
+    const int character = xmlGetUTF8Char(at, &length);
+    if (character < 0 || !xmlIsCharQ(character)) {
+      return false;
+    }
+    at += length;
+    left -= static_cast<std::size_t>(length);
+  }
+  return true;
+}
+
+// An exception (only want of memory causes one) becomes the failure value.
+template <typename Result, typename Call>
+Result Guarded(Result failure, Call&& call) noexcept {
+  try {
+    return call();
+  } catch (...) {
+    return failure;
+  }
+}
+
+bool HasAttributeValue(xmlNode* node, const XmlStep::Condition& condition) {
+  const Text value(xmlGetNoNsProp(node, ToXml(std::string(condition.attribute).c_str())));
+  return value != nullptr && FromXml(value.get()) == condition.value;
+}
+
+bool Matches(xmlNode* node, const XmlStep& step) {
+  return node->type == XML_ELEMENT_NODE && node->ns == nullptr && FromXml(node->name) == step.name &&
+         std::all_of(step.conditions.begin(), step.conditions.end(),
+                     [node](const auto& condition) { return HasAttributeValue(node, condition); });
+}
+
+// Looks into each element that matches, since only the second of two equal names may lead on.
+xmlNode* Find(xmlNode* first, std::span<const XmlStep> steps) {
+  for (xmlNode* node = first; node != nullptr; node = node->next) {
+    if (Matches(node, steps.front())) {
+      if (steps.size() == 1) {
+        return node;
+      }
+      if (xmlNode* found = Find(node->children, steps.subspan(1))) {
+        return found;
+      }
+    }
+  }
+  return nullptr;
+}
+
+// What is written goes out in UTF-8 whatever it was read from; without this mark letters in attributes would
+// go out as numbers.
+bool MarkAsUtf8(xmlDoc* document) noexcept {
+  xmlChar* const encoding = xmlStrdup(ToXml("utf-8"));
+  if (encoding == nullptr) {
+    return false;
+  }
+  xmlFree(const_cast<xmlChar*>(document->encoding));
+  document->encoding = encoding;
+  return true;
+}
+
+void DropError(void*, xmlErrorPtr) {}
+
+// A document type is refused at its first word, before anything of it is read.
+void RefuseDocumentType(void* context, const xmlChar*, const xmlChar*, const xmlChar*) {
+  xmlStopParser(static_cast<xmlParserCtxtPtr>(context));
+}
+
+}  // namespace
+
+bool EnterXml() noexcept {
+  xmlInitParser();
+  return true;
+}
+
+// The library's data is shared with the host, so that there is nothing to be given back.
+void LeaveXml() noexcept {}
+
+void XmlDocument::Deleter::operator()(Content* content) const noexcept { xmlFreeDoc(ToDocument(content)); }
+
+XmlDocument::ParseResult XmlDocument::Parse(std::string_view text) noexcept {
+  Clear();
+  if (text.size() > kMaxBytes || text.find('\0') != std::string_view::npos) {
+    return ParseResult::Malformed;
+  }
+  const LastErrorKeeper keeper;
+  const ParserContext parser(xmlNewParserCtxt());
+  if (!parser) {
+    return ParseResult::NoMemory;
+  }
+  // The handlers of this parser alone; without them errors would go to the host's handlers or its standard
+  // error stream. Blanks are kept whatever default the host has chosen.
+  parser->sax->serror = DropError;
+  parser->sax->internalSubset = RefuseDocumentType;
+  parser->sax->ignorableWhitespace = parser->sax->characters;
+  parser->keepBlanks = 1;
+  Document document(xmlCtxtReadMemory(parser.get(), text.data(), static_cast<int>(text.size()), nullptr,
+                                      nullptr, XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
+  if (parser->errNo == XML_ERR_NO_MEMORY) {
+    return ParseResult::NoMemory;
+  }
+  if (!document || parser->nsWellFormed == 0 || document->intSubset != nullptr ||
+      xmlDocGetRootElement(document.get()) == nullptr) {
+    return ParseResult::Malformed;
+  }
+  if (!MarkAsUtf8(document.get())) {
+    return ParseResult::NoMemory;
+  }
+  content_.reset(reinterpret_cast<Content*>(document.release()));
+  return ParseResult::Parsed;
+}
+
+bool XmlDocument::Create(std::string_view rootName) noexcept {
+  Clear();
+  if (!IsElementName(rootName)) {
+    return false;
+  }
+  return Guarded(false, [&] {
+    const LastErrorKeeper keeper;
+    Document document(xmlNewDoc(ToXml("1.0")));
+    if (!document || !MarkAsUtf8(document.get())) {
+      return false;
+    }
+    xmlNode* const root = xmlNewDocNode(document.get(), nullptr, ToXml(std::string(rootName).c_str()), nullptr);
+    if (root == nullptr) {
+      return false;
+    }
+    xmlDocSetRootElement(document.get(), root);
+    content_.reset(reinterpret_cast<Content*>(document.release()));
+    return true;
+  });
+}
+
+std::optional<std::string> XmlDocument::Print() const noexcept {
+  xmlDoc* const document = ToDocument(content_.get());
+  if (document == nullptr || xmlDocGetRootElement(document) == nullptr) {
+    return std::nullopt;
+  }
+  return Guarded(std::optional<std::string>(), [&]() -> std::optional<std::string> {
+    const LastErrorKeeper keeper;
+    const Buffer buffer(xmlBufferCreate());
+    xmlSaveCtxt* const saver =
+        buffer ? xmlSaveToBuffer(buffer.get(), "UTF-8", XML_SAVE_AS_XML | XML_SAVE_NO_DECL) : nullptr;
+    if (saver == nullptr) {
+      return std::nullopt;
+    }
+    // Node by node: for a whole document the library puts line feeds of its own between them.
+    bool done = true;
+    for (xmlNode* node = document->children; node != nullptr; node = node->next) {
+      done = xmlSaveTree(saver, node) >= 0 && done;
+    }
+    done = xmlSaveClose(saver) >= 0 && done;
+    const auto body = FromXml(xmlBufferContent(buffer.get()));
+    if (!done || body.empty() || body.size() > kMaxBytes - sizeof(kDeclaration)) {
+      return std::nullopt;
+    }
+    return std::string(kDeclaration).append(body);
+  });
+}
+
+XmlElement* XmlDocument::Select(std::string_view path) const noexcept {
+  if (content_ == nullptr) {
+    return nullptr;
+  }
+  return Guarded<XmlElement*>(nullptr, [&]() -> XmlElement* {
+    const auto steps = ParseXmlPath(path);
+    return steps ? ToElement(Find(ToDocument(content_.get())->children, *steps)) : nullptr;
+  });
+}
+
+std::uint32_t XmlDocument::Depth(const XmlElement* element) const noexcept {
+  std::uint32_t depth = 0;
+  for (const xmlNode* node = ToNode(element); node != nullptr; node = node->parent) {
+    ++depth;
+  }
+  return depth;
+}
+
+bool XmlDocument::IsElementName(std::string_view name) noexcept {
+  return Guarded(false, [&] {
+    return name.find('\0') == std::string_view::npos && IsXmlText(name) &&
+           xmlValidateNCName(ToXml(std::string(name).c_str()), 0) == 0;
+  });
+}
+
+XmlElement* XmlDocument::AppendElement(XmlElement* parent, std::string_view name) noexcept {
+  if (!IsElementName(name) || Depth(parent) >= kMaxDepth) {
+    return nullptr;
+  }
+  return Guarded<XmlElement*>(nullptr, [&]() -> XmlElement* {
+    // Without a namespace: a prefix-less name that took one over from its parent could never be selected.
+    xmlNode* const node =
+        xmlNewDocNode(ToNode(parent)->doc, nullptr, ToXml(std::string(name).c_str()), nullptr);
+    if (node == nullptr || xmlAddChild(ToNode(parent), node) == nullptr) {
+      xmlFreeNode(node);
+      return nullptr;
+    }
+    return ToElement(node);
+  });
+}
+
+bool XmlDocument::AppendText(XmlElement* parent, std::string_view text) noexcept {
+  if (text.empty()) {
+    return true;
+  }
+  if (text.size() > kMaxValueBytes || !IsXmlText(text)) {
+    return false;
+  }
+  xmlNode* const node =
+      xmlNewDocTextLen(ToNode(parent)->doc, ToXml(text.data()), static_cast<int>(text.size()));
+  if (node == nullptr) {
+    return false;
+  }
+  // Joins the text with one that stands there already, and then frees the node itself.
+  if (xmlAddChild(ToNode(parent), node) == nullptr) {
+    xmlFreeNode(node);
+    return false;
+  }
+  return true;
+}
+
+bool XmlDocument::Remove(XmlElement* element) noexcept {
+  xmlUnlinkNode(ToNode(element));
+  xmlFreeNode(ToNode(element));
+  return true;
+}
+
+std::optional<std::string> XmlDocument::GetAttribute(const XmlElement* element,
+                                                     std::string_view name) const noexcept {
+  return Guarded(std::optional<std::string>(), [&]() -> std::optional<std::string> {
+    const Text value(xmlGetNoNsProp(ToNode(element), ToXml(std::string(name).c_str())));
+    return value ? std::optional<std::string>(FromXml(value.get())) : std::nullopt;
+  });
+}
+
+bool XmlDocument::SetAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept {
+  if (value.size() > kMaxValueBytes || !IsElementName(name) || !IsXmlText(value)) {
+    return false;
+  }
+  return Guarded(false, [&] {
+    return xmlSetNsProp(ToNode(element), nullptr, ToXml(std::string(name).c_str()),
+                        ToXml(std::string(value).c_str())) != nullptr;
+  });
+}
+
+}  // namespace sarnevo::platform

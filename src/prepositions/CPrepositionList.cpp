@@ -1,0 +1,290 @@
+#include "prepositions/CPrepositionList.h"
+
+#include <algorithm>
+
+#include "xml/Utf8.h"
+
+namespace sarnevo {
+
+namespace {
+
+constexpr i32 kNone = -1;
+
+}  // namespace
+
+CPrepositionList::CPrepositionList(u32 ptzChannel, u8 persist) : persist_(persist), ptzChannel_(ptzChannel) {}
+
+CPrepositionList::~CPrepositionList() = default;
+
+void CPrepositionList::SetCamera(IPrepositionComm* comm, u32 maxCount) {
+  comm_ = comm;
+  maxCount_ = maxCount;
+}
+
+// The six characters would need escaping somewhere on a name's way; what the file can't carry would make the
+// whole file unreadable at the next start.
+bool CPrepositionList::IsValidName(const std::wstring& name) {
+  return !name.empty() && name.find_first_of(L"&!<>'\"") == std::wstring::npos &&
+         CXMLSettingsAPI::CanHold(name);
+}
+
+void CPrepositionList::ClearList() {
+  names_.clear();
+  order_.clear();
+  current_ = kNone;
+  fileHasGaps_ = false;
+}
+
+bool CPrepositionList::FindFreeSlot(u32& slot) const {
+  for (slot = 0; slot < maxCount_; ++slot) {
+    if (!names_.contains(slot)) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool CPrepositionList::FindSlotByName(const std::wstring& name, u32& slot) const {
+  for (const auto& [candidate, known] : names_) {
+    if (known == name) {
+      slot = candidate;
+      return true;
+    }
+  }
+  return false;
+}
+
+bool CPrepositionList::GetNameOfSlot(u32 slot, std::wstring& name) const {
+  const auto entry = names_.find(slot);
+  if (entry == names_.end()) {
+    return false;
+  }
+  name = entry->second;
+  return true;
+}
+
+bool CPrepositionList::GetNameAt(i32 position, std::wstring& name) const {
+  return position >= 0 && static_cast<std::size_t>(position) < order_.size() &&
+         GetNameOfSlot(order_[static_cast<std::size_t>(position)], name);
+}
+
+void CPrepositionList::AppendPlaceholder(u32 slot) {
+  names_[slot] = L"empty p" + std::to_wstring(slot) + L" ";
+  order_.push_back(slot);
+}
+
+i32 CPrepositionList::AddPreposition(const std::wstring& name) {
+  static constexpr char kOperation[] = "sarnevo::CPrepositionList::AddPreposition";
+  if (comm_ == nullptr) {
+    return PrepositionFailed;
+  }
+  if (!IsValidName(name)) {
+    comm_->DebugMessage(DebugLevelFailure, "%s: A preposition \"%s\" cannot be added - the name is invalid.",
+                        kOperation, ToUtf8(name).c_str());
+    return PrepositionInvalid;
+  }
+  const COptexGuard guard(lock_);
+  if (current_ != kNone) {
+    return RenameCurrentPreposition(name);
+  }
+  if (fixedSlots_ != 0) {
+    return PrepositionFailed;
+  }
+  if (order_.size() >= maxCount_) {
+    comm_->DebugMessage(DebugLevelFailure,
+                        "%s: A preposition \"%s\" cannot be added. Camera supports saving not more than %u "
+                        "prepositions.",
+                        kOperation, ToUtf8(name).c_str(), maxCount_);
+    return PrepositionLimitReached;
+  }
+  u32 slot = 0;
+  if (!FindFreeSlot(slot)) {
+    return PrepositionLimitReached;
+  }
+  if (!comm_->StorePreset(slot)) {
+    return PrepositionFailed;
+  }
+  names_[slot] = name;
+  order_.push_back(slot);
+  current_ = static_cast<i32>(order_.size()) - 1;
+  return persist_ != 0 ? WriteEntry(current_, slot, name) : PrepositionDone;
+}
+
+i32 CPrepositionList::RenameCurrentPreposition(const std::wstring& name) {
+  const COptexGuard guard(lock_);
+  if (current_ == kNone) {
+    return PrepositionFailed;
+  }
+  if (static_cast<std::size_t>(current_) >= order_.size()) {
+    return PrepositionInvalid;
+  }
+  const u32 slot = order_[static_cast<std::size_t>(current_)];
+  std::wstring oldName;
+  if (!GetNameOfSlot(slot, oldName)) {
+    return PrepositionFailed;
+  }
+  names_[slot] = name;
+  if (comm_ != nullptr) {
+    comm_->DebugMessage(DebugLevelEvent, "%s: A preposition with index %d was renamed from \"%s\" to \"%s\".",
+                        "sarnevo::CPrepositionList::RenameCurrentPreposition", current_,
+                        ToUtf8(oldName).c_str(), ToUtf8(name).c_str());
+  }
+  if (fixedSlots_ == 0) {
+    // The camera has the position already. The file must have the new name, or a restart would lose it.
+    return persist_ != 0 ? WriteEntry(current_, slot, name) : PrepositionDone;
+  }
+  if (comm_ == nullptr || !comm_->StorePreset(slot)) {
+    return PrepositionFailed;
+  }
+  return WriteEntry(current_, slot, name);
+}
+
+// With gaps in the file a position isn't its entry's index there: written as it is, the entry would replace
+// another one. So the first write of a normal list rewrites the channel, which closes the gaps. The entry is
+// then written once more, for the result of the save.
+i32 CPrepositionList::WriteEntry(i32 position, u32 slot, const std::wstring& name) {
+  if (fileHasGaps_) {
+    if (!SavePrepositions()) {
+      return PrepositionFailed;
+    }
+    fileHasGaps_ = false;
+  }
+  return SavePreposition(static_cast<u32>(position), slot, name) ? PrepositionDone : PrepositionFailed;
+}
+
+bool CPrepositionList::SelectPreposition(const std::wstring& name, u32 option) {
+  if (name.empty()) {
+    return false;
+  }
+  const COptexGuard guard(lock_);
+  u32 slot = 0;
+  if (!FindSlotByName(name, slot)) {
+    return false;
+  }
+  const auto entry = std::find(order_.begin(), order_.end(), slot);
+  if (entry == order_.end()) {
+    return false;
+  }
+  const auto position = static_cast<i32>(entry - order_.begin());
+  if (current_ == position) {
+    return true;
+  }
+  if (comm_ == nullptr || !comm_->GotoPreset(slot, option)) {
+    return false;
+  }
+  current_ = position;
+  return true;
+}
+
+bool CPrepositionList::DeletePreposition(const std::wstring& name) {
+  const COptexGuard guard(lock_);
+  if (fixedSlots_ != 0) {
+    // The camera can only forget everything.
+    if (comm_ == nullptr || !comm_->DeletePreset(0)) {
+      return false;
+    }
+    names_.clear();
+    order_.clear();
+    if (SavePrepositions()) {
+      for (u32 slot = 0; slot < maxCount_; ++slot) {
+        AppendPlaceholder(slot);
+      }
+      current_ = 0;
+    }
+    return true;
+  }
+  u32 slot = 0;
+  if (name.empty() || !FindSlotByName(name, slot) || comm_ == nullptr) {
+    return false;
+  }
+  if (comm_->DeletePreset(slot)) {
+    names_.erase(slot);
+    std::erase(order_, slot);
+  }
+  current_ = kNone;
+  if (persist_ == 0) {
+    return true;
+  }
+  const bool saved = SavePrepositions();
+  fileHasGaps_ = fileHasGaps_ && !saved;
+  return saved;
+}
+
+bool CPrepositionList::SavePreposition(u32 index, u32 slot, const std::wstring& name) {
+  return reader_ && reader_->Write(ptzChannel_, index, {name, slot});
+}
+
+bool CPrepositionList::SavePrepositions() {
+  if (!reader_) {
+    return false;
+  }
+  // One save at the end, not one for each entry.
+  reader_->SetAutoSave(false);
+  reader_->DeleteChannel(ptzChannel_);
+  bool done = true;
+  for (u32 position = 0; done && position < order_.size(); ++position) {
+    PrepositionRecord record;
+    record.slot = order_[position];
+    done = GetNameOfSlot(record.slot, record.name) && reader_->Write(ptzChannel_, position, record);
+  }
+  reader_->SetAutoSave(true);
+  return done;
+}
+
+void CPrepositionList::LoadPrepositions() {
+  ClearList();
+  if (!reader_) {
+    return;
+  }
+  for (u32 index = 0; index < maxCount_; ++index) {
+    PrepositionRecord record;
+    if (reader_->Read(ptzChannel_, index, record)) {
+      fileHasGaps_ = fileHasGaps_ || (fixedSlots_ == 0 && index != order_.size());
+      names_[record.slot] = record.name;
+      order_.push_back(record.slot);
+    } else if (fixedSlots_ != 0) {
+      AppendPlaceholder(index);
+    }
+  }
+  if (fixedSlots_ != 0) {
+    current_ = 0;
+  }
+}
+
+bool CPrepositionList::SetReader(TSmartPtr<CXMLPrepositionReader> reader) {
+  reader_ = reader;
+  if (reader_) {
+    const COptexGuard guard(lock_);
+    LoadPrepositions();
+  }
+  return static_cast<bool>(reader);
+}
+
+u32 CPrepositionList::GetPrepositionCount() {
+  if (fixedSlots_ != 0) {
+    return maxCount_;
+  }
+  const COptexGuard guard(lock_);
+  return static_cast<u32>(order_.size());
+}
+
+bool CPrepositionList::GetPrepositionName(u32 position, std::wstring& name) {
+  name.clear();
+  const COptexGuard guard(lock_);
+  return position < order_.size() && GetNameAt(static_cast<i32>(position), name);
+}
+
+bool CPrepositionList::GetCurrentPreposition(std::wstring& name) {
+  name.clear();
+  const COptexGuard guard(lock_);
+  return GetNameAt(current_, name);
+}
+
+void CPrepositionList::ClearCurrentPreposition() {
+  const COptexGuard guard(lock_);
+  if (fixedSlots_ == 0) {
+    current_ = kNone;
+  }
+}
+
+}  // namespace sarnevo

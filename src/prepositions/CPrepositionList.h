@@ -1,0 +1,108 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kolvex/Types.h"
+#include "prepositions/CXMLPrepositionReader.h"
+#include "prepositions/IPrepositionComm.h"
+#include "prepositions/TSmartPtr.h"
+#include "threads/COptex.h"
+
+namespace sarnevo {
+
+/// Results of CPrepositionList::AddPreposition.
+enum PrepositionStatus : i32 {
+  PrepositionDone = 1,
+  PrepositionInvalid = -3,  ///< a name that can't be taken
+  PrepositionFailed = -18,  ///< no camera, a command or the file write failed, or nothing to rename
+  PrepositionLimitReached = -26,
+};
+
+/// The named stored positions ("prepositions") of one PTZ channel. The camera keeps each position under a
+/// small number, its slot, and knows nothing of names; this list keeps the names, their order as the host
+/// sees it and the one that the camera is at, in step with the camera and with the preset file.
+///
+/// Two modes. Normal: the list holds what has been stored, a free slot is chosen by the list, and any
+/// movement makes the current one unknown. With fixed slots (a camera that stores to the slot last gone to
+/// and forgets only everything at once): all slots are shown, placeholders where nothing is stored, one of
+/// them is always current, and adding a name stores at that one. Where such a head
+/// stands can't be asked: after loading, and after deleting everything, it is taken to stand at slot 0.
+///
+/// Positions and slots count from 0. Any thread may call, also several at once. An operation holds the list's
+/// lock while it waits for the camera and the disk, so that the others wait as long. The order of locks is
+/// this one, the reader's, the XML layer's.
+class CPrepositionList {
+ public:
+  /// @param persist  not 0: what is added, renamed or deleted is written to the file.
+  CPrepositionList(u32 ptzChannel, u8 persist);
+  CPrepositionList(const CPrepositionList&) = delete;
+  CPrepositionList& operator=(const CPrepositionList&) = delete;
+
+  /// These two are called before SetReader, if at all, and before any other operation.
+  void SetFixedSlots() { fixedSlots_ = 1; }
+  /// @param comm      not owned; outlives this object.
+  /// @param maxCount  the most positions that the camera stores.
+  void SetCamera(IPrepositionComm* comm, u32 maxCount);
+
+ protected:
+  // The order of the virtual operations is fixed; the first three are run under the lock.
+  virtual bool SavePreposition(u32 index, u32 slot, const std::wstring& name);
+  /// Rewrites the channel in the file, without gaps.
+  virtual bool SavePrepositions();
+  virtual void LoadPrepositions();
+
+ public:
+  /// Writes nothing.
+  virtual ~CPrepositionList();
+
+  /// Shares the reader and loads the list through it. False when the argument is empty.
+  virtual bool SetReader(TSmartPtr<CXMLPrepositionReader> reader);
+  virtual u32 GetPrepositionCount();
+  /// False, and an empty name, behind the end.
+  virtual bool GetPrepositionName(u32 position, std::wstring& name);
+  /// Moves the camera to a preposition, unless it is there already. @p option is passed on to the camera.
+  virtual bool SelectPreposition(const std::wstring& name, u32 option);
+  /// Stores where the camera looks now, under a name. At a known preposition this renames it.
+  virtual i32 AddPreposition(const std::wstring& name);
+  /// Normal: true also for a camera that refused; the preposition then stays. With fixed slots everything is
+  /// forgotten, whatever the name.
+  virtual bool DeletePreposition(const std::wstring& name);
+  /// False when the camera is at none.
+  virtual bool GetCurrentPreposition(std::wstring& name);
+
+  /// Renames the current preposition; with fixed slots also stores where the camera looks now.
+  i32 RenameCurrentPreposition(const std::wstring& name);
+  /// The camera has moved. With fixed slots this changes nothing.
+  void ClearCurrentPreposition();
+
+ private:
+  static bool IsValidName(const std::wstring& name);
+  void ClearList();
+  bool FindFreeSlot(u32& slot) const;
+  bool FindSlotByName(const std::wstring& name, u32& slot) const;
+  bool GetNameOfSlot(u32 slot, std::wstring& name) const;
+  bool GetNameAt(i32 position, std::wstring& name) const;
+  void AppendPlaceholder(u32 slot);
+  i32 WriteEntry(i32 position, u32 slot, const std::wstring& name);
+
+  // Constant once the camera is set.
+  const u8 persist_;
+  const u32 ptzChannel_;
+  IPrepositionComm* comm_ = nullptr;  // not owned
+  u32 maxCount_ = 0;
+  u8 fixedSlots_ = 0;
+
+  // Copied by the thread that builds the PTZ objects, before any other operation.
+  TSmartPtr<CXMLPrepositionReader> reader_;
+
+  COptex lock_;  // recursive: adding calls the renaming
+  // Guarded by lock_. Each entry of order_ is a key of names_, and each key is an entry.
+  std::map<u32, std::wstring> names_;  // by slot
+  std::vector<u32> order_;             // slots, in the order that the host sees
+  i32 current_ = -1;                   // a position in order_; -1 for none
+  bool fileHasGaps_ = false;           // positions aren't the file's indexes; see WriteEntry
+};
+
+}  // namespace sarnevo

@@ -1,0 +1,130 @@
+#include "prepositions/CXMLPrepositionReader.h"
+
+#include <algorithm>
+#include <array>
+#include <cwchar>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "xml/Utf8.h"
+
+using sarnevo::COptexGuard;
+using sarnevo::PrepositionRecord;
+using sarnevo::u32;
+using sarnevo::u64;
+
+namespace {
+
+// The elements of the file.
+constexpr wchar_t kPreposition[] = L"Preposition";
+constexpr wchar_t kPtzChannel[] = L"PtzChannel";
+constexpr wchar_t kName[] = L"Name";
+constexpr wchar_t kSlot[] = L"Slot";
+
+// A step of a path: the element's name with a number of at least @p digits digits.
+std::wstring Step(const wchar_t* element, int digits, u32 number) {
+  std::array<wchar_t, 40> step{};
+  std::swprintf(step.data(), step.size(), L"/%ls%.*u", element, digits, number);
+  return step.data();
+}
+
+// The number that a text begins with, behind blanks and a plus sign; what follows its digits doesn't count.
+std::optional<u32> ScanNumber(std::wstring_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(L" \t\n\r\v\f"), text.size()));
+  if (text.starts_with(L'+')) {
+    text.remove_prefix(1);
+  }
+  text = text.substr(0, text.find_first_not_of(L"0123456789"));
+  u64 number = 0;
+  for (const wchar_t digit : text) {
+    number = 10 * number + static_cast<u64>(digit - L'0');
+    if (number > UINT32_MAX) {
+      return std::nullopt;
+    }
+  }
+  return text.empty() ? std::nullopt : std::optional(static_cast<u32>(number));
+}
+
+// Nothing out of the XML layer or for want of memory gets further than the operation.
+template <typename Call>
+bool Succeeds(Call&& call) noexcept {
+  try {
+    return call();
+  } catch (...) {
+    return false;
+  }
+}
+
+}  // namespace
+
+CXMLPrepositionReader::CXMLPrepositionReader(const std::string& rootName, std::string folder)
+    : rootName_(rootName), settings_(std::move(folder)) {}
+
+CXMLPrepositionReader::~CXMLPrepositionReader() = default;
+
+bool CXMLPrepositionReader::Open(const std::string& fileName, bool noCreate) {
+  const COptexGuard guard(lock_);
+  // The XML layer never saves by itself: a full rewrite of a channel is to cost one save.
+  bool opened = settings_.Open(fileName.c_str(), 0, 1) == CXMLSettingsAPI::kOk;
+  if (!opened && !noCreate && settings_.CreateNewFile(fileName.c_str(), rootName_.c_str(), 1) == 1) {
+    opened = settings_.Open(fileName.c_str(), 0, 1) == CXMLSettingsAPI::kOk;
+  }
+  autoSave_ = opened ? 1 : 0;
+  return opened;
+}
+
+std::wstring CXMLPrepositionReader::ChannelPath(u32 ptzChannel) const {
+  return sarnevo::FromUtf8(rootName_).value_or(L"") + Step(kPtzChannel, 2, ptzChannel + 1);
+}
+
+std::wstring CXMLPrepositionReader::EntryPath(u32 ptzChannel, u32 index) const {
+  return ChannelPath(ptzChannel) + Step(kPreposition, 3, index);
+}
+
+bool CXMLPrepositionReader::Read(u32 ptzChannel, u32 index, PrepositionRecord& record) {
+  const COptexGuard guard(lock_);
+  return Succeeds([&] {
+    const std::wstring entry = EntryPath(ptzChannel, index);
+    record.name = settings_.GetString(L"%ls/%ls", entry.c_str(), kName);
+    if (record.name.empty()) {
+      return false;
+    }
+    const auto slot = ScanNumber(settings_.GetString(L"%ls/%ls", entry.c_str(), kSlot));
+    record.slot = slot.value_or(record.slot);
+    return slot.has_value();
+  });
+}
+
+bool CXMLPrepositionReader::Write(u32 ptzChannel, u32 index, const PrepositionRecord& record) {
+  const COptexGuard guard(lock_);
+  return Succeeds([&] {
+    const std::wstring entry = EntryPath(ptzChannel, index);
+    const bool written =
+        settings_.SetString(record.name.c_str(), L"%ls/%ls", entry.c_str(), kName) > 0 &&
+        settings_.SetString(std::to_wstring(record.slot).c_str(), L"%ls/%ls", entry.c_str(), kSlot) > 0;
+    return written && (autoSave_ == 0 || settings_.Save() == 1);
+  });
+}
+
+bool CXMLPrepositionReader::DeleteChannel(u32 ptzChannel) {
+  const COptexGuard guard(lock_);
+  return Succeeds([&] {
+    const std::string channel = sarnevo::ToUtf8(ChannelPath(ptzChannel));
+    if (settings_.Exists("%s", channel.c_str()) == 0 || settings_.Delete("%s", channel.c_str()) == 0) {
+      return false;
+    }
+    return autoSave_ == 0 || settings_.Save() == 1;
+  });
+}
+
+void CXMLPrepositionReader::SetAutoSave(bool on) {
+  const COptexGuard guard(lock_);
+  if ((autoSave_ != 0) == on) {
+    return;
+  }
+  autoSave_ = on ? 1 : 0;
+  if (on) {
+    settings_.Save();
+  }
+}

@@ -1,0 +1,190 @@
+#include "ptz/CGroup1PTZComm.h"
+
+#include <charconv>
+#include <string_view>
+#include <system_error>
+
+#include "ptz/FindCgiValue.h"
+
+namespace sarnevo {
+
+namespace {
+
+constexpr u32 kMaxConnections = 16;
+constexpr u32 kSystemCodePage = 0;
+constexpr u32 kStatusOk = 200;
+
+constexpr char kComportRequest[] = "/comport.cgi?action=retrieve";
+constexpr char kProtocolKey[] = "serial_device";
+
+// The PtzProtocol in the reply; one above the last when the number is none.
+u32 ParseProtocol(std::string_view reply) noexcept {
+  constexpr u32 kUnknown = PtzProtocolPelcoD + 1;
+  const std::string_view value = FindCgiValue(reply, kProtocolKey, "=");
+  u32 protocol = PtzProtocolNone;  // stays when there are no digits
+  const auto result = std::from_chars(value.data(), value.data() + value.size(), protocol);
+  return result.ec == std::errc::result_out_of_range ? kUnknown : protocol;
+}
+
+}  // namespace
+
+CGroup1PTZComm::Request::Request(IIPDeviceParams& device, const PtzTiming& timing)
+    : HttpRequest(device.GetAddress().c_str(), device.GetPort(), device.GetUserName().c_str(),
+                  device.GetPassword().c_str(), timing.requestTimeout, kMaxConnections, kSystemCodePage) {
+  SetTimeLimit(timing.requestLimit);
+}
+
+CGroup1PTZComm::CGroup1PTZComm(IIPDeviceParams* device, const PtzTiming& timing)
+    : CBasePTZComm(device), timing_(timing), presetRequest_(*device, timing) {}
+
+CGroup1PTZComm::~CGroup1PTZComm() { Close(); }
+
+u32 CGroup1PTZComm::IsPTZAvailable(IIPParams*) { return GetPtzProtocol() != PtzProtocolNone ? 1 : 0; }
+
+u32 CGroup1PTZComm::GetPtzProtocol() {
+  if (protocol_.load(std::memory_order_relaxed) == PtzProtocolNone) {
+    UpdatePtzProtocol();
+  }
+  return protocol_.load(std::memory_order_relaxed);
+}
+
+i32 CGroup1PTZComm::GetCapabilities(CPtzCapabilities* record) {
+  for (u32 word = 1; word < CPtzCapabilities::kWords; ++word) {
+    if (word != CPtzCapabilities::kPrepositionLimit && word != CPtzCapabilities::kPrepositionCount) {
+      record->words[word] = word <= 5 ? 1 : 0;
+    }
+  }
+  return PtzDone;
+}
+
+bool CGroup1PTZComm::StorePreset(u32 slot) { return ProcessPresetCommand(PresetStore, slot); }
+
+bool CGroup1PTZComm::GotoPreset(u32 slot, u32) { return ProcessPresetCommand(PresetGoto, slot); }
+
+bool CGroup1PTZComm::DeletePreset(u32 slot) { return ProcessPresetCommand(PresetDelete, slot); }
+
+void CGroup1PTZComm::HandleWorkItem(IWorkItem* item) {
+  itemFailures_.clear();
+  {
+    Request http(Device(), timing_);
+    const ItemGate::Pass pass(Gate(), [&http] { http.Abort(); });
+    if (!pass) {
+      return;
+    }
+    const std::string text = PrepareItem(static_cast<const CWorkItem&>(*item), http);
+    if (!text.empty() && !http.Send("GET", text.c_str(), false) && ShouldLogFailure()) {
+      itemFailures_.push_back({"sarnevo::CGroup1PTZComm::HandleWorkItem", text, http.GetStatusCode()});
+    }
+  }
+  // Only now: neither a camera command nor a connection waits for what the host does with a message, and that
+  // may be the end of this object.
+  for (const Failure& failure : itemFailures_) {
+    ReportNotSent(failure.operation, failure.text, failure.status);
+  }
+}
+
+// The text of the item's request, empty for none. Sends what has to go out in front of it.
+std::string CGroup1PTZComm::PrepareItem(const CWorkItem& item, Web::HttpRequest& http) {
+  switch (item.type) {
+    case PTZItemStop:
+      return Commands().StopCommand();
+    case PTZItemMove: {
+      std::string text = Commands().MoveCommand(item.param1, static_cast<i32>(item.param2));
+      SetFocusIris(http, *item.params, 0, 0);
+      return text;
+    }
+    case PTZItemLens:
+      if (item.param1 == LensFocusNear || item.param1 == LensFocusFar) {
+        SetFocusIris(http, *item.params, 1, item.params->GetIrisManual());
+      } else if (item.param1 == LensIrisOpen || item.param1 == LensIrisClose) {
+        SetFocusIris(http, *item.params, item.params->GetFocusManual(), 1);
+      }
+      return Commands().LensCommand(item.param1);
+    default:
+      return {};  // the cameras don't know the others
+  }
+}
+
+// Going to manual sends nothing of its own: the lens command that follows does that.
+void CGroup1PTZComm::SetFocusIris(Web::HttpRequest& http, IIPParams& params, u8 focusManual, u8 irisManual) {
+  if (params.GetFocusManual() != focusManual) {
+    params.SetFocusManual(focusManual);
+    if (focusManual == 0) {
+      const std::string text = Commands().AutoFocusCommand();
+      if (text.empty()) {
+        return;
+      }
+      SendAutomatic(http, text);
+    }
+  }
+  if (params.GetIrisManual() != irisManual) {
+    params.SetIrisManual(irisManual);
+    if (irisManual == 0) {
+      const std::string text = Commands().AutoIrisCommand();
+      if (text.empty()) {
+        return;
+      }
+      SendAutomatic(http, text);
+    }
+  }
+}
+
+// A failure holds nothing up: the movement that follows matters more to the operator than a sharp picture.
+void CGroup1PTZComm::SendAutomatic(Web::HttpRequest& http, const std::string& text) {
+  if (!http.Send("GET", text.c_str(), false)) {
+    itemFailures_.push_back({"sarnevo::CGroup1PTZComm::SetFocusIris", text, http.GetStatusCode()});
+  }
+}
+
+bool CGroup1PTZComm::ProcessPresetCommand(PresetOperation operation, u32 slot) {
+  const std::string text = Commands().PresetCommand(operation, slot);
+  if (presetRequest_.Send("GET", text.c_str(), false)) {
+    return true;
+  }
+  if (ShouldLogFailure()) {
+    ReportNotSent("sarnevo::CGroup1PTZComm::ProcessPresetCommand", text, presetRequest_.GetStatusCode());
+  }
+  return false;
+}
+
+bool CGroup1PTZComm::UpdatePtzProtocol() {
+  constexpr char kOperation[] = "sarnevo::CGroup1PTZComm::UpdatePtzProtocol";
+  Request http(Device(), timing_);
+  if (!http.Send("GET", kComportRequest, false)) {
+    ReportNotSent(kOperation, kComportRequest, http.GetStatusCode());
+    return false;
+  }
+  if (http.GetStatusCode() != kStatusOk) {
+    DebugMessage(DebugLevelFailure, "%s: HTTP message to %s:%d, message=%s returned error, http status=%d",
+                 kOperation, Device().GetAddress().c_str(), Device().GetPort(), kComportRequest,
+                 static_cast<int>(http.GetStatusCode()));
+    return false;
+  }
+  const u32 available = http.GetDataAvailable();
+  if (available == 0) {
+    return false;
+  }
+  std::string reply(available, '\0');
+  u32 count = 0;
+  if (!http.Read(reply.data(), available, &count)) {
+    DebugMessage(DebugLevelFailure, "%s: cannot read response from %s:%d", kOperation,
+                 Device().GetAddress().c_str(), Device().GetPort());
+    return false;
+  }
+  reply.resize(count);
+  const u32 protocol = ParseProtocol(reply);
+  if (protocol <= PtzProtocolPelcoD) {
+    // Two threads may ask at the same time; once a protocol is known it stays.
+    u32 unknown = PtzProtocolNone;
+    protocol_.compare_exchange_strong(unknown, protocol, std::memory_order_relaxed);
+  }
+  return true;
+}
+
+void CGroup1PTZComm::ReportNotSent(const char* operation, const std::string& text, u32 status) {
+  DebugMessage(DebugLevelFailure, "%s: cannot send HTTP message to %s:%d, message=%s, http status=%d",
+               operation, Device().GetAddress().c_str(), Device().GetPort(), text.c_str(),
+               static_cast<int>(status));
+}
+
+}  // namespace sarnevo

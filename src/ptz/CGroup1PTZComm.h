@@ -1,0 +1,73 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "http/HttpRequest.h"
+#include "ptz/CBasePTZComm.h"
+
+namespace sarnevo {
+
+/// Time-outs of the PTZ side's requests, milliseconds. They don't follow the "Network timeout" setting.
+struct PtzTiming {
+  /// For the connection, for sending and for each wait on the camera.
+  u32 requestTimeout = 5000;
+  /// For a whole request: the three of them. A camera that drips a byte at a time never runs into a time-out,
+  /// and a stop command waits behind it.
+  u32 requestLimit = 15000;
+};
+
+/// Drives the PTZ head of a group 1 camera, which hangs on the camera's serial port: each command is a frame of
+/// the head's protocol that the camera's "/serial.cgi" writes to the port.
+///
+/// Work items run on the PTZ thread, each over a connection of its own; preset commands and the question
+/// for the protocol on the caller's thread. Focus and iris go back to automatic whenever the head moves.
+class CGroup1PTZComm : public CBasePTZComm {
+ public:
+  /// Reads address, port and credentials of @p device, which outlives this object. Causes no traffic.
+  explicit CGroup1PTZComm(IIPDeviceParams* device, const PtzTiming& timing = {});
+  /// Closes, so that the thread is gone before the members are.
+  ~CGroup1PTZComm() override;
+
+  u32 IsPTZAvailable(IIPParams* params) override;
+  i32 GetCapabilities(CPtzCapabilities* record) override;
+  u32 GetPtzProtocol() override;
+
+  bool StorePreset(u32 slot) override;
+  bool GotoPreset(u32 slot, u32 option) override;
+  bool DeletePreset(u32 slot) override;
+
+ protected:
+  void HandleWorkItem(IWorkItem* item) override;
+
+ private:
+  // A request to the camera with the connection data as they are now.
+  class Request : public Web::HttpRequest {
+   public:
+    Request(IIPDeviceParams& device, const PtzTiming& timing);
+  };
+
+  // A request that didn't reach the camera, for the message about it.
+  struct Failure {
+    const char* operation;
+    std::string text;
+    u32 status;
+  };
+
+  std::string PrepareItem(const CWorkItem& item, Web::HttpRequest& http);
+  void SetFocusIris(Web::HttpRequest& http, IIPParams& params, u8 focusManual, u8 irisManual);
+  void SendAutomatic(Web::HttpRequest& http, const std::string& text);
+  bool ProcessPresetCommand(PresetOperation operation, u32 slot);
+  bool UpdatePtzProtocol();
+  void ReportNotSent(const char* operation, const std::string& text, u32 status);
+
+  const PtzTiming timing_;
+
+  // The PTZ thread only: of the item in progress.
+  std::vector<Failure> itemFailures_;
+
+  // Used by one thread at a time: the caller's lock around the list of stored positions sees to that.
+  Request presetRequest_;
+};
+
+}  // namespace sarnevo

@@ -1,0 +1,102 @@
+#include "ptz/CPTZHandler.h"
+
+#include <cstdarg>
+#include <exception>
+#include <utility>
+
+#include "driver/CKolvexIPCaptureDriver.h"
+#include "driver/MessageText.h"
+#include "ptz/CGroup1PTZComm.h"
+
+namespace sarnevo {
+
+namespace {
+
+constexpr u32 kGroupWithPTZ = 1;
+constexpr char kPresetRoot[] = "Kolvex";
+
+std::string PresetFileName(const std::string& hardwareAddress) {
+  return "Kolvex_" + hardwareAddress + ".preset";
+}
+
+}  // namespace
+
+CPTZHandler::CPTZHandler(CKolvexIPCaptureDriver* driver, u32 channelCount, std::string presetFolder)
+    : driver_(driver), channelCount_(channelCount), presetFolder_(std::move(presetFolder)) {}
+
+CPTZHandler::~CPTZHandler() {
+  // All channels of a camera that hangs are let go at the same time, not one after the other.
+  for (const auto& [channel, control] : controls_) {
+    control->BeginClose();
+  }
+  controls_.clear();
+  presetReader_.Release();
+}
+
+std::string CPTZHandler::GetDeviceModel() { return driver_->GetDeviceModel(); }
+
+std::string CPTZHandler::GetAddress() { return driver_->GetAddress(); }
+
+u16 CPTZHandler::GetPort() { return driver_->GetPort(); }
+
+std::string CPTZHandler::GetUserName() { return driver_->GetUserName(); }
+
+std::string CPTZHandler::GetPassword() { return driver_->GetPassword(); }
+
+void CPTZHandler::DebugMessage(u32 level, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const MessageText text(format, arguments);
+  va_end(arguments);
+  if (text.Get() != nullptr && driver_ != nullptr) {
+    driver_->DebugMessage(level, "%s", text.Get());
+  }
+}
+
+IIPPTZApiEx* CPTZHandler::GetPTZApiEx(u32 channel) {
+  if (channel >= channelCount_) {
+    return nullptr;
+  }
+  try {
+    const COptexGuard guard(lock_);
+    if (const auto known = controls_.find(channel); known != controls_.end()) {
+      return known->second.get();
+    }
+    std::unique_ptr<CPTZControl> control = BuildControl(channel);
+    if (!control) {
+      return nullptr;
+    }
+    // The host may have asked again from within a message about the camera; its first answer stays valid.
+    return controls_.try_emplace(channel, std::move(control)).first->second.get();
+  } catch (const std::exception&) {
+    return nullptr;  // no memory
+  }
+}
+
+// Null when the camera has no PTZ, or its control can't be opened; the next request then starts anew.
+std::unique_ptr<CPTZControl> CPTZHandler::BuildControl(u32 channel) {
+  if (driver_->GetGroup() != kGroupWithPTZ) {
+    return nullptr;
+  }
+  auto comm = std::make_unique<CGroup1PTZComm>(this);
+  if (!presetReader_) {
+    LoadPresetFile();  // a failure shows when the control opens
+  }
+  auto control = std::make_unique<CPTZControl>(this, channel);
+  return control->Open(presetReader_, comm.release()) ? std::move(control) : nullptr;
+}
+
+bool CPTZHandler::LoadPresetFile() {
+  const std::string hardwareAddress = driver_->GetMacAddress();
+  if (hardwareAddress.empty()) {
+    return false;
+  }
+  const std::string fileName = PresetFileName(hardwareAddress);
+  auto reader = std::make_unique<CXMLPrepositionReader>(kPresetRoot, presetFolder_);
+  presetReader_.Release();
+  presetReader_.Attach(reader.get());
+  reader.release();
+  return presetReader_->Open(fileName, false);
+}
+
+}  // namespace sarnevo

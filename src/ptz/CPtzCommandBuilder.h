@@ -1,0 +1,39 @@
+#pragma once
+
+#include <atomic>
+#include <string>
+
+#include "kolvex/Types.h"
+#include "ptz/PtzCodes.h"
+
+namespace sarnevo {
+
+/// Makes the path and query of the HTTP request that carries a PTZ command to a group 1 camera, which
+/// writes the hexadecimal bytes in it to the serial port of the head.
+///
+/// Each build has a frame of its own, so that any threads may build at the same time. Without a protocol all
+/// texts are empty.
+class CPtzCommandBuilder {
+ public:
+  /// The owner, also while others build.
+  void SetProtocol(u32 protocol) noexcept { protocol_.store(protocol, std::memory_order_relaxed); }
+
+  /// @param direction  a PtzDirection.
+  /// @param speed      1 to 16.
+  std::string MoveCommand(u32 direction, i32 speed) const;
+  /// @param code  a LensCode.
+  std::string LensCommand(u32 code) const;
+  std::string StopCommand() const;
+  std::string AutoFocusCommand() const;
+  std::string AutoIrisCommand() const;
+  /// @param slot  counted from 0.
+  std::string PresetCommand(PresetOperation operation, u32 slot) const;
+
+ private:
+  u32 Protocol() const noexcept { return protocol_.load(std::memory_order_relaxed); }
+
+  // A PtzProtocol. Stands alone, so that relaxed is enough: nothing else is published with it.
+  std::atomic<u32> protocol_{PtzProtocolNone};
+};
+
+}  // namespace sarnevo

@@ -1,0 +1,337 @@
+#include "xml/CXMLSettingsAPI.h"
+
+#include <cstdarg>
+#include <optional>
+#include <utility>
+
+#include "platform/File.h"
+#include "platform/FileReplacement.h"
+#include "platform/HostProcess.h"
+#include "xml/CDinaFileBase.h"
+#include "xml/PathText.h"
+#include "xml/Utf8.h"
+
+using sarnevo::COptexGuard;
+using sarnevo::FormatPath;
+using sarnevo::i32;
+using sarnevo::u32;
+using sarnevo::platform::File;
+using sarnevo::platform::XmlDocument;
+
+namespace {
+
+constexpr char kValue[] = "value";  // the one attribute that holds settings
+
+// Want of memory, the only thing that throws in here, becomes the failure value.
+template <typename Result, typename Call>
+Result Guarded(Result failure, Call&& call) noexcept {
+  try {
+    return call();
+  } catch (...) {
+    return failure;
+  }
+}
+
+// Thread prepared for the XML library, unless that is the caller's own affair.
+class XmlThread {
+ public:
+  explicit XmlThread(bool wanted) noexcept
+      : entered_(wanted && sarnevo::platform::EnterXml()), ready_(entered_ || !wanted) {}
+  ~XmlThread() {
+    if (entered_) {
+      sarnevo::platform::LeaveXml();
+    }
+  }
+  XmlThread(const XmlThread&) = delete;
+  XmlThread& operator=(const XmlThread&) = delete;
+
+  bool IsReady() const noexcept { return ready_; }
+  void StayEntered() noexcept { entered_ = false; }
+
+ private:
+  bool entered_;
+  const bool ready_;
+};
+
+// Only a name by itself: part of it comes from a camera, which mustn't choose where the host writes.
+bool IsBareName(std::string_view name) {
+  return !name.empty() && name.find_first_of("/\\") == std::string_view::npos && name != "." && name != "..";
+}
+
+// A file that is there but can't be read just now may hold an operator's names, and is no reason to begin
+// a new one.
+bool MayBeReplaced(const std::string& path) {
+  File file;
+  switch (file.Open(path, File::Access::Read, File::IfMissing::Fail)) {
+    case File::OpenResult::Missing:
+      return true;
+    case File::OpenResult::Refused:
+      return false;
+    case File::OpenResult::Opened:
+      break;
+  }
+  if (file.Size() > XmlDocument::kMaxBytes) {
+    return true;
+  }
+  const auto content = file.ReadAll(XmlDocument::kMaxBytes);
+  return content && XmlDocument().Parse(*content) != XmlDocument::ParseResult::NoMemory;
+}
+
+}  // namespace
+
+CXMLSettingsAPI::CXMLSettingsAPI(std::string folder) : folder_(std::move(folder)) {}
+
+CXMLSettingsAPI::~CXMLSettingsAPI() { Close(); }
+
+std::string CXMLSettingsAPI::FullPath(const char* fileName) const {
+  if (fileName == nullptr || !IsBareName(fileName)) {
+    return {};
+  }
+  const auto folder = folder_.empty() ? sarnevo::platform::HostExecutableFolder() : folder_;
+  return folder ? *folder + '/' + fileName : std::string();
+}
+
+bool CXMLSettingsAPI::Load(const std::string& path) {
+  File file;
+  if (file.Open(path, File::Access::Read, File::IfMissing::Fail) != File::OpenResult::Opened) {
+    return false;
+  }
+  const auto content = file.ReadAll(XmlDocument::kMaxBytes);
+  const COptexGuard guard(documentLock_);
+  if (!content || document_.Parse(*content) != XmlDocument::ParseResult::Parsed) {
+    return false;
+  }
+  sarnevo::platform::RemoveLeftovers(path);
+  return true;
+}
+
+CXMLSettingsAPI::Result CXMLSettingsAPI::Open(const char* fileName, u32 autoSave, u32 initialiseCom) noexcept {
+  return Guarded(kFail, [&] {
+    const COptexGuard guard(openLock_);
+    if (openCount_.load(std::memory_order_relaxed) == 0) {
+      initialiseCom_ = initialiseCom;
+      std::string path = FullPath(fileName);
+      if (!CDinaFileBase().IsNonEmpty(path.c_str())) {
+        return kFail;
+      }
+      XmlThread thread(initialiseCom != 0);
+      if (!thread.IsReady() || !Load(path)) {
+        return kFail;
+      }
+      const COptexGuard documentGuard(documentLock_);
+      path_ = std::move(path);
+      autoSave_ = autoSave;
+      thread.StayEntered();
+    }
+    openCount_.fetch_add(1, std::memory_order_release);
+    return kOk;
+  });
+}
+
+u32 CXMLSettingsAPI::Close() noexcept {
+  const COptexGuard guard(openLock_);
+  if (openCount_.load(std::memory_order_relaxed) == 0) {
+    return 0;
+  }
+  const u32 left = openCount_.fetch_sub(1, std::memory_order_release) - 1;
+  if (left == 0) {
+    const COptexGuard documentGuard(documentLock_);
+    document_.Clear();
+    if (initialiseCom_ != 0) {
+      sarnevo::platform::LeaveXml();
+    }
+  }
+  return left;
+}
+
+i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u32 initialiseCom) noexcept {
+  if (IsOpen()) {
+    return 0;
+  }
+  const XmlThread thread(initialiseCom != 0);
+  if (!thread.IsReady()) {
+    return -1;
+  }
+  return Guarded(0, [&] {
+    const std::string path = FullPath(fileName);
+    XmlDocument document;
+    if (path.empty() || rootName == nullptr || !document.Create(rootName) || !MayBeReplaced(path)) {
+      return 0;
+    }
+    const auto text = document.Print();
+    return text && ReplaceFile(path, *text, sarnevo::platform::OldContent::KeepAside) ? 1 : 0;
+  });
+}
+
+i32 CXMLSettingsAPI::Save() noexcept {
+  if (!IsOpen()) {
+    return 0;
+  }
+  return Guarded(0, [&] {
+    const COptexGuard guard(documentLock_);
+    return SaveDocument();
+  });
+}
+
+i32 CXMLSettingsAPI::SaveIfAutomatic() { return autoSave_ != 0 ? SaveDocument() : 1; }
+
+i32 CXMLSettingsAPI::SaveDocument() {
+  const auto text = document_.Print();
+  return text && sarnevo::platform::ReplaceFile(path_, *text) ? 1 : 0;
+}
+
+std::wstring CXMLSettingsAPI::GetString(const wchar_t* format, ...) noexcept {
+  std::va_list arguments;
+  va_start(arguments, format);
+  auto result = Guarded(std::wstring(), [&] {
+    const std::string path = FormatPath(format, arguments);
+    std::optional<std::string> value;
+    if (IsOpen()) {
+      const COptexGuard guard(documentLock_);
+      if (const Element* element = document_.Select(path)) {
+        value = document_.GetAttribute(element, kValue);
+      }
+    }
+    return sarnevo::FromUtf8(value.value_or("")).value_or(L"");
+  });
+  va_end(arguments);
+  return result;
+}
+
+bool CXMLSettingsAPI::CanHold(std::wstring_view value) {
+  return sarnevo::IsXmlText(value) && sarnevo::ToUtf8(value).size() <= XmlDocument::kMaxValueBytes;
+}
+
+i32 CXMLSettingsAPI::SetString(const wchar_t* value, const wchar_t* format, ...) noexcept {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const i32 result = Guarded(0, [&] {
+    const std::string path = FormatPath(format, arguments);
+    // Refused before an element is made for it.
+    if (!IsOpen() || !CanHold(value == nullptr ? L"" : value)) {
+      return 0;
+    }
+    const std::string text = sarnevo::ToUtf8(value == nullptr ? L"" : value);
+    const COptexGuard guard(documentLock_);
+    Element* element = document_.Select(path);
+    if (element == nullptr) {
+      if (CreateElements(path) == 0) {
+        return 0;
+      }
+      element = document_.Select(path);
+    }
+    if (element == nullptr || !document_.SetAttribute(element, kValue, text)) {
+      return 0;
+    }
+    return SaveIfAutomatic();
+  });
+  va_end(arguments);
+  return result;
+}
+
+i32 CXMLSettingsAPI::CreatePath(const wchar_t* format, ...) noexcept {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const i32 result = Guarded(0, [&] {
+    const std::string path = FormatPath(format, arguments);
+    if (!IsOpen()) {
+      return 0;
+    }
+    const COptexGuard guard(documentLock_);
+    return CreateElements(path);
+  });
+  va_end(arguments);
+  return result;
+}
+
+i32 CXMLSettingsAPI::CreateElements(std::string_view path) {
+  if (document_.Select(path) != nullptr) {
+    return 1;
+  }
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string_view::npos || slash == 0) {
+    return 0;  // a document has one root element, and that is made with the file
+  }
+  const std::string_view parentPath = path.substr(0, slash);
+  Element* parent = document_.Select(parentPath);
+  if (parent == nullptr) {
+    static_cast<void>(CreateElements(parentPath));
+    parent = document_.Select(parentPath);
+  }
+  if (parent == nullptr || AddElement(parent, path.substr(slash + 1)) == nullptr) {
+    return 0;
+  }
+  return SaveIfAutomatic();
+}
+
+CXMLSettingsAPI::Element* CXMLSettingsAPI::AddElement(Element* parent, std::string_view component) {
+  const std::string_view name = component.substr(0, component.find('['));
+  if (!XmlDocument::IsElementName(name)) {
+    return nullptr;
+  }
+  // White space that keeps the file readable: the element on a line of its own, its end tag and whatever
+  // follows it indented by the depth.
+  const std::size_t depth = document_.Depth(parent);
+  const std::string outer(depth - 2, '\t');
+  document_.AppendText(parent, outer);
+  Element* const element = document_.AppendElement(parent, name);
+  if (element == nullptr) {
+    return nullptr;
+  }
+  document_.AppendText(element, "\n" + outer + "\t");
+  document_.AppendText(parent, "\n" + outer);
+
+  // Each condition, [@name="value"], becomes an attribute.
+  std::string_view rest = component;
+  for (std::size_t open = rest.find('['); open != std::string_view::npos; open = rest.find('[')) {
+    rest.remove_prefix(open + 1);
+    const std::size_t close = rest.find(']');
+    const std::string_view condition = rest.substr(0, close);
+    const std::size_t equals = condition.find('=');
+    const std::size_t end = condition.rfind('"');
+    if (condition.starts_with('@') && equals != std::string_view::npos && end != std::string_view::npos &&
+        end >= equals + 2) {
+      document_.SetAttribute(element, condition.substr(1, equals - 1),
+                             condition.substr(equals + 2, end - equals - 2));
+    }
+    if (close == std::string_view::npos) {
+      break;
+    }
+    rest.remove_prefix(close + 1);
+  }
+  return element;
+}
+
+i32 CXMLSettingsAPI::Exists(const char* format, ...) noexcept {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const i32 result = Guarded(0, [&] {
+    const std::string path = FormatPath(format, arguments);
+    if (!IsOpen()) {
+      return 0;
+    }
+    const COptexGuard guard(documentLock_);
+    return document_.Select(path) != nullptr ? 1 : 0;
+  });
+  va_end(arguments);
+  return result;
+}
+
+i32 CXMLSettingsAPI::Delete(const char* format, ...) noexcept {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const i32 result = Guarded(0, [&] {
+    const std::string path = FormatPath(format, arguments);
+    if (!IsOpen()) {
+      return 0;
+    }
+    const COptexGuard guard(documentLock_);
+    Element* const element = document_.Select(path);
+    if (element == nullptr || !document_.Remove(element)) {
+      return 0;
+    }
+    return SaveIfAutomatic();
+  });
+  va_end(arguments);
+  return result;
+}

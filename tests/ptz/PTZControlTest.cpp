@@ -1,0 +1,223 @@
+#include "ptz/CPTZControl.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "ptz/PtzFixture.h"
+
+namespace sarnevo {
+namespace {
+
+using kolvex_test::Current;
+using kolvex_test::Names;
+using kolvex_test::PtzFixture;
+using kolvex_test::SerialCamera;
+using kolvex_test::Take;
+using Control = IIPPTZApiEx;
+
+// In front of a movement the lens goes back to automatic, focus first.
+TEST(CPTZControl, MovesAndForgetsWhereTheCameraStood) {
+  struct Row {
+    const char* name;
+    i32 (*call)(Control&);
+    i32 result;
+    const char* requests[2];  // protocol 1 and 2
+    bool forgets;             // protocol 2; protocol 1 never does
+  };
+  constexpr Row kRows[] = {
+      {"move", [](Control& c) { return c.StartMove(0, 1); }, 1, {"010280\n", "FF010004040009\n"}, true},
+      {"too fast", [](Control& c) { return c.StartMove(0, 17); }, -3, {"", ""}, false},
+      {"below 0", [](Control& c) { return c.StartMove(0, -1); }, -3, {"", ""}, false},
+      {"speed 0 only forgets", [](Control& c) { return c.StartMove(0, 0); }, 1, {"", ""}, true},
+      {"zoom in", [](Control& c) { return c.ZoomIn(1); }, 1, {"0110FF\n", "FF010020000021\n"}, true},
+      {"zoom out", [](Control& c) { return c.ZoomOut(16); }, 1, {"0120FF\n", "FF010040000041\n"}, true},
+      {"zoom too fast", [](Control& c) { return c.ZoomIn(17); }, -3, {"", ""}, false},
+      {"zoom 0 is no stop", [](Control& c) { return c.ZoomOut(0); }, 1, {"", ""}, true},
+      {"center", [](Control& c) { return c.Center(1, 2, 3); }, 1, {"", ""}, true},
+      {"unzoom", [](Control& c) { return c.Unzoom(1); }, 1, {"", ""}, true},
+      {"area zoom", [](Control& c) { return c.AreaZoom(1, 2, 3, 4); }, 1, {"", ""}, true},
+      {"near", [](Control& c) { return c.FocusNear(1); }, 1, {"0180FF\n", "FF010100000002\n"}, true},
+      {"far", [](Control& c) { return c.FocusFar(9); }, 1, {"0140FF\n", "FF010080000081\n"}, true},
+      {"focus stop", [](Control& c) { return c.FocusNear(0); }, 1, {"0100FF\n", "FF010027000028\n"}, true},
+      {"the same", [](Control& c) { return c.FocusFar(0); }, 1, {"0100FF\n", "FF010027000028\n"}, true},
+      {"stop", [](Control& c) { return c.StopMove(); }, 1, {"0100FF\n", "FF010000000001\n"}, false},
+      {"zoom, focus manual",
+       [](Control& c) { return c.ZoomIn(1); },
+       1,
+       {"0100D5\n0110FF\n", "FF01002B00002C\nFF010020000021\n"},
+       true},
+      {"open", [](Control& c) { return c.IrisOpen(1); }, 1, {"010000\n", "FF010200000003\n"}, true},
+      {"close", [](Control& c) { return c.IrisClose(1); }, 1, {"010001\n", "FF010400000005\n"}, true},
+      {"iris stop", [](Control& c) { return c.IrisOpen(0); }, 1, {"0100FF\n", "FF010000000001\n"}, true},
+      {"near too", [](Control& c) { return c.FocusNear(1); }, 1, {"0180FF\n", "FF010100000002\n"}, true},
+      {"open too", [](Control& c) { return c.IrisOpen(1); }, 1, {"010000\n", "FF010200000003\n"}, true},
+      {"no direction, all manual",
+       [](Control& c) { return c.StartMove(12, 5); },
+       1,
+       {"0100D5\n0100D4\n01\n", "FF01002B00002C\nFF01002D00002E\nFF010000000001\n"},
+       true},
+      {"again", [](Control& c) { return c.StartMove(12, 5); }, 1, {"01\n", "FF010000000001\n"}, true},
+      {"iris alone", [](Control& c) { return c.IrisClose(1); }, 1, {"010001\n", "FF010400000005\n"}, true},
+      {"fastest, iris manual",
+       [](Control& c) { return c.StartMove(4, 16); },
+       1,
+       {"0100D4\n0106bf\n", "FF01002D00002E\nFF01000C40408D\n"},
+       true},
+      {"a value", [](Control& c) { return i32(10 * c.CheckValue(7) + c.CheckValue(0)); }, 10, {"", ""}, false},
+      {"availability", [](Control& c) { return i32(c.IsPTZAvailable()); }, 1, {"", ""}, false},
+  };
+  for (const std::size_t protocol : {0, 1}) {
+    PtzFixture fixture(protocol == 0 ? "1" : "2");
+    Control& control = fixture.Control();
+    ASSERT_EQ(control.AddPreposition("a"), 1);
+    const std::string stop = protocol == 0 ? "0100FF\n" : "FF010000000001\n";
+    for (const Row& row : kRows) {
+      fixture.camera.requests.Clear();
+      EXPECT_EQ(row.call(control), row.result) << row.name;
+      EXPECT_EQ(Current(control), row.forgets && protocol == 1 ? "-23" : "a") << row.name;
+      // The stop behind it shows that nothing else went out.
+      ASSERT_EQ(control.StopMove(), 1);
+      const std::string expected = row.requests[protocol] + stop;
+      const auto lines = static_cast<std::size_t>(std::count(expected.begin(), expected.end(), '\n'));
+      EXPECT_EQ(Take(fixture.camera.requests, lines), expected) << row.name;
+      EXPECT_EQ(control.SelectPreposition(0, "a"), 1) << row.name;
+    }
+    EXPECT_EQ(fixture.messages.Count("OnDebugInfo 1"), 0U);
+  }
+}
+
+TEST(CPTZControl, HandsNamesOutWholeOrNotAtAll) {
+  PtzFixture fixture("2");
+  Control& control = fixture.Control();
+  const std::string name = "T\xC3\xBCr1";  // five bytes
+  ASSERT_EQ(control.AddPreposition(name.c_str()), 1);
+  struct Row {
+    u32 position;
+    bool hasBuffer;
+    u32 size;
+    i32 result;
+  };
+  constexpr Row kRows[] = {{0, true, 6, 1},    {0, true, 8, 1},           {0, true, 5, -3},
+                           {0, true, 0, -3},   {0, false, 6, -3},         {1, true, 6, -23},
+                           {1, false, 0, -23}, {0xFFFFFFFF, true, 6, -23}};
+  for (const Row& row : kRows) {
+    std::string buffer = "--------";
+    char* const given = row.hasBuffer ? buffer.data() : nullptr;
+    const std::string expected = row.result == 1 ? name + '\0' + "--" : buffer;
+    EXPECT_EQ(control.GetPrepositionName(row.position, given, row.size), row.result) << row.size;
+    EXPECT_EQ(buffer, expected) << row.size;
+    if (row.position == 0) {
+      buffer = "--------";
+      EXPECT_EQ(control.GetCurrentPreposition(given, row.size), row.result) << row.size;
+      EXPECT_EQ(buffer, expected) << row.size;
+    }
+  }
+}
+
+TEST(CPTZControl, RefusesWhatIsNoName) {
+  const struct {
+    const char* name;
+    const char* text;
+    const char* results;  // of add, select and delete
+  } rows[] = {{"null", nullptr, "-3 -3 -3"},
+              {"empty", "", "-3 -23 -23"},
+              {"a refused character", "a'b", "-3 -23 -23"},
+              {"a control character", "a\x01", "-3 -23 -23"},
+              {"a byte of no character", "a\xFF", "-3 -3 -3"},
+              {"a torn character", "a\xC3", "-3 -3 -3"},
+              {"a lone surrogate", "a\xED\xA0\x80", "-3 -3 -3"}};
+  PtzFixture fixture("2");
+  Control& control = fixture.Control();
+  for (const auto& row : rows) {
+    EXPECT_EQ(std::to_string(control.AddPreposition(row.text)) + " " +
+                  std::to_string(control.SelectPreposition(0, row.text)) + " " +
+                  std::to_string(control.DeletePreposition(row.text)),
+              row.results)
+        << row.name;
+  }
+  EXPECT_EQ(control.GetPrepositionCount(), 0U);
+  EXPECT_EQ(fixture.camera.requests.Text(), "");
+  fixture.messages.Clear();
+  control.AddPreposition("\xFF");
+  EXPECT_EQ(fixture.messages.Text(),
+            "OnDebugInfo 1 sarnevo::CPTZControl::AddPreposition: the name of the preposition is not UTF-8\n");
+}
+
+// One history in each protocol: what each call gives, what the camera is told, and where it stands then.
+TEST(CPTZControl, KeepsPositionsInBothProtocols) {
+  const char* const kHistories[] = {
+      "add a = 1, 810570, at a\n"
+      "add b = 1, 810570, at b\n"
+      "leave = 1, at b\n"
+      "add c = 1, 810570, at c\n"
+      "select b = -23, at c\n"
+      "select p10 = 1, 410a00, at empty p10 \n"
+      "select p10 = 1, at empty p10 \n"
+      "delete c = 1, 01FFF5, at empty p0 \n"
+      "delete c = 1, 01FFF5, at empty p0 \n",
+
+      "add a = 1, FF010003000105, at a\n"
+      "add b = 1, at b\n"
+      "leave = 1, at -23\n"
+      "add c = 1, FF010003000206, at c\n"
+      "select b = 1, FF010007000109, at b\n"
+      "select p10 = -23, at b\n"
+      "select p10 = -23, at b\n"
+      "delete c = 1, FF010005000208, at -23\n"
+      "delete c = -23, at -23\n",
+  };
+  for (const std::size_t protocol : {0, 1}) {
+    PtzFixture fixture(protocol == 0 ? "1" : "2");
+    Control& control = fixture.Control();
+    std::string history;
+    const auto step = [&](const char* name, i32 result) {
+      std::string requests = Take(fixture.camera.requests);
+      std::replace(requests.begin(), requests.end(), '\n', ',');
+      history += std::string(name) + " = " + std::to_string(result) + ", " + requests +
+                 (requests.empty() ? "at " : " at ") + Current(control) + "\n";
+    };
+    step("add a", control.AddPreposition("a"));
+    step("add b", control.AddPreposition("b"));
+    step("leave", control.StartMove(PtzLeft, 0));
+    step("add c", control.AddPreposition("c"));
+    step("select b", control.SelectPreposition(5, "b"));
+    step("select p10", control.SelectPreposition(5, "empty p10 "));
+    step("select p10", control.SelectPreposition(0, "empty p10 "));
+    step("delete c", control.DeletePreposition("c"));
+    step("delete c", control.DeletePreposition("c"));
+    EXPECT_EQ(history, kHistories[protocol]);
+
+    // Limit plus 1 and count in the words 7 and 8.
+    const std::vector<u32> words{99, 1, 1, 1, 1, 1, 0, protocol == 0 ? 65U : 33U, control.GetPrepositionCount(),
+                                 0,  0, 0, 0, 0};
+    EXPECT_EQ(control.GetPrepositionCount(), protocol == 0 ? 64U : 1U);
+    CPtzCapabilities record;
+    std::fill(std::begin(record.words), std::end(record.words), 99);
+    EXPECT_EQ(control.GetCapabilities(&record), 1);
+    EXPECT_EQ(std::vector<u32>(std::begin(record.words), std::end(record.words)), words);
+    EXPECT_EQ(control.GetCapabilities(nullptr), -3);
+
+    fixture.camera.SetAnswer(SerialCamera::Refuse);
+    EXPECT_EQ(control.AddPreposition("d"), -18);
+  }
+}
+
+TEST(CPTZControl, StoresUpToTheCamerasLimit) {
+  PtzFixture fixture("2");
+  Control& control = fixture.Control();
+  for (int i = 1; i <= 33; ++i) {
+    control.StartMove(PtzLeft, 0);
+    EXPECT_EQ(control.AddPreposition(("p" + std::to_string(i)).c_str()), i <= 32 ? 1 : -26) << i;
+  }
+  EXPECT_EQ(fixture.camera.requests.Count(""), 32U);
+  EXPECT_TRUE(fixture.camera.requests.Text().ends_with("FF010003002024\n"));
+  const std::string names = Names(control);
+  fixture.Restart();
+  EXPECT_EQ(Names(fixture.Control()), names) << "what a restarted host finds";
+}
+
+}  // namespace
+}  // namespace sarnevo

@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <mutex>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "prepositions/CXMLPrepositionReader.h"
+#include "ptz/PtzFixture.h"
+#include "xml/Utf8.h"
+
+namespace sarnevo {
+namespace {
+
+using kolvex_test::Names;
+using kolvex_test::PtzFixture;
+using kolvex_test::SerialCamera;
+
+// The positions that a Pelco-D head remembers. Refuses some commands and takes its time over others.
+class HeadMemory {
+ public:
+  void Answer(SerialCamera::Connection& connection, const std::string& request) {
+    bool refuse = false;
+    {
+      const std::lock_guard guard(lock_);
+      refuse = ++count_ % 7 == 0;
+      if (!refuse && request.starts_with("FF01000300")) {
+        slots_.insert(Slot(request));
+      } else if (!refuse && request.starts_with("FF01000500")) {
+        slots_.erase(Slot(request));
+      }
+    }
+    if (refuse) {
+      SerialCamera::Refuse(connection, request);
+      return;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds{Slot(request) % 3});
+    SerialCamera::Ok(connection, request);
+  }
+
+  std::set<u32> Slots() {
+    const std::lock_guard guard(lock_);
+    return slots_;
+  }
+
+ private:
+  static u32 Slot(const std::string& frame) {
+    return static_cast<u32>(std::stoul(frame.substr(10, 2), nullptr, 16)) - 1;
+  }
+
+  std::mutex lock_;
+  std::set<u32> slots_;  // under lock_
+  int count_ = 0;        // under lock_
+};
+
+// One host thread: what an operator does, at random but the same each time.
+void Operate(IIPPTZApiEx& control, unsigned seed) {
+  std::mt19937 random(seed);
+  for (int step = 0; step < 60; ++step) {
+    char name[64] = "nothing";
+    control.GetPrepositionName(static_cast<u32>(random() % 8), name, sizeof(name));
+    CPtzCapabilities record;
+    switch (random() % 9) {
+      case 0:
+        EXPECT_EQ(control.StartMove(static_cast<u32>(random() % 10), 1 + static_cast<i32>(random() % 16)), 1);
+        break;
+      case 1:
+        EXPECT_EQ(control.StopMove(), 1);
+        break;
+      case 2:
+        EXPECT_EQ(control.FocusNear(static_cast<u32>(random() % 2)), 1);
+        break;
+      case 3:
+        EXPECT_EQ(control.IrisOpen(static_cast<u32>(random() % 2)), 1);
+        break;
+      case 4:
+        control.DeletePreposition(name);
+        break;
+      case 5:
+        control.SelectPreposition(0, name);
+        break;
+      case 6:
+        EXPECT_EQ(control.GetCapabilities(&record), 1);
+        EXPECT_EQ(control.IsPTZAvailable(), 1U);
+        break;
+      default:
+        EXPECT_EQ(control.StartMove(PtzLeft, 0), 1);
+        control.AddPreposition(("t" + std::to_string(seed) + "." + std::to_string(step)).c_str());
+        break;
+    }
+  }
+}
+
+TEST(PtzConcurrency, KeepsListCameraAndFileInStep) {
+  PtzFixture fixture("2");
+  IIPPTZApiEx& control = fixture.Control();
+  HeadMemory memory;
+  fixture.camera.SetAnswer([&](SerialCamera::Connection& connection, const std::string& request) {
+    memory.Answer(connection, request);
+  });
+  std::vector<std::thread> hosts;
+  for (unsigned seed = 1; seed <= 4; ++seed) {
+    hosts.emplace_back([&control, seed] { Operate(control, seed); });
+  }
+  for (std::thread& host : hosts) {
+    host.join();
+  }
+  const std::string names = Names(control);
+  fixture.handler.reset();  // behind it nothing is on its way to the camera
+
+  CXMLPrepositionReader file("Kolvex", fixture.folder.Path());
+  ASSERT_TRUE(file.Open("Kolvex_00:11:22:aB.preset", true));
+  std::string namesInFile;
+  std::set<u32> slotsInFile;
+  PrepositionRecord record;
+  for (u32 index = 0; file.Read(0, index, record); ++index) {
+    namesInFile += ToUtf8(record.name) + ",";
+    EXPECT_TRUE(slotsInFile.insert(record.slot).second) << "two names for slot " << record.slot;
+  }
+  EXPECT_EQ(namesInFile, names);
+  EXPECT_EQ(slotsInFile, memory.Slots());
+  EXPECT_FALSE(names.empty());
+}
+
+}  // namespace
+}  // namespace sarnevo

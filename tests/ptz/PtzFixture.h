@@ -1,0 +1,148 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+
+#include "driver/CKolvexIPCaptureDriver.h"
+#include "ptz/CPTZHandler.h"
+#include "support/FakeHost.h"
+#include "support/ScriptedServer.h"
+#include "support/TempFolder.h"
+
+namespace kolvex_test {
+
+/// Waits for @p lines lines and gives all there are, which are then forgotten.
+inline std::string Take(HostLog& log, std::size_t lines = 0) {
+  log.WaitFor("", lines);
+  std::string text = log.Text();
+  log.Clear();
+  return text;
+}
+
+/// A group 1 camera as the PTZ side sees it: tells its serial protocol and takes what is written to its
+/// serial port.
+class SerialCamera {
+ public:
+  using Connection = ScriptedServer::Connection;
+  /// Answers a request, told as its line in @c requests.
+  using Answer = std::function<void(Connection&, const std::string& request)>;
+
+  static void Ok(Connection& connection, const std::string&) { connection.Send("HTTP/1.1 200 OK\r\n\r\n"); }
+  static void Refuse(Connection& connection, const std::string&) { connection.Reset(); }
+  static void Hang(Connection& connection, const std::string&) { connection.WaitForEnd(); }
+  static void Drip(Connection& connection, const std::string&) {
+    connection.Drip("HTTP/1.1 200 OK\r\nX: " + std::string(100'000, 'x'), std::chrono::milliseconds{20});
+  }
+
+  explicit SerialCamera(const std::string& protocol)
+      : comportReply_("HTTP/1.1 200 OK\r\n\r\nserial_device=" + protocol + "\r\n"),
+        server_([this](Connection& connection) { Serve(connection); }) {}
+
+  std::uint16_t Port() const { return server_.Port(); }
+  void SetComportReply(const std::string& reply) {
+    const std::lock_guard guard(lock_);
+    comportReply_ = reply;
+  }
+  void SetAnswer(Answer answer) {
+    const std::lock_guard guard(lock_);
+    answer_ = std::move(answer);
+  }
+
+  HostLog requests;  ///< what was written to the serial port; of other requests the path
+
+ private:
+  void Serve(Connection& connection) {
+    const std::string head = connection.ReadHead();
+    // "root:pass"; a request without it isn't answered.
+    if (!head.starts_with("GET /") ||
+        head.find("\r\nAuthorization: Basic cm9vdDpwYXNz\r\n") == std::string::npos) {
+      return;
+    }
+    const std::string path = head.substr(4, head.find(' ', 4) - 4);
+    const std::string write = "/serial.cgi?action=apply&port=2&write=";
+    const std::string request = path.starts_with(write) ? path.substr(write.size()) : path;
+    std::unique_lock guard(lock_);
+    const std::string comportReply = comportReply_;
+    const Answer answer = answer_;
+    guard.unlock();
+    requests.Add(request);
+    if (path == "/comport.cgi?action=retrieve") {
+      connection.Send(comportReply);
+    } else {
+      answer(connection, request);
+    }
+  }
+
+  std::mutex lock_;
+  std::string comportReply_;  // under lock_
+  Answer answer_ = Ok;        // under lock_
+  ScriptedServer server_;
+};
+
+/// A driver with its host, a camera, and the PTZ side between them.
+struct PtzFixture {
+  explicit PtzFixture(const std::string& protocol, sarnevo::u32 channels = 1,
+                      const std::string& hardwareAddress = "00:11:22:aB", const char* group = "1")
+      : camera(protocol), channelCount(channels) {
+    params.port = camera.Port();
+    params.user = "root";
+    params.password = "pass";
+    params.settings = {{2, group}, {3, "1"}, {9, hardwareAddress}};
+    if (!driver.Open(&sink, nullptr, &params)) {
+      throw std::runtime_error("the driver doesn't open");
+    }
+    messages.Clear();
+    Restart();
+  }
+
+  /// As a host does: everything is built anew, the camera and the file stay.
+  void Restart() { handler = std::make_unique<sarnevo::CPTZHandler>(&driver, channelCount, folder.Path()); }
+
+  /// The channel's object, with the question for the protocol forgotten.
+  sarnevo::IIPPTZApiEx& Control(sarnevo::u32 channel = 0) {
+    sarnevo::IIPPTZApiEx* const control = handler->GetPTZApiEx(channel);
+    if (control == nullptr) {
+      throw std::runtime_error("no control");
+    }
+    camera.requests.Clear();
+    return *control;
+  }
+
+  /// The line of a failed request in @c messages.
+  std::string NotSent(const std::string& operation, const std::string& path) const {
+    return "OnDebugInfo 1 sarnevo::CGroup1PTZComm::" + operation +
+           ": cannot send HTTP message to 127.0.0.1:" + std::to_string(camera.Port()) + ", message=" + path +
+           ", http status=0\n";
+  }
+
+  SerialCamera camera;
+  TempFolder folder;
+  HostLog messages;
+  FakeDebugSink sink{messages};
+  FakeParams params;
+  sarnevo::CKolvexIPCaptureDriver driver;
+  const sarnevo::u32 channelCount;
+  std::unique_ptr<sarnevo::CPTZHandler> handler;
+};
+
+/// The name of the current position, or the result in its place.
+inline std::string Current(sarnevo::IIPPTZApiEx& control) {
+  char name[64];
+  const sarnevo::i32 result = control.GetCurrentPreposition(name, sizeof(name));
+  return result == 1 ? name : std::to_string(result);
+}
+
+/// All names, a "," behind each.
+inline std::string Names(sarnevo::IIPPTZApiEx& control) {
+  std::string names;
+  char name[64];
+  for (sarnevo::u32 i = 0; control.GetPrepositionName(i, name, sizeof(name)) == 1; ++i) {
+    names += std::string(name) + ",";
+  }
+  return names;
+}
+
+}  // namespace kolvex_test

@@ -1,0 +1,138 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "kolvex/IIPPTZApi.h"
+#include "ptz/CPelcoDPtzCommand.h"
+#include "ptz/CPtzCommandBuilder.h"
+
+namespace sarnevo {
+namespace {
+
+using Builder = CPtzCommandBuilder;
+using Frame = CPelcoDPtzCommand;
+
+template <u32 direction, i32 speed>
+std::string Move(const Builder& builder) {
+  return builder.MoveCommand(direction, speed);
+}
+template <u32 code>
+std::string Lens(const Builder& builder) {
+  return builder.LensCommand(code);
+}
+template <PresetOperation operation, u32 slot>
+std::string Preset(const Builder& builder) {
+  return builder.PresetCommand(operation, slot);
+}
+std::string Stop(const Builder& builder) { return builder.StopCommand(); }
+std::string AutoFocus(const Builder& builder) { return builder.AutoFocusCommand(); }
+std::string AutoIris(const Builder& builder) { return builder.AutoIrisCommand(); }
+
+std::string Packed(std::string bytes) {
+  std::erase(bytes, ' ');
+  return bytes;
+}
+
+// What is written to the serial port for each command, in the three-byte protocol and in Pelco-D.
+TEST(PtzFrames, OfAllCommands) {
+  struct Row {
+    const char* name;
+    std::string (*build)(const Builder&);
+    const char* threeByte;
+    const char* pelcoD;
+  };
+  constexpr char kStopFrame[] = "FF 01 00 00 00 00 01";
+  const Row rows[] = {
+      {"left", Move<0, 8>, "01 02 83", "FF 01 00 04 20 00 25"},
+      {"right", Move<1, 8>, "01 01 83", "FF 01 00 02 20 00 23"},
+      {"up", Move<2, 8>, "01 04 98", "FF 01 00 08 00 20 29"},
+      {"down", Move<3, 8>, "01 08 98", "FF 01 00 10 00 20 31"},
+      {"left and up", Move<4, 8>, "01 06 9b", "FF 01 00 0C 20 20 4D"},
+      {"right and up", Move<5, 8>, "01 05 9b", "FF 01 00 0A 20 20 4B"},
+      {"left and down", Move<6, 8>, "01 0A 9b", "FF 01 00 14 20 20 55"},
+      {"right and down", Move<7, 8>, "01 09 9b", "FF 01 00 12 20 20 53"},
+      {"zoom in", Move<8, 1>, "01 10 FF", "FF 01 00 20 00 00 21"},
+      {"zoom out", Move<9, 16>, "01 20 FF", "FF 01 00 40 00 00 41"},
+      {"an unknown direction", Move<10, 8>, "01", kStopFrame},
+      {"slowest", Move<0, 1>, "01 02 80", "FF 01 00 04 04 00 09"},
+      {"speed 2", Move<0, 2>, "01 02 80", "FF 01 00 04 08 00 0D"},
+      {"speed 3", Move<0, 3>, "01 02 81", "FF 01 00 04 0C 00 11"},
+      {"speed 14", Move<0, 14>, "01 02 86", "FF 01 00 04 38 00 3D"},
+      {"fastest pan", Move<1, 16>, "01 01 87", "FF 01 00 02 40 00 43"},
+      {"fastest tilt", Move<2, 16>, "01 04 b8", "FF 01 00 08 00 40 49"},
+      {"fastest diagonal", Move<4, 16>, "01 06 bf", "FF 01 00 0C 40 40 8D"},
+
+      {"focus far", Lens<11>, "01 40 FF", "FF 01 00 80 00 00 81"},
+      {"focus near", Lens<12>, "01 80 FF", "FF 01 01 00 00 00 02"},
+      {"iris close", Lens<13>, "01 00 01", "FF 01 04 00 00 00 05"},
+      {"iris open", Lens<14>, "01 00 00", "FF 01 02 00 00 00 03"},
+      {"focus stop", Lens<15>, "01 00 FF", "FF 01 00 27 00 00 28"},
+      {"iris stop", Lens<16>, "01 00 FF", kStopFrame},
+      {"an unknown lens code", Lens<17>, "01", kStopFrame},
+      {"stop", Stop, "01 00 FF", kStopFrame},
+      {"automatic focus", AutoFocus, "01 00 D5", "FF 01 00 2B 00 00 2C"},
+      {"automatic iris", AutoIris, "01 00 D4", "FF 01 00 2D 00 00 2E"},
+
+      {"delete", Preset<PresetDelete, 5>, "01 FF F5", "FF 01 00 05 00 06 0C"},
+      {"go to the first slot", Preset<PresetGoto, 0>, "41 00 00", "FF 01 00 07 00 01 09"},
+      {"go to slot 10", Preset<PresetGoto, 10>, "41 0a 00", "FF 01 00 07 00 0B 13"},
+      {"go to the last slot of Pelco-D", Preset<PresetGoto, 31>, "41 1f 00", "FF 01 00 07 00 20 28"},
+      {"go to the last slot", Preset<PresetGoto, 63>, "41 3f 00", kStopFrame},
+      {"a slot beyond a byte is no other slot", Preset<PresetGoto, 256>, "41 100 00", kStopFrame},
+      {"nor is the largest", Preset<PresetGoto, 0xFFFFFFFF>, "41 ffffffff 00", kStopFrame},
+      {"store", Preset<PresetStore, 0>, "81 05 70", "FF 01 00 03 00 01 05"},
+      {"store in slot 20", Preset<PresetStore, 20>, "81 05 70", "FF 01 00 03 00 15 19"},
+      {"store in the last slot of Pelco-D", Preset<PresetStore, 31>, "81 05 70", "FF 01 00 03 00 20 24"},
+  };
+  Builder builder;
+  for (const Row& row : rows) {
+    for (const u32 none : {0, 3}) {
+      builder.SetProtocol(none);
+      EXPECT_EQ(row.build(builder), "") << row.name;
+    }
+    builder.SetProtocol(1);
+    EXPECT_EQ(row.build(builder), "/serial.cgi?action=apply&port=2&write=" + Packed(row.threeByte)) << row.name;
+    builder.SetProtocol(2);
+    EXPECT_EQ(row.build(builder), "/serial.cgi?action=apply&port=2&write=" + Packed(row.pelcoD)) << row.name;
+  }
+}
+
+TEST(PtzFrames, OfOperationsOnOnePelcoDFrame) {
+  struct Row {
+    const char* name;
+    void (*build)(Frame&);
+    const char* text;
+  };
+  constexpr Row kRows[] = {
+      {"left replaces right", [](Frame& f) { f.SetPan(1, 9), f.SetPan(0, 8); }, "FF 01 00 04 08 00 0D"},
+      {"right replaces left", [](Frame& f) { f.SetPan(0, 9), f.SetPan(255, 8); }, "FF 01 00 02 08 00 0B"},
+      {"down replaces up", [](Frame& f) { f.SetTilt(1, 9), f.SetTilt(0, 8); }, "FF 01 00 10 00 08 19"},
+      {"up replaces down", [](Frame& f) { f.SetTilt(0, 9), f.SetTilt(255, 8); }, "FF 01 00 08 00 08 11"},
+      {"wide replaces tele", [](Frame& f) { f.SetZoom(1), f.SetZoom(0); }, "FF 01 00 40 00 00 41"},
+      {"tele replaces wide", [](Frame& f) { f.SetZoom(0), f.SetZoom(255); }, "FF 01 00 20 00 00 21"},
+      {"near replaces far", [](Frame& f) { f.SetFocus(1), f.SetFocus(0); }, "FF 01 01 00 00 00 02"},
+      {"far replaces near", [](Frame& f) { f.SetFocus(0), f.SetFocus(255); }, "FF 01 00 80 00 00 81"},
+      {"close replaces open", [](Frame& f) { f.SetIris(1), f.SetIris(0); }, "FF 01 04 00 00 00 05"},
+      {"open replaces close", [](Frame& f) { f.SetIris(0), f.SetIris(255); }, "FF 01 02 00 00 00 03"},
+      {"an end keeps the speeds",
+       [](Frame& f) { f.SetPan(1, 1), f.SetTilt(1, 2), f.SetIris(1), f.ClearMotion(); },
+       "FF 01 00 00 01 02 04"},
+      {"extended replaces all",
+       [](Frame& f) { f.SetPan(1, 9), f.SetTilt(1, 9), f.SetIris(1), f.SetExtended(43, 0); },
+       "FF 01 00 2B 00 00 2C"},
+      {"no preset 0", [](Frame& f) { f.SetPan(1, 8), f.SetPreset(3, 0); }, "FF 01 00 02 08 00 0B"},
+      {"no preset 33", [](Frame& f) { f.SetPan(1, 8), f.SetPreset(3, 33); }, "FF 01 00 02 08 00 0B"},
+      {"the checksum wraps", [](Frame& f) { f.SetPan(0, 0xF0), f.SetTilt(0, 0xF0); }, "FF 01 00 14 F0 F0 F5"},
+      {"and isn't part of its sum", [](Frame& f) { f.SetPan(1, 8), f.ToHexString(); }, "FF 01 00 02 08 00 0B"},
+      {"reset", [](Frame& f) { f.SetPan(1, 9), f.SetTilt(1, 9), f.SetIris(1), f.Reset(); },
+       "FF 01 00 00 00 00 01"},
+  };
+  for (const Row& row : kRows) {
+    Frame frame;
+    row.build(frame);
+    EXPECT_EQ(frame.ToHexString(), Packed(row.text)) << row.name;
+  }
+}
+
+}  // namespace
+}  // namespace sarnevo
