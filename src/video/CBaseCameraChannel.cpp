@@ -1,6 +1,7 @@
 #include "video/CBaseCameraChannel.h"
 
 #include <mutex>
+#include <new>
 #include <string>
 
 #include "driver/CKolvexIPCaptureDriver.h"
@@ -171,11 +172,19 @@ void CBaseCameraChannel::DoPass() noexcept {
       StartStreamer();
     }
   } else if (configured_ == 0) {
-    ConfigureCamera();
+    Configure();
     gate_.Pause(timing_.pause);
   } else if (StartStreamer() == 0) {
     StopStreamer();
     gate_.Pause(timing_.pause);
+  }
+}
+
+void CBaseCameraChannel::Configure() noexcept {
+  try {
+    ConfigureCamera();
+  } catch (const std::bad_alloc&) {
+    configured_ = 0;  // the next pass may find memory again
   }
 }
 

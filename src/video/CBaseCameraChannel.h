@@ -77,6 +77,7 @@ class CBaseCameraChannel : public IRTPReceiverUser {
   void SocketClosed(CRTPReceiver* receiver) override;      // slot 3
 
   /// Sends the camera its configuration; on the worker's thread. Non-zero on success, also in configured_.
+  /// May throw std::bad_alloc, which counts as a failure.
   virtual u32 ConfigureCamera() = 0;  // slot 4
 
  protected:
@@ -101,6 +102,7 @@ class CBaseCameraChannel : public IRTPReceiverUser {
   void EndWorker() noexcept;
   u32 Execute() noexcept;
   void DoPass() noexcept;
+  void Configure() noexcept;
   void CheckActivity() noexcept;
 
   u32 StartStreamer() noexcept;
