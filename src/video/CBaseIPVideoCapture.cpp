@@ -143,12 +143,11 @@ bool CBaseIPVideoCapture::GetChannelStatus(u32 channel, u32* status, u32* extra,
 }
 
 bool CBaseIPVideoCapture::Enter() noexcept {
-  const CBaseCameraChannel* const own = channel_thread::Current();
-  if (own == nullptr) {
+  if (channel_thread::Current() == nullptr) {
     lock_.Enter();
     return true;
   }
-  while (!own->IsStopClaimed()) {
+  while (!CBaseCameraChannel::IsCallersChannelClaimed()) {
     if (lock_.TryEnter()) {
       return true;
     }
@@ -159,8 +158,7 @@ bool CBaseIPVideoCapture::Enter() noexcept {
 
 // For the destructor, which can't give way.
 void CBaseIPVideoCapture::EnterForGood() noexcept {
-  const CBaseCameraChannel* const own = channel_thread::Current();
-  if (own != nullptr && own->Driver() == driver_) {
+  if (CBaseCameraChannel::IsCallerOf(driver_)) {
     channel_thread::GiveUp();  // the caller's own channel ends with this object
   }
   if (!Enter()) {

@@ -289,6 +289,10 @@ bool LeaveHost() noexcept {
   return current->Move(Stand::Host, Stand::Ours);
 }
 
+bool IsAbandoned() noexcept {
+  return current != nullptr && current->stand.load(std::memory_order_acquire) == Stand::Abandoned;
+}
+
 bool Abandon() noexcept {
   if (current == nullptr || current->hostDepth == 0) {
     return false;
