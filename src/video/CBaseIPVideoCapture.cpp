@@ -98,11 +98,19 @@ bool CBaseIPVideoCapture::StartCapture(u32 channel, ipcapture::IFrameSink* sink,
   if (!wanted) {
     return false;
   }
-  if (channels_[channel] == nullptr) {
-    channels_[channel] = MakeChannel(channel, sink);
+  CBaseCameraChannel*& slot = channels_[channel];
+  const bool isNew = slot == nullptr;
+  if (isNew) {
+    slot = MakeChannel(channel, sink);
   }
-  return channels_[channel] != nullptr &&
-         channels_[channel]->Start(wanted->frameInterval, wanted->width, wanted->height, wanted->quality);
+  if (slot != nullptr && slot->Start(wanted->frameInterval, wanted->width, wanted->height, wanted->quality)) {
+    return true;
+  }
+  if (isNew) {
+    // A refused sink is the host's again; a later start mustn't find it here.
+    delete std::exchange(slot, nullptr);
+  }
+  return false;
 }
 
 bool CBaseIPVideoCapture::StopCapture(u32 channel) {
