@@ -82,7 +82,7 @@ void EnterHost() noexcept;
 /// The host has returned. False when the thread was given up meanwhile: the caller then touches nothing
 /// any more and calls Leave.
 bool LeaveHost() noexcept;
-/// The calling thread was given up, and its host is to let it return yet.
+/// The calling thread was given up and is still in code of the host.
 bool IsAbandoned() noexcept;
 /// Gives the calling thread up, as Thread::Abandon does. False outside of code of the host.
 bool Abandon() noexcept;
