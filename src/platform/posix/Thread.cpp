@@ -57,9 +57,7 @@ struct Thread::Control {
     return now == Stand::Ended || now == Stand::Abandoned;
   }
 
-  bool Move(Stand from, Stand to) {
-    return stand.compare_exchange_strong(from, to, std::memory_order_acq_rel);
-  }
+  bool Move(Stand from, Stand to) { return stand.compare_exchange_strong(from, to, std::memory_order_acq_rel); }
 
   bool Abandon() {
     const std::lock_guard guard(lock);
@@ -184,7 +182,9 @@ bool Thread::Start(std::string_view name, std::function<void()> body, ThreadPrio
     control->body = std::move(body);
     std::copy_n(name.begin(), std::min(name.size(), control->name.size() - 1), control->name.begin());
     control->priority = priority;
+    auto own = std::make_unique<std::shared_ptr<Control>>(control);
 
+    // Nothing throws from here to the end of the attributes, which hold memory of their own.
     pthread_attr_t attributes;
     if (pthread_attr_init(&attributes) != 0) {
       return false;
@@ -193,7 +193,6 @@ bool Thread::Start(std::string_view name, std::function<void()> body, ThreadPrio
     sigfillset(&all);
     pthread_attr_setsigmask_np(&attributes, &all);
     pthread_attr_setstacksize(&attributes, kStackBytes);
-    auto own = std::make_unique<std::shared_ptr<Control>>(control);
     // Holding the lock keeps the new thread at its door until the handle stands, so that the body may ask it.
     std::unique_lock guard(control->lock);
     control_ = control;
