@@ -135,18 +135,22 @@ TEST(CapabilityQuery, KeepsItsStatesApart) {
   query.Uninit();
   EXPECT_TRUE(query.Init(&host.observer, true));
   EXPECT_FALSE(query.Init(&host.observer, false));
+  Event goOn(false, true);
+  host.observer.then = [&goOn] { goOn.Wait(20s); };
   ASSERT_TRUE(query.Start("127.0.0.1", group1.Port(), "u", "p", &host.capabilities));
   query.Terminate();
   ASSERT_EQ(host.observer.over.Wait(20s), WaitResult::Signalled);
-  // The object of the first query goes on serving, whatever camera is asked next, and remembers.
+  // The next may begin while the observer is still busy with the first. The object of the first query goes on
+  // serving, whatever camera is asked, and remembers.
   RecordingCapabilities second;
-  while (!query.Start("127.0.0.1", group1.Port(), "u", "p", &second)) {
-    std::this_thread::yield();  // until the first thread is gone
-  }
+  ASSERT_TRUE(query.Start("127.0.0.1", group1.Port(), "u", "p", &second));
+  goOn.Set();
+  ASSERT_EQ(host.observer.over.Wait(20s), WaitResult::Signalled);
+  ASSERT_TRUE(query.Start("127.0.0.1", group2.Port(), "u", "p", &second));
   ASSERT_EQ(host.observer.over.Wait(20s), WaitResult::Signalled);
   query.Uninit();
   query.Uninit();
-  EXPECT_EQ(host.observer.ended, "donedone");
+  EXPECT_EQ(host.observer.ended, "donedone3 Failed to get camera properties!");
   EXPECT_NE(second.Transcript().find("capability 7 = 1\ncapability 6 = 1\ncapability 7 = 1\ncapability 6 = 1"),
             std::string::npos)
       << second.Transcript();
