@@ -247,6 +247,29 @@ TEST(CIOBase, MayBeDestroyedInACallback) {
   }
 }
 
+// A callback is in the middle of a stop, which waits for a request, while the object ends on another thread.
+TEST(CIOBase, MayBeDestroyedWhileACallbackStopsIt) {
+  FakeIO* io = nullptr;
+  platform::Event writing;
+  platform::Event request;
+  platform::Event left;
+  Fixture f(1, 1, 100, [&] {
+    writing.Wait();
+    EXPECT_FALSE(io->Stop());
+    left.Set();
+  });
+  io = f.io.get();
+  io->duringWrite = [&] {
+    writing.Set();
+    request.Wait();
+  };
+  io->SetInterrupts([&] { request.Set(); }, {});
+  ASSERT_TRUE(io->Start());
+  ASSERT_TRUE(Eventually([&] { return !io->SetOutput(0, IOStateHigh); })) << "the callback doesn't stop";
+  f.io.reset();
+  EXPECT_EQ(left.Wait(platform::Milliseconds{0}), platform::WaitResult::Signalled);
+}
+
 // Four threads do what they like, with a camera that fails now and then and callbacks that call back. In the
 // end what is remembered of each output is what the camera has: setting it to anything else reaches it.
 TEST(CIOBase, KeepsStepWithTheCameraThroughRandomOperations) {
