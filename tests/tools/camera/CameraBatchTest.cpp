@@ -46,7 +46,7 @@ TEST(CameraBatch, ArrivesAsSeparateDatagramsWhateverTheirSizes) {
   close(socket);
 }
 
-TEST(CameraBatch, CountsAClientThatIsGoneOnce) {
+TEST(CameraBatch, CountsTheErrorsOfAClientThatIsGone) {
   const int socket = ::socket(AF_INET, SOCK_DGRAM, 0);
   sockaddr_in to{};
   to.sin_family = AF_INET;
