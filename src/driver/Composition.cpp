@@ -1,5 +1,6 @@
 // Builds and ends the objects of one driver. This file alone knows all subsystems, so that every other file
 // includes only what lies below it.
+#include <exception>
 #include <optional>
 #include <string>
 #include <utility>
@@ -60,7 +61,7 @@ void End(Object*& object) {
 }  // namespace
 
 bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcapture::IFrameAllocator* allocator,
-                                  IIPDriverParams* params) {
+                                  IIPDriverParams* params) try {
   Close();  // a second Open is against the contract, but leaks nothing
   networkTimeout_ = ReadNetworkTimeout(AskSetting(params, SettingNetworkTimeout));
   IIPConnectionInfo* const connection = Ask(params, &IIPDriverParams::GetConnection);
@@ -97,6 +98,8 @@ bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcaptur
   DebugMessage(DebugLevelEvent, "DRIVER IS OPENED (name: %s, device model: %s, address: %s:%u)",
                GetDriverName().c_str(), deviceModel_.c_str(), address_.c_str(), static_cast<unsigned>(port_));
   return true;
+} catch (const std::exception&) {
+  return false;  // no memory; what was built stays until Close, as with every other failure
 }
 
 void CKolvexIPCaptureDriver::Close() {

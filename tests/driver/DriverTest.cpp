@@ -9,6 +9,7 @@
 
 #include "platform/HostProcess.h"
 #include "platform/Thread.h"
+#include "support/CountAllocations.h"
 #include "support/FakeHost.h"
 #include "support/VersionImage.h"
 
@@ -214,6 +215,19 @@ TEST_F(DriverTest, AMessageWhoseThreadIsGivenUpInTheSinkLeavesNothingBehind) {
   EXPECT_TRUE(log.WaitFor("OnDebugInfo 1 a text"));
   EXPECT_EQ(thread.Wait(), platform::WaitResult::Signalled);
   EXPECT_FALSE(cameBack);
+}
+
+TEST(DriverMemory, OpenWithoutMemoryIsAFailureLikeAnyOther) {
+  FakeParams params;
+  params.inputs = 1;
+  std::size_t count = 0;
+  for (bool opened = false; !opened; ++count) {
+    CKolvexIPCaptureDriver driver;
+    kolvex_test::FailAllocationsBehind(count);
+    EXPECT_NO_THROW(opened = driver.Open(nullptr, nullptr, &params)) << count;
+    kolvex_test::FailAllocationsBehind(kolvex_test::kNoLimit);
+  }
+  EXPECT_GT(count, 3U);
 }
 
 }  // namespace

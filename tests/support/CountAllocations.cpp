@@ -7,11 +7,16 @@
 namespace {
 
 std::atomic<std::size_t> allocations{0};
+thread_local std::size_t left = kolvex_test::kNoLimit;
 
 }  // namespace
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   ++allocations;
+  if (left != kolvex_test::kNoLimit && left-- == 0) {
+    left = 0;
+    return nullptr;
+  }
   return std::malloc(size);
 }
 void* operator new(std::size_t size) {
@@ -26,5 +31,7 @@ void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 namespace kolvex_test {
 
 std::size_t Allocations() { return allocations; }
+
+void FailAllocationsBehind(std::size_t count) { left = count; }
 
 }  // namespace kolvex_test

@@ -8,4 +8,9 @@ namespace kolvex_test {
 /// an operator new that counts.
 std::size_t Allocations();
 
+inline constexpr std::size_t kNoLimit = static_cast<std::size_t>(-1);
+
+/// All allocations of the calling thread fail behind the next @p count ones, until called with kNoLimit.
+void FailAllocationsBehind(std::size_t count);
+
 }  // namespace kolvex_test
