@@ -93,6 +93,8 @@ TEST(PresetFile, WhatOthersWroteIsReadAndNothingOfItIsLostByTheNextAdd) {
        "c,", "c,New,"},
       {"no slot", "<Preposition000><Name value='a'/></Preposition000>" + entry("001", "b", "1"), "b,",
        "b,New,"},
+      {"a name too long to be written again",
+       entry("000", std::string(2 << 20, 'x'), "0") + entry("001", "b", "1"), "b,", "b,New,"},
       {"doubled entries", entry("000", "a", "0") + entry("000", "b", "1"), "a,", "a,New,"},
       {"a doubled slot has the later name", entry("000", "a", "3") + entry("001", "b", "3"), "b,b,",
        "b,b,New,"},
