@@ -85,6 +85,14 @@ TEST(PrepositionList, NormalModeKeepsListCameraAndFileInStep) {
   }
   Walk(list, camera, steps, folder, false);
 
+  camera.onMessage = [&] { list.ClearCurrentPreposition(), list.Names(); };
+  Walk(list, camera,
+       {{"the host moves on in the message", Add(L"E"), 1, kRenamed + "2 was renamed from \"e\" to \"E\".; ",
+         "A,c d,E,"}},
+       folder, false);
+  camera.onMessage = nullptr;
+  ASSERT_TRUE(list.SelectPreposition(L"E", 0) && list.AddPreposition(L"e") == 1);
+  camera.TakeLog();
   camera.refuses = true;
   Walk(list, camera,
        {{"a refused recall keeps the current one", Select(L"A"), 0, "go 0/7 refused; ", "A,c d,e*,"},

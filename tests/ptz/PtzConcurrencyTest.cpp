@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/Event.h"
 #include "prepositions/CXMLPrepositionReader.h"
 #include "ptz/PtzFixture.h"
 #include "xml/Utf8.h"
@@ -15,6 +16,7 @@
 namespace sarnevo {
 namespace {
 
+using kolvex_test::Current;
 using kolvex_test::Names;
 using kolvex_test::PtzFixture;
 using kolvex_test::SerialCamera;
@@ -123,6 +125,30 @@ TEST(PtzConcurrency, KeepsListCameraAndFileInStep) {
   EXPECT_EQ(namesInFile, names);
   EXPECT_EQ(slotsInFile, memory.Slots());
   EXPECT_FALSE(names.empty());
+}
+
+TEST(PtzConcurrency, AMovementNeverWaitsForARecall) {
+  for (const bool fixedSlots : {false, true}) {
+    platform::Event goOn(false, true);  // outlives the camera
+    PtzFixture fixture(fixedSlots ? "1" : "2");
+    IIPPTZApiEx& control = fixture.Control();
+    ASSERT_EQ(control.AddPreposition("a"), 1);
+    ASSERT_EQ(control.StartMove(PtzLeft, 0), 1);
+    fixture.camera.requests.Clear();
+    fixture.camera.SetAnswer([&](SerialCamera::Connection& connection, const std::string& request) {
+      goOn.Wait(platform::Milliseconds{4'000});  // less than the request's time-out
+      SerialCamera::Ok(connection, request);
+    });
+    const char* const name = fixedSlots ? "empty p5 " : "a";
+    std::thread recalling([&] { EXPECT_EQ(control.SelectPreposition(0, name), 1); });
+    ASSERT_TRUE(fixture.camera.requests.WaitFor(""));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(control.StartMove(PtzLeft, 8), 1);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds{2});
+    goOn.Set();
+    recalling.join();
+    EXPECT_EQ(Current(control), fixedSlots ? name : "-23") << "and is remembered behind it";
+  }
 }
 
 }  // namespace
