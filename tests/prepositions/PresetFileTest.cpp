@@ -167,27 +167,5 @@ TEST(PresetFile, ChangesGatherWhileAutomaticSavingIsOff) {
   EXPECT_EQ(folder.Read("p.preset"), "mark") << "it was on already";
 }
 
-TEST(SmartPointer, DestroysWithTheLastOne) {
-  static int alive;
-  struct Counted {
-    Counted() { ++alive; }
-    virtual ~Counted() { --alive; }
-  };
-  TSmartPtr<Counted> first;
-  first.Attach(new Counted);
-  first.Attach(nullptr);
-  TSmartPtr<Counted> second(first);
-  TSmartPtr<Counted> third;
-  third = second;
-  third = *&third;
-  first.Release();
-  second = TSmartPtr<Counted>();
-  EXPECT_EQ(alive, 1);
-  EXPECT_FALSE(first);
-  EXPECT_TRUE(third);
-  third.Release();
-  EXPECT_EQ(alive, 0);
-}
-
 }  // namespace
 }  // namespace sarnevo

@@ -12,9 +12,7 @@ namespace sarnevo {
 namespace {
 
 using kolvex_test::Current;
-using kolvex_test::Names;
 using kolvex_test::PtzFixture;
-using kolvex_test::SerialCamera;
 using kolvex_test::Take;
 using Control = IIPPTZApiEx;
 
@@ -34,7 +32,6 @@ TEST(CPTZControl, MovesAndForgetsWhereTheCameraStood) {
       {"speed 0 only forgets", [](Control& c) { return c.StartMove(0, 0); }, 1, {"", ""}, true},
       {"zoom in", [](Control& c) { return c.ZoomIn(1); }, 1, {"0110FF\n", "FF010020000021\n"}, true},
       {"zoom out", [](Control& c) { return c.ZoomOut(16); }, 1, {"0120FF\n", "FF010040000041\n"}, true},
-      {"zoom too fast", [](Control& c) { return c.ZoomIn(17); }, -3, {"", ""}, false},
       {"zoom 0 is no stop", [](Control& c) { return c.ZoomOut(0); }, 1, {"", ""}, true},
       {"center", [](Control& c) { return c.Center(1, 2, 3); }, 1, {"", ""}, true},
       {"unzoom", [](Control& c) { return c.Unzoom(1); }, 1, {"", ""}, true},
@@ -146,77 +143,19 @@ TEST(CPTZControl, RefusesWhatIsNoName) {
             "OnDebugInfo 1 sarnevo::CPTZControl::AddPreposition: the name of the preposition is not UTF-8\n");
 }
 
-// One history in each protocol: what each call gives, what the camera is told, and where it stands then.
-TEST(CPTZControl, KeepsPositionsInBothProtocols) {
-  const char* const kHistories[] = {
-      "add a = 1, 810570, at a\n"
-      "add b = 1, 810570, at b\n"
-      "leave = 1, at b\n"
-      "add c = 1, 810570, at c\n"
-      "select b = -23, at c\n"
-      "select p10 = 1, 410a00, at empty p10 \n"
-      "select p10 = 1, at empty p10 \n"
-      "delete c = 1, 01FFF5, at empty p0 \n"
-      "delete c = 1, 01FFF5, at empty p0 \n",
-
-      "add a = 1, FF010003000105, at a\n"
-      "add b = 1, at b\n"
-      "leave = 1, at -23\n"
-      "add c = 1, FF010003000206, at c\n"
-      "select b = 1, FF010007000109, at b\n"
-      "select p10 = -23, at b\n"
-      "select p10 = -23, at b\n"
-      "delete c = 1, FF010005000208, at -23\n"
-      "delete c = -23, at -23\n",
-  };
-  for (const std::size_t protocol : {0, 1}) {
-    PtzFixture fixture(protocol == 0 ? "1" : "2");
+TEST(CPTZControl, FillsTheCapabilitiesWordByWord) {
+  for (const bool fixedSlots : {false, true}) {
+    PtzFixture fixture(fixedSlots ? "1" : "2");
     Control& control = fixture.Control();
-    std::string history;
-    const auto step = [&](const char* name, i32 result) {
-      std::string requests = Take(fixture.camera.requests);
-      std::replace(requests.begin(), requests.end(), '\n', ',');
-      history += std::string(name) + " = " + std::to_string(result) + ", " + requests +
-                 (requests.empty() ? "at " : " at ") + Current(control) + "\n";
-    };
-    step("add a", control.AddPreposition("a"));
-    step("add b", control.AddPreposition("b"));
-    step("leave", control.StartMove(PtzLeft, 0));
-    step("add c", control.AddPreposition("c"));
-    step("select b", control.SelectPreposition(5, "b"));
-    step("select p10", control.SelectPreposition(5, "empty p10 "));
-    step("select p10", control.SelectPreposition(0, "empty p10 "));
-    step("delete c", control.DeletePreposition("c"));
-    step("delete c", control.DeletePreposition("c"));
-    EXPECT_EQ(history, kHistories[protocol]);
-
-    // Limit plus 1 and count in the words 7 and 8.
-    const std::vector<u32> words{99, 1, 1, 1, 1, 1, 0, protocol == 0 ? 65U : 33U, control.GetPrepositionCount(),
-                                 0,  0, 0, 0, 0};
-    EXPECT_EQ(control.GetPrepositionCount(), protocol == 0 ? 64U : 1U);
+    ASSERT_EQ(control.AddPreposition("a"), 1);
     CPtzCapabilities record;
     std::fill(std::begin(record.words), std::end(record.words), 99);
     EXPECT_EQ(control.GetCapabilities(&record), 1);
+    const std::vector<u32> words{99, 1, 1, 1, 1, 1, 0, fixedSlots ? 65U : 33U, fixedSlots ? 64U : 1U,
+                                 0,  0, 0, 0, 0};
     EXPECT_EQ(std::vector<u32>(std::begin(record.words), std::end(record.words)), words);
     EXPECT_EQ(control.GetCapabilities(nullptr), -3);
-
-    fixture.camera.SetAnswer(SerialCamera::Refuse);
-    EXPECT_EQ(control.AddPreposition("d"), -18);
   }
-}
-
-TEST(CPTZControl, StoresUpToTheCamerasLimit) {
-  PtzFixture fixture("2");
-  Control& control = fixture.Control();
-  for (int i = 1; i <= 33; ++i) {
-    control.StartMove(PtzLeft, 0);
-    EXPECT_EQ(control.AddPreposition(("p" + std::to_string(i)).c_str()), i <= 32 ? 1 : -26) << i;
-  }
-  EXPECT_EQ(fixture.camera.requests.Count(""), 32U);
-  EXPECT_TRUE(fixture.camera.requests.Text().ends_with("FF010003002024\n"));
-  const std::string names = Names(control);
-  fixture.Restart();
-  EXPECT_EQ(Names(fixture.Control()), names) << "what a restarted host finds";
 }
 
 }  // namespace
