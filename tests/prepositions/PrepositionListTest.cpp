@@ -39,19 +39,16 @@ std::string Refused(const std::string& name) {
          "\" cannot be added - the name is invalid.; ";
 }
 
-void Walk(List& list, FakeCamera& camera, const std::vector<Step>& steps, const TempFolder& folder,
-          bool fixed) {
+void Walk(List& list, FakeCamera& camera, const std::vector<Step>& steps, const TempFolder& folder) {
   for (const Step& step : steps) {
     SCOPED_TRACE(step.name);
     EXPECT_EQ(step.run(list), step.result);
     EXPECT_EQ(camera.TakeLog(), step.log);
     EXPECT_EQ(list.Names(), step.names);
-    if (!fixed) {
-      // What a host would find after a restart: the same, but at no known position.
-      std::string stored = step.names;
-      std::erase(stored, '*');
-      EXPECT_EQ(List(nullptr, OpenReader(folder.Path(), true)).Names(), stored);
-    }
+    // What a host would find after a restart: the same, but at no known position.
+    std::string stored = step.names;
+    std::erase(stored, '*');
+    EXPECT_EQ(List(nullptr, OpenReader(folder.Path(), true)).Names(), stored);
   }
 }
 
@@ -82,13 +79,13 @@ TEST(PrepositionList, NormalModeKeepsListCameraAndFileInStep) {
     steps.push_back(
         {"a refused character", Add({character}), -3, Refused({static_cast<char>(character)}), "A,c d,e*,"});
   }
-  Walk(list, camera, steps, folder, false);
+  Walk(list, camera, steps, folder);
 
   camera.onMessage = [&] { list.ClearCurrentPreposition(), list.Names(); };
   Walk(list, camera,
        {{"the host moves on in the message", Add(L"E"), 1, kRenamed + "2 was renamed from \"e\" to \"E\".; ",
          "A,c d,E,"}},
-       folder, false);
+       folder);
   camera.onMessage = nullptr;
   ASSERT_TRUE(list.SelectPreposition(L"E", 0) && list.AddPreposition(L"e") == 1);
   camera.TakeLog();
@@ -97,7 +94,7 @@ TEST(PrepositionList, NormalModeKeepsListCameraAndFileInStep) {
        {{"a refused recall keeps the current one", Select(L"A"), 0, "go 0/7 refused; ", "A,c d,e*,"},
         {"a refused delete keeps the entry", Delete(L"A"), 1, "delete 0 refused; ", "A,c d,e,"},
         {"a refused store adds nothing", Add(L"f"), -18, "store 3 refused; ", "A,c d,e,"}},
-       folder, false);
+       folder);
   camera.refuses = false;
 
   for (u32 slot = 3; slot < 32; ++slot) {
@@ -116,36 +113,6 @@ TEST(PrepositionList, NormalModeKeepsListCameraAndFileInStep) {
   std::wstring name = L"left over";
   EXPECT_FALSE(list.GetPrepositionName(32, name));
   EXPECT_EQ(name, L"");
-}
-
-TEST(PrepositionList, FixedSlotsAreAllShownAndStoredAtByRenaming) {
-  const TempFolder folder;
-  FakeCamera camera;
-  List list(&camera, OpenReader(folder.Path()), true);
-  std::wstring name;
-  EXPECT_EQ(list.GetPrepositionCount(), 64U);
-  EXPECT_TRUE(list.GetPrepositionName(3, name));
-  EXPECT_EQ(name, L"empty p3 ");
-  Walk(list, camera,
-       {{"the first slot is current from the start", Add(L"a"), 1,
-         kRenamed + "0 was renamed from \"empty p0 \" to \"a\".; store 0; ", "a*,"},
-        {"a movement doesn't change that", Move, 0, "", "a*,"},
-        {"a slot is gone to", Select(L"empty p5 "), 1, "go 5/7; ", "a,"},
-        {"and stored at", Add(L"b"), 1, kRenamed + "5 was renamed from \"empty p5 \" to \"b\".; store 5; ",
-         "a,b*,"}},
-       folder, true);
-  camera.refuses = true;
-  Walk(list, camera,
-       {{"a refused store keeps the new name", Add(L"c"), -18,
-         kRenamed + "5 was renamed from \"b\" to \"c\".; store 5 refused; ", "a,c*,"},
-        {"a refused delete changes nothing", Delete(L"a"), 0, "delete 0 refused; ", "a,c*,"}},
-       folder, true);
-  camera.refuses = false;
-  EXPECT_EQ(List(&camera, OpenReader(folder.Path()), true).Names(), "a*,b,") << "stored is what the camera has";
-  Walk(list, camera, {{"any name deletes all", Delete(L""), 1, "delete 0; ", ""}}, folder, true);
-  EXPECT_TRUE(list.GetCurrentPreposition(name));
-  EXPECT_EQ(name, L"empty p0 ");
-  EXPECT_EQ(List(&camera, OpenReader(folder.Path()), true).Names(), "");
 }
 
 TEST(PrepositionList, WithoutCameraOrFileEachOperationFails) {

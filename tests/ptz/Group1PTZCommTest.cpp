@@ -15,7 +15,6 @@ namespace {
 using kolvex_test::PtzFixture;
 using kolvex_test::SerialCamera;
 using kolvex_test::Take;
-using std::chrono::steady_clock;
 
 constexpr char kQuestion[] = "/comport.cgi?action=retrieve";
 
@@ -106,26 +105,6 @@ TEST(CGroup1PTZComm, WritesFailuresDownAndThinsThemOut) {
   fixture.camera.SetAnswer(
       [](SerialCamera::Connection& c, const std::string&) { c.Send("HTTP/1.1 500 Error\r\n\r\n"); });
   EXPECT_EQ(control.SelectPreposition(0, "empty p10 "), 1);
-}
-
-TEST(CGroup1PTZComm, CloseBreaksOffWhatHangsAndThrowsAwayTheQueue) {
-  for (const auto answer : {&SerialCamera::Hang, &SerialCamera::Drip}) {
-    PtzFixture fixture("1");
-    CGroup1PTZComm comm(fixture.handler.get());
-    for (const bool again : {false, true}) {
-      ASSERT_EQ(comm.Open(), 1) << again;
-      fixture.camera.SetAnswer(answer);
-      fixture.camera.requests.Clear();
-      for (int i = 0; i < 20; ++i) {
-        ASSERT_EQ(comm.StopMove(nullptr), 1);
-      }
-      fixture.camera.requests.WaitFor("");
-      const auto start = steady_clock::now();
-      EXPECT_EQ(comm.Close(), 1);
-      EXPECT_LT(steady_clock::now() - start, std::chrono::milliseconds{2500}) << "half the time-out";
-      EXPECT_EQ(Take(fixture.camera.requests), "0100FF\n");
-    }
-  }
 }
 
 TEST(CGroup1PTZComm, CloseLetsTheItemUnderWayReachTheCamera) {

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ptz/PtzFixture.h"
@@ -91,49 +93,32 @@ TEST(CPTZControl, HandsNamesOutWholeOrNotAtAll) {
   Control& control = fixture.Control();
   const std::string name = "T\xC3\xBCr1";  // five bytes
   ASSERT_EQ(control.AddPreposition(name.c_str()), 1);
-  struct Row {
-    u32 position;
-    bool hasBuffer;
-    u32 size;
-    i32 result;
-  };
-  constexpr Row kRows[] = {{0, true, 6, 1},    {0, true, 8, 1},           {0, true, 5, -3},
-                           {0, true, 0, -3},   {0, false, 6, -3},         {1, true, 6, -23},
-                           {1, false, 0, -23}, {0xFFFFFFFF, true, 6, -23}};
-  for (const Row& row : kRows) {
-    std::string buffer = "--------";
-    char* const given = row.hasBuffer ? buffer.data() : nullptr;
-    const std::string expected = row.result == 1 ? name + '\0' + "--" : buffer;
-    EXPECT_EQ(control.GetPrepositionName(row.position, given, row.size), row.result) << row.size;
-    EXPECT_EQ(buffer, expected) << row.size;
-    if (row.position == 0) {
-      buffer = "--------";
-      EXPECT_EQ(control.GetCurrentPreposition(given, row.size), row.result) << row.size;
-      EXPECT_EQ(buffer, expected) << row.size;
+  for (const u32 size : {0U, 5U, 6U, 8U}) {
+    for (const bool current : {false, true}) {
+      std::string buffer = "--------";
+      const i32 result = current ? control.GetCurrentPreposition(buffer.data(), size)
+                                 : control.GetPrepositionName(0, buffer.data(), size);
+      EXPECT_EQ(result, size > name.size() ? 1 : -3) << size;
+      EXPECT_EQ(buffer, result == 1 ? name + '\0' + "--" : "--------") << size;
     }
   }
+  EXPECT_EQ(control.GetPrepositionName(0, nullptr, 6), -3);
+  EXPECT_EQ(control.GetPrepositionName(1, nullptr, 0), -23);
+  EXPECT_EQ(control.GetPrepositionName(0xFFFFFFFF, nullptr, 0), -23);
 }
 
+// By what adding, selecting and deleting give. Nothing of it reaches list or camera.
 TEST(CPTZControl, RefusesWhatIsNoName) {
-  const struct {
-    const char* name;
-    const char* text;
-    const char* results;  // of add, select and delete
-  } rows[] = {{"null", nullptr, "-3 -3 -3"},
-              {"empty", "", "-3 -23 -23"},
-              {"a refused character", "a'b", "-3 -23 -23"},
-              {"a control character", "a\x01", "-3 -23 -23"},
-              {"a byte of no character", "a\xFF", "-3 -3 -3"},
-              {"a torn character", "a\xC3", "-3 -3 -3"},
-              {"a lone surrogate", "a\xED\xA0\x80", "-3 -3 -3"}};
+  const std::pair<const char*, std::array<i32, 3>> rows[] = {
+      {nullptr, {-3, -3, -3}},        {"", {-3, -23, -23}},    {"a'b", {-3, -23, -23}},
+      {"a\x01", {-3, -23, -23}},      {"a\xFF", {-3, -3, -3}}, {"a\xC3", {-3, -3, -3}},
+      {"a\xED\xA0\x80", {-3, -3, -3}}};
   PtzFixture fixture("2");
   Control& control = fixture.Control();
-  for (const auto& row : rows) {
-    EXPECT_EQ(std::to_string(control.AddPreposition(row.text)) + " " +
-                  std::to_string(control.SelectPreposition(0, row.text)) + " " +
-                  std::to_string(control.DeletePreposition(row.text)),
-              row.results)
-        << row.name;
+  for (const auto& [text, results] : rows) {
+    const std::array<i32, 3> found{control.AddPreposition(text), control.SelectPreposition(0, text),
+                                   control.DeletePreposition(text)};
+    EXPECT_EQ(found, results) << (text != nullptr ? text : "null");
   }
   EXPECT_EQ(control.GetPrepositionCount(), 0U);
   EXPECT_EQ(fixture.camera.requests.Text(), "");

@@ -106,7 +106,7 @@ TEST(CPTZHandler, BuildsOneControlForManyFirstRequests) {
   EXPECT_EQ(fixture.camera.requests.Text(), std::string(kQuestion) + kQuestion);
 }
 
-// Both ways to end a driver, while the camera hangs in a request of each channel and more are queued.
+// Both ways to end a driver, while the camera hangs or drips in a request of each channel and more are queued.
 TEST(CPTZHandler, EndsWithTheDriverAndAllChannelsOfACameraThatHangsAtOnce) {
   constexpr u32 kChannels = 8;
   for (const bool byDelete : {false, true}) {
@@ -119,7 +119,7 @@ TEST(CPTZHandler, EndsWithTheDriverAndAllChannelsOfACameraThatHangsAtOnce) {
     }
     EXPECT_TRUE(std::filesystem::remove(*platform::HostExecutableFolder() + "/Kolvex_00:11:22:aB.preset"));
     Take(fixture.camera.requests);
-    fixture.camera.SetAnswer(SerialCamera::Hang);
+    fixture.camera.SetAnswer(byDelete ? SerialCamera::Drip : SerialCamera::Hang);
     for (u32 channel = 0; channel < kChannels; ++channel) {
       for (int i = 0; i < 5; ++i) {
         ASSERT_EQ(ptz->GetPTZApiEx(channel)->StartMove(PtzLeft, 16), 1);
