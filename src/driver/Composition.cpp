@@ -1,6 +1,6 @@
 // Builds and ends the objects of one driver. This file alone knows all subsystems, so that every other file
 // includes only what lies below it.
-#include <exception>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -61,7 +61,16 @@ void End(Object*& object) {
 }  // namespace
 
 bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcapture::IFrameAllocator* allocator,
-                                  IIPDriverParams* params) try {
+                                  IIPDriverParams* params) {
+  try {
+    return Build(debugSink, allocator, params);
+  } catch (const std::bad_alloc&) {
+    return false;  // what stands is freed by Close, as behind every failure
+  }
+}
+
+bool CKolvexIPCaptureDriver::Build(ipcapture::IDebugInfoSink* debugSink, ipcapture::IFrameAllocator* allocator,
+                                   IIPDriverParams* params) {
   Close();  // a second Open is against the contract, but leaks nothing
   networkTimeout_ = ReadNetworkTimeout(AskSetting(params, SettingNetworkTimeout));
   IIPConnectionInfo* const connection = Ask(params, &IIPDriverParams::GetConnection);
@@ -98,8 +107,6 @@ bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcaptur
   DebugMessage(DebugLevelEvent, "DRIVER IS OPENED (name: %s, device model: %s, address: %s:%u)",
                GetDriverName().c_str(), deviceModel_.c_str(), address_.c_str(), static_cast<unsigned>(port_));
   return true;
-} catch (const std::exception&) {
-  return false;  // no memory; what was built stays until Close, as with every other failure
 }
 
 void CKolvexIPCaptureDriver::Close() {

@@ -3,18 +3,19 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
 std::atomic<std::size_t> allocations{0};
-thread_local std::size_t left = kolvex_test::kNoLimit;
+// Calls of this thread up to and including the one that fails; 0: none fails.
+thread_local std::size_t callsToFailure = 0;
 
 }  // namespace
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   ++allocations;
-  if (left != kolvex_test::kNoLimit && left-- == 0) {
-    left = 0;
+  if (callsToFailure > 0 && --callsToFailure == 0) {
     return nullptr;
   }
   return std::malloc(size);
@@ -32,6 +33,8 @@ namespace kolvex_test {
 
 std::size_t Allocations() { return allocations; }
 
-void FailAllocationsBehind(std::size_t count) { left = count; }
+void FailAllocationBehind(std::size_t count) { callsToFailure = count + 1; }
+
+bool CancelFailure() { return std::exchange(callsToFailure, 0) != 0; }
 
 }  // namespace kolvex_test
