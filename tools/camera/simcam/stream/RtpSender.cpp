@@ -3,17 +3,17 @@
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
+#include "simcam/stream/DatagramBatch.h"
 #include "simcam/stream/ReportChecker.h"
 
 namespace simcam {
 
 namespace {
 
-constexpr std::size_t kHeaderBytes = 12;
-constexpr std::size_t kBatch = 32;       // packets of one system call
+constexpr std::size_t kHeaderBytes = DatagramBatch::kHeaderBytes;
+constexpr std::size_t kBatch = DatagramBatch::kCapacity;
 constexpr std::size_t kMaxQueued = 100;  // frames; a sender further behind drops the newest
 constexpr Microseconds kMaxGap{400};     // between two packets of a frame
 constexpr double kFrameShare = 0.4;      // of a frame's time that its packets may take
@@ -133,29 +133,13 @@ void RtpSender::WriteHeader(std::uint8_t* header, const Queued& queued, std::siz
 }
 
 void RtpSender::SendPlain(const Queued& queued, std::size_t count) {
-  std::array<std::array<std::uint8_t, kHeaderBytes>, kBatch> headers;
-  std::array<std::array<iovec, 2>, kBatch> pieces;
-  std::array<mmsghdr, kBatch> messages{};
+  DatagramBatch batch;
   for (std::size_t i = 0; i < count; ++i) {
     const std::span<const std::uint8_t> payload = queued.frame->payload(queued.sent + i);
-    WriteHeader(headers[i].data(), queued, queued.sent + i);
-    pieces[i][0] = {headers[i].data(), kHeaderBytes};
-    pieces[i][1] = {const_cast<std::uint8_t*>(payload.data()), payload.size()};
-    messages[i].msg_hdr.msg_name = const_cast<sockaddr_in*>(&rtp_);
-    messages[i].msg_hdr.msg_namelen = sizeof rtp_;
-    messages[i].msg_hdr.msg_iov = pieces[i].data();
-    messages[i].msg_hdr.msg_iovlen = pieces[i].size();
+    WriteHeader(batch.Add(payload), queued, queued.sent + i);
     CountPacket(payload.size());
   }
-  // A client that went away makes the next send on the socket fail once; the rest must still go out.
-  for (std::size_t done = 0; done < count;) {
-    const int sent = sendmmsg(context_.sockets.rtp(), messages.data() + done,
-                              static_cast<unsigned>(count - done), MSG_NOSIGNAL);
-    if (sent < 0) {
-      ++context_.counters.sendErrors;
-    }
-    done += sent > 0 ? static_cast<std::size_t>(sent) : 1;
-  }
+  context_.counters.sendErrors += batch.Send(context_.sockets.rtp(), rtp_);
 }
 
 void RtpSender::SendMangled(const Queued& queued, std::size_t count) {
