@@ -1,13 +1,13 @@
-#!/bin/sh
+#!/bin/bash
 # Builds the benchmarks and runs them: bench/run.sh [directory for the results] [options for bench_e2e].
-set -eu
+set -euo pipefail
 cd "$(dirname "$0")/.."
 results=${1:-out/bench}
 [ $# -gt 0 ] && shift
 mkdir -p "$results"
-cmake --preset release -DKOLVEX_TESTS=OFF -DKOLVEX_TOOLS=OFF >/dev/null
-cmake --build --preset release --target bench_micro bench_e2e
-bin=build/release/bench
+cmake --preset release -B build/bench -DKOLVEX_TESTS=OFF -DKOLVEX_TOOLS=OFF >/dev/null
+cmake --build build/bench --target bench_micro bench_e2e
+bin=build/bench/bench
 {
   echo "Machine: $(nproc) processors, $(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -1), Linux $(uname -r)"
   echo

@@ -33,14 +33,11 @@ TEST(CgiText, ATokenCountsOnlyWithItsSeparator) {
       {"a value that holds the separator", "a=b=c", "a", "=", stops, "b=c"},
       {"an empty value", "a=&b=1", "a", "=", stops, ""},
       {"nothing behind the separator", "b=1&a=", "a", "=", stops, ""},
-      {"a later one that has a value", "a=&a=2", "a", "=", stops, ""},
       {"no such key", "a=1", "b", "=", stops, ""},
-      {"capitals are other letters", "RET=1", "ret", "=", stops, ""},
       {"a long separator", "a=>1&b", "a", "=>", stops, "1"},
       {"no key", "a=1", "", "=", stops, ""},
       {"no separator", "a=1", "a", "", stops, ""},
       {"no terminators", "a=1", "a", "=", "", ""},
-      {"an empty text", "", "a", "=", stops, ""},
       {"a key that begins with a terminator", "&a&a&a=1", "&a", "=", stops, ""},
       {"zero bytes are bytes", std::string("a\0=1&a=2", 8), "a", "=", stops, "2"},
   };
@@ -61,7 +58,6 @@ TEST(CgiText, ASubstringTakesTheNextSeparatorAnywhere) {
   const std::string longValue(5000, 'v');
   const Case cases[] = {
       {"up to the stop character", "x=1&key=abc&y=2", '&', 1024, true, "abc"},
-      {"another stop character", "<b>key=81<br>", '<', 1024, true, "81"},
       {"which alone stops", "key=a<b&c", '&', 1024, true, "a<b"},
       {"up to LF", "key=abc\ndef", '&', 1024, true, "abc"},
       {"up to CR", "key=abc\r\ndef", '&', 1024, true, "abc"},
@@ -75,8 +71,6 @@ TEST(CgiText, ASubstringTakesTheNextSeparatorAnywhere) {
       {"no key", "kez=1", '&', 1024, false, ""},
       {"an empty text", "", '&', 1024, false, ""},
       {"as much as fits with the zero", "key=" + longValue, '&', 1024, true, longValue.substr(0, 1023)},
-      {"exactly what fits", "key=" + longValue.substr(0, 1023) + "&", '&', 1024, true,
-       longValue.substr(0, 1023)},
       {"one more than fits", "key=" + longValue.substr(0, 1024) + "&", '&', 1024, true,
        longValue.substr(0, 1023)},
       {"room for the zero only", "key=abc", '&', 1, true, ""},

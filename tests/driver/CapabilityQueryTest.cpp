@@ -82,17 +82,8 @@ TEST(CapabilityQuery, TellsEachFailureFromTheOthers) {
   };
   const Case cases[] = {
       {"no camera of the family", {}, "3 Failed to get camera properties", false},
-      {"wrong credentials for everything",
-       {{"/GetTime.cgi", Reply(401, "")}, {"/time.cgi?action=retrieve", Reply(401, "")}},
-       "3 Failed to get camera properties",
-       false},
       {"an unknown model", Group2Replies("99"), "3 Failed to get camera properties!", true},
       {"credentials wrong for the model", changed(Group2Replies("81"), "/GetCameraType.cgi", Reply(401, "")),
-       "1 Failed to get camera properties!", true},
-      {"no hardware address", changed(Group1Replies(), "/network.cgi?action=retrieve", Reply(200, "x=1")),
-       "3 Failed to get camera properties!", true},
-      {"credentials wrong for the address",
-       changed(Group1Replies(), "/network.cgi?action=retrieve", Reply(401, "")),
        "1 Failed to get camera properties!", true},
       {"all well", Group1Replies(), "done", true},
   };
@@ -208,7 +199,6 @@ TEST(CapabilityQuery, EndsWithinItsTimeAgainstAnyCamera) {
   };
   const Case cases[] = {
       {"says nothing", [](Connection& c) { c.WaitForEnd(); }},
-      {"drips its head", [&](Connection& c) { c.Drip(start + std::string(10'000, '1'), 5ms); }},
       {"drips its body",
        [&](Connection& c) {
          c.Send(start);
@@ -220,11 +210,6 @@ TEST(CapabilityQuery, EndsWithinItsTimeAgainstAnyCamera) {
          while (c.Send(std::string(1000, '1'))) {
            std::this_thread::sleep_for(20ms);
          }
-       }},
-      {"sends headers without end",
-       [](Connection& c) {
-         c.Send("HTTP/1.1 200 OK\r\n");
-         c.Drip(std::string(5'000, 'h') + "\r\n", 5ms);
        }},
   };
   for (const Case& c : cases) {
