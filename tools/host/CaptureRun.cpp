@@ -102,12 +102,7 @@ void CaptureRun::Prepare() {
 
 void CaptureRun::OpenAndStart() {
   const Credentials credentials = common_.LoadCredentials();
-  CameraSession::Log log;
-  if (common_.verbose) {
-    log = [](const std::string& camera, unsigned level, const char* text) {
-      std::fprintf(stderr, "%s: [%u] %s\n", camera.c_str(), level, text);
-    };
-  }
+  const DriverSession::Log log = common_.MakeLog();
   for (std::size_t i = 0; i < options_.cameras.size(); ++i) {
     const CameraConfig& camera = options_.cameras[i];
     sinks_.emplace_back(*writer_, i, camera.frameInterval, options_.frames);
