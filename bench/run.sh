@@ -2,7 +2,7 @@
 # Builds the benchmarks and runs them: bench/run.sh [directory for the results] [options for bench_e2e].
 set -euo pipefail
 cd "$(dirname "$0")/.."
-results=${1:-out/bench}
+results=${1:-build/bench-results}
 [ $# -gt 0 ] && shift
 mkdir -p "$results"
 cmake --preset release -B build/bench -DKOLVEX_TESTS=OFF -DKOLVEX_TOOLS=OFF >/dev/null

@@ -21,5 +21,10 @@ if(KOLVEX_SANITIZE)
   target_link_options(kolvex_compile INTERFACE -fsanitize=${KOLVEX_SANITIZE})
 endif()
 
+# The fuzzers follow which branches an input takes.
+if(KOLVEX_FUZZ)
+  target_compile_options(kolvex_compile INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 find_package(Threads REQUIRED)
 target_link_libraries(kolvex_compile INTERFACE Threads::Threads ${CMAKE_DL_LIBS})

@@ -21,14 +21,14 @@ struct CameraIOSettings {
 /// Close. Any thread may call.
 class CIPCaptureIOBaseHandlerIf {
  public:
-  virtual ~CIPCaptureIOBaseHandlerIf() = default;      // slot 0
-  virtual const char* GetDriverName() = 0;             // slot 1
+  virtual ~CIPCaptureIOBaseHandlerIf() = default;  // slot 0
+  virtual const char* GetDriverName() = 0;         // slot 1
   /// The camera's HTTP port.
-  virtual u16 GetPort() = 0;                           // slot 2
-  virtual const std::string& GetAddress() = 0;         // slot 3
-  virtual const std::string& GetUserName() = 0;        // slot 4
-  virtual const std::string& GetPassword() = 0;        // slot 5
-  virtual CameraIOSettings* GetSettings() = 0;         // slot 6
+  virtual u16 GetPort() = 0;                     // slot 2
+  virtual const std::string& GetAddress() = 0;   // slot 3
+  virtual const std::string& GetUserName() = 0;  // slot 4
+  virtual const std::string& GetPassword() = 0;  // slot 5
+  virtual CameraIOSettings* GetSettings() = 0;   // slot 6
   /// Sends a debug message of the driver, printf-style, at a DebugLevel.
   [[gnu::format(printf, 3, 4)]] virtual void WriteDebug(u32 level, const char* format, ...) = 0;  // slot 7
 };

@@ -36,28 +36,28 @@ enum ValueList : u32 {
 
 class IIPTextField {
  public:
-  virtual ~IIPTextField() = default;             // slot 0
-  virtual void SetText(const char* text) = 0;    // slot 1
+  virtual ~IIPTextField() = default;           // slot 0
+  virtual void SetText(const char* text) = 0;  // slot 1
 };
 
 /// One numbered setting (see CustomSetting): the host keeps the text and hands it back at
 /// IIPCaptureDriver::Open.
 class IIPSettingEntry {
  public:
-  virtual ~IIPSettingEntry() = default;          // slot 0
-  virtual void SetValue(const char* text) = 0;   // slot 1
+  virtual ~IIPSettingEntry() = default;         // slot 0
+  virtual void SetValue(const char* text) = 0;  // slot 1
   virtual void Slot2() {}
   virtual void Slot3() {}
   /// 1 for "BitrateList" and "MAC", else 0.
-  virtual void SetAttributeA(u32 value) = 0;     // slot 4
-  virtual void SetName(const char* name) = 0;    // slot 5
+  virtual void SetAttributeA(u32 value) = 0;   // slot 4
+  virtual void SetName(const char* name) = 0;  // slot 5
   /// Always 0.
-  virtual void SetAttributeB(u32 value) = 0;     // slot 6
+  virtual void SetAttributeB(u32 value) = 0;  // slot 6
 };
 
 class IIPResolutionEntry {
  public:
-  virtual ~IIPResolutionEntry() = default;       // slot 0
+  virtual ~IIPResolutionEntry() = default;  // slot 0
   /// @param text              "WIDTHxHEIGHT"
   /// @param width,height      pixels
   /// @param minFrameInterval  shortest frame interval, milliseconds
@@ -66,27 +66,27 @@ class IIPResolutionEntry {
 
 class IIPValueList {
  public:
-  virtual ~IIPValueList() = default;             // slot 0
-  virtual void SetDefault(u32 value) = 0;        // slot 1
-  virtual void AddValue(u32 value) = 0;          // slot 2
+  virtual ~IIPValueList() = default;       // slot 0
+  virtual void SetDefault(u32 value) = 0;  // slot 1
+  virtual void AddValue(u32 value) = 0;    // slot 2
 };
 
 class IIPCapabilities {
  public:
-  virtual ~IIPCapabilities() = default;                           // slot 0
+  virtual ~IIPCapabilities() = default;  // slot 0
   /// @param id  a CapabilityId
-  virtual void SetCapability(u32 id, u32 value) = 0;              // slot 1
-  virtual void SetModelName(const char* model) = 0;               // slot 2
+  virtual void SetCapability(u32 id, u32 value) = 0;  // slot 1
+  virtual void SetModelName(const char* model) = 0;   // slot 2
   /// @param index  a ConnectionField
-  virtual IIPTextField* GetConnectionField(u32 index) = 0;        // slot 3
+  virtual IIPTextField* GetConnectionField(u32 index) = 0;  // slot 3
   virtual void Slot4() {}
   /// @param index  a CustomSetting
-  virtual IIPSettingEntry* GetSettingEntry(u32 index) = 0;        // slot 5
+  virtual IIPSettingEntry* GetSettingEntry(u32 index) = 0;  // slot 5
   /// A new entry, one for each resolution.
-  virtual IIPResolutionEntry* AddResolutionEntry() = 0;           // slot 6
+  virtual IIPResolutionEntry* AddResolutionEntry() = 0;  // slot 6
   virtual void Slot7() {}
   /// @param index  a ValueList
-  virtual IIPValueList* GetValueList(u32 index) = 0;              // slot 8
+  virtual IIPValueList* GetValueList(u32 index) = 0;  // slot 8
 };
 
 }  // namespace sarnevo::ipcapture

@@ -52,38 +52,38 @@ static_assert(sizeof(CPtzCapabilities) == 56, "14 words of 32 bits");
 /// Names are UTF-8, zero-terminated.
 class IIPPTZApi {
  public:
-  virtual ~IIPPTZApi() = default;                               // slot 0
+  virtual ~IIPPTZApi() = default;  // slot 0
   /// Not 0 when the camera's serial port has a PTZ protocol. Asks the camera until it has answered with one.
-  virtual u32 IsPTZAvailable() = 0;                             // slot 1
+  virtual u32 IsPTZAvailable() = 0;  // slot 1
   /// @param direction  a PtzDirection.
   /// @param speed      1 to 16; 0 does nothing, not even a stop; others give PtzInvalidArgument.
-  virtual i32 StartMove(u32 direction, i32 speed) = 0;          // slot 2
-  virtual i32 StopMove() = 0;                                   // slot 3
+  virtual i32 StartMove(u32 direction, i32 speed) = 0;  // slot 2
+  virtual i32 StopMove() = 0;                           // slot 3
   // Carried out by no camera group.
-  virtual i32 Center(u32 a, u32 b, u32 c) = 0;                  // slot 4
+  virtual i32 Center(u32 a, u32 b, u32 c) = 0;  // slot 4
   /// Speeds as of StartMove; the cameras have one.
-  virtual i32 ZoomIn(i32 speed) = 0;                            // slot 5
-  virtual i32 ZoomOut(i32 speed) = 0;                           // slot 6
+  virtual i32 ZoomIn(i32 speed) = 0;   // slot 5
+  virtual i32 ZoomOut(i32 speed) = 0;  // slot 6
   // Carried out by no camera group.
-  virtual i32 Unzoom(u32 a) = 0;                                // slot 7
-  virtual i32 AreaZoom(u32 a, u32 b, u32 c, u32 d) = 0;         // slot 8
+  virtual i32 Unzoom(u32 a) = 0;                         // slot 7
+  virtual i32 AreaZoom(u32 a, u32 b, u32 c, u32 d) = 0;  // slot 8
   /// Any speed but 0 starts the lens, 0 stops it. The lens stays in manual mode until the next movement of
   /// the camera puts it back to automatic.
-  virtual i32 FocusNear(u32 speed) = 0;                         // slot 9
-  virtual i32 FocusFar(u32 speed) = 0;                          // slot 10
-  virtual i32 IrisOpen(u32 speed) = 0;                          // slot 11
-  virtual i32 IrisClose(u32 speed) = 0;                         // slot 12
-  virtual i32 GetCapabilities(CPtzCapabilities* record) = 0;    // slot 13
-  virtual u32 GetPrepositionCount() = 0;                        // slot 14
+  virtual i32 FocusNear(u32 speed) = 0;                       // slot 9
+  virtual i32 FocusFar(u32 speed) = 0;                        // slot 10
+  virtual i32 IrisOpen(u32 speed) = 0;                        // slot 11
+  virtual i32 IrisClose(u32 speed) = 0;                       // slot 12
+  virtual i32 GetCapabilities(CPtzCapabilities* record) = 0;  // slot 13
+  virtual u32 GetPrepositionCount() = 0;                      // slot 14
   /// @param position  counted from 0, in the order of the list.
   /// @param buffer    gets name and terminator; too small a one (PtzInvalidArgument) stays as it was.
   virtual i32 GetPrepositionName(u32 position, char* buffer, u32 bufferSize) = 0;  // slot 15
   /// Moves the camera to a stored position, unless it is there already.
   virtual i32 SelectPreposition(u32 option, const char* name) = 0;  // slot 16
   /// Stores where the camera stands. While it stands at a stored position, that one gets the name.
-  virtual i32 AddPreposition(const char* name) = 0;             // slot 17
+  virtual i32 AddPreposition(const char* name) = 0;  // slot 17
   /// On cameras that can only delete all positions at once, deletes all.
-  virtual i32 DeletePreposition(const char* name) = 0;          // slot 18
+  virtual i32 DeletePreposition(const char* name) = 0;  // slot 18
   /// PtzNoPreposition when the camera stands at none, for instance after a movement.
   virtual i32 GetCurrentPreposition(char* buffer, u32 bufferSize) = 0;  // slot 19
 };
@@ -92,7 +92,7 @@ class IIPPTZApi {
 class IIPPTZApiEx : public IIPPTZApi {
  public:
   /// 1 for any @p value but 0. Has no effect.
-  virtual u32 CheckValue(u32 value) = 0;                        // slot 20
+  virtual u32 CheckValue(u32 value) = 0;  // slot 20
 };
 
 }  // namespace sarnevo

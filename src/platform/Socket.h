@@ -24,7 +24,7 @@ enum class SocketError : std::uint8_t {
   InvalidArgument,
   Fault,
   NetworkDown,
-  NotInitialised,   ///< the socket isn't open
+  NotInitialised,  ///< the socket isn't open
   AddressInUse,
   Other,
 };

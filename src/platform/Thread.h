@@ -59,8 +59,9 @@ class Thread {
   WaitResult Wait(Milliseconds timeout) noexcept;
 
   /// Gives the thread up while it stands in code of the host. Waits for up to @p moment until the thread
-  /// ends or gets there. True when it has ended or is given up. On the thread itself, inside a call to
-  /// the host, it always succeeds: the thread goes on in the host's code and ends when that returns.
+  /// ends or gets there, and then 10 ms more, so that the call has really reached the host's object. True
+  /// when it has ended or is given up. On the thread itself, inside a call to the host, it always succeeds:
+  /// the thread goes on in the host's code and ends when that returns.
   bool Abandon(Milliseconds moment) noexcept;
 
   /// Forgets the thread; it goes on running by itself.
@@ -82,6 +83,8 @@ void EnterHost() noexcept;
 /// The host has returned. False when the thread was given up meanwhile: the caller then touches nothing
 /// any more and calls Leave.
 bool LeaveHost() noexcept;
+/// The calling thread was given up and is still in code of the host.
+bool IsAbandoned() noexcept;
 /// Gives the calling thread up, as Thread::Abandon does. False outside of code of the host.
 bool Abandon() noexcept;
 /// Ends the calling, abandoned thread on the spot, without unwinding.

@@ -82,25 +82,22 @@ std::string ThreeByteMove(u32 direction, i32 speed) {
   return std::string(kWrite01) + movement.command + LowerHex(data);
 }
 
-std::string ThreeByteLens(u32 code) {
-  const auto data = [code] {
-    switch (code) {
-      case LensFocusFar:
-        return kFocusFar;
-      case LensFocusNear:
-        return kFocusNear;
-      case LensIrisClose:
-        return kIrisClose;
-      case LensIrisOpen:
-        return kIrisOpen;
-      case LensFocusStop:
-      case LensIrisStop:
-        return kStop;
-      default:
-        return "";
-    }
-  };
-  return std::string(kWrite01) + data();
+const char* ThreeByteLensData(u32 code) {
+  switch (code) {
+    case LensFocusFar:
+      return kFocusFar;
+    case LensFocusNear:
+      return kFocusNear;
+    case LensIrisClose:
+      return kIrisClose;
+    case LensIrisOpen:
+      return kIrisOpen;
+    case LensFocusStop:
+    case LensIrisStop:
+      return kStop;
+    default:
+      return "";
+  }
 }
 
 std::string ThreeBytePreset(PresetOperation operation, u32 slot) {
@@ -202,7 +199,8 @@ std::string CPtzCommandBuilder::MoveCommand(u32 direction, i32 speed) const {
 
 std::string CPtzCommandBuilder::LensCommand(u32 code) const {
   return Build(
-      Protocol(), [&] { return ThreeByteLens(code); }, [&](Frame& frame) { PelcoLens(frame, code); });
+      Protocol(), [&] { return std::string(kWrite01) + ThreeByteLensData(code); },
+      [&](Frame& frame) { PelcoLens(frame, code); });
 }
 
 std::string CPtzCommandBuilder::StopCommand() const {

@@ -7,10 +7,13 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <numeric>
 #include <string>
+#include <vector>
 
 #include <dlfcn.h>
 
+#include "kolvex/IIPPTZDriver.h"
 #include "support/FakeHost.h"
 
 namespace sarnevo::ipcapture {
@@ -126,6 +129,35 @@ TEST(Contract, KeepsEachOperationInItsSlot) {
   EXPECT_EQ(SlotOf(&IDebugInfoSink::OnDebugInfo), 1);
   EXPECT_EQ(SlotOf(&CDebugInfoIf::GetLevel), 1);
   EXPECT_EQ(SlotOf(&CDebugInfoIf::GetText), 2);
+}
+
+TEST(Contract, KeepsThePTZOperationsInTheirSlots) {
+  using Api = IIPPTZApi;
+  EXPECT_EQ(SlotOf(&IIPPTZDriver::GetPTZApi), 1);
+  EXPECT_EQ(SlotOf(&IIPPTZDriverEx::GetPTZApiEx), 2);
+  EXPECT_EQ(SlotOf(&IIPPTZApiEx::CheckValue), 20);
+  const std::vector<std::intptr_t> slots{SlotOf(&Api::IsPTZAvailable),
+                                         SlotOf(&Api::StartMove),
+                                         SlotOf(&Api::StopMove),
+                                         SlotOf(&Api::Center),
+                                         SlotOf(&Api::ZoomIn),
+                                         SlotOf(&Api::ZoomOut),
+                                         SlotOf(&Api::Unzoom),
+                                         SlotOf(&Api::AreaZoom),
+                                         SlotOf(&Api::FocusNear),
+                                         SlotOf(&Api::FocusFar),
+                                         SlotOf(&Api::IrisOpen),
+                                         SlotOf(&Api::IrisClose),
+                                         SlotOf(&Api::GetCapabilities),
+                                         SlotOf(&Api::GetPrepositionCount),
+                                         SlotOf(&Api::GetPrepositionName),
+                                         SlotOf(&Api::SelectPreposition),
+                                         SlotOf(&Api::AddPreposition),
+                                         SlotOf(&Api::DeletePreposition),
+                                         SlotOf(&Api::GetCurrentPreposition)};
+  std::vector<std::intptr_t> inOrder(slots.size());
+  std::iota(inOrder.begin(), inOrder.end(), 1);
+  EXPECT_EQ(slots, inOrder);
 }
 
 }  // namespace

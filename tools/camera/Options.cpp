@@ -3,9 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <arpa/inet.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iostream>
 
 #include "simcam/base/Text.h"
 #include "simcam/device/Control.h"
@@ -63,7 +63,7 @@ std::string Footer() {
 }
 
 int Fail(const std::string& sentence) {
-  std::fprintf(stderr, "kolvex-camera: %s\n", sentence.c_str());
+  std::cerr << "kolvex-camera: " << sentence << "\n";
   return 2;
 }
 

@@ -3,11 +3,12 @@
 
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <ctime>
+#include <iostream>
 
 #include "Options.h"
 #include "simcam/CameraFarm.h"
+#include "simcam/base/Text.h"
 
 namespace {
 
@@ -39,8 +40,7 @@ Totals Count(simcam::CameraFarm& farm) {
 }
 
 void PrintStatus(simcam::CameraFarm& farm, const Totals& now, const Totals& before, double seconds) {
-  std::fprintf(
-      stderr,
+  std::cerr << simcam::Format(
       "\r%zu cameras, %u streams, %zu encoders, %.0f frames/s, %.0f kB/s, %llu requests, %llu dropped  ",
       farm.cameras().size(), now.playing, farm.encoders(),
       static_cast<double>(now.frames - before.frames) / seconds,
@@ -48,30 +48,27 @@ void PrintStatus(simcam::CameraFarm& farm, const Totals& now, const Totals& befo
       static_cast<unsigned long long>(now.requests), static_cast<unsigned long long>(now.dropped));
 }
 
-bool Start(simcam::CameraFarm& farm, const Options& options) {
+/// Switches all cameras on; a sentence when one can't be.
+std::string Start(simcam::CameraFarm& farm, const Options& options) {
   std::string error;
   for (const simcam::CameraSettings& settings : options.cameras) {
     simcam::SimulatedCamera* const camera = farm.Add(settings, error);
     if (camera == nullptr) {
-      std::fprintf(stderr, "kolvex-camera: %s\n", error.c_str());
-      return false;
+      return error;
     }
-    error = camera->Control(options.faults);
-    if (!error.empty()) {
-      std::fprintf(stderr, "kolvex-camera: %s\n", error.c_str());
-      return false;
+    if (error = camera->Control(options.faults); !error.empty()) {
+      return error;
     }
     const simcam::CameraStatus status = camera->Status();
-    std::printf("camera %s:%u  group %s  %s  %s  serial %u\n", status.address.c_str(), settings.httpPort,
-                status.group.c_str(), status.model.c_str(), status.format.c_str(), status.head.protocol);
+    std::cout << simcam::Format("camera %s:%u  group %s  %s  %s  serial %u\n", status.address.c_str(),
+                                settings.httpPort, status.group.c_str(), status.model.c_str(),
+                                status.format.c_str(), status.head.protocol);
   }
   if (options.controlPort != 0 && !farm.ServeControl(options.controlAddress, options.controlPort, error)) {
-    std::fprintf(stderr, "kolvex-camera: %s\n", error.c_str());
-    return false;
+    return error;
   }
-  std::printf("ready\n");
-  std::fflush(stdout);
-  return true;
+  std::cout << "ready" << std::endl;
+  return {};
 }
 
 /// Until SIGINT or SIGTERM, which are blocked in all threads, or the end of the time.
@@ -97,7 +94,7 @@ void Serve(simcam::CameraFarm& farm, const Options& options, const sigset_t& end
     }
   }
   if (showStatus) {
-    std::fprintf(stderr, "\n");
+    std::cerr << "\n";
   }
 }
 
@@ -114,11 +111,12 @@ int main(int count, char** arguments) {
   sigaddset(&ends, SIGINT);
   sigaddset(&ends, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &ends, nullptr);
-  std::signal(SIGPIPE, SIG_IGN);
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   RaiseDescriptorLimit();
 
   simcam::CameraFarm farm(options->encoderThreads);
-  if (!Start(farm, *options)) {
+  if (const std::string error = Start(farm, *options); !error.empty()) {
+    std::cerr << "kolvex-camera: " << error << "\n";
     return 1;
   }
   Serve(farm, *options, ends);

@@ -118,10 +118,10 @@ void AddCapture(CLI::App& app, const Common& common) {
       ->allow_extra_args(false);
   command->add_option("--duration", arguments->duration, "Seconds to run; without it until --frames or Ctrl-C")
       ->type_name("SECONDS")
-      ->check(CLI::NonNegativeNumber);
+      ->check(CLI::Validator(CLI::NonNegativeNumber).description(""));
   command->add_option("--frames", arguments->frames, "End when every stream has brought so many frames")
       ->type_name("N")
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::Validator(CLI::PositiveNumber).description(""));
   command
       ->add_option("--out", arguments->out,
                    "Folder for frames, contact sheet and reports, made or empty; without it nothing is written")
@@ -139,11 +139,13 @@ void AddCapture(CLI::App& app, const Common& common) {
   command
       ->add_option("--inspect", arguments->inspect,
                    "Decode all frames and follow their counter: always, never, or auto (up to 8 streams)")
-      ->check(CLI::IsMember({"auto", "always", "never"}));
+      ->type_name("WHEN")
+      ->check(CLI::IsMember({"auto", "always", "never"}).description(""));
   command
       ->add_option("--progress", arguments->progress,
                    "Show how it goes: always, never, or auto (redrawn on a terminal, else a line now and then)")
-      ->check(CLI::IsMember({"auto", "always", "never"}));
+      ->type_name("WHEN")
+      ->check(CLI::IsMember({"auto", "always", "never"}).description(""));
   command->footer(std::string("\n") + kCameraKeysHelp + "\n" + kFooter);
   command->final_callback([&common, arguments] {
     const CaptureOptions options = MakeOptions(*arguments);

@@ -24,7 +24,7 @@ struct StreamReport {
 std::string ReportTable(const std::vector<StreamReport>& streams);
 
 /// The same for programs: one object per stream. "lost" and "doubled" are null where the pictures carry no
-/// frame counter. docs/host-program.md lists the members.
+/// frame counter. docs/kolvex-host.md lists the members.
 nlohmann::json ReportJson(const StreamReport& stream);
 
 }  // namespace kolvex_host

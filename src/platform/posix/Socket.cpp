@@ -168,7 +168,9 @@ bool Socket::SetReceiveTimeout(Milliseconds timeout) noexcept {
   return SetTimeout(descriptor_, SO_RCVTIMEO, timeout);
 }
 
-bool Socket::SetSendTimeout(Milliseconds timeout) noexcept { return SetTimeout(descriptor_, SO_SNDTIMEO, timeout); }
+bool Socket::SetSendTimeout(Milliseconds timeout) noexcept {
+  return SetTimeout(descriptor_, SO_SNDTIMEO, timeout);
+}
 
 SocketError Socket::Connect(const SocketAddress& peer) noexcept {
   const auto* const address = reinterpret_cast<const sockaddr*>(peer.Get());

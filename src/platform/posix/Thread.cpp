@@ -22,6 +22,8 @@ namespace {
 constexpr std::size_t kStackBytes = std::size_t{1} << 20;
 // One step above normal; needs a privilege that most hosts don't have.
 constexpr int kAboveNormalNice = -5;
+// How long a thread must have stood in one call to the host before it is given up there.
+constexpr Milliseconds kSettled{10};
 
 // Where the thread stands, seen from whoever may want to give it up.
 enum class Stand {
@@ -50,6 +52,9 @@ struct Thread::Control {
   // moves to Abandoned and Ended happen under the lock, and the thread leaves Host by compare-exchange, so
   // that exactly one of "returned" and "abandoned" wins.
   std::atomic<Stand> stand{Stand::Ours};
+  // Counts the thread's calls to the host; written by the thread. A call that has lasted is one that really
+  // stands in the host, not one that is just on its way there with a pointer to an object of the host.
+  std::atomic<std::uint32_t> hostCalls{0};
   bool joinable = true;  // under lock; cleared by whoever joins or detaches
 
   bool IsOver() const {
@@ -57,9 +62,9 @@ struct Thread::Control {
     return now == Stand::Ended || now == Stand::Abandoned;
   }
 
-  bool Move(Stand from, Stand to) {
-    return stand.compare_exchange_strong(from, to, std::memory_order_acq_rel);
-  }
+  bool InHost() const { return stand.load(std::memory_order_acquire) == Stand::Host; }
+
+  bool Move(Stand from, Stand to) { return stand.compare_exchange_strong(from, to, std::memory_order_acq_rel); }
 
   bool Abandon() {
     const std::lock_guard guard(lock);
@@ -184,7 +189,9 @@ bool Thread::Start(std::string_view name, std::function<void()> body, ThreadPrio
     control->body = std::move(body);
     std::copy_n(name.begin(), std::min(name.size(), control->name.size() - 1), control->name.begin());
     control->priority = priority;
+    auto own = std::make_unique<std::shared_ptr<Control>>(control);
 
+    // Nothing throws from here to the end of the attributes, which hold memory of their own.
     pthread_attr_t attributes;
     if (pthread_attr_init(&attributes) != 0) {
       return false;
@@ -193,7 +200,6 @@ bool Thread::Start(std::string_view name, std::function<void()> body, ThreadPrio
     sigfillset(&all);
     pthread_attr_setsigmask_np(&attributes, &all);
     pthread_attr_setstacksize(&attributes, kStackBytes);
-    auto own = std::make_unique<std::shared_ptr<Control>>(control);
     // Holding the lock keeps the new thread at its door until the handle stands, so that the body may ask it.
     std::unique_lock guard(control->lock);
     control_ = control;
@@ -254,12 +260,22 @@ bool Thread::Abandon(Milliseconds moment) noexcept {
   // A thread that enters the host tells nobody, so this one looks again and again; it is the rare end of a
   // stop that has already waited for seconds.
   const auto deadline = Deadline(moment);
-  while (!control_->Abandon()) {
+  auto inThisCallSince = std::chrono::steady_clock::now();
+  std::uint32_t call = control_->hostCalls.load(std::memory_order_acquire);
+  while (!control_->IsOver()) {
+    const auto now = std::chrono::steady_clock::now();
+    if (const std::uint32_t latest = control_->hostCalls.load(std::memory_order_acquire);
+        latest != call || !control_->InHost()) {
+      call = latest;
+      inThisCallSince = now;
+      if (now >= deadline) {
+        return false;
+      }
+    } else if (now - inThisCallSince >= kSettled && control_->Abandon()) {
+      break;
+    }
     std::unique_lock guard(control_->lock);
     control_->changed.wait_for(guard, Milliseconds{1}, [this] { return control_->IsOver(); });
-    if (std::chrono::steady_clock::now() >= deadline && !control_->IsOver()) {
-      return false;
-    }
   }
   control_->Reap();
   return true;
@@ -278,6 +294,7 @@ bool IsOurs() noexcept { return current != nullptr; }
 
 void EnterHost() noexcept {
   if (current != nullptr && ++current->hostDepth == 1) {
+    current->hostCalls.fetch_add(1, std::memory_order_relaxed);
     current->stand.store(Stand::Host, std::memory_order_release);
   }
 }
@@ -287,6 +304,10 @@ bool LeaveHost() noexcept {
     return true;
   }
   return current->Move(Stand::Host, Stand::Ours);
+}
+
+bool IsAbandoned() noexcept {
+  return current != nullptr && current->stand.load(std::memory_order_acquire) == Stand::Abandoned;
 }
 
 bool Abandon() noexcept {

@@ -85,10 +85,10 @@ TEST(CameraCgi, ObeysConfigurationsAndRefusesNonsense) {
        "/multimedia.cgi?action=apply&tv_standard=NTSC&resolution=d1&targetrate=2000&fps=30&gopsize=30"
        "&peakrate=3000&const_qu=0&mode=mpeg4&sequence=ip",
        "mpeg4 720x480 30 fps", 0},
-      {one, "/multimedia.cgi?action=apply&tv_standard=PAL&resolution=qcif&const_qu=9", "mpeg4 176x144 30 fps",
+      {one, "/multimedia.cgi?action=apply&tv_standard=PAL&resolution=qcif&const_qu=9", "mpeg4 176x144 25 fps",
        0},
-      {one, "/multimedia.cgi?action=apply&resolution=sxga", "mpeg4 176x144 30 fps", 1},
-      {one, "/multimedia.cgi?action=apply&mode=h264", "mpeg4 176x144 30 fps", 2},
+      {one, "/multimedia.cgi?action=apply&resolution=sxga", "mpeg4 176x144 25 fps", 1},
+      {one, "/multimedia.cgi?action=apply&mode=h264", "mpeg4 176x144 25 fps", 2},
       {two,
        "/SetMultimedia.cgi?CH=0&Resolution=sxga&Fps=25&Format=PAL&Mode=mjpeg&Jpeg_Quality=4&Stream_Mode=0&"
        "Audio=1",

@@ -176,7 +176,7 @@ TEST(CameraFaults, ARebootForgetsSessionsAndOutputsAndDrawsANewSource) {
   Stream before("127.0.1.1", 1);
   const std::vector<Datagram> frame = before.NextFrame();
   ASSERT_FALSE(frame.empty());
-  ASSERT_EQ(camera.Control("reboot=0.2"), "");
+  ASSERT_EQ(camera.Control("reboot=1"), "");
   EXPECT_FALSE(Wire("127.0.1.1", 554).connected());
   EXPECT_EQ(before.Request("PLAY"), "") << "the connection is gone";
   ASSERT_TRUE(camera.WaitUntil([](const CameraStatus& s) { return s.up; }, std::chrono::seconds(5)));

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 
 #include "simcam/cgi/CgiReply.h"
@@ -75,12 +76,12 @@ CgiReply ApplyMultimedia(CgiDevice& device, const Parameters& parameters) {
   unsigned rate = video.targetRate;
   if (!TakeWord(parameters, "tv_standard", "PAL", "NTSC", video.ntsc) ||
       !TakeWord(parameters, "mode", "mjpeg", "mpeg4", mpeg4) ||
-      !TakeWord(parameters, "sequence", "i", "ip", interFrames) ||
-      !Take(parameters, "fps", video.ntsc ? 30 : 25, video.fps) ||
+      !TakeWord(parameters, "sequence", "i", "ip", interFrames) || !Take(parameters, "fps", 1000, video.fps) ||
       !Take(parameters, "gopsize", 300, video.gopSize) || !Take(parameters, "targetrate", 10'000, rate) ||
       !Take(parameters, "peakrate", 20'000, video.peakRate)) {
     return Refused();
   }
+  video.fps = std::clamp(video.fps, 1U, video.ntsc ? 30U : 25U);
   video.codec = mpeg4 ? Codec::Mpeg4 : Codec::Jpeg;
   video.targetRate = rate;
   if (mpeg4 && !interFrames) {
@@ -88,7 +89,7 @@ CgiReply ApplyMultimedia(CgiDevice& device, const Parameters& parameters) {
   }
   // MPEG-4 sends const_qu=0: the rate decides there, and the quantizer of JPEG stays.
   unsigned quantizer = video.constQuality;
-  if (!Take(parameters, "const_qu", 31, quantizer) || (!mpeg4 && quantizer == 0) || video.fps == 0) {
+  if (!Take(parameters, "const_qu", 31, quantizer) || (!mpeg4 && quantizer == 0)) {
     return Refused();
   }
   video.constQuality = quantizer > 0 ? quantizer : video.constQuality;

@@ -24,10 +24,11 @@ bool Compress(const Pixels& pixels, unsigned quality, Sampling sampling, unsigne
   jpeg_compress_struct jpeg{};
   ErrorExit error{};
   jpeg.err = jpeg_std_error(&error.manager);
+  // libjpeg is C: an exception can't pass through it.
   error.manager.error_exit = [](j_common_ptr info) {
-    std::longjmp(reinterpret_cast<ErrorExit*>(info->err)->leave, 1);
+    std::longjmp(reinterpret_cast<ErrorExit*>(info->err)->leave, 1);  // NOLINT(cert-err52-cpp)
   };
-  if (setjmp(error.leave) != 0) {
+  if (setjmp(error.leave) != 0) {  // NOLINT(cert-err52-cpp)
     jpeg_destroy_compress(&jpeg);
     return false;
   }

@@ -51,7 +51,6 @@ Camera::~Camera() = default;
 bool Camera::Open(std::string& error) { return Listen(error); }
 
 bool Camera::Listen(std::string& error) {
-  up_ = true;
   const bool wantHttp = faults_.http.kind != ReplyFault::Kind::Refuse;
   const bool wantRtsp = faults_.rtsp.kind != ReplyFault::Kind::Refuse;
   up_ = (!wantHttp || http_.listening() || http_.Listen(settings_.address, settings_.httpPort, error)) &&
@@ -263,6 +262,10 @@ CameraStatus Camera::Status() {
   status.sessions = static_cast<unsigned>(streams_.size());
   status.playing = static_cast<unsigned>(
       std::count_if(streams_.begin(), streams_.end(), [](const auto& stream) { return stream->playing(); }));
+  for (const std::unique_ptr<RtpSender>& stream : streams_) {
+    status.framesEncoded =
+        std::max(status.framesEncoded, stream->playing() ? stream->source()->nextCounter() : 0);
+  }
   status.configured = configured_;
   status.video = settings_.video;
   const StreamFormat format = Format();

@@ -41,7 +41,8 @@ struct CameraStatus {
   unsigned playing = 0;     ///< of them streaming
   bool configured = false;  ///< a configuration request has been obeyed
   VideoSettings video;
-  std::string format;  ///< what it streams, in words
+  std::uint32_t framesEncoded = 0;  ///< counted by the encoder that it shows, alone or with others
+  std::string format;               ///< what it streams, in words
   CameraCounters counters;
   Faults faults;
   std::vector<bool> inputs, outputs;

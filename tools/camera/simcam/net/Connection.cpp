@@ -16,7 +16,7 @@ namespace {
 
 constexpr Microseconds kPiecePace{5'000};
 constexpr Microseconds kEndlessPace{2'000};
-constexpr std::size_t kMaxUnsent = 64 * 1024;  // bytes that an endless reply lets pile up
+constexpr std::size_t kMaxUnsent = 65'536;  // bytes that an endless reply lets pile up
 
 std::string Noise(std::size_t size) {
   std::minstd_rand dice(static_cast<unsigned>(size) + 1);

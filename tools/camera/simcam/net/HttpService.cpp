@@ -10,7 +10,7 @@ namespace simcam {
 
 namespace {
 
-constexpr std::size_t kMaxTarget = 64 * 1024;  // bytes; a longer one is refused
+constexpr std::size_t kMaxTarget = 65'536;  // bytes; a longer one is refused
 
 const char* ReasonOf(unsigned status) {
   const char* const known = http_status_str(static_cast<http_status>(status));

@@ -11,7 +11,7 @@ namespace simcam {
 
 namespace {
 
-constexpr std::size_t kMaxRequest = 16 * 1024;  // bytes
+constexpr std::size_t kMaxRequest = 16'384;  // bytes
 
 std::string HttpDate() {
   const std::time_t now = std::time(nullptr);

@@ -89,14 +89,16 @@ void DrawHouse(cairo_t* c, const House& house, unsigned number, Dice& dice) {
 
 void DrawSkyline(cairo_t* c) {
   Dice dice(77);
-  for (double x = -20; x < kSceneWidth;) {
+  double x = -20;
+  while (x < kSceneWidth) {
     const double width = dice.Between(70, 150);
     const double height = dice.Between(240, 620);
     const double shade = dice.Between(0.58, 0.68);
     FillRectangle(c, x, kGround - height, width, height, {shade * 0.95, shade * 1.03, shade * 1.14});
-    for (double y = kGround - height + 24; y < kGround - 250; y += 30) {
-      for (double at = x + 12; at < x + width - 16; at += 24) {
-        FillRectangle(c, at, y, 11, 15, {shade * 1.12, shade * 1.18, shade * 1.24});
+    for (unsigned row = 0; 24 + 30.0 * row < height - 250; ++row) {
+      for (unsigned column = 0; 12 + 24.0 * column < width - 16; ++column) {
+        FillRectangle(c, x + 12 + 24.0 * column, kGround - height + 24 + 30.0 * row, 11, 15,
+                      {shade * 1.12, shade * 1.18, shade * 1.24});
       }
     }
     x += width + dice.Between(-10, 30);

@@ -43,9 +43,9 @@ void DrawLines(cairo_t* c, unsigned width, const View& view, const OverlayText& 
 
 void DrawOutputLamps(cairo_t* c, unsigned width, unsigned height, std::uint32_t lamps) {
   const double radius = std::max(4.0, width / 55.0);
-  double x = width - radius * 1.8;
   const double y = height - radius * 1.8;
-  for (unsigned lamp = 0; lamp < 32 && (lamps >> lamp) != 0; ++lamp, x -= radius * 3) {
+  for (unsigned lamp = 0; lamp < 32 && (lamps >> lamp) != 0; ++lamp) {
+    const double x = width - radius * (1.8 + 3 * lamp);
     if ((lamps >> lamp & 1U) != 0) {
       FillGlow(c, x, y, radius * 2.4, Rgb(0xFFE070, 0.9));
       FillCircle(c, x, y, radius, Rgb(0xFFF6B0));
@@ -65,8 +65,9 @@ void DrawCounterStrip(cairo_t* c, unsigned width, unsigned height, std::uint32_t
                 Rgb(0x000000));
   for (unsigned index = 0; index < kCells; ++index) {
     if ((cells >> (kCells - 1 - index) & 1U) != 0) {
-      FillRectangle(c, index % CounterStrip::kColumns * strip->cell,
-                    strip->top + index / CounterStrip::kColumns * strip->cell, strip->cell, strip->cell,
+      const unsigned column = index % CounterStrip::kColumns;
+      const unsigned row = index / CounterStrip::kColumns;
+      FillRectangle(c, column * strip->cell, strip->top + row * strip->cell, strip->cell, strip->cell,
                     Rgb(0xFFFFFF));
     }
   }

@@ -46,7 +46,8 @@ void DrawHills(cairo_t* c) {
     cairo_move_to(c, 0, kGround);
     cairo_line_to(c, 0, ridge.base);
     double y = ridge.base;
-    for (double x = 0; x < kSceneWidth; x += ridge.step) {
+    for (unsigned peak = 0; peak * ridge.step < kSceneWidth; ++peak) {
+      const double x = peak * ridge.step;
       const double next = ridge.base - dice.Between(0, ridge.height);
       cairo_curve_to(c, x + ridge.step * 0.4, y, x + ridge.step * 0.6, next, x + ridge.step, next);
       y = next;

@@ -96,14 +96,14 @@ void DrawTiltScale(cairo_t* c) {
 
 void DrawStreet(cairo_t* c) {
   FillRectangle(c, 0, kGround, kSceneWidth, kKerb - kGround, Rgb(0xB9B2A6));
-  for (double x = 0; x < kSceneWidth; x += 60) {
-    FillRectangle(c, x, kGround, 2, kKerb - kGround, Rgb(0x9C958A));
+  for (int slab = 0; slab * 60 < kSceneWidth; ++slab) {
+    FillRectangle(c, slab * 60, kGround, 2, kKerb - kGround, Rgb(0x9C958A));
   }
   DrawPanScale(c);
   FillRectangle(c, 0, kKerb - 8, kSceneWidth, 8, Rgb(0xDAD5CB));
   FillRectangle(c, 0, kKerb, kSceneWidth, kStreetEnd - kKerb, Rgb(0x4B5158));
-  for (double x = 20; x < kSceneWidth; x += 160) {
-    FillRectangle(c, x, (kKerb + kStreetEnd) / 2 - 4, 90, 8, Rgb(0xF2EFE6));
+  for (int dash = 0; dash * 160 < kSceneWidth; ++dash) {
+    FillRectangle(c, 20 + dash * 160, (kKerb + kStreetEnd) / 2 - 4, 90, 8, Rgb(0xF2EFE6));
   }
   for (int stripe = 0; stripe < 6; ++stripe) {
     FillRectangle(c, 1480 + 36.0 * stripe, kKerb + 8, 20, kStreetEnd - kKerb - 16, Rgb(0xF2EFE6));

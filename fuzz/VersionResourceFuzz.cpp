@@ -1,0 +1,29 @@
+#include <algorithm>
+
+#include "FuzzTarget.h"
+#include "platform/VersionResource.h"
+
+namespace {
+
+class Input : public sarnevo::platform::ByteSource {
+ public:
+  explicit Input(kolvex_fuzz::Bytes bytes) : bytes_(bytes) {}
+
+  bool Read(std::uint64_t offset, std::span<std::uint8_t> into) const override {
+    // Reads are bounded whatever the file says.
+    kolvex_fuzz::Check(into.size() <= (std::size_t{1} << 20) && ++reads_ < 100'000, "bounded work");
+    if (offset > bytes_.size() || into.size() > bytes_.size() - offset) {
+      return false;
+    }
+    std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(offset), into.size(), into.begin());
+    return true;
+  }
+
+ private:
+  const kolvex_fuzz::Bytes bytes_;
+  mutable int reads_ = 0;
+};
+
+}  // namespace
+
+FUZZ_TARGET(VersionResource) { sarnevo::platform::ReadVersionResource(Input(input)); }
