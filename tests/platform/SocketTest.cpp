@@ -77,13 +77,6 @@ TEST(Socket, ARefusedConnectionNeverBecomesWritable) {
   EXPECT_FALSE(socket.WaitWritable(50ms));
 }
 
-TEST(Socket, ATakenPortShowsAtTheBind) {
-  std::uint16_t port = 0;
-  Socket holder = BoundUdp(port);
-  Socket second = Socket::CreateUdp();
-  EXPECT_EQ(second.Bind(*SocketAddress::Parse("127.0.0.1", port)), SocketError::AddressInUse);
-}
-
 TEST(Socket, WorksAboveDescriptor1024AndIsCloseOnExec) {
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
