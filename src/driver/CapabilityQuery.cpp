@@ -1,5 +1,6 @@
 #include "driver/CapabilityQuery.h"
 
+#include <atomic>
 #include <exception>
 #include <mutex>
 #include <utility>
@@ -41,6 +42,9 @@ struct CapabilityQuery::Run {
   platform::CriticalSection lock;
   std::unique_ptr<Web::HttpRequest> request;
 
+  // Set by the thread when all that is left is to tell the observer.
+  std::atomic<bool> over{false};
+
   void AbortRequest() noexcept {
     const std::lock_guard guard(lock);
     if (request) {
@@ -64,7 +68,7 @@ bool CapabilityQuery::Init(ipcapture::ICapabilityObserver* observer, bool isNTSC
 
 bool CapabilityQuery::Start(const char* address, u16 port, const char* user, const char* password,
                             ipcapture::IIPCapabilities* capabilities) noexcept {
-  if (thread_.IsAlive() && !thread_.IsCurrent()) {
+  if (IsRunning()) {
     return false;
   }
   try {
@@ -98,6 +102,21 @@ bool CapabilityQuery::Start(const char* address, u16 port, const char* user, con
   return false;
 }
 
+// A host that hears of the end of one query and begins the next at once finds the thread on its way out, or keeps
+// it in its observer. It gets a moment and is then given up there, so that Uninit has one thread to wait for.
+bool CapabilityQuery::IsRunning() noexcept {
+  if (!thread_.IsAlive()) {
+    return false;
+  }
+  if (!run_ || !run_->over.load(std::memory_order_acquire)) {
+    return true;
+  }
+  if (thread_.IsCurrent() || thread_.Wait(timing_.stopMoment) != platform::WaitResult::Signalled) {
+    thread_.Abandon(timing_.stopMoment);
+  }
+  return false;
+}
+
 bool CapabilityQuery::StartThread(std::unique_ptr<Web::HttpRequest> request) {
   run_.reset(new Run{observer_, capabilities_, isNTSC_, properties_, {}, std::move(request)});
   // The thread's share lies in its body and not on its stack, so that it also goes with a thread that was
@@ -112,6 +131,7 @@ void CapabilityQuery::Execute(Run& run) noexcept {
   const bool done =
       Read(run, level) && run.properties->PublishCapabilities(run.capabilities, run.isNTSC, run.request.get());
   run.DestroyRequest();
+  run.over.store(true, std::memory_order_release);
   if (run.observer == nullptr) {
     return;
   }

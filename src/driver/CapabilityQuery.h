@@ -32,7 +32,8 @@ class CapabilityQuery {
   /// False, and nothing changes, when an observer is set.
   bool Init(ipcapture::ICapabilityObserver* observer, bool isNTSC) noexcept;
   /// True when the query's thread runs. False with the observer told when the camera's group can't be
-  /// found, without a word when there is no memory or no thread, or when the query before still runs.
+  /// found, without a word when there is no memory or no thread, or when the query before still runs. A query
+  /// is over when the observer hears so, on its thread, however long the observer keeps that.
   bool Start(const char* address, u16 port, const char* user, const char* password,
              ipcapture::IIPCapabilities* capabilities) noexcept;
   void Terminate() noexcept;
@@ -41,6 +42,7 @@ class CapabilityQuery {
  private:
   struct Run;
 
+  bool IsRunning() noexcept;
   bool StartThread(std::unique_ptr<Web::HttpRequest> request);
   void EndThread() noexcept;
   static void Execute(Run& run) noexcept;

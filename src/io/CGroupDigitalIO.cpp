@@ -31,9 +31,6 @@ CGroupDigitalIO::CGroupDigitalIO(const DigitalIOWords& words, CKolvexIPCaptureDr
   SetInterrupts([this] { outputRequest_.Cancel(); }, [this] { inputRequest_.Cancel(); });
 }
 
-// In front of the request objects, which the threads use.
-CGroupDigitalIO::~CGroupDigitalIO() { EndThreads(); }
-
 bool CGroupDigitalIO::WriteOutput(u32 index, u32 state) {
   const std::string path =
       words_.outputRequest + std::to_string(index + 1) + words_.outputValue + (state == IOStateLow ? '0' : '1');

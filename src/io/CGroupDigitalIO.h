@@ -25,10 +25,9 @@ struct DigitalIOWords {
 /// The two threads of CIOBase have a request object each, so that neither waits for the other; both may have
 /// a request under way to the same camera. A failed read of the inputs changes nothing and tells nobody: the
 /// inputs keep their states until the next good reply.
+///
+/// The classes of the groups end the threads in their destructors, in front of the request objects.
 class CGroupDigitalIO : public CIOBase {
- public:
-  ~CGroupDigitalIO() override;
-
  protected:
   /// Address, port, credentials and time-out are read from @p driver once, here.
   CGroupDigitalIO(const DigitalIOWords& words, CKolvexIPCaptureDriver* driver, u32 pollIntervalMs,

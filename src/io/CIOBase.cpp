@@ -111,6 +111,9 @@ bool CIOBase::Stop() try {
 }
 
 bool CIOBase::EndThreads() {
+  // A callback may be in the middle of a Stop while the object ends. Where that is impossible, with the object
+  // ended inside a callback, nobody else is at it.
+  const OwnerGuard owner(*this);
   const bool outputsEnded = outputHandler_.Stop();
   return inputThread_.Stop(stopTimeout_) && outputsEnded;
 }

@@ -21,8 +21,8 @@ class CKolvexIPCaptureDriver;
 /// no other way in which the host's picture is set right, and none is needed.
 ///
 /// Threads: one for the outputs, one for the inputs, so that a slow request of one doesn't hold up the other,
-/// and the host's. Each is alone in its share of the camera access. A class that implements the access ends
-/// the threads, by EndThreads, in its own destructor.
+/// and the host's. Each is alone in its share of the camera access. The most derived class ends the threads, by
+/// EndThreads, in its destructor: they make virtual calls.
 ///
 /// A call of the host's, OnInputChanged for one, can be the last thing that a thread ever does here, when the
 /// host keeps it until the object is gone. So on the way from a thread's body to such a call no frame owns

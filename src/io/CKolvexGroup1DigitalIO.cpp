@@ -21,4 +21,7 @@ CKolvexGroup1DigitalIO::CKolvexGroup1DigitalIO(CKolvexIPCaptureDriver* driver, u
                                                u32 stopTimeoutMs)
     : CGroupDigitalIO(kWords, driver, pollIntervalMs, stopTimeoutMs) {}
 
+// The threads make virtual calls, so that they end while the object is whole.
+CKolvexGroup1DigitalIO::~CKolvexGroup1DigitalIO() { EndThreads(); }
+
 }  // namespace sarnevo

@@ -5,10 +5,11 @@
 namespace sarnevo {
 
 /// Digital inputs and outputs of group 1 cameras.
-class CKolvexGroup1DigitalIO : public CGroupDigitalIO {
+class CKolvexGroup1DigitalIO final : public CGroupDigitalIO {
  public:
   CKolvexGroup1DigitalIO(CKolvexIPCaptureDriver* driver, u32 pollIntervalMs,
                          u32 stopTimeoutMs = kStopTimeoutMs);
+  ~CKolvexGroup1DigitalIO() override;
 };
 
 }  // namespace sarnevo

@@ -21,4 +21,7 @@ CKolvexGroup2DigitalIO::CKolvexGroup2DigitalIO(CKolvexIPCaptureDriver* driver, u
                                                u32 stopTimeoutMs)
     : CGroupDigitalIO(kWords, driver, pollIntervalMs, stopTimeoutMs) {}
 
+// The threads make virtual calls, so that they end while the object is whole.
+CKolvexGroup2DigitalIO::~CKolvexGroup2DigitalIO() { EndThreads(); }
+
 }  // namespace sarnevo

@@ -123,6 +123,8 @@ TEST(DetectCameraGroup, GoesByTheTimeRequestsAlone) {
       {"a key behind a zero byte", Reply(404, ""),
        Reply(200, std::string("ret=200&method=get&servertime=1\0&serverdate=2", 45)), 0},
       {"wrong credentials", Reply(401, ""), Reply(401, keys), 0},
+      {"wrong credentials at the first alone", Reply(401, ""), Reply(200, keys), 1},
+      {"wrong credentials at the second alone", Reply(404, ""), Reply(401, keys), 0},
       {"an empty reply", Reply(404, ""), Reply(200, ""), 0},
       {"nobody there", "", "", 0},
   };

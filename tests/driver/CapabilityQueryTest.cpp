@@ -135,18 +135,22 @@ TEST(CapabilityQuery, KeepsItsStatesApart) {
   query.Uninit();
   EXPECT_TRUE(query.Init(&host.observer, true));
   EXPECT_FALSE(query.Init(&host.observer, false));
+  Event goOn(false, true);
+  host.observer.then = [&goOn] { goOn.Wait(20s); };
   ASSERT_TRUE(query.Start("127.0.0.1", group1.Port(), "u", "p", &host.capabilities));
   query.Terminate();
   ASSERT_EQ(host.observer.over.Wait(20s), WaitResult::Signalled);
-  // The object of the first query goes on serving, whatever camera is asked next, and remembers.
+  // The next may begin while the observer is still busy with the first. The object of the first query goes on
+  // serving, whatever camera is asked, and remembers.
   RecordingCapabilities second;
-  while (!query.Start("127.0.0.1", group1.Port(), "u", "p", &second)) {
-    std::this_thread::yield();  // until the first thread is gone
-  }
+  ASSERT_TRUE(query.Start("127.0.0.1", group1.Port(), "u", "p", &second));
+  goOn.Set();
+  ASSERT_EQ(host.observer.over.Wait(20s), WaitResult::Signalled);
+  ASSERT_TRUE(query.Start("127.0.0.1", group2.Port(), "u", "p", &second));
   ASSERT_EQ(host.observer.over.Wait(20s), WaitResult::Signalled);
   query.Uninit();
   query.Uninit();
-  EXPECT_EQ(host.observer.ended, "donedone");
+  EXPECT_EQ(host.observer.ended, "donedone3 Failed to get camera properties!");
   EXPECT_NE(second.Transcript().find("capability 7 = 1\ncapability 6 = 1\ncapability 7 = 1\ncapability 6 = 1"),
             std::string::npos)
       << second.Transcript();
@@ -212,33 +216,43 @@ TEST(CapabilityQuery, EndsWithinItsTimeAgainstAnyCamera) {
          }
        }},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    Event reached;
-    Event letGo;
-    ScriptedServer camera([&](Connection& connection) {
-      const std::string head = connection.ReadHead();
-      if (head.find("/GetTime.cgi ") != head.npos || head.find("/GetMAC.cgi ") != head.npos) {
-        connection.Send(Reply(200, ""));
-        return;
-      }
-      reached.Set();
-      c.torment(connection);
-      letGo.Set();
-    });
-    auto host = std::make_unique<Host>();
-    CapabilityQuery query(kQuick);
-    ASSERT_TRUE(query.Init(&host->observer, false));
-    ASSERT_TRUE(query.Start("127.0.0.1", camera.Port(), "u", "p", &host->capabilities));
-    ASSERT_EQ(reached.Wait(20s), WaitResult::Signalled);
-    const auto began = MonotonicMilliseconds();
-    query.Uninit();
-    const auto took = MonotonicMilliseconds() - began;
-    EXPECT_GE(took, 300u);
-    EXPECT_LT(took, 5000u);
-    EXPECT_EQ(host->observer.ended, "") << "the observer was out of reach";
-    EXPECT_EQ(letGo.Wait(5s), WaitResult::Signalled) << "the thread still talks to the camera";
-    host.reset();
+  // Of group 1 four requests would follow.
+  for (const int group : {1, 2}) {
+    CgiReplies detection = group == 1 ? Group1Replies() : Group2Replies("81");
+    for (const Case& c : cases) {
+      SCOPED_TRACE(c.name);
+      Event reached;
+      Event letGo;
+      std::atomic<int> torments{0};
+      ScriptedServer camera([&](Connection& connection) {
+        const std::string head = connection.ReadHead();
+        for (const char* const sound : {"/GetTime.cgi", "/time.cgi?action=retrieve", "/GetMAC.cgi"}) {
+          if (head.find(std::string(sound) + " ") != head.npos) {
+            const auto reply = detection.find(sound);
+            connection.Send(reply != detection.end() ? reply->second : Reply(404, ""));
+            return;
+          }
+        }
+        ++torments;
+        reached.Set();
+        c.torment(connection);
+        letGo.Set();
+      });
+      auto host = std::make_unique<Host>();
+      CapabilityQuery query(kQuick);
+      ASSERT_TRUE(query.Init(&host->observer, false));
+      ASSERT_TRUE(query.Start("127.0.0.1", camera.Port(), "u", "p", &host->capabilities));
+      ASSERT_EQ(reached.Wait(20s), WaitResult::Signalled);
+      const auto began = MonotonicMilliseconds();
+      query.Uninit();
+      const auto took = MonotonicMilliseconds() - began;
+      EXPECT_GE(took, 300u);
+      EXPECT_LT(took, 5000u);
+      EXPECT_EQ(host->observer.ended, "") << "the observer was out of reach";
+      EXPECT_EQ(letGo.Wait(5s), WaitResult::Signalled) << "the thread still talks to the camera";
+      EXPECT_EQ(torments, 1) << "the thread went on to its next request";
+      host.reset();
+    }
   }
 }
 

@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <thread>
@@ -11,6 +13,7 @@
 #include "io/CKolvexGroup2DigitalIO.h"
 #include "driver/CKolvexIPCaptureDriver.h"
 #include "io/FakeHost.h"
+#include "io/RandomHost.h"
 #include "platform/Clock.h"
 #include "support/ScriptedServer.h"
 #include "support/Eventually.h"
@@ -33,8 +36,9 @@ std::string Reply(const std::string& body, const std::string& status = "200 OK")
 std::string RequestLine(const std::string& head) { return head.substr(0, head.find("\r\n")); }
 
 struct Fixture {
-  Fixture(int group, u16 port, u32 inputs, u32 outputs, u32 stopTimeoutMs = CIOBase::kStopTimeoutMs)
-      : callback(log) {
+  Fixture(int group, u16 port, u32 inputs, u32 outputs, u32 stopTimeoutMs = CIOBase::kStopTimeoutMs,
+          std::function<void()> inCallback = {})
+      : callback(log, std::move(inCallback)) {
     kolvex_test::FakeParams params = Camera(inputs, outputs, port);
     EXPECT_TRUE(driver.Open(nullptr, nullptr, &params));
     if (group == 1) {
@@ -246,6 +250,47 @@ TEST(GroupDigitalIO, StopsInTimeWhateverTheCameraDoes) {
     EXPECT_TRUE(f.io->Stop());
     EXPECT_LE(platform::MonotonicMilliseconds() - begin, 2 * (kStopTimeout + kStopSlack));
     EXPECT_THAT(f.log.Text(), ::testing::Not(::testing::HasSubstr("input")));
+  }
+}
+
+// The same over the wire, with a camera that refuses, ends the connection, or falls silent and is cut off by a
+// stop. An output counts from the moment at which the camera has its request, whatever becomes of the reply.
+TEST(GroupDigitalIO, KeepsStepWithACameraThatComesAndGoes) {
+  for (const int group : {1, 2}) {
+    enum Mood : u32 { Sound, Refuses, Ends, TakesAndEnds, Silent, kMoods };
+    std::atomic<u32> mood{Sound};
+    std::array<std::atomic<u32>, RandomHost::kOutputs + 1> outputs{};  // from 1
+    std::atomic<std::size_t> served{0};
+    ScriptedServer camera([&](ScriptedServer::Connection& connection) {
+      const std::string head = connection.ReadHead();
+      const u32 now = mood;
+      u32 number = 0;
+      u32 value = 0;
+      const char* const words =
+          group == 1 ? "GET /gpio.cgi?action=apply&relayid=%u&value=%u " : "GET /SetGPIO.cgi?Out%uSTA=%u ";
+      const bool sets = std::sscanf(head.c_str(), words, &number, &value) == 2;
+      if (sets && (now == Sound || now == TakesAndEnds)) {
+        outputs.at(number) = value == 0 ? IOStateLow : IOStateHigh;
+      }
+      if (now == Silent) {
+        connection.WaitForEnd();
+      } else if (now == Sound) {
+        connection.Send(Reply("gpio1=0&<>Input1_Sensor=0<>"));
+      } else if (now == Refuses) {
+        connection.Send(Reply("", "503 Busy"));
+      }
+      ++served;
+    });
+    RandomHost host;
+    Fixture f(group, camera.Port(), 1, RandomHost::kOutputs, 20, [&host] { host.InCallback(); });
+    host.Operate(*f.io, [&mood](u32 number) { mood = number % 8 == 0 ? number / 8 % kMoods : u32{Sound}; });
+    mood = Sound;
+    // What a stop has cut off may still be on its way into the camera, in front of this request.
+    f.io->Stop();
+    Web::HttpRequest last("127.0.0.1", camera.Port(), "", "", 10'000, 16, 0);
+    EXPECT_TRUE(last.Send("GET", "/", false));
+    EXPECT_TRUE(Eventually([&] { return served == camera.Count(); }));
+    RandomHost::ExpectStep(*f.io, [&outputs](u32 index) { return outputs[index + 1].load(); });
   }
 }
 

@@ -4,13 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <random>
 #include <thread>
 #include <vector>
 
 #include "driver/CKolvexIPCaptureDriver.h"
 #include "io/FakeHost.h"
 #include "io/FakeIO.h"
+#include "io/RandomHost.h"
 #include "platform/Clock.h"
 #include "support/Eventually.h"
 
@@ -247,77 +247,40 @@ TEST(CIOBase, MayBeDestroyedInACallback) {
   }
 }
 
-// Four threads do what they like, with a camera that fails now and then and callbacks that call back. In the
-// end what is remembered of each output is what the camera has: setting it to anything else reaches it.
-TEST(CIOBase, KeepsStepWithTheCameraThroughRandomOperations) {
-  constexpr u32 kOutputs = 3;
-  constexpr int kThreads = 4;
-  constexpr int kOperations = 2500;
+// A callback is in the middle of a stop, which waits for a request, while the object ends on another thread.
+TEST(CIOBase, MayBeDestroyedWhileACallbackStopsIt) {
   FakeIO* io = nullptr;
-  std::atomic<u32> back{0};
-  std::atomic<bool> callsBack{true};
-  Fixture f(3, kOutputs, CIOBase::kStopTimeoutMs, [&] {
-    if (!callsBack) {
-      return;
-    }
-    switch (++back % 7) {
-      case 0:
-        io->Stop();
-        break;
-      case 1:
-        io->Start();
-        break;
-      default:
-        io->SetOutput(back % kOutputs, IOStateHigh);
-        break;
-    }
+  platform::Event writing;
+  platform::Event request;
+  platform::Event left;
+  Fixture f(1, 1, 100, [&] {
+    writing.Wait();
+    EXPECT_FALSE(io->Stop());
+    left.Set();
   });
   io = f.io.get();
-  std::vector<std::thread> threads;
-  for (u32 seed = 0; seed < kThreads; ++seed) {
-    threads.emplace_back([&, random = std::mt19937(seed)]() mutable {
-      for (int i = 0; i < kOperations; ++i) {
-        const u32 number = static_cast<u32>(random());
-        switch (number % 16) {
-          case 0:
-            io->Start();
-            break;
-          case 1:
-            io->Stop();
-            break;
-          case 2:
-            io->writesFail = number % 3 == 0;
-            break;
-          case 3:
-            io->readsFail = number % 5 == 0;
-            break;
-          case 4:
-            io->highInputs = number;
-            break;
-          default:
-            io->SetOutput(number / 16 % (kOutputs + 1), IOStateLow + number / 64 % 2);
-            break;
-        }
-      }
-    });
-  }
-  for (auto& thread : threads) {
-    thread.join();
-  }
-  callsBack = false;
-  io->writesFail = false;
-  io->readsFail = false;
-  EXPECT_TRUE(io->Stop());
-  EXPECT_TRUE(io->Start());
-  for (u32 index = 0; index < kOutputs; ++index) {
-    for (int round = 0; round < 2; ++round) {
-      const auto before = io->Outputs();
-      const auto found = before.find(index);
-      const u32 wanted = found != before.end() && found->second == IOStateHigh ? IOStateLow : IOStateHigh;
-      EXPECT_TRUE(io->SetOutput(index, wanted));
-      EXPECT_TRUE(Eventually([&] { return io->Outputs()[index] == wanted; })) << index << " stays as it is";
-    }
-  }
+  io->duringWrite = [&] {
+    writing.Set();
+    request.Wait();
+  };
+  io->SetInterrupts([&] { request.Set(); }, {});
+  ASSERT_TRUE(io->Start());
+  ASSERT_TRUE(Eventually([&] { return !io->SetOutput(0, IOStateHigh); })) << "the callback doesn't stop";
+  f.io.reset();
+  EXPECT_EQ(left.Wait(platform::Milliseconds{0}), platform::WaitResult::Signalled);
+}
+
+TEST(CIOBase, KeepsStepWithTheCameraThroughRandomOperations) {
+  RandomHost host;
+  Fixture f(3, RandomHost::kOutputs, CIOBase::kStopTimeoutMs, [&host] { host.InCallback(); });
+  host.Operate(*f.io, [&f](u32 number) {
+    f.io->writesFail = number % 3 == 0;
+    f.io->readsFail = number % 5 == 0;
+    f.io->highInputs = number;
+  });
+  f.io->writesFail = false;
+  f.io->readsFail = false;
+  RandomHost::ExpectStep(*f.io, [&f](u32 index) { return f.io->Outputs()[index]; });
 }
 
 }  // namespace
