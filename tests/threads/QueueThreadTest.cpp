@@ -22,13 +22,10 @@ class Queue : public CQueueThread<Item> {
 TEST(CQueueThread, KeepsTheNewestItemsOfALimitedQueue) {
   Words words;
   Queue queue;
-  for (const char* const name : {"1", "2", "3", "4"}) {
-    EXPECT_TRUE(queue.Post(new Item(words, name), 3));
+  for (const auto& [name, most] : {std::pair("1", 3U), {"2", 3U}, {"3", 3U}, {"4", 3U}, {"5", 1U}, {"6", 0U}}) {
+    EXPECT_TRUE(queue.Post(new Item(words, name), most));
+    EXPECT_EQ(words.Text(), *name < '4' ? "" : *name == '4' ? "~1" : "~1 ~2 ~3 ~4");
   }
-  EXPECT_EQ(words.Text(), "~1");
-  EXPECT_TRUE(queue.Post(new Item(words, "5"), 1));
-  EXPECT_TRUE(queue.Post(new Item(words, "6"), 0));
-  EXPECT_EQ(words.Text(), "~1 ~2 ~3 ~4");
   queue.Purge();
   EXPECT_EQ(words.Text(), "~1 ~2 ~3 ~4 ~5 ~6");
 }
