@@ -26,46 +26,33 @@ class Worker : public CWorkItemThread {
   void HandleWorkItem(IWorkItem* item) override { static_cast<Item*>(item)->Do(); }
 };
 
-TEST(CWorkItemThread, TakesItemsOnlyWhileItRunsInOrderButForThoseInFront) {
+TEST(CWorkItemThread, KeepsTheOrderButForThoseInFrontAndThrowsAwayAtAStopWhatWaits) {
   Words words;
   Worker worker;
   Hold hold;
-  platform::Event done;
   Item refused(words, "refused");
   EXPECT_FALSE(worker.PostWorkItem(&refused, 0)) << "unstarted";
   worker.Stop();
   ASSERT_TRUE(worker.Start("order"));
   EXPECT_FALSE(worker.Start("again"));
   EXPECT_FALSE(worker.PostWorkItem(nullptr, 0));
-  worker.PostWorkItem(new Item(words, "held", [&] { hold(); }), 0);
+  worker.PostWorkItem(new Item(words, "1", [&] { hold(); }), 0);
   ASSERT_TRUE(hold.Entered());
-  worker.PostWorkItem(new Item(words, "1", [] { throw 42; }), 0);
-  worker.PostWorkItem(new Item(words, "2", [&] { done.Set(); }), 0);
+  worker.PostWorkItem(new Item(words, "2", [] { throw 42; }), 0);
+  worker.PostWorkItem(new Item(words, "3", [&] { hold(); }), 0);
   worker.PostWorkItem(new Item(words, "front"), 1);
   hold.goOn.Set();
-  ASSERT_EQ(done.Wait(kItemLimit), platform::WaitResult::Signalled);
-  worker.Stop();
-  EXPECT_FALSE(worker.PostWorkItem(&refused, 0)) << "stopped";
-  EXPECT_EQ(words.Text(), "held ~held front ~front 1 ~1 2 ~2");
-}
-
-TEST(CWorkItemThread, AStopWaitsForTheItemInProgressAndThrowsTheOthersAway) {
-  Words words;
-  Worker worker;
-  Hold hold;
-  ASSERT_TRUE(worker.Start("stop"));
-  worker.PostWorkItem(new Item(words, "held", [&] { hold(); }), 0);
   ASSERT_TRUE(hold.Entered());
-  worker.PostWorkItem(new Item(words, "1"), 0);
-  worker.PostWorkItem(new Item(words, "2"), 0);
+  worker.PostWorkItem(new Item(words, "waits"), 0);
   std::thread stopper([&] {
     worker.Stop();
     words.Add("stopped");
   });
-  EXPECT_TRUE(Eventually([&] { return words.Text() == "held ~1 ~2"; })) << words.Text();
+  EXPECT_TRUE(Eventually([&] { return words.Text() == "1 ~1 front ~front 2 ~2 3 ~waits"; })) << words.Text();
+  EXPECT_FALSE(worker.PostWorkItem(&refused, 0)) << "stopped";
   hold.goOn.Set();
   stopper.join();
-  EXPECT_EQ(words.Text(), "held ~1 ~2 ~held stopped");
+  EXPECT_EQ(words.Text(), "1 ~1 front ~front 2 ~2 3 ~waits ~3 stopped");
 }
 
 // The handler stops its own thread, while the owner stops it too, and the owner starts anew at once: the old
