@@ -1,7 +1,8 @@
 #pragma once
 
+#include <netinet/in.h>
+
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,23 +12,20 @@ namespace simcam_test {
 /// of some seconds, after which what has come counts.
 class Wire {
  public:
-  Wire(const std::string& address, std::uint16_t port);  ///< connects
+  Wire(const std::string& address, std::uint16_t port, const std::string& request = "");
   ~Wire();
   Wire(const Wire&) = delete;
   Wire& operator=(const Wire&) = delete;
 
   bool connected() const { return socket_ >= 0; }
   void Send(const std::string& bytes);
-  /// Until the peer closes or `count` bytes have come.
-  std::string Read(std::size_t count = SIZE_MAX);
-  /// Until that text has come at the end.
-  std::string ReadUntil(const std::string& end);
-  bool closed() const { return closed_; }  ///< the last read ended because the peer closed
-  bool reset() const { return reset_; }
+  /// Until the peer closes, `count` bytes have come, or they end so.
+  std::string Read(std::size_t count = SIZE_MAX, const std::string& end = "");
+  bool reset() const { return reset_; }  ///< the last read ended so
 
  private:
   int socket_ = -1;
-  bool closed_ = false, reset_ = false;
+  bool reset_ = false;
 };
 
 /// GET with the cameras' default credentials, or with that Authorization value. The whole reply.
@@ -35,15 +33,9 @@ std::string Get(const std::string& address, const std::string& target,
                 const std::string& authorization = "Basic YWRtaW46a29sdmV4");
 std::string BodyOf(const std::string& reply);
 
-struct Datagram {
-  std::vector<std::uint8_t> bytes;
-  std::uint16_t sequence() const { return static_cast<std::uint16_t>(bytes[2] << 8 | bytes[3]); }
-  std::uint32_t word(std::size_t at) const {
-    return static_cast<std::uint32_t>(bytes[at]) << 24U | static_cast<std::uint32_t>(bytes[at + 1]) << 16U |
-           static_cast<std::uint32_t>(bytes[at + 2]) << 8U | bytes[at + 3];
-  }
-  bool marker() const { return (bytes[1] & 0x80) != 0; }
-};
+using Bytes = std::vector<std::uint8_t>;
+
+std::uint32_t Word(const Bytes& bytes, std::size_t at);  ///< 32 bits in network order
 
 /// A client's UDP port.
 class Port {
@@ -55,14 +47,13 @@ class Port {
 
   std::uint16_t number() const { return number_; }
   /// The next datagram; nothing when none came within the limit.
-  std::optional<Datagram> Receive(int milliseconds = 5000);
-  void Answer(const std::vector<std::uint8_t>& bytes);  ///< to where the last datagram came from
+  Bytes Receive();
+  void Answer(const Bytes& bytes);  ///< to where the last datagram came from
 
  private:
   int socket_;
   std::uint16_t number_ = 0;
-  std::uint32_t peerAddress_ = 0;  // network order, like the port
-  std::uint16_t peerPort_ = 0;
+  sockaddr_in peer_{};  // of the last datagram
 };
 
 /// An RTSP session that plays, in the words of a group's client.
@@ -72,16 +63,16 @@ class Stream {
 
   std::string Request(const std::string& method);  ///< with the next CSeq; gives the reply
   /// The datagrams of the next whole frame; fewer or none when the limit ran out.
-  std::vector<Datagram> NextFrame();
+  std::vector<Bytes> NextFrame();
 
   Wire rtsp;
   Port rtp, rtcp;
-  std::string describe, setup, play;  ///< replies
+  std::string replies;  ///< to DESCRIBE, SETUP and PLAY
   std::string session;
 
  private:
   const std::string url_;
-  int cseq_ = 1;
+  int cseq_ = 2;
 };
 
 }  // namespace simcam_test
