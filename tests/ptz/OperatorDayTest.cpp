@@ -139,7 +139,7 @@ TEST(OperatorsDay, LeavesListCameraAndFileInStep) {
         for (const auto& entry : model.file) {
           slots.insert(entry.first);
         }
-        ASSERT_EQ(head.Stored(), slots);
+        ASSERT_EQ(head.Stored(), slots) << fixture.camera.requests.Text();
       }
       fixture.driver->Close();
       EXPECT_TRUE(std::filesystem::remove(file));
