@@ -14,9 +14,10 @@
 #include "kolvex/Exports.h"
 #include "platform/Clock.h"
 #include "platform/Event.h"
-#include "support/RecordingCapabilities.h"
 #include "support/CgiCamera.h"
 #include "support/Eventually.h"
+#include "support/RecordingCapabilities.h"
+#include "video/ChannelFixture.h"
 
 namespace sarnevo {
 namespace {
@@ -154,31 +155,22 @@ TEST(CapabilityQuery, SurvivesWhatItsCallbacksDo) {
   Host throwing;
   throwing.observer.then = [] { throw std::runtime_error("host"); };
   EXPECT_EQ(Ask(query, throwing, "127.0.0.1", camera.Port()), "done");
-  Host nobody;
-  nobody.observer.then = [] { throw 42; };
-  EXPECT_EQ(Ask(query, nobody, "", 0), "3 Failed to get camera properties");
+  EXPECT_EQ(Ask(query, throwing, "", 0), "done3 Failed to get camera properties");
 
-  // A host that ends the query where it hears of its end, and one that begins the next one there.
-  Host ending;
+  // A host that begins the next query where it hears of the end of the first, and ends that one there.
+  Host host;
   Event ended;
-  ending.observer.then = [&] {
-    query.Uninit();
-    ended.Set();
+  host.observer.then = [&] {
+    host.observer.then = [&] {
+      query.Uninit();
+      ended.Set();
+    };
+    EXPECT_TRUE(query.Start("127.0.0.1", camera.Port(), "u", "p", &host.capabilities));
   };
-  ASSERT_TRUE(query.Init(&ending.observer, false));
-  ASSERT_TRUE(query.Start("127.0.0.1", camera.Port(), "u", "p", &ending.capabilities));
+  ASSERT_TRUE(query.Init(&host.observer, false));
+  ASSERT_TRUE(query.Start("127.0.0.1", camera.Port(), "u", "p", &host.capabilities));
   ASSERT_EQ(ended.Wait(20s), WaitResult::Signalled);
-  Host again;
-  Event second;
-  again.observer.then = [&] {
-    again.observer.then = [&second] { second.Set(); };
-    EXPECT_TRUE(query.Start("127.0.0.1", camera.Port(), "u", "p", &again.capabilities));
-  };
-  ASSERT_TRUE(query.Init(&again.observer, false));
-  ASSERT_TRUE(query.Start("127.0.0.1", camera.Port(), "u", "p", &again.capabilities));
-  ASSERT_EQ(second.Wait(20s), WaitResult::Signalled);
-  query.Uninit();
-  EXPECT_EQ(again.observer.ended, "donedone");
+  EXPECT_EQ(host.observer.ended, "donedone");
 }
 
 // Cameras that let the query's thread go on for ever.
@@ -229,6 +221,36 @@ TEST(CapabilityQuery, EndsWithinItsTimeAgainstAnyCamera) {
       EXPECT_EQ(tormented, 1) << "the thread went on to its next request";
     }
   }
+}
+
+// Queries that end well and queries that have to be ended, while another camera streams.
+TEST(CapabilityQuery, DisturbsNoStreamOfAnotherCamera) {
+  kolvex_test::ScriptedCamera streaming(1, "127.0.0.2");
+  kolvex_test::Host viewer;
+  ChannelTiming patient = kolvex_test::SteadyTiming();
+  patient.receiveTimeout = patient.startingReceiveTimeout = 30s;
+  auto& capture = viewer.Open(streaming, 1, CodecMJPEG, patient);
+  streaming.StartSending(kolvex_test::JpegFramePacket(1));
+  ASSERT_TRUE(capture.StartCapture(0, &viewer.sink, &viewer.wanted));
+  ASSERT_TRUE(viewer.log.WaitFor("OnFrame"));
+  const std::size_t silences = viewer.log.Count("OnNoData");
+  const CgiCamera sound(Group2Replies("81"));
+  ScriptedServer dripping([](Connection& connection) {
+    const bool isDetection = connection.ReadHead().find("/GetTime.cgi ") != std::string::npos;
+    isDetection ? connection.Send(Reply(200, "")) : connection.Drip(kStart + std::string(10'000, '1'), 2ms);
+  });
+  for (int i = 0; i < 12; ++i) {
+    Host host;
+    CapabilityQuery query({.stopWait = 20ms, .stopMoment = 300ms});
+    ASSERT_TRUE(query.Init(&host.observer, false));
+    const bool drips = i % 4 == 3;
+    ASSERT_TRUE(query.Start("127.0.0.1", drips ? dripping.Port() : sound.Port(), "u", "p", &host.capabilities));
+    EXPECT_TRUE(drips || host.observer.over.Wait(20s) == WaitResult::Signalled);
+    query.Uninit();
+    EXPECT_TRUE(viewer.log.WaitFor("OnFrame", viewer.log.Count("OnFrame") + 2));
+  }
+  EXPECT_EQ(viewer.log.Count("OnNoData"), silences);
+  EXPECT_EQ(streaming.log.Count("SETUP"), 1u) << streaming.log.Text();
 }
 
 TEST(CapabilityQuery, TheHostsOwnThreadIsHeldForALimitedTime) {

@@ -7,7 +7,6 @@
 #include "driver/CQualitySettings.h"
 #include "driver/ChannelTiming.h"
 #include "driver/DecimalText.h"
-#include "driver/HostVersion.h"
 
 namespace sarnevo {
 namespace {
@@ -44,16 +43,6 @@ TEST(BitrateList, CountsNumbersBehindWhichACommaStands) {
   };
   for (const auto& [text, bitrates] : rows) {
     EXPECT_EQ(ParseBitrateList(text), bitrates) << text;
-  }
-}
-
-TEST(HostVersion, IsDecidedByTheFirstNumberThatDiffers) {
-  const std::pair<HostVersion, bool> rows[] = {
-      {{5, 12, 3, 4}, true}, {{5, 12, 3, 3}, false},     {{5, 12, 4, 0}, true}, {{5, 12, 2, 65535}, false},
-      {{5, 13, 0, 0}, true}, {{5, 11, 65535, 9}, false}, {{6, 0, 0, 0}, true},  {{4, 99, 99, 99}, false},
-  };
-  for (const auto& [version, isAtLeast] : rows) {
-    EXPECT_EQ(version.IsAtLeast(5, 12, 3, 4), isAtLeast) << version.major << '.' << version.minor;
   }
 }
 
