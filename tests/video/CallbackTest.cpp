@@ -192,7 +192,8 @@ TEST(Callback, TwoThatEndEachOtherNeverWaitForEachOther) {
     bool sameDriver;
     bool close;
   } rows[] = {{true, false}, {false, false}, {false, true}};
-  for (const auto& [sameDriver, close] : rows) {
+  for (std::size_t i = 0; i < 4 * std::size(rows); ++i) {  // they don't always meet that closely
+    const auto& [sameDriver, close] = rows[i % std::size(rows)];
     SCOPED_TRACE(std::string(close ? "close, " : "stop, ") + (sameDriver ? "one driver" : "two drivers"));
     ScriptedCamera camera(1);
     ScriptedCamera otherCamera(1, "127.0.0.2");
