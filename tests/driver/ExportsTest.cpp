@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <numeric>
 #include <string>
 #include <vector>
 
@@ -76,88 +75,53 @@ std::intptr_t SlotOf(Operation operation) {
   return (representation[0] - 1) / static_cast<std::intptr_t>(sizeof(void*)) - 1;
 }
 
-TEST(Contract, KeepsEachOperationInItsSlot) {
-  EXPECT_EQ(SlotOf(&IIPCaptureDriver::Open), 1);
-  EXPECT_EQ(SlotOf(&IIPCaptureDriver::Close), 2);
-  EXPECT_EQ(SlotOf(&IIPCaptureDriver::GetVideoCapture), 3);
-  EXPECT_EQ(SlotOf(&IIPCaptureDriver::GetCaptureIO), 4);
-  EXPECT_EQ(SlotOf(&IIPCaptureDriverEx::GetOptionalA), 5);
-  EXPECT_EQ(SlotOf(&IIPCaptureDriverEx::GetPTZDriver), 6);
-  EXPECT_EQ(SlotOf(&IIPCaptureDriverEx2::GetOptionalB), 7);
-  EXPECT_EQ(SlotOf(&IIPCaptureDriverEx2::GetVideoCaptureEx), 8);
-  EXPECT_EQ(SlotOf(&IIPCaptureDriverEx3::GetPTZDriverEx), 9);
-  EXPECT_EQ(SlotOf(&IIPVideoCapture::GetChannelCount), 1);
-  EXPECT_EQ(SlotOf(&IIPVideoCapture::StartCapture), 2);
-  EXPECT_EQ(SlotOf(&IIPVideoCapture::StopCapture), 3);
-  EXPECT_EQ(SlotOf(&IIPVideoCapture::ChangeFormat), 4);
-  EXPECT_EQ(SlotOf(&IIPVideoCapture::Reserved5), 5);
-  EXPECT_EQ(SlotOf(&IIPVideoCapture::GetChannelStatus), 6);
-  EXPECT_EQ(SlotOf(&IIPVideoCapture::Reserved7), 7);
-  EXPECT_EQ(SlotOf(&IIPVideoCapture::Reserved8), 8);
-  EXPECT_EQ(SlotOf(&IIPVideoCaptureEx::Reserved9), 9);
-  EXPECT_EQ(SlotOf(&IIPVideoCaptureEx::Reserved10), 10);
-  EXPECT_EQ(SlotOf(&IIPDriverParams::GetDevice), 1);
-  EXPECT_EQ(SlotOf(&IIPDriverParams::GetConnection), 2);
-  EXPECT_EQ(SlotOf(&IIPDriverParams::GetCustomSetting), 4);
-  EXPECT_EQ(SlotOf(&IIPDeviceInfo::GetModel), 2);
-  EXPECT_EQ(SlotOf(&IIPDeviceInfo::GetChannelCount), 3);
-  EXPECT_EQ(SlotOf(&IIPDeviceInfo::GetInputCount), 5);
-  EXPECT_EQ(SlotOf(&IIPDeviceInfo::GetOutputCount), 6);
-  EXPECT_EQ(SlotOf(&IIPConnectionInfo::GetAddress), 1);
-  EXPECT_EQ(SlotOf(&IIPConnectionInfo::GetPort), 2);
-  EXPECT_EQ(SlotOf(&IIPConnectionInfo::GetCodec), 4);
-  EXPECT_EQ(SlotOf(&IIPConnectionInfo::GetUserName), 5);
-  EXPECT_EQ(SlotOf(&IIPConnectionInfo::GetPassword), 6);
-  EXPECT_EQ(SlotOf(&IIPVideoParams::GetFormat), 1);
-  EXPECT_EQ(SlotOf(&IIPVideoParams::GetRate), 2);
-  EXPECT_EQ(SlotOf(&IIPVideoFormat::GetResolution), 3);
-  EXPECT_EQ(SlotOf(&IIPResolution::GetWidth), 1);
-  EXPECT_EQ(SlotOf(&IIPResolution::GetHeight), 2);
-  EXPECT_EQ(SlotOf(&IIPVideoRate::GetFrameInterval), 1);
-  EXPECT_EQ(SlotOf(&IIPVideoRate::GetQuality), 3);
-  EXPECT_EQ(SlotOf(&IFrameAllocator::AllocateFrame), 2);
-  EXPECT_EQ(SlotOf(&IFrameAllocator::ReleaseFrame), 6);
-  EXPECT_EQ(SlotOf(&IFrame::GetData), 2);
-  EXPECT_EQ(SlotOf(&IFrame::SetDataSize), 4);
-  EXPECT_EQ(SlotOf(&IFrame::Finish), 5);
-  EXPECT_EQ(SlotOf(&IFrame::SetFourCC), 10);
-  EXPECT_EQ(SlotOf(&IFrame::SetHeight), 12);
-  EXPECT_EQ(SlotOf(&IFrame::SetWidth), 14);
-  EXPECT_EQ(SlotOf(&IFrame::SetSizeClass), 16);
-  EXPECT_EQ(SlotOf(&IFrameSink::OnFrame), 1);
-  EXPECT_EQ(SlotOf(&IFrameSink::OnNoData), 3);
-  EXPECT_EQ(SlotOf(&IDebugInfoSink::OnDebugInfo), 1);
-  EXPECT_EQ(SlotOf(&CDebugInfoIf::GetLevel), 1);
-  EXPECT_EQ(SlotOf(&CDebugInfoIf::GetText), 2);
+using Places = std::vector<std::intptr_t>;
+
+template <typename... Operations>
+Places Slots(Operations... operations) {
+  return {SlotOf(operations)...};
 }
 
-TEST(Contract, KeepsThePTZOperationsInTheirSlots) {
+TEST(Contract, KeepsEachOperationInItsSlot) {
+  using Driver = IIPCaptureDriver;
+  using Video = IIPVideoCapture;
   using Api = IIPPTZApi;
-  EXPECT_EQ(SlotOf(&IIPPTZDriver::GetPTZApi), 1);
-  EXPECT_EQ(SlotOf(&IIPPTZDriverEx::GetPTZApiEx), 2);
-  EXPECT_EQ(SlotOf(&IIPPTZApiEx::CheckValue), 20);
-  const std::vector<std::intptr_t> slots{SlotOf(&Api::IsPTZAvailable),
-                                         SlotOf(&Api::StartMove),
-                                         SlotOf(&Api::StopMove),
-                                         SlotOf(&Api::Center),
-                                         SlotOf(&Api::ZoomIn),
-                                         SlotOf(&Api::ZoomOut),
-                                         SlotOf(&Api::Unzoom),
-                                         SlotOf(&Api::AreaZoom),
-                                         SlotOf(&Api::FocusNear),
-                                         SlotOf(&Api::FocusFar),
-                                         SlotOf(&Api::IrisOpen),
-                                         SlotOf(&Api::IrisClose),
-                                         SlotOf(&Api::GetCapabilities),
-                                         SlotOf(&Api::GetPrepositionCount),
-                                         SlotOf(&Api::GetPrepositionName),
-                                         SlotOf(&Api::SelectPreposition),
-                                         SlotOf(&Api::AddPreposition),
-                                         SlotOf(&Api::DeletePreposition),
-                                         SlotOf(&Api::GetCurrentPreposition)};
-  std::vector<std::intptr_t> inOrder(slots.size());
-  std::iota(inOrder.begin(), inOrder.end(), 1);
-  EXPECT_EQ(slots, inOrder);
+  EXPECT_EQ(Slots(&Driver::Open, &Driver::Close, &Driver::GetVideoCapture, &Driver::GetCaptureIO,
+                  &IIPCaptureDriverEx::GetOptionalA, &IIPCaptureDriverEx::GetPTZDriver,
+                  &IIPCaptureDriverEx2::GetOptionalB, &IIPCaptureDriverEx2::GetVideoCaptureEx,
+                  &IIPCaptureDriverEx3::GetPTZDriverEx),
+            (Places{1, 2, 3, 4, 5, 6, 7, 8, 9}));
+  EXPECT_EQ(Slots(&Video::GetChannelCount, &Video::StartCapture, &Video::StopCapture, &Video::ChangeFormat,
+                  &Video::Reserved5, &Video::GetChannelStatus, &Video::Reserved7, &Video::Reserved8,
+                  &IIPVideoCaptureEx::Reserved9, &IIPVideoCaptureEx::Reserved10),
+            (Places{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
+  EXPECT_EQ(
+      Slots(&IIPDriverParams::GetDevice, &IIPDriverParams::GetConnection, &IIPDriverParams::GetCustomSetting),
+      (Places{1, 2, 4}));
+  EXPECT_EQ(Slots(&IIPDeviceInfo::GetModel, &IIPDeviceInfo::GetChannelCount, &IIPDeviceInfo::GetInputCount,
+                  &IIPDeviceInfo::GetOutputCount),
+            (Places{2, 3, 5, 6}));
+  EXPECT_EQ(Slots(&IIPConnectionInfo::GetAddress, &IIPConnectionInfo::GetPort, &IIPConnectionInfo::GetCodec,
+                  &IIPConnectionInfo::GetUserName, &IIPConnectionInfo::GetPassword),
+            (Places{1, 2, 4, 5, 6}));
+  EXPECT_EQ(Slots(&IIPVideoParams::GetFormat, &IIPVideoParams::GetRate, &IIPVideoFormat::GetResolution,
+                  &IIPResolution::GetWidth, &IIPResolution::GetHeight, &IIPVideoRate::GetFrameInterval,
+                  &IIPVideoRate::GetQuality),
+            (Places{1, 2, 3, 1, 2, 1, 3}));
+  EXPECT_EQ(Slots(&IFrameAllocator::AllocateFrame, &IFrameAllocator::ReleaseFrame), (Places{2, 6}));
+  EXPECT_EQ(Slots(&IFrame::GetData, &IFrame::SetDataSize, &IFrame::Finish, &IFrame::SetFourCC,
+                  &IFrame::SetHeight, &IFrame::SetWidth, &IFrame::SetSizeClass),
+            (Places{2, 4, 5, 10, 12, 14, 16}));
+  EXPECT_EQ(Slots(&IFrameSink::OnFrame, &IFrameSink::OnNoData, &IDebugInfoSink::OnDebugInfo,
+                  &CDebugInfoIf::GetLevel, &CDebugInfoIf::GetText),
+            (Places{1, 3, 1, 1, 2}));
+  EXPECT_EQ(Slots(&IIPPTZDriver::GetPTZApi, &IIPPTZDriverEx::GetPTZApiEx), (Places{1, 2}));
+  EXPECT_EQ(Slots(&Api::IsPTZAvailable, &Api::StartMove, &Api::StopMove, &Api::Center, &Api::ZoomIn,
+                  &Api::ZoomOut, &Api::Unzoom, &Api::AreaZoom, &Api::FocusNear, &Api::FocusFar, &Api::IrisOpen,
+                  &Api::IrisClose, &Api::GetCapabilities, &Api::GetPrepositionCount, &Api::GetPrepositionName,
+                  &Api::SelectPreposition, &Api::AddPreposition, &Api::DeletePreposition,
+                  &Api::GetCurrentPreposition, &IIPPTZApiEx::CheckValue),
+            (Places{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20}));
 }
 
 }  // namespace

@@ -6,12 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <memory>
-#include <new>
-#include <thread>
+#include <string>
 #include <vector>
 
-#include "video/CBaseCameraChannel.h"
 #include "video/ChannelFixture.h"
 
 namespace kolvex_test {
@@ -20,28 +17,23 @@ namespace {
 // Local UDP ports that somebody else has.
 class TakenPorts {
  public:
-  explicit TakenPorts(std::uint16_t first, std::uint16_t last = 0, std::uint16_t step = 1) {
-    for (std::uint32_t port = first; port <= std::max(first, last); port += step) {
-      const int descriptor = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-      sockaddr_in local{};
-      local.sin_family = AF_INET;
-      local.sin_port = htons(static_cast<std::uint16_t>(port));
-      EXPECT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&local), sizeof(local)), 0) << port;
-      descriptors_.push_back(descriptor);
+  explicit TakenPorts(std::uint16_t first, std::uint16_t last, std::uint16_t step = 1) {
+    for (std::uint16_t port = first; port <= last; port = static_cast<std::uint16_t>(port + step)) {
+      sockaddr_in local{.sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {}, .sin_zero = {}};
+      descriptors_.push_back(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+      EXPECT_EQ(bind(descriptors_.back(), reinterpret_cast<sockaddr*>(&local), sizeof(local)), 0) << port;
     }
   }
-  ~TakenPorts() {
-    for (const int descriptor : descriptors_) {
-      close(descriptor);
-    }
-  }
+  ~TakenPorts() { std::ranges::for_each(descriptors_, &close); }
 
  private:
   std::vector<int> descriptors_;
 };
 
-bool IsMethod(const std::string& request, const std::string& method) {
-  return request.starts_with(method + " ");
+// What the camera was asked for behind its configuration.
+std::string DialogueOf(const ScriptedCamera& camera) {
+  const std::string log = camera.log.Text();
+  return log.substr(log.find('\n') + 1);
 }
 
 TEST(Channel, GivesFramesFromBothGroupsInBothCodecsAndTakesItsLeave) {
@@ -51,25 +43,13 @@ TEST(Channel, GivesFramesFromBothGroupsInBothCodecsAndTakesItsLeave) {
     const char* configuration;
     const char* fourCC;
   } rows[] = {
-      {1, sarnevo::CodecMJPEG,
-       "GET "
-       "/multimedia.cgi?action=apply&tv_standard=PAL&resolution=cif&const_qu=9&fps=25&gopsize=1&mode=mjpeg&"
-       "sequence=i\n",
+      {1, sarnevo::CodecMJPEG, "GET /multimedia.cgi?action=apply&tv_standard=PAL&resolution=cif&const_qu=9",
        "JPEG"},
       {1, sarnevo::CodecMPEG4,
-       "GET "
-       "/multimedia.cgi?action=apply&tv_standard=PAL&resolution=cif&targetrate=3000&fps=25&gopsize=25&peakrate="
-       "3000&const_qu=0&mode=mpeg4&sequence=ip\n",
-       "DIVX"},
-      {2, sarnevo::CodecMJPEG,
-       "GET "
-       "/SetMultimedia.cgi?CH=0&Resolution=cif&Fps=25&Format=PAL&Mode=mjpeg&Jpeg_Quality=4&Stream_Mode=0&Audio="
-       "1\n",
+       "GET /multimedia.cgi?action=apply&tv_standard=PAL&resolution=cif&targetrate=3000", "DIVX"},
+      {2, sarnevo::CodecMJPEG, "GET /SetMultimedia.cgi?CH=0&Resolution=cif&Fps=25&Format=PAL&Mode=mjpeg",
        "JPEG"},
-      {2, sarnevo::CodecMPEG4,
-       "GET "
-       "/SetMultimedia.cgi?CH=0&Resolution=cif&Fps=25&Format=PAL&Mode=mpeg4&Compression_Type=0&Bitrate=320&"
-       "GOPSelect=1&Stream_Mode=0&Audio=1\n",
+      {2, sarnevo::CodecMPEG4, "GET /SetMultimedia.cgi?CH=0&Resolution=cif&Fps=25&Format=PAL&Mode=mpeg4",
        "DIVX"},
   };
   for (const auto& row : rows) {
@@ -89,13 +69,12 @@ TEST(Channel, GivesFramesFromBothGroupsInBothCodecsAndTakesItsLeave) {
     ASSERT_TRUE(host.log.WaitFor("OnFrame", host.log.Count("OnFrame") + 2));
     EXPECT_TRUE(capture.StopCapture(3));
     EXPECT_FALSE(capture.StopCapture(3));
-    EXPECT_EQ(camera.log.Text(),
-              std::string(row.configuration) + "DESCRIBE\nSETUP 3556-3557\nPLAY\nPAUSE\nTEARDOWN\n");
+    EXPECT_EQ(camera.log.Count(row.configuration), 1U) << camera.log.Text();
+    EXPECT_EQ(DialogueOf(camera), "DESCRIBE\nSETUP 3556-3557\nPLAY\nPAUSE\nTEARDOWN\n");
     EXPECT_EQ(host.log.Count("AllocateFrame " + std::string(row.fourCC)), host.log.Count("ReleaseFrame"));
     EXPECT_EQ(host.allocator.Outstanding(), 0U);
     const std::size_t frames = host.log.Count("OnFrame");
-    std::this_thread::sleep_for(milliseconds(20));
-    EXPECT_EQ(host.log.Count("OnFrame"), frames);  // nothing runs any more
+    EXPECT_FALSE(host.log.WaitFor("OnFrame", frames + 1, milliseconds(20)));  // nothing runs any more
   }
 }
 
@@ -111,11 +90,8 @@ TEST(Channel, RestartsASilentStreamWithoutANewConfiguration) {
   camera.StartSending(JpegFramePacket(1));
   ASSERT_TRUE(host.log.WaitFor("OnFrame", host.log.Count("OnFrame") + 1));
   EXPECT_TRUE(capture.StopCapture(0));
-  const std::string log = camera.log.Text();
-  EXPECT_TRUE(log.substr(log.find('\n') + 1)
-                  .starts_with("DESCRIBE\nSETUP 3556-3557\nPLAY\nPAUSE\nTEARDOWN\n"
-                               "DESCRIBE\nSETUP 3556-3557\nPLAY\n"))
-      << log;
+  const std::string cycle = "DESCRIBE\nSETUP 3556-3557\nPLAY\nPAUSE\nTEARDOWN\n";
+  EXPECT_TRUE(DialogueOf(camera).starts_with(cycle + cycle)) << camera.log.Text();
   EXPECT_EQ(camera.log.Count("GET"), 1U);
 }
 
@@ -127,9 +103,7 @@ TEST(Channel, TellsTheHostThatNothingComesAtTheReceiveTimeoutsPace) {
   camera.onHttp = [](ScriptedCamera::Connection&, const std::string&) { return true; };  // no answer at all
   const auto begin = Clock::now();
   ASSERT_TRUE(capture.StartCapture(0, &host.sink, &host.wanted));
-  ASSERT_TRUE(host.log.WaitFor("OnNoData", 1));
-  EXPECT_LT(Since(begin), milliseconds(2500));  // once behind the first pass
-  ASSERT_TRUE(host.log.WaitFor("OnNoData", 4));
+  ASSERT_TRUE(host.log.WaitFor("OnNoData", 4));    // once behind the first pass,
   EXPECT_GE(Since(begin), milliseconds(3 * 300));  // then at its pace
   EXPECT_EQ(camera.log.Count("DESCRIBE"), 0U);
   EXPECT_TRUE(capture.StopCapture(0));
@@ -156,11 +130,8 @@ TEST(Channel, ConfiguresUntilTheCameraTakesIt) {
   } rows[] = {
       {"group 1, another status behind ret", 1, "HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\nret=404", false},
       {"group 1, too short", 1, "HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nret=20", false},
-      {"group 1, cut", 1, "HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\nret=2", false},
-      {"group 1, empty", 1, "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", false},
-      {"group 1, longer", 1, "HTTP/1.1 200 OK\r\nContent-Length: 20\r\n\r\nret=200 and more    ", true},
+      {"group 1, longer", 1, "HTTP/1.1 200 OK\r\nContent-Length: 12\r\n\r\nret=200 more", true},
       {"group 1, HTTP status doesn't count", 1, "HTTP/1.1 500 No\r\nContent-Length: 7\r\n\r\nret=200", true},
-      {"group 1, no HTTP", 1, "ret=200", false},
       {"group 1, closed", 1, "", false},
       {"group 2, error status", 2, "HTTP/1.1 500 No\r\nContent-Length: 0\r\n\r\n", true},
       {"group 2, closed", 2, "", false},
@@ -186,24 +157,6 @@ TEST(Channel, ConfiguresUntilTheCameraTakesIt) {
   }
 }
 
-TEST(Channel, WithoutMemoryForTheConfigurationTriesAgain) {
-  struct Starved : sarnevo::CBaseCameraChannel {
-    using CBaseCameraChannel::CBaseCameraChannel;
-    std::uint32_t ConfigureCamera() override {
-      configured_ = 1;
-      throw std::bad_alloc();
-    }
-  };
-  ScriptedCamera camera(1);
-  Host host;
-  host.Open(camera, 1, sarnevo::CodecMJPEG);
-  Starved channel(0, host.driver.get(), &host.sink, true);
-  ASSERT_TRUE(channel.Start(40, 352, 288, 60));
-  EXPECT_TRUE(host.log.WaitFor("OnNoData", 3));
-  channel.Stop();
-  EXPECT_EQ(camera.log.Text(), "");
-}
-
 TEST(Channel, CleansUpBehindEachStepThatFailsAndTriesAgain) {
   constexpr const char* kRefusal = "RTSP/1.0 404 Not Found\r\nCSeq: 1\r\n\r\n";
   const struct {
@@ -221,54 +174,44 @@ TEST(Channel, CleansUpBehindEachStepThatFailsAndTriesAgain) {
     SCOPED_TRACE(row.dialogue);
     ScriptedCamera camera(1);
     camera.onRtsp = [&](ScriptedCamera::Connection& connection, const std::string& request) {
-      return IsMethod(request, row.refused) && connection.Send(row.reply);
+      return request.starts_with(row.refused) && connection.Send(row.reply);
     };
     Host host;
     auto& capture = host.Open(camera, 1, sarnevo::CodecMJPEG);
     ASSERT_TRUE(capture.StartCapture(0, &host.sink, &host.wanted));
     EXPECT_TRUE(camera.log.WaitFor("DESCRIBE", 2));
     EXPECT_TRUE(capture.StopCapture(0));
-    const std::string log = camera.log.Text();
-    EXPECT_TRUE(log.substr(log.find('\n') + 1).starts_with(row.dialogue)) << log;
+    EXPECT_TRUE(DialogueOf(camera).starts_with(row.dialogue)) << camera.log.Text();
     EXPECT_EQ(camera.log.Count("GET"), 1U);
   }
 }
 
-TEST(Channel, TakesTheFirstFreePortPair) {
+TEST(Channel, TakesTheFirstFreePortPairAndWaitsWhenThereIsNone) {
   ScriptedCamera camera(1);
   Host host;
   auto& capture = host.Open(camera, 1, sarnevo::CodecMJPEG);
-  camera.StartSending(JpegFramePacket(1));
-  const auto portsOf = [&](std::uint32_t channel, std::size_t setups) {
+  const auto start = [&](std::uint32_t channel, const char* request) {
     EXPECT_TRUE(capture.StartCapture(channel, &host.sink, &host.wanted));
-    EXPECT_TRUE(camera.log.WaitFor("SETUP", setups));
+    EXPECT_TRUE(camera.log.WaitFor(request)) << request << " in " << camera.log.Text();
   };
   {
-    const TakenPorts taken(3556);
-    portsOf(0, 1);
-    EXPECT_EQ(camera.log.Count("SETUP 3558-3559"), 1U) << camera.log.Text();
+    const TakenPorts taken(3556, 3556);
+    start(0, "SETUP 3558-3559");
+    EXPECT_TRUE(capture.StopCapture(0));
   }
-  portsOf(1, 2);
-  EXPECT_EQ(camera.log.Count("SETUP 3556-3557"), 1U);
   {
-    const TakenPorts taken(3561);  // of the reports; that one doesn't show
-    portsOf(2, 3);
-    EXPECT_EQ(camera.log.Count("SETUP 3560-3561"), 1U);
+    const TakenPorts taken(3557, 3557);  // of the reports; that one doesn't show
+    start(0, "SETUP 3556-3557");
+    EXPECT_TRUE(capture.StopCapture(0));
   }
-}
-
-TEST(Channel, WaitsForAPortWhenAllAreTaken) {
-  ScriptedCamera camera(1);
-  Host host;
-  auto& capture = host.Open(camera, 1, sarnevo::CodecMJPEG);
-  auto taken = std::make_unique<TakenPorts>(3556, 4552, 2);
-  ASSERT_TRUE(capture.StartCapture(0, &host.sink, &host.wanted));
-  ASSERT_TRUE(camera.log.WaitFor("SETUP 4554-4555"));  // the last pair
-  ASSERT_TRUE(capture.StartCapture(1, &host.sink, &host.wanted));
-  ASSERT_TRUE(camera.log.WaitFor("PAUSE", 2));  // tried, failed, cleaned up, again
-  EXPECT_EQ(camera.log.Count("SETUP"), 1U);
-  taken.reset();
-  EXPECT_TRUE(camera.log.WaitFor("SETUP 3556-3557"));
+  {
+    const TakenPorts taken(3556, 4552, 2);
+    start(1, "SETUP 4554-4555");  // the last pair
+    const std::size_t farewells = camera.log.Count("PAUSE");
+    start(2, "DESCRIBE");
+    EXPECT_TRUE(camera.log.WaitFor("PAUSE", farewells + 2));  // tried, failed, cleaned up, again
+  }
+  EXPECT_TRUE(camera.log.WaitFor("SETUP 3556-3557", 2)) << camera.log.Text();
 }
 
 TEST(Channel, ThrowsAFrameAwayAtAGapAndCountsAcrossTheTurn) {
@@ -279,35 +222,26 @@ TEST(Channel, ThrowsAFrameAwayAtAGapAndCountsAcrossTheTurn) {
   camera.StartSending(Mpeg4KeyFramePacket());
   ASSERT_TRUE(host.log.WaitFor("OnFrame"));
   camera.StopSending();
+  // A key frame comes through whatever its number, and tells that all before it was seen. Its size is its own.
+  std::size_t keys = 0;
+  const auto sendKey = [&](std::uint16_t sequence) {
+    Payload key = Mpeg4KeyFramePacket();
+    key.resize(100);
+    camera.Send(sequence, true, key);
+    return host.log.WaitFor("SetDataSize 100", ++keys);
+  };
   const struct {
-    std::vector<std::uint16_t> interframes;  // between two key frames
     std::uint16_t firstKey;
+    std::vector<std::uint16_t> interframes;  // between two key frames
     std::size_t delivered;
   } rows[] = {
-      {{11, 12}, 10, 2},    {{12, 13}, 10, 0},  // one lost
-      {{10, 11}, 10, 0},                        // doubled
-      {{9}, 10, 0},                             // back
-      {{0, 1}, 65535, 2},                       // the number turns
-      {{0, 500}, 65535, 2},                     // behind a 0 any number passes
-      {{1}, 65535, 0},
+      {10, {11, 12}, 2},  {10, {12, 13}, 0},     // one lost
+      {10, {10, 11}, 0},  {10, {9}, 0},          // doubled, back
+      {65535, {0, 1}, 2}, {65535, {0, 500}, 2},  // the number turns; behind a 0 any number passes
+      {65535, {1}, 0},
   };
-  std::uint8_t tag = 0;
   for (const auto& row : rows) {
     SCOPED_TRACE(row.interframes.front());
-    // A key frame comes through whatever its number, so the last one tells that all before it was seen.
-    const auto sendKey = [&](std::uint16_t sequence) {
-      Payload key = Mpeg4KeyFramePacket();
-      key.push_back(++tag);
-      camera.Send(sequence, true, key);
-      const auto isThere = [&] {
-        const auto frames = host.sink.Frames();
-        return std::ranges::any_of(frames, [&](const auto& frame) { return frame == key; });
-      };
-      for (const auto begin = Clock::now(); !isThere() && Since(begin) < std::chrono::seconds(20);) {
-        std::this_thread::sleep_for(milliseconds(1));
-      }
-      return isThere();
-    };
     ASSERT_TRUE(sendKey(row.firstKey));
     const std::size_t before = host.log.Count("SetFourCC DIVI");
     for (const std::uint16_t sequence : row.interframes) {
@@ -316,7 +250,6 @@ TEST(Channel, ThrowsAFrameAwayAtAGapAndCountsAcrossTheTurn) {
     ASSERT_TRUE(sendKey(static_cast<std::uint16_t>(row.interframes.back() + 1)));
     EXPECT_EQ(host.log.Count("SetFourCC DIVI") - before, row.delivered);
   }
-  EXPECT_TRUE(capture.StopCapture(0));
 }
 
 }  // namespace

@@ -87,47 +87,39 @@ std::map<u8, Bytes> Segments(const Bytes& file) {
     const u8 marker = file[at + 1];
     const std::size_t length = static_cast<std::size_t>(file[at + 2] << 8 | file[at + 3]);
     const auto begin = file.begin() + static_cast<std::ptrdiff_t>(at + 4);
-    segments[marker].insert(segments[marker].end(), begin, begin + static_cast<std::ptrdiff_t>(length - 2));
-    at += 2 + length;
+    const auto end = begin + static_cast<std::ptrdiff_t>(length - 2);
+    segments[marker].insert(segments[marker].end(), begin, end);
     if (marker == 0xDA) {
-      segments[0] = Bytes(file.begin() + static_cast<std::ptrdiff_t>(at), file.end());
+      segments[0] = Bytes(end, file.end());
       break;
     }
+    at += 2 + length;
   }
   return segments;
-}
-
-void Append(Bytes& bytes, const Bytes& more, std::size_t from, std::size_t count) {
-  const auto begin = more.begin() + static_cast<std::ptrdiff_t>(from);
-  bytes.insert(bytes.end(), begin, begin + static_cast<std::ptrdiff_t>(count));
 }
 
 TEST(JpegHeader, MakesTheEncodersPictureAgainFromWhatACameraSends) {
   for (const JpegLayout layout : {JpegLayout::Group1, JpegLayout::Group2}) {
     for (const bool is422 : {true, false}) {
-      SCOPED_TRACE(std::string(layout == JpegLayout::Group1 ? "group 1" : "group 2") +
-                   (is422 ? " 4:2:2" : " 4:2:0"));
-      const Bytes original = Encode(is422, layout == JpegLayout::Group2 ? 10 : 0);
+      const bool isGroup1 = layout == JpegLayout::Group1;
+      SCOPED_TRACE(std::string(isGroup1 ? "group 1" : "group 2") + (is422 ? " 4:2:2" : " 4:2:0"));
+      const Bytes original = Encode(is422, isGroup1 ? 0 : 10);
       std::map<u8, Bytes> parts = Segments(original);
       ASSERT_EQ(parts[0xDB].size(), 130U);
       Bytes frame{0, 0, 0, 0, static_cast<u8>(is422 ? 0 : 1), 99, kWidth / 8, kHeight / 8, 0, 0, 0, 128};
-      Append(frame, parts[0xDB], 1, 64);
-      Append(frame, parts[0xDB], 66, 64);
-      frame.resize(layout == JpegLayout::Group1 ? 140 : 245);
-      Append(frame, parts[0], 0, parts[0].size());
+      frame.insert(frame.end(), parts[0xDB].begin() + 1, parts[0xDB].begin() + 65);
+      frame.insert(frame.end(), parts[0xDB].begin() + 66, parts[0xDB].end());
+      frame.resize(isGroup1 ? 140 : 245);
+      frame.insert(frame.end(), parts[0].begin(), parts[0].end());
 
       const auto parsed = ParseJpegFrame(frame, layout);
       ASSERT_TRUE(parsed);
       Bytes file(JpegHeaderSize(layout));
       WriteJpegHeader(file, *parsed, layout);
-      Append(file, parts[0], 0, parts[0].size());
-
-      std::map<u8, Bytes> own = Segments(file);
-      EXPECT_EQ(own[0xC4], parts[0xC4]);
-      EXPECT_EQ(own[0xC0], (Bytes{8, 0, kHeight, 1, kWidth & 0xFF, 3, 0, static_cast<u8>(is422 ? 0x21 : 0x22),
-                                  0, 1, 0x11, 1, 2, 0x11, 1}));
-      EXPECT_EQ(own[0xDD], layout == JpegLayout::Group1 ? Bytes() : (Bytes{0, 10}));
-      EXPECT_EQ(own[0xDA], (Bytes{3, 0, 0, 1, 0x11, 2, 0x11, 0, 63, 0}));
+      file.insert(file.end(), parts[0].begin(), parts[0].end());
+      // Decoders don't care how the components are numbered; some hosts do.
+      EXPECT_EQ(Segments(file)[0xC0], (Bytes{8, 0, kHeight, 1, kWidth & 0xFF, 3, 0,
+                                             static_cast<u8>(is422 ? 0x21 : 0x22), 0, 1, 0x11, 1, 2, 0x11, 1}));
       const Picture expected = Decode(original);
       const Picture picture = Decode(file);
       EXPECT_EQ(picture.warnings, 0);
@@ -143,10 +135,8 @@ TEST(JpegHeader, IsMadeOnlyForAFrameWithAScan) {
     for (std::size_t size = 0; size < first; ++size) {
       EXPECT_FALSE(ParseJpegFrame(Bytes(size, 0xFF), layout)) << size;
     }
-    const Bytes frame(first, 0xFF);
-    const auto parsed = ParseJpegFrame(frame, layout);
+    const auto parsed = ParseJpegFrame(Bytes(first, 0xFF), layout);
     ASSERT_TRUE(parsed);
-    EXPECT_EQ(parsed->scan.size(), 1U);
     EXPECT_EQ(parsed->width, 2040U);
     EXPECT_EQ(parsed->height, 2040U);
   }

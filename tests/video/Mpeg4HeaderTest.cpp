@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,27 +13,25 @@ using Bytes = std::vector<u8>;
 class BitWriter {
  public:
   BitWriter& Put(u32 value, int count) {
-    for (int i = count - 1; i >= 0; --i) {
-      if (bits_++ % 8 == 0) {
-        bytes_.push_back(0);
+    for (int i = count - 1; i >= 0; --i, ++bits_) {
+      if (bits_ % 8 == 0) {
+        bytes.push_back(0);
       }
-      bytes_.back() = static_cast<u8>(bytes_.back() | ((value >> i & 1) << (7 - (bits_ - 1) % 8)));
+      bytes.back() = static_cast<u8>(bytes.back() | (value >> i & 1) << (7 - bits_ % 8));
     }
     return *this;
   }
-  BitWriter& Marker(bool good = true) { return Put(good ? 1 : 0, 1); }
-  Bytes Take() { return bytes_; }
+  Bytes bytes;
 
  private:
-  Bytes bytes_;
   std::size_t bits_ = 0;
 };
 
-// The headers of a stream, each field to be changed.
+// The headers of a stream (ISO/IEC 14496-2, 6.2.2 and 6.2.3), each field to be changed.
 struct Headers {
-  Bytes betweenSequenceAndObject;
-  u32 objectType = 1;
+  Bytes betweenSequenceAndObject = {};
   bool objectIdentified = false;
+  u32 objectType = 1;
   bool signalType = false;
   bool colours = false;
   Bytes betweenObjectAndLayer = {0x00, 0x00, 0x01, 0x00};  // the video object's own start code
@@ -46,77 +43,49 @@ struct Headers {
   bool vbv = false;
   u32 shape = 0;
   u32 resolution = 25;
-  bool fixedRate = false;
-  int increments = 5;  // bits that hold values below the resolution
+  int increments = 0;  // bits of a fixed rate, which hold values below the resolution
   u32 width = 352;
   u32 height = 288;
   int badMarker = 0;  // from 1, in the order of the stream
 
   Bytes Build() const {
-    Bytes stream{0x00, 0x00, 0x01, 0xB0, 0x01};
-    Append(stream, betweenSequenceAndObject);
-    Append(stream, {0x00, 0x00, 0x01, 0xB5});
     BitWriter object;
-    object.Put(objectIdentified, 1);
-    if (objectIdentified) {
-      object.Put(1, 4).Put(1, 3);
-    }
-    object.Put(objectType, 4).Put(signalType, 1);
+    object.Put(objectIdentified, 1).Put(0x11, objectIdentified ? 7 : 0).Put(objectType, 4).Put(signalType, 1);
     if (signalType) {
-      object.Put(5, 3).Put(0, 1).Put(colours, 1);
-      if (colours) {
-        object.Put(1, 8).Put(1, 8).Put(1, 8);
-      }
+      object.Put(5, 3).Put(0, 1).Put(colours, 1).Put(0x010101, colours ? 24 : 0);
     }
-    Append(stream, object.Put(1, 1).Take());
-    Append(stream, betweenObjectAndLayer);
-    Append(stream, {0x00, 0x00, 0x01, layerCode});
-    Append(stream, Layer());
+    object.Put(1, 1);
+    Bytes stream;
+    for (const Bytes& part :
+         {Bytes{0x00, 0x00, 0x01, 0xB0, 0x01}, betweenSequenceAndObject, Bytes{0x00, 0x00, 0x01, 0xB5},
+          object.bytes, betweenObjectAndLayer, Bytes{0x00, 0x00, 0x01, layerCode}, Layer()}) {
+      stream.insert(stream.end(), part.begin(), part.end());
+    }
     return stream;
   }
 
  private:
-  static void Append(Bytes& stream, const Bytes& more) {
-    stream.insert(stream.end(), more.begin(), more.end());
-  }
-
   Bytes Layer() const {
-    int markers = 0;
     BitWriter bits;
-    const auto marker = [&] { bits.Marker(++markers != badMarker); };
-    bits.Put(0, 1).Put(layerType, 8).Put(layerIdentified, 1);
-    if (layerIdentified) {
-      bits.Put(1, 4).Put(1, 3);
-    }
-    bits.Put(aspect, 4);
-    if (aspect == 15) {
-      bits.Put(12, 8).Put(11, 8);
-    }
-    bits.Put(control, 1);
+    int markers = 0;
+    const auto putAndMark = [&](u32 value, int count) {
+      bits.Put(value, count).Put(++markers != badMarker, 1);
+    };
+    bits.Put(0, 1).Put(layerType, 8).Put(layerIdentified, 1).Put(0x11, layerIdentified ? 7 : 0);
+    bits.Put(aspect, 4).Put(0x0C0B, aspect == 15 ? 16 : 0).Put(control, 1);
     if (control) {
       bits.Put(1, 2).Put(1, 1).Put(vbv, 1);
-      if (vbv) {
-        bits.Put(0x1234, 15), marker();
-        bits.Put(0x2345, 15), marker();
-        bits.Put(0x3456, 15), marker();
-        bits.Put(5, 3).Put(0x123, 11), marker();
-        bits.Put(0x4567, 15), marker();
+      for (const int count : vbv ? std::vector{15, 15, 15, 14, 15} : std::vector<int>{}) {
+        putAndMark(0x1234, count);
       }
     }
-    bits.Put(shape, 2);
-    marker();
-    bits.Put(resolution, 16);
-    marker();
-    bits.Put(fixedRate, 1);
-    if (fixedRate) {
-      bits.Put(1, increments);
-    }
-    marker();
-    bits.Put(width, 13);
-    marker();
-    bits.Put(height, 13);
-    marker();
-    return bits.Take();
+    putAndMark(shape, 2);
+    putAndMark(resolution, 16);
+    bits.Put(increments > 0, 1);
+    putAndMark(1, increments);
+    putAndMark(width, 13);
+    putAndMark(height, 13);
+    return bits.bytes;
   }
 };
 
@@ -128,80 +97,49 @@ std::string Result(const Bytes& stream) {
 TEST(Mpeg4Header, FindsTheSizeBehindWhateverMayStandBeforeIt) {
   const struct {
     const char* name;
-    std::function<void(Headers&)> change;
-    const char* result;
+    Headers headers;
+    const char* result = "352x288";
   } rows[] = {
-      {"plain", [](Headers&) {}, "352x288"},
-      {"largest", [](Headers& h) { h.width = h.height = 8191; }, "8191x8191"},
-      {"width 0", [](Headers& h) { h.width = 0; }, "none"},
-      {"height 0", [](Headers& h) { h.height = 0; }, "none"},
-      {"identified object", [](Headers& h) { h.objectIdentified = true; }, "352x288"},
-      {"signal type", [](Headers& h) { h.signalType = true; }, "352x288"},
-      {"signal type with colours", [](Headers& h) { h.signalType = h.colours = h.objectIdentified = true; },
-       "352x288"},
-      {"still texture", [](Headers& h) { h.objectType = 2; }, "none"},
-      {"mesh", [](Headers& h) { h.objectType = 3; }, "none"},
-      {"identified layer", [](Headers& h) { h.layerIdentified = true; }, "352x288"},
-      {"last layer number", [](Headers& h) { h.layerCode = 0x2F; }, "352x288"},
-      {"no layer", [](Headers& h) { h.layerCode = 0x30; }, "none"},
-      {"fine granularity layer", [](Headers& h) { h.layerType = 18; }, "none"},
-      {"extended aspect ratio", [](Headers& h) { h.aspect = 15; }, "352x288"},
-      {"control without vbv", [](Headers& h) { h.control = true; }, "352x288"},
-      {"control with vbv", [](Headers& h) { h.control = h.vbv = true; }, "352x288"},
-      {"binary shape", [](Headers& h) { h.shape = 1; }, "none"},
-      {"grayscale shape", [](Headers& h) { h.shape = 3; }, "none"},
-      {"resolution 0", [](Headers& h) { h.resolution = 0; }, "none"},
-      {"fixed rate at resolution 1", [](Headers& h) { h.fixedRate = true, h.resolution = 1, h.increments = 1; },
-       "352x288"},
-      {"fixed rate at resolution 2", [](Headers& h) { h.fixedRate = true, h.resolution = 2, h.increments = 1; },
-       "352x288"},
-      {"fixed rate at resolution 32",
-       [](Headers& h) { h.fixedRate = true, h.resolution = 32, h.increments = 5; }, "352x288"},
-      {"fixed rate at resolution 33",
-       [](Headers& h) { h.fixedRate = true, h.resolution = 33, h.increments = 6; }, "352x288"},
-      {"fixed rate at resolution 65535",
-       [](Headers& h) { h.fixedRate = true, h.resolution = 65535, h.increments = 16; }, "352x288"},
-      {"everything at once",
-       [](Headers& h) {
-         h.objectIdentified = h.signalType = h.colours = h.layerIdentified = h.control = h.vbv = h.fixedRate =
-             true;
-         h.aspect = 15;
-       },
-       "352x288"},
-      {"user data in both gaps",
-       [](Headers& h) {
-         h.betweenSequenceAndObject = {0x00, 0x00, 0x01, 0xB2, 'a', 0x00, 0x00, 0x02};
-         h.betweenObjectAndLayer = {0x00, 0x00, 0x01, 0xB2, 'b', 0x00, 0x00, 0x01, 0x05};
-       },
-       "352x288"},
-      {"zero bytes in front of a start code",
-       [](Headers& h) {
-         h.betweenObjectAndLayer = {0x00, 0x00, 0x00};
-       },
-       "352x288"},
-      {"a picture in front of the layer",
-       [](Headers& h) {
-         h.betweenObjectAndLayer = {0x00, 0x00, 0x01, 0xB6, 0x10};
-       },
-       "none"},
+      {"plain", {}},
+      {"largest", {.width = 8191, .height = 8191}, "8191x8191"},
+      {"width 0", {.width = 0}, "none"},
+      {"height 0", {.height = 0}, "none"},
+      {"identified object", {.objectIdentified = true}},
+      {"signal type", {.signalType = true}},
+      {"signal type with colours", {.signalType = true, .colours = true}},
+      {"still texture", {.objectType = 2}, "none"},
+      {"identified layer", {.layerIdentified = true}},
+      {"last layer number", {.layerCode = 0x2F}},
+      {"no layer", {.layerCode = 0x30}, "none"},
+      {"fine granularity layer", {.layerType = 18}, "none"},
+      {"extended aspect ratio", {.aspect = 15}},
+      {"control without vbv", {.control = true}},
+      {"control with vbv", {.control = true, .vbv = true}},
+      {"binary shape", {.shape = 1}, "none"},
+      {"resolution 0", {.resolution = 0}, "none"},
+      {"fixed rate at resolution 1", {.resolution = 1, .increments = 1}},
+      {"fixed rate at resolution 2", {.resolution = 2, .increments = 1}},
+      {"fixed rate at resolution 32", {.resolution = 32, .increments = 5}},
+      {"fixed rate at resolution 33", {.resolution = 33, .increments = 6}},
+      {"fixed rate at resolution 65535", {.resolution = 65535, .increments = 16}},
+      {"user data in front of the object", {.betweenSequenceAndObject = {0, 0, 1, 0xB2, 'a', 0, 0, 2}}},
+      {"user data in front of the layer", {.betweenObjectAndLayer = {0, 0, 1, 0xB2, 'b', 0, 0, 1, 5}}},
+      {"zero bytes in front of a start code", {.betweenObjectAndLayer = {0, 0, 0}}},
+      {"a picture in front of the layer", {.betweenObjectAndLayer = {0, 0, 1, 0xB6, 0x10}}, "none"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.name);
-    Headers headers;
-    row.change(headers);
-    const Bytes stream = headers.Build();
+    const Bytes stream = row.headers.Build();
     EXPECT_EQ(Result(stream), row.result);
     for (std::size_t size = 0; size < stream.size(); ++size) {
       // The copy has exactly this size, so that a look behind its end is seen.
-      EXPECT_EQ(Result(Bytes(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(size))), "none")
-          << size;
+      EXPECT_EQ(Result({stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(size)}), "none") << size;
     }
   }
 }
 
 TEST(Mpeg4Header, TestsEveryMarker) {
-  Headers headers;
-  headers.control = headers.vbv = headers.fixedRate = true;
+  Headers headers{.control = true, .vbv = true, .increments = 5};
   for (headers.badMarker = 1; headers.badMarker <= 10; ++headers.badMarker) {
     EXPECT_EQ(Result(headers.Build()), "none") << headers.badMarker;
   }
