@@ -14,6 +14,7 @@
 #include "threads/HostCall.h"
 #include "threads/Timeout.h"
 #include "support/Eventually.h"
+#include "support/StopSlack.h"
 
 namespace sarnevo {
 namespace {
@@ -21,7 +22,7 @@ namespace {
 using kolvex_test::Eventually;
 
 constexpr u32 kLimit = 10'000;
-constexpr u64 kStopSlack = 100;  // a stop's time beyond its time-out, milliseconds
+using kolvex_test::kStopSlack;
 
 CEvent AutoReset() { return {0, 0, nullptr}; }
 
