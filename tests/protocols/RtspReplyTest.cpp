@@ -37,68 +37,37 @@ void Check(const std::vector<Case>& cases, Parse parse) {
   }
 }
 
-TEST(RtspReply, StatusLines) {
-  Check(
-      {
-          {"RTSP/1.0 200 OK", "RTSP/1.0|200|OK"},
-          {" \tRTSP/1.0   200  Fine indeed", "RTSP/1.0|200|Fine"},
-          {"RTSP/1.0 200OK", "RTSP/1.0|200|OK"},
-          {"RTSP/1.0 404 Not Found", "none"},
-          {"RTSP/1.0 404 see200", "RTSP/1.0|404|see200"},  // 200 anywhere is enough
-          {"RTSP/1.0 200", "none"},
-          {"RTSP/1.0 OK 200", "none"},
-          {"200", "none"},
-          {"", "none"},
-          {"ABCDEFGHIJKLMN 200 ABCDEFGHIJKLMN", "ABCDEFGHIJKLMN|200|ABCDEFGHIJKLMN"},
-          {"ABCDEFGHIJKLMNO 200 OK", "none"},
-          {"RTSP/1.0 200 ABCDEFGHIJKLMNO", "none"},
-          {"RTSP/1.0 20099999999999999999 OK", "RTSP/1.0|2147483647|OK"},
-      },
-      ParseStatusLine);
-}
-
-TEST(RtspReply, Headers) {
-  Check({{"CSeq: 7", "7"},
-         {"x -7", "-7"},
-         {"x +7rest", "7"},
+TEST(RtspReply, IsReadAsTheCamerasWriteIt) {
+  Check({{"RTSP/1.0 200 OK", "RTSP/1.0|200|OK"},
+         {" \tRTSP/1.0   200  Fine indeed", "RTSP/1.0|200|Fine"},
+         {"RTSP/1.0 200OK", "RTSP/1.0|200|OK"},
+         {"RTSP/1.0 404 Not Found", "none"},
+         {"RTSP/1.0 404 see200", "RTSP/1.0|404|see200"},  // 200 anywhere is enough
+         {"RTSP/1.0 200", "none"},
+         {"", "none"},
+         {"ABCDEFGHIJKLMN 200 ABCDEFGHIJKLMN", "ABCDEFGHIJKLMN|200|ABCDEFGHIJKLMN"},
+         {"ABCDEFGHIJKLMNO 200 OK", "none"},
+         {"RTSP/1.0 200 ABCDEFGHIJKLMNO", "none"}},
+        ParseStatusLine);
+  Check({{"x +7rest", "7"},
          {"CSeq:7", "none"},
          {"CSeq: - 7", "none"},
-         {"CSeq: seven", "none"},
-         {"CSeq: 2147483647", "2147483647"},
          {"CSeq: 4294967296", "2147483647"},
          {"CSeq: -99999999999999999999999999", "-2147483648"},
          {std::string(254, 'a') + " 1", "1"},
-         {std::string(255, 'a') + " 1", "none"},
-         {"", "none"}},
+         {std::string(255, 'a') + " 1", "none"}},
         ParseNumberHeader);
-  Check({{"Session: 123;timeout=60", "\"123;timeout=60\""},
-         {"Session: 123 ; timeout=60", "\"123\""},
-         {"a\tb", "\"b\""},
-         {"Session:123", "none"},
-         {"Session: ", "none"},
-         {"  ", "none"}},
-        ParseTextHeader);
-}
-
-TEST(RtspReply, Ports) {
+  Check({{"Session: 123 ; timeout=60", "\"123\""}, {"a\tb", "\"b\""}, {"Session: ", "none"}}, ParseTextHeader);
   Check({{"RTP/AVP;unicast;client_port=3556-3557;server_port=1-2", "3556-3557"},
-         {"client_port=3556-3557;", "3556-3557"},
          {"client_port=3556-3557", "none"},  // not without the ";"
-         {"client_port=3556;", "none"},
          {"client_port=3556;server_port=6000-6001;", "3556-6001"},
-         {"client_port=0-0;", "none"},
          {"client_port=3556-0;", "none"},
          {"client_port=-1-2;", "none"},
-         {"client_port=1--2;", "1--2"},
          {"client_port=99999999999-1;", "2147483647-1"},
-         {"client_port=a-b;", "none"},
-         {"client_port=", "none"},
-         {"server_port=1-2;", "none"}},
+         {"client_port=", "none"}},
         ParseClientPorts);
-  Check({{"x;server_port=6000-6001", "6000-6001"},
-         {"x;server_port=6000-6001;ssrc=AA", "6000-6001"},
+  Check({{"x;server_port=6000-6001;ssrc=AA", "6000-6001"},
          {"x;server_port=6000-", "none"},
-         {"x;server_port=6000", "none"},
          {"x;server_port=0-1", "none"},
          {"x;client_port=1-2;", "none"}},
         ParseServerPorts);
