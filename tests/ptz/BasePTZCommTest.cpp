@@ -23,13 +23,11 @@ class Comm : public CBasePTZComm {
 
   u32 IsPTZAvailable(IIPParams*) override { return 1; }
   i32 GetCapabilities(CPtzCapabilities*) override { return 1; }
-  u32 GetPtzProtocol() override { return protocol; }
+  u32 GetPtzProtocol() override { return 1; }
   bool StorePreset(u32) override { return true; }
   bool GotoPreset(u32, u32) override { return true; }
   bool DeletePreset(u32) override { return true; }
-  std::string StopText() const { return Commands().StopCommand(); }
 
-  u32 protocol = 1;
   HostLog items;
   platform::Event goOn{true, true};
 
@@ -83,25 +81,6 @@ TEST(CBasePTZComm, RefusesWithAMessageWhileItIsClosed) {
     EXPECT_EQ(comm.Close(), 1);
     EXPECT_EQ(fixture.messages.Text(), "");
   }
-}
-
-TEST(CBasePTZComm, OpensOnceAndReadsTheProtocolEachTime) {
-  PtzFixture fixture("1");
-  Comm comm(fixture.handler.get());
-  EXPECT_EQ(comm.StopText(), "");
-  EXPECT_EQ(comm.Open(), 1);
-  EXPECT_EQ(comm.StopText(), "/serial.cgi?action=apply&port=2&write=0100FF");
-  comm.protocol = 2;
-  EXPECT_EQ(comm.Open(), 1);
-  EXPECT_EQ(comm.StopText(), "/serial.cgi?action=apply&port=2&write=FF010000000001");
-  EXPECT_EQ(comm.Close(), 1);
-
-  // A thread of the object's that isn't Open's is as good as one that can't be made.
-  ASSERT_TRUE(comm.Start("other"));
-  EXPECT_EQ(comm.Open(), -1);
-  EXPECT_EQ(Take(fixture.messages), "OnDebugInfo 1 sarnevo::CBasePTZComm::Open: unable to create thread\n");
-  comm.Stop();
-  EXPECT_EQ(comm.Open(), 1);
 }
 
 }  // namespace

@@ -50,13 +50,9 @@ TEST(CPTZHandler, BuildsAChannelWhenItIsAskedForIt) {
   ASSERT_NE(second, nullptr);
   EXPECT_EQ(Take(fixture.camera.requests), kQuestion);
   EXPECT_EQ(fixture.folder.List(), Files{"Kolvex_00:11:22:aB.preset"}) << "the address as it is";
-  EXPECT_EQ(fixture.handler->GetPTZApiEx(1), second);
   EXPECT_EQ(fixture.handler->GetPTZApi(1), second);
-  EXPECT_EQ(Take(fixture.camera.requests), "");
-
   IIPPTZApiEx* const first = fixture.handler->GetPTZApiEx(0);
   ASSERT_NE(first, nullptr);
-  EXPECT_NE(first, second);
   EXPECT_EQ(Take(fixture.camera.requests), kQuestion);
 
   // One file for both, a part of its own for each.
@@ -87,8 +83,6 @@ TEST(CPTZHandler, GoesOnWithoutItsFile) {
     EXPECT_EQ(Take(fixture.camera.requests, 1), "FF010004200025\n") << address;
     EXPECT_EQ(control.AddPreposition("a"), -18) << address;
     EXPECT_EQ(fixture.folder.List(), Files{}) << address;
-    fixture.Restart();
-    EXPECT_EQ(fixture.Control().GetPrepositionCount(), 0U) << address;
   }
 }
 
