@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
-#include <cstring>
 #include <functional>
 #include <random>
 #include <linux/capability.h>
@@ -16,6 +15,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "prepositions/ListFixture.h"
@@ -56,50 +56,25 @@ struct Model {
 
 std::string StoredState(const std::string& folder) { return Model::Of(folder).State(); }
 
-// Where a process that will be killed writes down what it is doing: operation k leads from state k - 1 to
-// state k. A state is complete before the operation is announced, and stays until two further ones.
-struct Diary {
-  std::atomic<u32> operation{0};
-  char states[3][16 * 1024];
-
-  static Diary* Share() {
-    void* memory = mmap(nullptr, sizeof(Diary), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    return memory == MAP_FAILED ? nullptr : new (memory) Diary;
-  }
-  void Begin(const std::string& state) { std::strcpy(states[0], state.c_str()); }
-  void Announce(const std::string& next) {
-    const u32 number = operation.load() + 1;
-    std::strcpy(states[number % 3], next.c_str());
-    operation.store(number);
-  }
-  std::string Before() const { return states[(operation.load() + 2) % 3]; }
-  std::string After() const { return states[operation.load() % 3]; }
-};
-
-// Adds, renames and deletes at random, a few positions at a time. No name twice: the list would find the
-// lowest slot of a doubled name, the model another.
-void Work(List& list, Model& model, std::mt19937& random, Diary& diary) {
+// What is done next to a list: an add, a rename or a delete at random, a few positions at a time, which @p model
+// has seen already. No name twice: the list would find the lowest slot of a doubled name, the model another.
+std::function<void(List&)> NextOperation(Model& model, std::mt19937& random) {
   const std::wstring name = L"p" + std::to_wstring(random()) + L"-" + std::to_wstring(random()) +
                             std::wstring(random() % 300, L'\u20ac');
-  const u32 choice = static_cast<u32>(random() % 3);
-  if (choice == 0 && !model.entries.empty()) {
-    const auto victim = model.entries.begin() + static_cast<std::ptrdiff_t>(random() % model.entries.size());
+  const auto choice = static_cast<u32>(random() % 3);
+  const std::size_t count = model.entries.size();
+  if (count == 12 || (choice == 0 && count > 0)) {
+    const auto victim = model.entries.begin() + static_cast<std::ptrdiff_t>(random() % count);
     const std::wstring old = victim->first;
     model.entries.erase(victim);
-    diary.Announce(model.State());
-    list.DeletePreposition(old);
-  } else if (choice == 1 && !model.entries.empty()) {
-    auto& entry = model.entries[random() % model.entries.size()];
-    list.SelectPreposition(entry.first, 0);
-    entry.first = name;
-    diary.Announce(model.State());
-    list.AddPreposition(name);
-  } else if (model.entries.size() < 12) {
-    list.ClearCurrentPreposition();
-    model.entries.emplace_back(name, model.FreeSlot());
-    diary.Announce(model.State());
-    list.AddPreposition(name);
+    return [old](List& list) { list.DeletePreposition(old); };
   }
+  if (choice == 1 && count > 0) {
+    const std::wstring old = std::exchange(model.entries[random() % count].first, name);
+    return [old, name](List& list) { list.SelectPreposition(old, 0), list.AddPreposition(name); };
+  }
+  model.entries.emplace_back(name, model.FreeSlot());
+  return [name](List& list) { list.ClearCurrentPreposition(), list.AddPreposition(name); };
 }
 
 // Runs @p body in a process of its own that ends with it.
@@ -154,39 +129,44 @@ bool KillAtStop(pid_t child, int stops, std::string& calls) {
 TEST(PresetCrash, AtAnyMomentLeavesTheFileBeforeOrAfterTheOperation) {
   const TempFolder folder;
   OpenReader(folder.Path());
-  Diary* const diary = Diary::Share();
-  ASSERT_NE(diary, nullptr);
+  void* const shared = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(shared, MAP_FAILED);
+  auto& operation = *new (shared) std::atomic<u32>;  // the one in progress, from 1
   std::mt19937 random(20240229);
   u32 operations = 0;
   for (int round = 0; round < kKills; ++round) {
-    const std::string start = StoredState(folder.Path());
-    new (diary) Diary;
-    diary->Begin(start);
-    const auto seed = static_cast<u32>(random());
+    Model model = Model::Of(folder.Path());
+    operation = 0;
+    std::mt19937 own(static_cast<u32>(random()));
     const pid_t child = Fork([&] {
       FakeCamera camera;
       List list(&camera, OpenReader(folder.Path()));
-      Model model = Model::Of(folder.Path());
-      for (std::mt19937 own(seed);;) {
-        Work(list, model, own, *diary);
+      for (;;) {
+        const auto next = NextOperation(model, own);
+        ++operation;
+        next(list);
       }
     });
     // In its start-up the kill would prove nothing.
-    const u32 operation = 1 + static_cast<u32>(random() % 5);
-    while (diary->operation.load() < operation) {
+    const u32 least = 1 + static_cast<u32>(random() % 5);
+    while (operation < least) {
       usleep(50);
     }
     usleep(static_cast<useconds_t>(random() % 3'000));
     kill(child, SIGKILL);
     ASSERT_TRUE(WIFSIGNALED(WaitFor(child)));
+    std::string before;
+    for (u32 i = 0; i < operation; ++i) {  // what the child had in mind, told again
+      before = model.State();
+      NextOperation(model, own);
+    }
     const std::string found = StoredState(folder.Path());
-    ASSERT_TRUE(found == diary->After() || (diary->operation.load() > 0 && found == diary->Before()))
-        << "round " << round << "\nfound  " << found << "\nbefore " << diary->Before() << "\nafter  "
-        << diary->After();
-    operations += diary->operation.load();
+    ASSERT_TRUE(found == before || found == model.State())
+        << "round " << round << "\nfound  " << found << "\nbefore " << before << "\nafter  " << model.State();
+    operations += operation;
   }
   EXPECT_GT(operations, 2U * kKills);
-  munmap(diary, sizeof(Diary));
+  munmap(shared, 4096);
 }
 
 TEST(PresetCrash, BetweenAnyTwoSystemCallsLeavesTheFileBeforeOrAfterTheOperation) {
@@ -264,7 +244,6 @@ TEST(PresetCrash, FullDiskAndReadOnlyFolderLeaveTheFileBeforeOrAfterTheOperation
     FakeCamera camera;
     List list(&camera, OpenReader(path));
     Model model;
-    Diary diary;
     std::mt19937 random(7);
     int failures = 0;
     for (int round = 0; round < 600; ++round) {
@@ -274,7 +253,7 @@ TEST(PresetCrash, FullDiskAndReadOnlyFolderLeaveTheFileBeforeOrAfterTheOperation
       ASSERT_EQ(
           mount(nullptr, path, nullptr, 0UL + MS_REMOUNT + (readOnly ? 0UL + MS_RDONLY : 0UL), "size=128k"), 0);
       const std::string before = StoredState(path);
-      Work(list, model, random, diary);
+      NextOperation(model, random)(list);
       const std::string found = StoredState(path);
       ASSERT_TRUE(found == before || found == model.State())
           << round << "\nfound  " << found << "\nbefore " << before;

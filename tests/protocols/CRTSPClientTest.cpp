@@ -147,6 +147,9 @@ TEST(CRTSPClient, RepliesAreReadByPosition) {
   const std::string longDescribed = ok + "CSeq: 1\r\n" + longLine + longLine + longLine + "L: 0\r\n" + longLine;
   const std::string longPrepared = ok + "CSeq: 2\r\n" + longLine + kTransport + longLine + longLine;
   const std::string missingSession = Head(1, 2) + "Transport: x\r\nSession: 1\r\n";
+  const auto transport = [](const std::string& ports) {
+    return Head(1, 2) + "Transport: RTP/AVP;unicast;" + ports + "\r\nSession: 1\r\n\r\n";
+  };
   const struct {
     const char* name;
     std::string operations;
@@ -163,6 +166,17 @@ TEST(CRTSPClient, RepliesAreReadByPosition) {
        "ds"},
       {"a refusal of one line leaves it in step", "DS", 1, {"RTSP/1.0 404 No\r\n", Prepared(1)}, "dS"},
       {"no number behind CSeq", "S", 1, {ok + "CSeq:\r\n" + kTransport + "Session: 1\r\n\r\n"}, "s"},
+      {"200 anywhere in the status line is enough",
+       "S",
+       1,
+       {"RTSP/1.0 404 see200" + Prepared(1).substr(15)},
+       "S"},
+      {"a version of 15 characters", "S", 1, {"ABCDEFGHIJKLMNO" + Prepared(1).substr(8)}, "s"},
+      {"a port of 0", "S", 1, {transport("client_port=3556-0;server_port=1-2")}, "s"},
+      {"a negative port", "S", 1, {transport("client_port=-1-2;server_port=1-2")}, "s"},
+      {"no client's ports", "S", 1, {transport("server_port=1-2")}, "s"},
+      {"no camera's ports", "S", 1, {transport("client_port=1-2;")}, "s"},
+      {"half of the camera's ports", "S", 1, {transport("client_port=1-2;server_port=6000-")}, "s"},
       {"a line more as for group 2", "S", 1, {Prepared(2)}, "s"},
       {"a line less as for group 1", "S", 2, {Prepared(1)}, "s"},
       {"Session in front of Transport", "S", 1, {Head(1, 2) + "Session: 1\r\n" + kTransport + "\r\n"}, "s"},
@@ -171,10 +185,8 @@ TEST(CRTSPClient, RepliesAreReadByPosition) {
       {"what stands behind a zero byte doesn't count", "S", 1, {"RTSP/1.0 \0 200 OK\r\n"s}, "s"},
       {"long lines everywhere", "DSP", 2, {longDescribed, longPrepared, Played(2)}, "DSP"},
       {"no length counts as the last one, 0", "DS", 1, {body + "L: none\r\n\r\n", Prepared(1)}, "DS"},
-      {"a large body", "DS", 1, {body + "L: 5000\r\n\r\n" + std::string(5000, 'b'), Prepared(1)}, "DS"},
       {"a negative length", "D", 1, {body + "L: -1\r\n\r\n"}, "d"},
       {"a length beyond belief", "D", 1, {body + "L: 65537\r\n\r\n"}, "d"},
-      {"a length beyond 32 bits", "D", 1, {body + "L: 99999999999\r\n\r\n"}, "d"},
       {"a header of one word fails before the next line is read", "D", 1, {Head(1, 1) + "a:\r\n"}, "d"},
   };
   for (const auto& each : kCases) {
