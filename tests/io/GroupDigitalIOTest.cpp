@@ -25,11 +25,9 @@ namespace sarnevo {
 namespace {
 
 using kolvex_test::Eventually;
-
 using kolvex_test::HttpReplies;
-using kolvex_test::ScriptedServer;
-
 using kolvex_test::kStopSlack;
+using kolvex_test::ScriptedServer;
 constexpr u32 kPollMs = 5;
 
 std::string Reply(const std::string& body, const std::string& status = "200 OK") {
@@ -85,12 +83,10 @@ TEST(GroupDigitalIO, SendsOutputsInTheWordsOfItsGroup) {
                                   "GET /SetGPIO.cgi?Out2STA=1 HTTP/1.1\nGET /SetGPIO.cgi?Out1STA=1 HTTP/1.1\n");
     EXPECT_EQ(f.log.Text(), "");
   }
-  for (const char* const status : {"401 Unauthorized", "404 Not Found", "500 Error"}) {
-    HttpReplies camera([&](const std::string&) { return Reply("ret=1", status); });
-    Fixture f(1, camera.Port(), 0, 1);
-    ASSERT_TRUE(f.io->Start());
-    EXPECT_EQ(Awaited(f.log, "failure\n"), "failure\n") << status;
-  }
+  HttpReplies refusing([](const std::string&) { return Reply("ret=1", "404 Not Found"); });
+  Fixture f(1, refusing.Port(), 0, 1);
+  ASSERT_TRUE(f.io->Start());
+  EXPECT_EQ(Awaited(f.log, "failure\n"), "failure\n");
 }
 
 TEST(GroupDigitalIO, ReadsInputsFromReplies) {

@@ -87,7 +87,7 @@ TEST(CIOBase, ForgetsAllStatesWhenAnOutputFails) {
   Fixture f(1, 2);
   ASSERT_TRUE(f.io->Start());
   f.io->AwaitPoll();
-  ASSERT_TRUE(Eventually([&] { return f.io->Outputs().size() == 2; }));
+  ASSERT_TRUE(f.log.WaitFor("output 1 to 1"));
   f.log.Clear();
   f.io->writesFail = true;
   EXPECT_TRUE(f.io->SetOutput(0, IOStateHigh));

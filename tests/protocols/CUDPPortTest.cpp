@@ -19,7 +19,6 @@
 #include "platform/Clock.h"
 #include "support/Eventually.h"
 #include "support/HostLog.h"
-#include "threads/HostCall.h"
 
 namespace sarnevo {
 namespace {
@@ -219,35 +218,6 @@ TEST(CUDPPort, ACallbackMayCloseReopenAndDestroyThePort) {
     EXPECT_EQ(user.calls.Text(),
               (onTimeout ? "ReceiveTimeout"s : "DataReceived 10 byte 1 from 9"s) + "\nSocketClosed\ngone\n");
   }
-}
-
-// A host that stops its channel from inside a callback gives its thread up; the port is destroyed by another
-// thread, which doesn't wait, and the thread never comes back to it.
-TEST(CUDPPort, AReceiveThreadThatWasGivenUpIsNotWaitedForAndTouchesNothing) {
-  FakeUser user;
-  Event givenUp, goOn, over;
-  std::atomic<bool> cameBack{false};
-  auto port = std::make_unique<CUDPPort>();
-  port->SetUser(&user);
-  user.onData = [&](CUDPPort*) {
-    CallHost(
-        [&] {
-          EXPECT_TRUE(platform::current_thread::Abandon());
-          givenUp.Set();
-          goOn.Wait();
-        },
-        [&] { over.Set(); });
-    cameBack = true;
-  };
-  ASSERT_EQ(port->Open(kLocal, 0), CUDPPort::Opened);
-  Sender sender;
-  sender.Send(*port, 10, 1);
-  ASSERT_EQ(givenUp.Wait(20s), platform::WaitResult::Signalled);
-  port.reset();
-  goOn.Set();
-  ASSERT_EQ(over.Wait(20s), platform::WaitResult::Signalled);
-  EXPECT_FALSE(cameBack);
-  EXPECT_EQ(user.calls.Text(), "DataReceived 10 byte 1 from 9\nSocketClosed\n");
 }
 
 }  // namespace
