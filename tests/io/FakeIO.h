@@ -4,8 +4,6 @@
 
 #include <atomic>
 #include <functional>
-#include <map>
-#include <mutex>
 #include <string>
 
 #include "io/CIOBase.h"
@@ -29,10 +27,6 @@ class FakeIO : public CIOBase {
     const u32 seen = polls;
     EXPECT_TRUE(kolvex_test::Eventually([&] { return polls >= seen + 2; }));
   }
-  std::map<u32, u32> Outputs() const {
-    const std::lock_guard guard(lock_);
-    return outputs_;
-  }
 
   std::atomic<u32> polls{0};
   std::atomic<u32> highInputs{0};  // a bit for each of the first 32 inputs
@@ -49,8 +43,6 @@ class FakeIO : public CIOBase {
       return false;
     }
     log_.Add("output " + std::to_string(index) + " to " + std::to_string(state));
-    const std::lock_guard guard(lock_);
-    outputs_[index] = state;
     return true;
   }
 
@@ -65,8 +57,6 @@ class FakeIO : public CIOBase {
 
  private:
   HostLog& log_;
-  mutable std::mutex lock_;
-  std::map<u32, u32> outputs_;  // under lock_
 };
 
 }  // namespace sarnevo

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
-#include <cstring>
 #include <functional>
 #include <random>
 #include <linux/capability.h>
@@ -16,6 +15,7 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "prepositions/ListFixture.h"
@@ -56,53 +56,25 @@ struct Model {
 
 std::string StoredState(const std::string& folder) { return Model::Of(folder).State(); }
 
-// Where a process that will be killed writes down what it is doing: operation k leads from state k - 1 to
-// state k. A state is complete before the operation is announced, and stays until two further ones.
-struct Diary {
-  std::atomic<u32> operation{0};
-  char states[3][16 * 1024];
-
-  static Diary* Share() {
-    void* memory = mmap(nullptr, sizeof(Diary), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    return memory == MAP_FAILED ? nullptr : new (memory) Diary;
-  }
-  void Begin(const std::string& state) { std::strcpy(states[0], state.c_str()); }
-  void Announce(const std::string& next) {
-    const u32 number = operation.load() + 1;
-    std::strcpy(states[number % 3], next.c_str());
-    operation.store(number);
-  }
-  std::string Before() const { return states[(operation.load() + 2) % 3]; }
-  std::string After() const { return states[operation.load() % 3]; }
-};
-
-// Adds, renames and deletes at random, a few positions at a time. No name twice: the list would find the
-// lowest slot of a doubled name, the model another. False when the list told of a failure.
-bool Work(List& list, Model& model, std::mt19937& random, Diary& diary) {
+// What is done next to a list: an add, a rename or a delete at random, a few positions at a time, which @p model
+// has seen already. No name twice: the list would find the lowest slot of a doubled name, the model another.
+std::function<void(List&)> NextOperation(Model& model, std::mt19937& random) {
   const std::wstring name = L"p" + std::to_wstring(random()) + L"-" + std::to_wstring(random()) +
                             std::wstring(random() % 300, L'\u20ac');
-  const u32 choice = static_cast<u32>(random() % 3);
-  if (choice == 0 && !model.entries.empty()) {
-    const auto victim = model.entries.begin() + static_cast<std::ptrdiff_t>(random() % model.entries.size());
+  const auto choice = static_cast<u32>(random() % 3);
+  const std::size_t count = model.entries.size();
+  if (count == 12 || (choice == 0 && count > 0)) {
+    const auto victim = model.entries.begin() + static_cast<std::ptrdiff_t>(random() % count);
     const std::wstring old = victim->first;
     model.entries.erase(victim);
-    diary.Announce(model.State());
-    return list.DeletePreposition(old);
+    return [old](List& list) { list.DeletePreposition(old); };
   }
-  if (choice == 1 && !model.entries.empty()) {
-    auto& entry = model.entries[random() % model.entries.size()];
-    list.SelectPreposition(entry.first, 0);
-    entry.first = name;
-    diary.Announce(model.State());
-    return list.AddPreposition(name) == 1;
+  if (choice == 1 && count > 0) {
+    const std::wstring old = std::exchange(model.entries[random() % count].first, name);
+    return [old, name](List& list) { list.SelectPreposition(old, 0), list.AddPreposition(name); };
   }
-  if (model.entries.size() < 12) {
-    list.ClearCurrentPreposition();
-    model.entries.emplace_back(name, model.FreeSlot());
-    diary.Announce(model.State());
-    return list.AddPreposition(name) == 1;
-  }
-  return true;
+  model.entries.emplace_back(name, model.FreeSlot());
+  return [name](List& list) { list.ClearCurrentPreposition(), list.AddPreposition(name); };
 }
 
 // Runs @p body in a process of its own that ends with it.
@@ -140,21 +112,13 @@ bool KillAtStop(pid_t child, int stops, std::string& calls) {
     struct __ptrace_syscall_info info = {};
     ptrace(PTRACE_GET_SYSCALL_INFO, child, sizeof(info), &info);
     if (info.op == PTRACE_SYSCALL_INFO_ENTRY) {
-      switch (info.entry.nr) {
-        case SYS_write:
-          // Sanitizers write a few bytes into pipes of their own.
-          calls += info.entry.args[2] > 40 ? "write " : "";
-          break;
-        case SYS_fsync:
-          calls += "flush ";
-          break;
-        case SYS_linkat:
-          calls += "keep ";
-          break;
-        case SYS_renameat:
-          calls += "rename ";
-          break;
-      }
+      const auto number = info.entry.nr;
+      // Sanitizers write a few bytes into pipes of their own.
+      calls += number == SYS_write      ? info.entry.args[2] > 40 ? "write " : ""
+               : number == SYS_fsync    ? "flush "
+               : number == SYS_linkat   ? "keep "
+               : number == SYS_renameat ? "rename "
+                                        : "";
     }
   }
   kill(child, SIGKILL);
@@ -165,39 +129,44 @@ bool KillAtStop(pid_t child, int stops, std::string& calls) {
 TEST(PresetCrash, AtAnyMomentLeavesTheFileBeforeOrAfterTheOperation) {
   const TempFolder folder;
   OpenReader(folder.Path());
-  Diary* const diary = Diary::Share();
-  ASSERT_NE(diary, nullptr);
+  void* const shared = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(shared, MAP_FAILED);
+  auto& operation = *new (shared) std::atomic<u32>;  // the one in progress, from 1
   std::mt19937 random(20240229);
   u32 operations = 0;
   for (int round = 0; round < kKills; ++round) {
-    const std::string start = StoredState(folder.Path());
-    new (diary) Diary;
-    diary->Begin(start);
-    const auto seed = static_cast<u32>(random());
+    Model model = Model::Of(folder.Path());
+    operation = 0;
+    std::mt19937 own(static_cast<u32>(random()));
     const pid_t child = Fork([&] {
       FakeCamera camera;
       List list(&camera, OpenReader(folder.Path()));
-      Model model = Model::Of(folder.Path());
-      for (std::mt19937 own(seed);;) {
-        Work(list, model, own, *diary);
+      for (;;) {
+        const auto next = NextOperation(model, own);
+        ++operation;
+        next(list);
       }
     });
     // In its start-up the kill would prove nothing.
-    const u32 operation = 1 + static_cast<u32>(random() % 5);
-    while (diary->operation.load() < operation) {
+    const u32 least = 1 + static_cast<u32>(random() % 5);
+    while (operation < least) {
       usleep(50);
     }
     usleep(static_cast<useconds_t>(random() % 3'000));
     kill(child, SIGKILL);
     ASSERT_TRUE(WIFSIGNALED(WaitFor(child)));
+    std::string before;
+    for (u32 i = 0; i < operation; ++i) {  // what the child had in mind, told again
+      before = model.State();
+      NextOperation(model, own);
+    }
     const std::string found = StoredState(folder.Path());
-    ASSERT_TRUE(found == diary->After() || (diary->operation.load() > 0 && found == diary->Before()))
-        << "round " << round << "\nfound  " << found << "\nbefore " << diary->Before() << "\nafter  "
-        << diary->After();
-    operations += diary->operation.load();
+    ASSERT_TRUE(found == before || found == model.State())
+        << "round " << round << "\nfound  " << found << "\nbefore " << before << "\nafter  " << model.State();
+    operations += operation;
   }
   EXPECT_GT(operations, 2U * kKills);
-  munmap(diary, sizeof(Diary));
+  munmap(shared, 4096);
 }
 
 TEST(PresetCrash, BetweenAnyTwoSystemCallsLeavesTheFileBeforeOrAfterTheOperation) {
@@ -275,7 +244,6 @@ TEST(PresetCrash, FullDiskAndReadOnlyFolderLeaveTheFileBeforeOrAfterTheOperation
     FakeCamera camera;
     List list(&camera, OpenReader(path));
     Model model;
-    Diary diary{};
     std::mt19937 random(7);
     int failures = 0;
     for (int round = 0; round < 600; ++round) {
@@ -285,26 +253,18 @@ TEST(PresetCrash, FullDiskAndReadOnlyFolderLeaveTheFileBeforeOrAfterTheOperation
       ASSERT_EQ(
           mount(nullptr, path, nullptr, 0UL + MS_REMOUNT + (readOnly ? 0UL + MS_RDONLY : 0UL), "size=128k"), 0);
       const std::string before = StoredState(path);
-      const std::size_t count = model.entries.size();
-      const bool told = Work(list, model, random, diary);
+      NextOperation(model, random)(list);
       const std::string found = StoredState(path);
       ASSERT_TRUE(found == before || found == model.State())
           << round << "\nfound  " << found << "\nbefore " << before;
       failures += found != model.State();
-      if (model.entries.size() >= count) {  // a delete counts as done all the same
-        EXPECT_EQ(told, found == model.State()) << "round " << round;
-      }
       ASSERT_EQ(mount(nullptr, path, nullptr, MS_REMOUNT, "size=128k"), 0);
       EXPECT_EQ(std::filesystem::remove(folder / "filler"), true);
       EXPECT_EQ(folder.List(), std::set<std::string>{"p.preset"}) << "nothing half-done stays";
       if (found != model.State()) {
         // With room again the next save carries all that gathered in memory.
         list.ClearCurrentPreposition();
-        model.entries.emplace_back(L"x", model.FreeSlot());
-        ASSERT_EQ(list.AddPreposition(L"x"), 1);
-        ASSERT_EQ(StoredState(path), model.State());
-        model.entries.pop_back();
-        ASSERT_TRUE(list.DeletePreposition(L"x"));
+        ASSERT_TRUE(list.AddPreposition(L"x") == 1 && list.DeletePreposition(L"x"));
         ASSERT_EQ(StoredState(path), model.State());
       }
     }
@@ -316,81 +276,56 @@ TEST(PresetCrash, FullDiskAndReadOnlyFolderLeaveTheFileBeforeOrAfterTheOperation
 
 // As a host without a right, whichever user runs the test: the capabilities that go past rights are given up.
 TEST(PresetCrash, AFileWithoutTheRightToReadOrWriteItIsLeftAsItIs) {
-  const TempFolder folder;
-  OpenReader(folder.Path())->Write(0, 0, {L"a", 0});
-  const std::string whole = folder.Read("p.preset");
-  for (const std::string& content : {whole, std::string("<Kolvex><torn")}) {
-    for (const mode_t mode : {0000, 0200, 0444}) {
-      SCOPED_TRACE(content + (mode == 0444 ? " read-only" : " unreadable"));
+  for (const mode_t mode : {0000, 0200, 0444}) {
+    for (const char* const content : {"<Kolvex><torn", "<Kolvex/>"}) {
+      const TempFolder folder;
       folder.Write("p.preset", content);
       ASSERT_EQ(chmod((folder / "p.preset").c_str(), mode), 0);
-      EXPECT_EQ(WaitFor(Fork([&] {
-                  __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
-                  __user_cap_data_struct none[2] = {};
-                  ASSERT_EQ(syscall(SYS_capset, &header, none), 0);
-                  FakeCamera camera;
-                  List list(&camera, OpenReader(folder.Path()));
-                  EXPECT_EQ(list.Names(), mode == 0444 && content == whole ? "a," : "");
-                  EXPECT_EQ(list.AddPreposition(L"b"), -18);
-                })),
-                0);
+      const pid_t child = Fork([&] {
+        __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+        __user_cap_data_struct none[2] = {};
+        ASSERT_EQ(syscall(SYS_capset, &header, none), 0);
+        FakeCamera camera;
+        EXPECT_EQ(List(&camera, OpenReader(folder.Path())).AddPreposition(L"b"), -18);
+      });
+      EXPECT_EQ(WaitFor(child), 0) << content << mode;
       ASSERT_EQ(chmod((folder / "p.preset").c_str(), 0644), 0);
-      EXPECT_EQ(folder.Read("p.preset"), content);
+      EXPECT_EQ(folder.Read("p.preset"), content) << mode;
       EXPECT_EQ(folder.List(), std::set<std::string>{"p.preset"});
     }
   }
 }
 
-// Each has a document of its own: the last one to save wins, with all of its names and none of the other's.
-TEST(PresetCrash, TwoWritersOfOneFileNeverTearItAndTheLastToSaveWins) {
-  for (const bool processes : {false, true}) {
-    SCOPED_TRACE(processes ? "two processes" : "two drivers in one process");
-    const TempFolder folder;
-    OpenReader(folder.Path());
-    Diary* const diaries[] = {Diary::Share(), Diary::Share()};
-    std::atomic<int> running{2};
-    const auto write = [&](u32 number) {
-      FakeCamera camera;
-      List list(&camera, OpenReader(folder.Path()));
-      for (u32 i = 0; i < 150; ++i) {
-        list.ClearCurrentPreposition();
-        const std::wstring name = std::to_wstring(number) + L"-" + std::to_wstring(i) + std::wstring(i, L'x');
-        EXPECT_EQ(list.AddPreposition(name), 1);
-        if (i != 149) {
-          EXPECT_TRUE(list.DeletePreposition(name));
-        }
-      }
-      diaries[number]->Announce(list.Names());
-      --running;
-    };
-    int torn = 0;
-    const auto look = [&] { torn += StoredState(folder.Path()) == "(not whole)"; };
-    if (processes) {
-      pid_t children[] = {Fork([&] { write(0); }), Fork([&] { write(1); })};
-      for (const pid_t child : children) {
-        int status = 0;
-        while (waitpid(child, &status, WNOHANG) != child) {
-          look();
-        }
-        EXPECT_EQ(status, 0);
-      }
-    } else {
-      std::thread first(write, 0U), second(write, 1U);
-      while (running.load() != 0) {
-        look();
-      }
-      first.join();
-      second.join();
-    }
-    EXPECT_EQ(torn, 0);
+// Two drivers in one process and a third in another, each with a document of its own: the last one to save wins,
+// with all of its names and none of the others'.
+TEST(PresetCrash, WritersOfOneFileNeverTearItAndTheLastToSaveWins) {
+  const TempFolder folder;
+  OpenReader(folder.Path());
+  const auto write = [&](u32 number) {
     FakeCamera camera;
-    const std::string found = List(&camera, OpenReader(folder.Path())).Names();
-    std::string last[] = {diaries[0]->After(), diaries[1]->After()};
-    for (auto& state : last) {
-      std::erase(state, '*');
+    List list(&camera, OpenReader(folder.Path()));
+    std::wstring name;
+    for (u32 i = 0; i < 150; ++i) {
+      list.DeletePreposition(name);
+      name = std::to_wstring(number) + std::wstring(i, L'x');
+      EXPECT_EQ(list.AddPreposition(name), 1);
     }
-    EXPECT_TRUE(found == last[0] || found == last[1]) << found;
+  };
+  const pid_t children[] = {Fork([&] {
+                              std::thread second(write, 1U);
+                              write(0);
+                              second.join();
+                            }),
+                            Fork([&] { write(2); })};
+  for (const pid_t child : children) {
+    int status = 0;
+    while (waitpid(child, &status, WNOHANG) != child) {
+      ASSERT_NE(StoredState(folder.Path()), "(not whole)");
+    }
+    EXPECT_EQ(status, 0);
   }
+  const std::string found = StoredState(folder.Path());
+  EXPECT_EQ(found.substr(1), std::string(149, 'x') + "=0,");
 }
 
 }  // namespace

@@ -46,7 +46,6 @@ std::string Prepared(int group, int cseq = 2) {
   return Head(group, cseq) + kTransport + "Session: 1234;timeout=60\r\n\r\n";
 }
 std::string Played(int group, int cseq = 3) { return Head(group, cseq) + "Session: 1234\r\n\r\n"; }
-std::string TornDown(int group) { return Head(group, 5) + "\r\n"; }
 
 // One letter for each operation: Describe, Setup, Play, pAuse, Teardown; in the result small when it failed.
 std::string Perform(CRTSPClient& client, const std::string& operations, int group) {
@@ -125,113 +124,85 @@ Dialogue Talk(const std::string& operations, int group, const std::vector<std::s
 }
 
 TEST(CRTSPClient, AWholeStreamOfEitherGroupByteForByte) {
-  const Dialogue first = Talk("DSPAT", 1, {Described(1), Prepared(1), Played(1), Played(1, 4), TornDown(1)});
-  EXPECT_EQ(first.results, "DSPAT");
-  EXPECT_EQ(
-      first.requests,
-      "DESCRIBE rtsp://127.0.0.1:554/object.sdp RTSP/1.0\r\nCSeq: 1\r\n\r\n\n"
-      "SETUP rtsp://127.0.0.1:554/object.sdp/trackID=0 RTSP/1.0\r\nCSeq: 2\r\n"
-      "Transport: RTP/AVP;unicast;client_port=3556-3557\r\n\r\n\n"
-      "PLAY rtsp://127.0.0.1:554/object.sdp RTSP/1.0\r\nCSeq: 3\r\nSession: 1234;timeout=60\r\n\r\n\n"
-      "PAUSE rtsp://127.0.0.1:554/object.sdp RTSP/1.0\r\nCSeq: 4\r\nSession: 1234;timeout=60\r\n\r\n\n"
-      "TEARDOWN rtsp://127.0.0.1:554/object.sdp RTSP/1.0\r\nCSeq: 5\r\nSession: 1234;timeout=60\r\n\r\n\n");
-
-  const Dialogue second = Talk("DSPAT", 2, {Described(2), Prepared(2), Played(2), Played(2, 4), TornDown(2)});
-  EXPECT_EQ(second.results, "DSPAT");
-  EXPECT_EQ(second.requests,
-            "DESCRIBE rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 1\r\n\r\n\n"
-            "SETUP rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 2\r\n"
-            "Transport: RTP/AVP;unicast;client_port=3556-3557\r\n\r\n\n"
-            "PLAY rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 3\r\nSession: 1234;timeout=60\r\n\r\n\n"
-            "PAUSE rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 4\r\nSession: 1234;timeout=60\r\n\r\n\n"
-            "TEARDOWN rtsp://127.0.0.1:554/ RTSP/1.0\r\nCSeq: 5\r\nSession: 1234;timeout=60\r\n\r\n\n");
+  for (const int group : {1, 2}) {
+    const std::string url = group == 1 ? "rtsp://127.0.0.1:554/object.sdp" : "rtsp://127.0.0.1:554/";
+    const std::string track = group == 1 ? url + "/trackID=0" : url;
+    const std::string session = "Session: 1234;timeout=60\r\n\r\n\n";
+    const Dialogue dialogue = Talk(
+        "DSPAT", group, {Described(group), Prepared(group), Played(group), Played(group, 4), Played(group, 5)});
+    EXPECT_EQ(dialogue.results, "DSPAT");
+    EXPECT_EQ(dialogue.requests, "DESCRIBE " + url + " RTSP/1.0\r\nCSeq: 1\r\n\r\n\n" +  //
+                                     "SETUP " + track + " RTSP/1.0\r\nCSeq: 2\r\n" +
+                                     "Transport: RTP/AVP;unicast;client_port=3556-3557\r\n\r\n\n" + "PLAY " +
+                                     url + " RTSP/1.0\r\nCSeq: 3\r\n" + session +  //
+                                     "PAUSE " + url + " RTSP/1.0\r\nCSeq: 4\r\n" + session + "TEARDOWN " + url +
+                                     " RTSP/1.0\r\nCSeq: 5\r\n" + session);
+  }
 }
 
 TEST(CRTSPClient, RepliesAreReadByPosition) {
   const std::string ok = "RTSP/1.0 200 OK\r\n";
   const std::string body = "RTSP/1.0 200 OK\r\nCSeq: 1\r\na: b\r\nc: d\r\n";
   const std::string longLine = "X: " + std::string(10'000, 'x') + "\r\n";
-  const std::vector<std::string> rest = {Prepared(1)};
-  struct Case {
+  const std::string longDescribed = ok + "CSeq: 1\r\n" + longLine + longLine + longLine + "L: 0\r\n" + longLine;
+  const std::string longPrepared = ok + "CSeq: 2\r\n" + longLine + kTransport + longLine + longLine;
+  const std::string missingSession = Head(1, 2) + "Transport: x\r\nSession: 1\r\n";
+  const auto transport = [](const std::string& ports) {
+    return Head(1, 2) + "Transport: RTP/AVP;unicast;" + ports + "\r\nSession: 1\r\n\r\n";
+  };
+  const struct {
     const char* name;
     std::string operations;
     int group;
     std::vector<std::string> replies;
     std::string results;
-  };
-  const std::vector<Case> cases = {
+  } kCases[] = {
       {"one blank line in front is skipped", "DS", 1, {"\r\n" + Described(1), Prepared(1)}, "DS"},
       {"two blank lines are not", "D", 1, {"\r\n\r\n" + Described(1)}, "d"},
-      {"a line feed alone is no blank line", "D", 1, {"\n" + Described(1)}, "d"},
-      {"lines may end in a line feed alone",
+      {"the rest of a refusal is taken for the next reply",
+       "DS",
+       1,
+       {"RTSP/1.0 404 No\r\nCSeq: 1\r\n", Prepared(1)},
+       "ds"},
+      {"a refusal of one line leaves it in step", "DS", 1, {"RTSP/1.0 404 No\r\n", Prepared(1)}, "dS"},
+      {"no number behind CSeq", "S", 1, {ok + "CSeq:\r\n" + kTransport + "Session: 1\r\n\r\n"}, "s"},
+      {"200 anywhere in the status line is enough",
        "S",
        1,
-       {"RTSP/1.0 200 OK\nCSeq: 2\n" + kTransport + "Session: 1\n\n"},
+       {"RTSP/1.0 404 see200" + Prepared(1).substr(15)},
        "S"},
-      {"another status fails, and its rest is taken for the next reply",
-       "DS",
-       1,
-       {"RTSP/1.0 404 Not Found\r\nCSeq: 1\r\n\r\n", Prepared(1)},
-       "ds"},
-      {"a refusal of one line leaves the next reply in step",
-       "DS",
-       1,
-       {"RTSP/1.0 404 Not Found\r\n", Prepared(1)},
-       "dS"},
-      {"no number behind CSeq", "S", 1, {ok + "CSeq:\r\n" + kTransport + "Session: 1\r\n\r\n"}, "s"},
+      {"a version of 15 characters", "S", 1, {"ABCDEFGHIJKLMNO" + Prepared(1).substr(8)}, "s"},
+      {"a port of 0", "S", 1, {transport("client_port=3556-0;server_port=1-2")}, "s"},
+      {"a negative port", "S", 1, {transport("client_port=-1-2;server_port=1-2")}, "s"},
+      {"no client's ports", "S", 1, {transport("server_port=1-2")}, "s"},
+      {"no camera's ports", "S", 1, {transport("client_port=1-2;")}, "s"},
+      {"half of the camera's ports", "S", 1, {transport("client_port=1-2;server_port=6000-")}, "s"},
       {"a line more as for group 2", "S", 1, {Prepared(2)}, "s"},
       {"a line less as for group 1", "S", 2, {Prepared(1)}, "s"},
       {"Session in front of Transport", "S", 1, {Head(1, 2) + "Session: 1\r\n" + kTransport + "\r\n"}, "s"},
       {"an empty Session is none of our business", "S", 1, {Head(1, 2) + kTransport + "Session:\r\n\r\n"}, "S"},
-      {"no TEARDOWN after a failed SETUP",
-       "SPT",
-       1,
-       {Head(1, 2) + "Transport: x\r\nSession: 1\r\n", Played(1)},
-       "sPt"},
-      {"no TEARDOWN without a SETUP", "T", 1, {}, "t"},
-      {"a zero byte ends a line's text",
-       "S",
-       1,
-       {"RTSP/1.0 200 OK\0x\r\nCSeq: 2\0\r\n"s + kTransport + "Session: 1\r\n\r\n"},
-       "S"},
+      {"no TEARDOWN after a failed SETUP", "SPT", 1, {missingSession, Played(1)}, "sPt"},
       {"what stands behind a zero byte doesn't count", "S", 1, {"RTSP/1.0 \0 200 OK\r\n"s}, "s"},
-      {"long lines everywhere, and the next reply is in step",
-       "DSP",
-       2,
-       {ok + "CSeq: 1\r\n" + longLine + longLine + longLine + "L: 0\r\n" + longLine,
-        ok + "CSeq: 2\r\n" + longLine + kTransport + longLine + longLine,
-        "RTSP/1.0 200 OK" + std::string(70'000 - 4536, 'x') + "\r\n"},
-       "DSp"},
-      {"a body of no bytes", "DS", 1, {body + "L: 0\r\n\r\n", rest[0]}, "DS"},
-      {"no length counts as the last one, 0", "DS", 1, {body + "L: none\r\n\r\n", rest[0]}, "DS"},
-      {"a body larger than what is kept",
-       "DS",
-       1,
-       {body + "L: 5000\r\n\r\n" + std::string(5000, 'b'), rest[0]},
-       "DS"},
+      {"long lines everywhere", "DSP", 2, {longDescribed, longPrepared, Played(2)}, "DSP"},
+      {"no length counts as the last one, 0", "DS", 1, {body + "L: none\r\n\r\n", Prepared(1)}, "DS"},
       {"a negative length", "D", 1, {body + "L: -1\r\n\r\n"}, "d"},
       {"a length beyond belief", "D", 1, {body + "L: 65537\r\n\r\n"}, "d"},
-      {"a length beyond 32 bits", "D", 1, {body + "L: 99999999999\r\n\r\n"}, "d"},
       {"a header of one word fails before the next line is read", "D", 1, {Head(1, 1) + "a:\r\n"}, "d"},
   };
-  for (const Case& each : cases) {
+  for (const auto& each : kCases) {
     SCOPED_TRACE(each.name);
     EXPECT_EQ(Talk(each.operations, each.group, each.replies).results, each.results);
   }
 }
 
 TEST(CRTSPClient, TheCamerasCountAndSessionGoBack) {
-  const Dialogue seven = Talk("DS", 1, {Head(1, 7) + "a: b\r\nc: d\r\nL: 0\r\n\r\n", Prepared(1)});
-  EXPECT_NE(seven.requests.find("SETUP rtsp://127.0.0.1:554/object.sdp/trackID=0 RTSP/1.0\r\nCSeq: 8\r\n"),
-            std::string::npos);
   const Dialogue round = Talk("SP", 2, {Prepared(2, 2147483647), Played(2)});
-  EXPECT_EQ(round.results, "SP");
   EXPECT_NE(round.requests.find("\r\nCSeq: -2147483648\r\n"), std::string::npos);
   // 255 characters of a line count, three of which are the name.
   const Dialogue session =
-      Talk("SP", 1, {Head(1, 2) + kTransport + "S: " + std::string(300, 's') + "\r\n\r\n", Played(1)});
-  EXPECT_EQ(session.results, "SP");
-  EXPECT_NE(session.requests.find("\r\nSession: " + std::string(252, 's') + "\r\n\r\n"), std::string::npos);
+      Talk("SP", 1, {Head(1, 7) + kTransport + "S: " + std::string(300, 's') + "\r\n\r\n", Played(1)});
+  EXPECT_NE(session.requests.find("\r\nCSeq: 8\r\nSession: " + std::string(252, 's') + "\r\n\r\n"),
+            std::string::npos);
 }
 
 TEST(CRTSPClient, ACutReplyCountsAsFarAsItCame) {
@@ -244,32 +215,26 @@ TEST(CRTSPClient, ACutReplyCountsAsFarAsItCame) {
     ASSERT_EQ(Talk("S", 1, {whole.substr(0, length)}, Times(), true).results, length >= ports ? "S" : "s")
         << "closed behind " << whole.substr(0, length);
   }
-  for (const std::size_t length :
-       {std::size_t{0}, std::size_t{1}, ports, blankLine - 2, blankLine, blankLine + 1}) {
+  for (const std::size_t length : {std::size_t{0}, ports, blankLine, blankLine + 1}) {
     ASSERT_EQ(Talk("S", 1, {whole.substr(0, length)}, Times(40ms)).results, length > blankLine ? "S" : "s")
         << "silent behind " << whole.substr(0, length);
   }
-  // A line of which something came is whole at a time-out, a body too.
-  EXPECT_EQ(Talk("S", 1, {"RTSP/1.0 200 OK\r\nCSeq: 2\r\n" + kTransport + "S"}, Times(40ms)).results, "s");
+  // A body of which something came is whole at a time-out.
   const std::string described = Described(1);
   EXPECT_EQ(Talk("D", 1, {described.substr(0, described.size() - 9)}, Times(40ms)).results, "d");
   EXPECT_EQ(Talk("D", 1, {described.substr(0, described.size() - 8)}, Times(40ms)).results, "D");
 }
 
 TEST(CRTSPClient, AResetFailsTheLineThatItCuts) {
-  const std::string whole = Prepared(1);
-  const Camera camera({[&](Connection& connection) {
-                        connection.Send(whole.substr(0, whole.size() - 1));
-                        connection.Reset();
-                      }},
-                      true);
+  const std::string almost = Prepared(1).substr(0, Prepared(1).size() - 1);
+  const Camera camera({[&](Connection& connection) { connection.Send(almost), connection.Reset(); }}, true);
   CRTSPClient client(Times());
   ASSERT_TRUE(client.Connect(kCamera, kPort, 5000));
   EXPECT_EQ(Perform(client, "SP", 1), "sp");
 }
 
-TEST(CRTSPClient, RepliesThatComeByteByByteAreReadAndEndlessOnesGivenUp) {
-  const auto play = [](const Camera::Step& reply, const ProtocolTimes& times) {
+TEST(CRTSPClient, RepliesThatDripAreReadAndEndlessOnesGivenUp) {
+  const auto play = [](const Camera::Step& reply, const ProtocolTimes& times = Times()) {
     const Camera camera({reply, Send(Prepared(1))});
     CRTSPClient client(times);
     EXPECT_TRUE(client.Connect(kCamera, kPort, 5000));
@@ -278,7 +243,7 @@ TEST(CRTSPClient, RepliesThatComeByteByByteAreReadAndEndlessOnesGivenUp) {
   const auto drip = [](const std::string& text, platform::Milliseconds pause) {
     return [=](Connection& connection) { connection.Drip(text, pause); };
   };
-  EXPECT_EQ(play(drip(Described(1), 1ms), Times()), "DS");
+  EXPECT_EQ(play(drip(Described(1), 1ms)), "DS");
   ProtocolTimes impatient = Times();
   impatient.rtspReply = 100ms;
   EXPECT_EQ(play(drip(std::string(200, 'x'), 10ms), impatient), "ds");
@@ -286,33 +251,24 @@ TEST(CRTSPClient, RepliesThatComeByteByByteAreReadAndEndlessOnesGivenUp) {
   const std::string head = "RTSP/1.0 200 OK\r\nCSeq: 1\r\na: ";
   const std::string tail = "\nc: d\r\nL: 0\r\n\r\n";
   const std::size_t most = RtspReader::kMaxLineBytes - std::string("a: \n").size();
-  EXPECT_EQ(play(Send(head + std::string(most, 'x') + tail), Times()), "DS");
-  EXPECT_EQ(play(Send(head + std::string(most + 1, 'x') + tail), Times()).front(), 'd');
+  EXPECT_EQ(play(Send(head + std::string(most, 'x') + tail)), "DS");
+  EXPECT_EQ(play(Send(head + std::string(most + 1, 'x') + tail)).front(), 'd');
 }
 
 TEST(CRTSPClient, AConnectionThatNeverStandsCostsTheTimeOutAndAtLeastOneStep) {
   const Blackhole camera;
   ProtocolTimes times;
   times.rtspConnectStep = 60ms;
-  const auto elapsed = [&](u32 timeout) {
+  for (const u32 timeout : {0U, 200U}) {
     CRTSPClient client(times);
     const u64 began = platform::MonotonicMilliseconds();
     EXPECT_FALSE(client.Connect(kCamera, camera.Port(), timeout));
+    EXPECT_GE(platform::MonotonicMilliseconds() - began, timeout == 0 ? 60U : 180U) << "steps of 60";
     EXPECT_FALSE(client.Pause(true)) << "the socket is closed again";
-    return platform::MonotonicMilliseconds() - began;
-  };
-  EXPECT_GE(elapsed(0), 60U);
-  EXPECT_GE(elapsed(200), 180U) << "three steps of 60";
-}
-
-TEST(CRTSPClient, OnlyADottedAddressThatFitsIsConnectedTo) {
-  const Camera camera({});
-  CRTSPClient client(Times());
-  for (const char* const address :
-       {"127.000.000.0001", "127.0.0.1         ", "localhost", "", static_cast<const char*>(nullptr)}) {
-    EXPECT_FALSE(client.Connect(address, kPort, 100)) << (address != nullptr ? address : "null");
+    for (const char* const address : {"127.000.000.0001", "localhost", "", static_cast<const char*>(nullptr)}) {
+      EXPECT_FALSE(client.Connect(address, kPort, 100)) << (address != nullptr ? address : "null");
+    }
   }
-  EXPECT_TRUE(client.Connect(kCamera, kPort, 5000));
 }
 
 TEST(CRTSPClient, AnInterruptionEndsWhateverIsInProgressForGood) {

@@ -17,8 +17,8 @@
 #include <unistd.h>
 
 #include "platform/Clock.h"
+#include "support/Eventually.h"
 #include "support/HostLog.h"
-#include "threads/HostCall.h"
 
 namespace sarnevo {
 namespace {
@@ -36,26 +36,20 @@ class FakeUser : public IUDPPortUser {
   void DataReceived(CUDPPort* port, const sockaddr_in* from, u8* data, u32 size) override {
     calls.Add("DataReceived " + std::to_string(size) + " byte " + std::to_string(data[size - 1]) + " from " +
               std::to_string(ntohl(from->sin_addr.s_addr) & 0xFF));
-    if (onData) {
-      onData(port);
-    }
+    onData(port);
   }
   void ReceiveTimeout() override {
     calls.Add("ReceiveTimeout");
-    if (onTimeout) {
-      onTimeout();
-    }
+    onTimeout();
   }
   void SocketClosed(CUDPPort* port) override {
     calls.Add("SocketClosed");
-    if (onClosed) {
-      onClosed(port);
-    }
+    onClosed(port);
   }
 
-  std::function<void(CUDPPort*)> onData;
-  std::function<void()> onTimeout;
-  std::function<void(CUDPPort*)> onClosed;
+  std::function<void(CUDPPort*)> onData = [](CUDPPort*) {};
+  std::function<void()> onTimeout = [] {};
+  std::function<void(CUDPPort*)> onClosed = [](CUDPPort*) {};
   kolvex_test::HostLog calls;
 };
 
@@ -72,19 +66,12 @@ class Sender {
   Socket socket_ = Socket::CreateUdp();
 };
 
-// Waits until the process has no receive thread any more.
-bool ReceiveThreadsEnd() {
-  for (int i = 0; i < 2000; ++i) {
-    bool running = false;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-      std::string name;
-      std::getline(std::ifstream(task.path() / "comm"), name);
-      running = running || name == "KolvexRTP";
-    }
-    if (!running) {
+bool ReceiveThreadRuns() {
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string name;
+    if (std::getline(std::ifstream(task.path() / "comm"), name) && name == "KolvexRTP") {
       return true;
     }
-    platform::Sleep(10ms);
   }
   return false;
 }
@@ -93,7 +80,6 @@ TEST(CUDPPort, OpenTellsWhatIsWrongAndLeavesTheFirstBindingAlone) {
   FakeUser user;
   CUDPPort port;
   port.SetUser(&user);
-  EXPECT_TRUE(port.Close());
   for (const char* const address : {"", "1.2.3", "127.0.0.1.1.1.1.1", "127.0.0.x", "localhost", "10.0.0.256"}) {
     EXPECT_EQ(port.Open(address, 0), CUDPPort::InvalidAddress) << address;
   }
@@ -103,11 +89,9 @@ TEST(CUDPPort, OpenTellsWhatIsWrongAndLeavesTheFirstBindingAlone) {
   const u16 chosen = port.LocalPort();
   EXPECT_NE(chosen, 0);
   EXPECT_EQ(port.Open("x", 3556), CUDPPort::AlreadyOpen);
-  EXPECT_EQ(port.LocalPort(), chosen);
-
   CUDPPort second;
   EXPECT_EQ(second.Open(nullptr, chosen), CUDPPort::BindFailed);
-  EXPECT_EQ(second.LocalPort(), 0);
+  EXPECT_TRUE(port.Close());
   EXPECT_TRUE(port.Close());
   EXPECT_EQ(port.LocalPort(), 0);
   EXPECT_EQ(second.Open(nullptr, chosen), CUDPPort::Opened);
@@ -134,54 +118,41 @@ TEST(CUDPPort, AnOversizedDatagramIsLostAndTheNextFinds1024BytesMore) {
   // A wish that is smaller by up to 2048 keeps the room, one smaller by more doesn't.
   port.SetReadSize(5120 - 2048);
   sender.Send(port, 5120, 5);
-  EXPECT_TRUE(user.calls.WaitFor("", 4));
+  EXPECT_TRUE(user.calls.WaitFor("DataReceived 5120 byte 5"));
   port.SetReadSize(5120 - 2049);
   sender.Send(port, 3072, 6);
   sender.Send(port, 3071, 7);
-  EXPECT_TRUE(user.calls.WaitFor("", 5));
-  const std::string text = user.calls.Text();
-  EXPECT_EQ(text.substr(text.find("from 9\nDataReceived 5120 byte 5")),
-            "from 9\nDataReceived 5120 byte 5 from 9\nDataReceived 3071 byte 7 from 9\n");
-  EXPECT_EQ(port.ReadSize(), 4095U);
+  EXPECT_TRUE(user.calls.WaitFor("DataReceived 3071 byte 7"));
+  EXPECT_EQ(user.calls.Count(""), 5U);
 }
 
-TEST(CUDPPort, EachTimeOutIsReportedAndAnEmptyDatagramEndsReception) {
-  FakeUser user;
-  CUDPPort port(20ms);
-  port.SetUser(&user);
-  ASSERT_EQ(port.Open(kLocal, 0), CUDPPort::Opened);
-  EXPECT_TRUE(user.calls.WaitFor("", 3));
-  EXPECT_EQ(user.calls.Text(), "ReceiveTimeout\nReceiveTimeout\nReceiveTimeout\n");
-  Sender sender;
-  sender.Send(port, 0, 0);
-  ASSERT_TRUE(ReceiveThreadsEnd());
-  const std::string before = user.calls.Text();
-  EXPECT_TRUE(port.IsOpen());
-  port.Close();
-  EXPECT_EQ(user.calls.Text(), before + "SocketClosed\n");
-}
-
-TEST(CUDPPort, ASocketLayerThatGoesAwayIsReportedOnce) {
-  FakeUser user;
-  CUDPPort port(20ms);
-  port.SetUser(&user);
-  ASSERT_EQ(port.Open(kLocal, 0), CUDPPort::Opened);
-  EXPECT_TRUE(user.calls.WaitFor("", 1));
-  // Puts something that is no socket where the port's descriptor was.
-  const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
-  for (int descriptor = 3; descriptor < 256; ++descriptor) {
-    sockaddr_in local{};
-    socklen_t size = sizeof(local);
-    if (getsockname(descriptor, reinterpret_cast<sockaddr*>(&local), &size) == 0 &&
-        ntohs(local.sin_port) == port.LocalPort()) {
-      dup2(nothing, descriptor);
+TEST(CUDPPort, EachTimeOutIsReportedAndAnEmptyDatagramOrALostSocketEndsReception) {
+  for (const bool lost : {false, true}) {
+    FakeUser user;
+    CUDPPort port(20ms);
+    port.SetUser(&user);
+    ASSERT_EQ(port.Open(kLocal, 0), CUDPPort::Opened);
+    EXPECT_TRUE(user.calls.WaitFor("ReceiveTimeout", 3));
+    // Puts something that is no socket where the port's descriptor was.
+    const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
+    for (int descriptor = 3; lost && descriptor < 256; ++descriptor) {
+      sockaddr_in local{};
+      socklen_t size = sizeof(local);
+      if (getsockname(descriptor, reinterpret_cast<sockaddr*>(&local), &size) == 0 &&
+          ntohs(local.sin_port) == port.LocalPort()) {
+        dup2(nothing, descriptor);
+      }
     }
+    close(nothing);
+    if (!lost) {
+      Sender().Send(port, 0, 0);
+    }
+    ASSERT_TRUE(kolvex_test::Eventually([] { return !ReceiveThreadRuns(); }));
+    EXPECT_EQ(user.calls.Count("SocketClosed"), lost ? 1U : 0U);
+    EXPECT_TRUE(port.IsOpen()) << "until somebody closes it";
+    port.Close();
+    EXPECT_EQ(user.calls.Count("SocketClosed"), lost ? 2U : 1U);
   }
-  close(nothing);
-  ASSERT_TRUE(ReceiveThreadsEnd());
-  const std::string text = user.calls.Text();
-  EXPECT_TRUE(text.ends_with("ReceiveTimeout\nSocketClosed\n")) << text;
-  EXPECT_TRUE(port.IsOpen()) << "until somebody closes it";
 }
 
 TEST(CUDPPort, CloseFromAnotherThreadWaitsForTheCallbackInProgress) {
@@ -191,10 +162,11 @@ TEST(CUDPPort, CloseFromAnotherThreadWaitsForTheCallbackInProgress) {
   std::atomic<bool> left{false};
   CUDPPort port;
   port.SetUser(&user);
-  user.onData = [&](CUDPPort*) {
+  user.onData = [&](CUDPPort* own) {
     inside.Set();
     goOn.Wait();
     left = true;
+    EXPECT_TRUE(own->Close()) << "is left to the other";
   };
   user.onClosed = [&](CUDPPort* closing) {
     EXPECT_TRUE(left);
@@ -217,86 +189,35 @@ TEST(CUDPPort, CloseFromAnotherThreadWaitsForTheCallbackInProgress) {
   EXPECT_TRUE(text.ends_with("SocketClosed\n") && text.find("SocketClosed") == text.size() - 13) << text;
 }
 
-TEST(CUDPPort, ACallbackMayCloseAndDestroyThePort) {
+TEST(CUDPPort, ACallbackMayCloseReopenAndDestroyThePort) {
   for (const bool onTimeout : {false, true}) {
-    for (const bool reopen : {false, true}) {
-      FakeUser user;
-      Event opened, done;
-      auto port = std::make_unique<CUDPPort>(onTimeout ? 20ms : 10s);
-      const auto end = [&](auto&&...) {
-        opened.Wait();
-        EXPECT_TRUE(port->Close());
-        if (reopen) {
-          EXPECT_EQ(port->Open(kLocal, 0), CUDPPort::Opened);
-          port->SetUser(nullptr);
-        }
-        port.reset();
-        user.calls.Add("gone");
-        done.Set();
-      };
-      port->SetUser(&user);
-      if (onTimeout) {
-        user.onTimeout = end;
-      } else {
-        user.onData = end;
-      }
-      ASSERT_EQ(port->Open(kLocal, 0), CUDPPort::Opened);
-      if (!onTimeout) {
-        Sender().Send(*port, 10, 1);
-      }
-      opened.Set();
-      ASSERT_EQ(done.Wait(20s), platform::WaitResult::Signalled);
-      EXPECT_EQ(user.calls.Text(),
-                (onTimeout ? "ReceiveTimeout"s : "DataReceived 10 byte 1 from 9"s) + "\nSocketClosed\ngone\n");
+    FakeUser user;
+    Event opened, done;
+    auto port = std::make_unique<CUDPPort>(onTimeout ? 20ms : 10s);
+    const auto end = [&](auto&&...) {
+      opened.Wait();
+      EXPECT_TRUE(port->Close());
+      EXPECT_EQ(port->Open(kLocal, 0), CUDPPort::Opened);
+      port->SetUser(nullptr);
+      port.reset();
+      user.calls.Add("gone");
+      done.Set();
+    };
+    port->SetUser(&user);
+    if (onTimeout) {
+      user.onTimeout = end;
+    } else {
+      user.onData = end;
     }
+    ASSERT_EQ(port->Open(kLocal, 0), CUDPPort::Opened);
+    if (!onTimeout) {
+      Sender().Send(*port, 10, 1);
+    }
+    opened.Set();
+    ASSERT_EQ(done.Wait(20s), platform::WaitResult::Signalled);
+    EXPECT_EQ(user.calls.Text(),
+              (onTimeout ? "ReceiveTimeout"s : "DataReceived 10 byte 1 from 9"s) + "\nSocketClosed\ngone\n");
   }
-}
-
-TEST(CUDPPort, TwoThreadsThatCloseAtOnceDontWaitForEachOther) {
-  FakeUser user;
-  Event inside;
-  CUDPPort port;
-  port.SetUser(&user);
-  user.onData = [&](CUDPPort* own) {
-    inside.Set();
-    platform::Sleep(20ms);  // lets the other get in front
-    EXPECT_TRUE(own->Close());
-  };
-  ASSERT_EQ(port.Open(kLocal, 0), CUDPPort::Opened);
-  Sender sender;
-  sender.Send(port, 10, 1);
-  ASSERT_EQ(inside.Wait(20s), platform::WaitResult::Signalled);
-  EXPECT_TRUE(port.Close());
-  EXPECT_FALSE(port.IsOpen());
-}
-
-// A host that stops its channel from inside a callback gives its thread up; the port is destroyed by another
-// thread, which doesn't wait, and the thread never comes back to it.
-TEST(CUDPPort, AReceiveThreadThatWasGivenUpIsNotWaitedForAndTouchesNothing) {
-  FakeUser user;
-  Event givenUp, goOn, over;
-  std::atomic<bool> cameBack{false};
-  auto port = std::make_unique<CUDPPort>();
-  port->SetUser(&user);
-  user.onData = [&](CUDPPort*) {
-    CallHost(
-        [&] {
-          EXPECT_TRUE(platform::current_thread::Abandon());
-          givenUp.Set();
-          goOn.Wait();
-        },
-        [&] { over.Set(); });
-    cameBack = true;
-  };
-  ASSERT_EQ(port->Open(kLocal, 0), CUDPPort::Opened);
-  Sender sender;
-  sender.Send(*port, 10, 1);
-  ASSERT_EQ(givenUp.Wait(20s), platform::WaitResult::Signalled);
-  port.reset();
-  goOn.Set();
-  ASSERT_EQ(over.Wait(20s), platform::WaitResult::Signalled);
-  EXPECT_FALSE(cameBack);
-  EXPECT_EQ(user.calls.Text(), "DataReceived 10 byte 1 from 9\nSocketClosed\n");
 }
 
 }  // namespace
