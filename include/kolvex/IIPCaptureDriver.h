@@ -22,7 +22,7 @@ class IIPCaptureDriver {
  public:
   virtual ~IIPCaptureDriver() = default;  // slot 0
   /// Takes the parameters and builds the camera's objects. Does no network traffic. False when setting 2
-  /// or 3 is missing or setting 2 names no known group. Called once per object.
+  /// or 3 is missing, setting 2 names no known group, or there is no memory. Called once per object.
   virtual bool Open(IDebugInfoSink* debugSink, IFrameAllocator* allocator,
                     IIPDriverParams* params) = 0;  // slot 1
   /// Ends everything that Open built. May be called again, or not at all: destruction does the same.

@@ -11,13 +11,12 @@ namespace sarnevo {
 
 namespace {
 
-// From this version on the host knows level 3.
-constexpr HostVersion kKnowsEventLevel{5, 12, 0, 0};
 constexpr u32 kOutLevelMask = 0x0F;
 
 u8 LevelForHost(u32 level, const HostVersion& host) {
   const u32 outLevel = level & kOutLevelMask;
-  if (host < kKnowsEventLevel && level == DebugLevelEvent && outLevel > DebugLevelOldHost) {
+  const bool knowsEventLevel = host.IsAtLeast(5, 12, 0, 0);
+  if (!knowsEventLevel && level == DebugLevelEvent && outLevel > DebugLevelOldHost) {
     return static_cast<u8>(DebugLevelOldHost);
   }
   return static_cast<u8>(outLevel);

@@ -79,6 +79,9 @@ class CKolvexIPCaptureDriver final : public ipcapture::IIPCaptureDriverEx3, publ
   void SetChannelTiming(const ChannelTiming& timing) noexcept { channelTiming_ = timing; }
 
  private:
+  /// Open, but throws std::bad_alloc.
+  bool Build(ipcapture::IDebugInfoSink* debugSink, ipcapture::IFrameAllocator* allocator,
+             ipcapture::IIPDriverParams* params);
   void ReadDevice(ipcapture::IIPDeviceInfo* device);
   void ReadConnection(ipcapture::IIPConnectionInfo* connection);
   void ReadGroup1Settings(ipcapture::IIPDriverParams* params);

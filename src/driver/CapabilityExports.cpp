@@ -1,12 +1,16 @@
+#include <cstddef>
+#include <new>
+
 #include "driver/CapabilityQuery.h"
 #include "kolvex/Exports.h"
 
 namespace {
 
 // Made at the first call and never destroyed: a query that the host never ended still works on it when the
-// process ends.
-sarnevo::CapabilityQuery& Query() {
-  static auto* const query = new sarnevo::CapabilityQuery;
+// process ends. In a place of its own, since no failure to get memory may cross into the host.
+sarnevo::CapabilityQuery& Query() noexcept {
+  alignas(sarnevo::CapabilityQuery) static std::byte place[sizeof(sarnevo::CapabilityQuery)];
+  static auto* const query = new (place) sarnevo::CapabilityQuery;
   return *query;
 }
 

@@ -1,5 +1,6 @@
 // Builds and ends the objects of one driver. This file alone knows all subsystems, so that every other file
 // includes only what lies below it.
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -61,6 +62,15 @@ void End(Object*& object) {
 
 bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcapture::IFrameAllocator* allocator,
                                   IIPDriverParams* params) {
+  try {
+    return Build(debugSink, allocator, params);
+  } catch (const std::bad_alloc&) {
+    return false;  // what stands is freed by Close, as behind every failure
+  }
+}
+
+bool CKolvexIPCaptureDriver::Build(ipcapture::IDebugInfoSink* debugSink, ipcapture::IFrameAllocator* allocator,
+                                   IIPDriverParams* params) {
   Close();  // a second Open is against the contract, but leaks nothing
   networkTimeout_ = ReadNetworkTimeout(AskSetting(params, SettingNetworkTimeout));
   IIPConnectionInfo* const connection = Ask(params, &IIPDriverParams::GetConnection);

@@ -83,6 +83,8 @@ void EnterHost() noexcept;
 /// The host has returned. False when the thread was given up meanwhile: the caller then touches nothing
 /// any more and calls Leave.
 bool LeaveHost() noexcept;
+/// The calling thread was given up and is still in code of the host.
+bool IsAbandoned() noexcept;
 /// Gives the calling thread up, as Thread::Abandon does. False outside of code of the host.
 bool Abandon() noexcept;
 /// Ends the calling, abandoned thread on the spot, without unwinding.

@@ -1,6 +1,7 @@
 #include "protocols/CRTCPReporter.h"
 
 #include <algorithm>
+#include <new>
 #include <random>
 #include <string_view>
 
@@ -43,7 +44,7 @@ CRTCPReporter::~CRTCPReporter() {
   Stop();
 }
 
-bool CRTCPReporter::Start(u32 port) {
+bool CRTCPReporter::Start(u32 port) noexcept {
   const COptexGuard guard(startLock_);
   if (thread_.HasHandle()) {
     RequestStop();
@@ -52,8 +53,13 @@ bool CRTCPReporter::Start(u32 port) {
   port_ = port;
   stopRequested_.store(0, std::memory_order_relaxed);
   ssrc_ = DrawSsrc();
-  // A name that doesn't fit counts as none.
-  const std::optional<std::string> found = hostName_();
+  // A name that doesn't fit, here or in the memory that is left, counts as none.
+  std::optional<std::string> found;
+  try {
+    found = hostName_();
+  } catch (const std::bad_alloc&) {
+    found.reset();
+  }
   const std::string_view name =
       found && found->size() < cname_.size() ? std::string_view(*found) : kDefaultName;
   cname_.fill('\0');

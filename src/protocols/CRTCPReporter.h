@@ -32,7 +32,7 @@ class CRTCPReporter {
 
   /// Starts the thread, which answers on the local UDP @p port. False only when there is no thread; a taken
   /// port doesn't show.
-  bool Start(u32 port);
+  bool Start(u32 port) noexcept;
   /// Asks the thread to end. Any thread may call.
   void RequestStop() noexcept;
   /// Waits for the thread. False when it didn't end in time and had to be ended; it has ended in any case.

@@ -19,32 +19,22 @@ Value Ask(Object* object, Value (Object::*getter)()) noexcept {
 }
 
 /// Copies one text from an object of the host at once, since the host may reuse its memory at the next call.
-/// A null text counts as an empty one.
+/// A null text counts as an empty one. Throws std::bad_alloc: a text that there is no room for isn't an empty
+/// one.
 template <typename Object>
 std::string AskText(Object* object, const char* (Object::*getter)()) {
-  std::string text;
-  if (object != nullptr) {
-    CallHost([&] {
-      if (const char* const given = (object->*getter)()) {
-        text = given;
-      }
-    });
-  }
-  return text;
+  const char* const given = Ask(object, getter);
+  return given != nullptr ? given : "";
 }
 
 /// The same for a numbered setting, where null means that it isn't set.
 template <typename Params>
 std::optional<std::string> AskSetting(Params* params, u32 index) {
-  std::optional<std::string> text;
+  const char* given = nullptr;
   if (params != nullptr) {
-    CallHost([&] {
-      if (const char* const given = params->GetCustomSetting(index)) {
-        text = given;
-      }
-    });
+    CallHost([&] { given = params->GetCustomSetting(index); });
   }
-  return text;
+  return given != nullptr ? std::optional<std::string>(given) : std::nullopt;
 }
 
 }  // namespace sarnevo

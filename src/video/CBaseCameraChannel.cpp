@@ -1,6 +1,7 @@
 #include "video/CBaseCameraChannel.h"
 
 #include <mutex>
+#include <new>
 #include <string>
 
 #include "driver/CKolvexIPCaptureDriver.h"
@@ -28,7 +29,8 @@ FrameRoute RouteOf(CKolvexIPCaptureDriver* driver, ipcapture::IFrameSink* sink) 
 }
 
 // One stop is claimed at a time, so that of two threads that are about to wait for each other one sees the
-// other's claim.
+// other's claim. Workers are given up under it too: whoever holds it finds the channel of its own thread alive,
+// or isn't that channel's thread any more. Held for moments, and nothing that is waited for behind it needs it.
 std::mutex claimLock;
 
 }  // namespace
@@ -76,7 +78,7 @@ bool CBaseCameraChannel::StartClaimed(u32 frameInterval, u32 width, u32 height, 
   gate_.Reset();
   terminate_.store(false, std::memory_order_relaxed);
   const bool started = worker_.Start("KolvexChannel" + std::to_string(channelIndex_), [this] { Execute(); });
-  stopClaimed_.store(false, std::memory_order_release);
+  DropClaim();
   return started;
 }
 
@@ -106,11 +108,28 @@ u32 CBaseCameraChannel::GetStatusCounter() noexcept {
 bool CBaseCameraChannel::ClaimStop() noexcept {
   const std::lock_guard guard(claimLock);
   const CBaseCameraChannel* const own = channel_thread::Current();
-  if (own != nullptr && own != this && own->IsStopClaimed()) {
+  if (own != nullptr && own != this && own->stopClaimed_) {
     return false;
   }
-  stopClaimed_.store(true, std::memory_order_release);
+  stopClaimed_ = true;
   return true;
+}
+
+void CBaseCameraChannel::DropClaim() noexcept {
+  const std::lock_guard guard(claimLock);
+  stopClaimed_ = false;
+}
+
+bool CBaseCameraChannel::IsCallersChannelClaimed() noexcept {
+  const std::lock_guard guard(claimLock);
+  const CBaseCameraChannel* const own = channel_thread::Current();
+  return own != nullptr && own->stopClaimed_;
+}
+
+bool CBaseCameraChannel::IsCallerOf(const CKolvexIPCaptureDriver* driver) noexcept {
+  const std::lock_guard guard(claimLock);
+  const CBaseCameraChannel* const own = channel_thread::Current();
+  return own != nullptr && own->driver_ == driver;
 }
 
 // The host has called from inside a callback of this channel.
@@ -137,12 +156,14 @@ void CBaseCameraChannel::EndWorker() noexcept {
   // It stands in the talk with a slow camera, which can be interrupted and then ends in order; or in the
   // host's code, where it is left.
   gate_.Interrupt();
-  if (worker_.Wait(timing_.interruptMoment) != WaitResult::TimedOut) {
-    return;
+  // In neither place it waits for the receive thread, and that for the sink's OnFrame, which is never cut short.
+  while (worker_.Wait(timing_.interruptMoment) == WaitResult::TimedOut && !AbandonWorker()) {
   }
-  while (!worker_.Abandon(timing_.interruptMoment)) {
-    // It waits for the receive thread, and that for the sink's OnFrame, which is never cut short.
-  }
+}
+
+bool CBaseCameraChannel::AbandonWorker() noexcept {
+  const std::lock_guard guard(claimLock);
+  return worker_.Abandon(Milliseconds{0});
 }
 
 u32 CBaseCameraChannel::Execute() noexcept {
@@ -171,11 +192,19 @@ void CBaseCameraChannel::DoPass() noexcept {
       StartStreamer();
     }
   } else if (configured_ == 0) {
-    ConfigureCamera();
+    Configure();
     gate_.Pause(timing_.pause);
   } else if (StartStreamer() == 0) {
     StopStreamer();
     gate_.Pause(timing_.pause);
+  }
+}
+
+void CBaseCameraChannel::Configure() noexcept {
+  try {
+    ConfigureCamera();
+  } catch (const std::bad_alloc&) {
+    configured_ = 0;  // the next pass may find memory again
   }
 }
 

@@ -68,8 +68,10 @@ class CBaseCameraChannel : public IRTPReceiverUser {
   /// inside a callback, gets false when its own channel is claimed: two channels whose callbacks end each
   /// other would otherwise wait for each other for ever. Lasts until the next Start.
   bool ClaimStop() noexcept;
-  bool IsStopClaimed() const noexcept { return stopClaimed_.load(std::memory_order_acquire); }
-  CKolvexIPCaptureDriver* Driver() const noexcept { return driver_; }
+  /// The channel whose callback the caller stands in is claimed; false on any other thread.
+  static bool IsCallersChannelClaimed() noexcept;
+  /// The caller stands in a callback of a channel of @p driver.
+  static bool IsCallerOf(const CKolvexIPCaptureDriver* driver) noexcept;
 
   void PacketReceived(CRTPReceiver* receiver, const sockaddr_in* from,
                       const CRTPPacket* packet) override;  // slot 1
@@ -77,12 +79,14 @@ class CBaseCameraChannel : public IRTPReceiverUser {
   void SocketClosed(CRTPReceiver* receiver) override;      // slot 3
 
   /// Sends the camera its configuration; on the worker's thread. Non-zero on success, also in configured_.
+  /// May throw std::bad_alloc, which counts as a failure.
   virtual u32 ConfigureCamera() = 0;  // slot 4
 
  protected:
   /// What the camera is to stream. The channel has a driver.
   StreamFormat Format() const noexcept;
   InterruptGate& Gate() noexcept { return gate_; }
+  CKolvexIPCaptureDriver* Driver() const noexcept { return driver_; }
 
   // Worker only.
   u32 configured_ = 0;  // the last ConfigureCamera succeeded
@@ -96,11 +100,14 @@ class CBaseCameraChannel : public IRTPReceiverUser {
   void Report(u32 failures) noexcept;
 
   bool StartClaimed(u32 frameInterval, u32 width, u32 height, u32 quality) noexcept;
+  void DropClaim() noexcept;
   void GiveUpOwnThread() noexcept;
   void StopWorker() noexcept;
   void EndWorker() noexcept;
+  bool AbandonWorker() noexcept;
   u32 Execute() noexcept;
   void DoPass() noexcept;
+  void Configure() noexcept;
   void CheckActivity() noexcept;
 
   u32 StartStreamer() noexcept;
@@ -153,7 +160,7 @@ class CBaseCameraChannel : public IRTPReceiverUser {
   // Receive thread only, and StopStreamer behind that thread's end.
   FrameAssembly assembly_;
 
-  std::atomic<bool> stopClaimed_{false};  // written under the lock of ClaimStop
+  bool stopClaimed_ = false;  // under the lock of ClaimStop
   InterruptGate gate_;
   platform::Thread worker_;  // the starting and stopping threads'
 };

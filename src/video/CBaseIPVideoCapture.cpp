@@ -98,11 +98,19 @@ bool CBaseIPVideoCapture::StartCapture(u32 channel, ipcapture::IFrameSink* sink,
   if (!wanted) {
     return false;
   }
-  if (channels_[channel] == nullptr) {
-    channels_[channel] = MakeChannel(channel, sink);
+  CBaseCameraChannel*& slot = channels_[channel];
+  const bool isNew = slot == nullptr;
+  if (isNew) {
+    slot = MakeChannel(channel, sink);
   }
-  return channels_[channel] != nullptr &&
-         channels_[channel]->Start(wanted->frameInterval, wanted->width, wanted->height, wanted->quality);
+  if (slot != nullptr && slot->Start(wanted->frameInterval, wanted->width, wanted->height, wanted->quality)) {
+    return true;
+  }
+  if (isNew) {
+    // A refused sink is the host's again; a later start mustn't find it here.
+    delete std::exchange(slot, nullptr);
+  }
+  return false;
 }
 
 bool CBaseIPVideoCapture::StopCapture(u32 channel) {
@@ -143,12 +151,11 @@ bool CBaseIPVideoCapture::GetChannelStatus(u32 channel, u32* status, u32* extra,
 }
 
 bool CBaseIPVideoCapture::Enter() noexcept {
-  const CBaseCameraChannel* const own = channel_thread::Current();
-  if (own == nullptr) {
+  if (channel_thread::Current() == nullptr) {
     lock_.Enter();
     return true;
   }
-  while (!own->IsStopClaimed()) {
+  while (!CBaseCameraChannel::IsCallersChannelClaimed()) {
     if (lock_.TryEnter()) {
       return true;
     }
@@ -159,8 +166,7 @@ bool CBaseIPVideoCapture::Enter() noexcept {
 
 // For the destructor, which can't give way.
 void CBaseIPVideoCapture::EnterForGood() noexcept {
-  const CBaseCameraChannel* const own = channel_thread::Current();
-  if (own != nullptr && own->Driver() == driver_) {
+  if (CBaseCameraChannel::IsCallerOf(driver_)) {
     channel_thread::GiveUp();  // the caller's own channel ends with this object
   }
   if (!Enter()) {

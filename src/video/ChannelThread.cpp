@@ -11,7 +11,9 @@ thread_local const CBaseCameraChannel* current = nullptr;
 
 }  // namespace
 
-const CBaseCameraChannel* Current() noexcept { return current; }
+const CBaseCameraChannel* Current() noexcept {
+  return platform::current_thread::IsAbandoned() ? nullptr : current;
+}
 
 void SetCurrent(const CBaseCameraChannel* channel) noexcept { current = channel; }
 

@@ -9,7 +9,8 @@ class CBaseCameraChannel;
 namespace channel_thread {
 
 /// The channel that the calling thread works for: as its worker, or while it handles one of its packets.
-/// Null on any other thread, and on one that was given up.
+/// Null on any other thread, and on one that was given up, by itself or by another thread. The latter may happen
+/// at any moment, and the channel is then gone: CBaseCameraChannel looks into it under its claim lock only.
 const CBaseCameraChannel* Current() noexcept;
 void SetCurrent(const CBaseCameraChannel* channel) noexcept;
 

@@ -2,6 +2,8 @@
 
 #include <mutex>
 
+#include "platform/Clock.h"
+
 namespace sarnevo {
 
 void InterruptGate::Watch(void* object, Action interrupt) noexcept {
@@ -10,6 +12,13 @@ void InterruptGate::Watch(void* object, Action interrupt) noexcept {
   interrupt_ = interrupt;
   if (watched_ != nullptr && interrupted_.Wait(platform::Milliseconds{0}) == platform::WaitResult::Signalled) {
     interrupt_(watched_);
+  }
+}
+
+void InterruptGate::Pause(platform::Milliseconds duration) noexcept {
+  if (interrupted_.Wait(duration) == platform::WaitResult::Failed) {
+    platform::Sleep(
+        duration);  // there was no memory for the event; without a pause the camera would be flooded
   }
 }
 

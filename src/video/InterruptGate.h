@@ -23,7 +23,7 @@ class InterruptGate {
   void Unwatch() noexcept { Watch(nullptr, nullptr); }
 
   /// Waits for @p duration. A plain stop doesn't end it; Interrupt does.
-  void Pause(platform::Milliseconds duration) noexcept { interrupted_.Wait(duration); }
+  void Pause(platform::Milliseconds duration) noexcept;
 
   void Interrupt() noexcept;
   /// While no worker runs.

@@ -9,6 +9,7 @@
 
 #include "platform/HostProcess.h"
 #include "platform/Thread.h"
+#include "support/CountAllocations.h"
 #include "support/FakeHost.h"
 #include "support/VersionImage.h"
 
@@ -144,6 +145,34 @@ TEST_F(DriverTest, TakesNullAndThrowingHostsForEmptyOnes) {
   ASSERT_TRUE(third.Open(&sink, &allocator, &params));
   EXPECT_EQ(third.GetChannelCount(), 0U);
   EXPECT_FALSE(CKolvexIPCaptureDriver().Open(&sink, &allocator, nullptr));
+}
+
+// Whichever piece of memory is missing, Open either copes without it or gives false, and throws nothing.
+TEST_F(DriverTest, OpensWithoutMemoryForASingleThingOrSaysSo) {
+  struct Frugal : FakeParams {  // takes no memory itself
+    const char* GetCustomSetting(u32 index) override {
+      return index == 8 ? "256,512,e" : index == 9 ? "00:11:22:33:44:55, beyond the small string" : "1";
+    }
+  } frugal;
+  frugal.inputs = 1;
+  frugal.address = "an address beyond the small string";
+  std::size_t refused = 0;
+  for (std::size_t allowed = 0;; ++allowed) {
+    SCOPED_TRACE(allowed);
+    CKolvexIPCaptureDriver own;
+    bool opened = false;
+    kolvex_test::FailAllocationBehind(allowed);
+    EXPECT_NO_THROW(opened = own.Open(nullptr, &allocator, &frugal));
+    const bool enough = kolvex_test::CancelFailure();
+    refused += opened ? 0 : 1;
+    if (enough) {
+      EXPECT_TRUE(opened);
+      break;
+    }
+    EXPECT_TRUE(!opened || own.GetAddress() == frugal.address) << "opened without all it was told";
+    EXPECT_TRUE(!opened || own.GetMacAddress() == frugal.GetCustomSetting(9));
+  }
+  EXPECT_GT(refused, 5U);
 }
 
 TEST_F(DriverTest, GivesTheSameObjectsUnderBothNamesAndNothingThatItLacks) {

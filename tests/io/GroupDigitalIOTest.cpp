@@ -17,6 +17,7 @@
 #include "platform/Clock.h"
 #include "support/ScriptedServer.h"
 #include "support/Eventually.h"
+#include "support/StopSlack.h"
 
 namespace sarnevo {
 namespace {
@@ -26,7 +27,7 @@ using kolvex_test::Eventually;
 using kolvex_test::HttpReplies;
 using kolvex_test::ScriptedServer;
 
-constexpr u64 kStopSlack = 100;  // a stop's time beyond its time-out, milliseconds
+using kolvex_test::kStopSlack;
 constexpr u32 kPollMs = 5;
 
 std::string Reply(const std::string& body, const std::string& status = "200 OK") {

@@ -13,6 +13,7 @@
 #include "io/RandomHost.h"
 #include "platform/Clock.h"
 #include "support/Eventually.h"
+#include "support/StopSlack.h"
 
 namespace sarnevo {
 namespace {
@@ -20,7 +21,7 @@ namespace {
 using kolvex_test::Eventually;
 
 constexpr platform::Milliseconds kLimit{10'000};
-constexpr u64 kStopSlack = 100;  // a stop's time beyond its time-out, milliseconds
+using kolvex_test::kStopSlack;
 
 struct Fixture {
   explicit Fixture(u32 inputs, u32 outputs, u32 stopTimeoutMs = CIOBase::kStopTimeoutMs,

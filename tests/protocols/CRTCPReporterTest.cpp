@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -166,12 +167,14 @@ TEST(CRTCPReporter, NamesItselfAfterTheHostAndDrawsItsSsrcBySecond) {
   };
   const auto named = [] { return std::optional<std::string>(std::string(30, 'n')); };
   const auto tooLong = [] { return std::optional<std::string>(std::string(128, 'n')); };
+  const auto noMemory = []() -> std::optional<std::string> { throw std::bad_alloc(); };
   const auto ssrc = [](const Bytes& answer) { return Bytes(answer.begin() + 4, answer.begin() + 8); };
 
   const Bytes name = std::get<Bytes>(answerOf(named));
   EXPECT_EQ(name[41], 30);
   EXPECT_EQ(std::string(name.begin() + 42, name.end()), std::string(26, 'n'));
   EXPECT_EQ(std::get<Bytes>(answerOf(tooLong))[41], 7) << "a name that doesn't fit is none";
+  EXPECT_EQ(std::get<Bytes>(answerOf(noMemory))[41], 7);
 
   // The two starts may fall into different seconds; then they are tried again.
   for (int i = 0; i < 20; ++i) {

@@ -1,11 +1,14 @@
-// Once its buffers have grown, the road of a packet takes nothing from the heap.
+// Once its buffers have grown, the road of a packet takes nothing from the heap; and what happens when the heap
+// has nothing left.
 #include <gtest/gtest.h>
 
 #include <vector>
 
+#include "platform/Clock.h"
 #include "support/CountAllocations.h"
 #include "support/ScriptedCamera.h"
 #include "video/FrameAssembly.h"
+#include "video/InterruptGate.h"
 
 namespace sarnevo {
 namespace {
@@ -59,6 +62,15 @@ TEST(FrameAssembly, TakesNothingFromTheHeapOnceItHasGrown) {
     EXPECT_EQ(kolvex_test::Allocations(), before);
     EXPECT_GE(host.frames - framesBefore, 90U);
   }
+}
+
+TEST(InterruptGate, PausesWithoutMemoryForItsEventToo) {
+  kolvex_test::FailAllocationBehind(0);
+  InterruptGate gate;
+  ASSERT_FALSE(kolvex_test::CancelFailure());
+  const u64 began = platform::MonotonicMilliseconds();
+  gate.Pause(platform::Milliseconds{30});
+  EXPECT_GE(platform::MonotonicMilliseconds() - began, 30U);
 }
 
 }  // namespace

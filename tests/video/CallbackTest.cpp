@@ -342,6 +342,47 @@ TEST(Callback, OnNoDataThatHangsIsLeftBehind) {
   }
 }
 
+// The driver lives on, and the host has no way to know that its callback was left: it calls in as ever.
+TEST(Callback, LeftBehindByAStopMayGoOnToUseTheDriver) {
+  const std::pair<const char*, std::function<bool(Host&)>> operations[] = {
+      {"status", [](Host& host) { return !Video(host).GetChannelStatus(0, nullptr, nullptr, nullptr, 0); }},
+      {"start another", [](Host& host) { return Video(host).StartCapture(1, nullptr, &host.wanted); }},
+      {"stop another", [](Host& host) { return Video(host).StopCapture(2); }},
+      {"Close",
+       [](Host& host) {
+         host.driver->Close();
+         return true;
+       }},
+  };
+  for (const auto& [name, operation] : operations) {
+    SCOPED_TRACE(name);
+    ScriptedCamera camera(1);
+    struct Scene {
+      Host host;
+      Event inside;
+      Event goOn;
+      Event done;
+      std::atomic<bool> result{false};
+    };
+    Scene& scene = Keep(std::make_unique<Scene>());
+    auto& capture = scene.host.Open(camera, 1, sarnevo::CodecMJPEG);
+    kOnNoData.hook(scene.host, [&scene, run = operation] {
+      scene.inside.Set();
+      scene.goOn.Wait();
+      scene.result = run(scene.host);
+      scene.done.Set();
+    });
+    ASSERT_TRUE(capture.StartCapture(0, &scene.host.sink, &scene.host.wanted));
+    ASSERT_TRUE(capture.StartCapture(2, nullptr, &scene.host.wanted));
+    ASSERT_EQ(scene.inside.Wait(kLimit), WaitResult::Signalled);
+    ASSERT_TRUE(capture.StopCapture(0));
+    scene.goOn.Set();
+    ASSERT_EQ(scene.done.Wait(kLimit), WaitResult::Signalled);
+    EXPECT_TRUE(scene.result);
+    scene.host.driver->Close();
+  }
+}
+
 TEST(Callback, InStartCapturesOwnQuestionsIsHarmless) {
   ScriptedCamera camera(1);
   Host host;

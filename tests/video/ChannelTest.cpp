@@ -7,9 +7,11 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <thread>
 #include <vector>
 
+#include "video/CBaseCameraChannel.h"
 #include "video/ChannelFixture.h"
 
 namespace kolvex_test {
@@ -182,6 +184,24 @@ TEST(Channel, ConfiguresUntilTheCameraTakesIt) {
     EXPECT_TRUE(capture.StopCapture(0));
     EXPECT_EQ(camera.log.Count("GET") == 1, row.taken);
   }
+}
+
+TEST(Channel, WithoutMemoryForTheConfigurationTriesAgain) {
+  struct Starved : sarnevo::CBaseCameraChannel {
+    using CBaseCameraChannel::CBaseCameraChannel;
+    std::uint32_t ConfigureCamera() override {
+      configured_ = 1;
+      throw std::bad_alloc();
+    }
+  };
+  ScriptedCamera camera(1);
+  Host host;
+  host.Open(camera, 1, sarnevo::CodecMJPEG);
+  Starved channel(0, host.driver.get(), &host.sink, true);
+  ASSERT_TRUE(channel.Start(40, 352, 288, 60));
+  EXPECT_TRUE(host.log.WaitFor("OnNoData", 3));
+  channel.Stop();
+  EXPECT_EQ(camera.log.Text(), "");
 }
 
 TEST(Channel, CleansUpBehindEachStepThatFailsAndTriesAgain) {

@@ -189,7 +189,9 @@ bool Thread::Start(std::string_view name, std::function<void()> body, ThreadPrio
     control->body = std::move(body);
     std::copy_n(name.begin(), std::min(name.size(), control->name.size() - 1), control->name.begin());
     control->priority = priority;
+    auto own = std::make_unique<std::shared_ptr<Control>>(control);
 
+    // Nothing throws from here to the end of the attributes, which hold memory of their own.
     pthread_attr_t attributes;
     if (pthread_attr_init(&attributes) != 0) {
       return false;
@@ -198,7 +200,6 @@ bool Thread::Start(std::string_view name, std::function<void()> body, ThreadPrio
     sigfillset(&all);
     pthread_attr_setsigmask_np(&attributes, &all);
     pthread_attr_setstacksize(&attributes, kStackBytes);
-    auto own = std::make_unique<std::shared_ptr<Control>>(control);
     // Holding the lock keeps the new thread at its door until the handle stands, so that the body may ask it.
     std::unique_lock guard(control->lock);
     control_ = control;
@@ -303,6 +304,10 @@ bool LeaveHost() noexcept {
     return true;
   }
   return current->Move(Stand::Host, Stand::Ours);
+}
+
+bool IsAbandoned() noexcept {
+  return current != nullptr && current->stand.load(std::memory_order_acquire) == Stand::Abandoned;
 }
 
 bool Abandon() noexcept {
