@@ -14,7 +14,7 @@ using i32 = std::int32_t;
 /// Codec of a video stream, as IIPConnectionInfo::GetCodec gives it.
 enum Codec : u32 {
   CodecMJPEG = 1,  ///< RTP/JPEG (RFC 2435), delivered as whole JPEG files (ITU-T T.81)
-  CodecMPEG4 = 2,  ///< MPEG-4 part 2 elementary stream (ISO/IEC 14496-2)
+  CodecMPEG4 = 2,  ///< MPEG-4 Visual elementary stream (ISO/IEC 14496-2)
 };
 
 /// Video standard inside the driver. In numbered setting 3 the text "1" means PAL, anything else NTSC.

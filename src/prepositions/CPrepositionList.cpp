@@ -16,6 +16,12 @@ CPrepositionList::CPrepositionList(u32 ptzChannel, u8 persist) : persist_(persis
 
 CPrepositionList::~CPrepositionList() = default;
 
+CPrepositionList::Hold::Hold(CPrepositionList& list) : guard_(list.lock_) {
+  if (list.moved_.exchange(false, std::memory_order_relaxed)) {
+    list.current_ = kNone;
+  }
+}
+
 void CPrepositionList::SetCamera(IPrepositionComm* comm, u32 maxCount) {
   comm_ = comm;
   maxCount_ = maxCount;
@@ -83,9 +89,9 @@ i32 CPrepositionList::AddPreposition(const std::wstring& name) {
                         kOperation, ToUtf8(name).c_str());
     return PrepositionInvalid;
   }
-  const COptexGuard guard(lock_);
+  const Hold hold(*this);
   if (current_ != kNone) {
-    return RenameCurrentPreposition(name);
+    return RenameCurrent(name);
   }
   if (fixedSlots_ != 0) {
     return PrepositionFailed;
@@ -111,14 +117,20 @@ i32 CPrepositionList::AddPreposition(const std::wstring& name) {
 }
 
 i32 CPrepositionList::RenameCurrentPreposition(const std::wstring& name) {
-  const COptexGuard guard(lock_);
+  const Hold hold(*this);
+  return RenameCurrent(name);
+}
+
+i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
   if (current_ == kNone) {
     return PrepositionFailed;
   }
   if (static_cast<std::size_t>(current_) >= order_.size()) {
     return PrepositionInvalid;
   }
-  const u32 slot = order_[static_cast<std::size_t>(current_)];
+  // The host may move the camera from within the message: what is current now stays what is renamed.
+  const i32 position = current_;
+  const u32 slot = order_[static_cast<std::size_t>(position)];
   std::wstring oldName;
   if (!GetNameOfSlot(slot, oldName)) {
     return PrepositionFailed;
@@ -126,17 +138,17 @@ i32 CPrepositionList::RenameCurrentPreposition(const std::wstring& name) {
   names_[slot] = name;
   if (comm_ != nullptr) {
     comm_->DebugMessage(DebugLevelEvent, "%s: A preposition with index %d was renamed from \"%s\" to \"%s\".",
-                        "sarnevo::CPrepositionList::RenameCurrentPreposition", current_,
+                        "sarnevo::CPrepositionList::RenameCurrentPreposition", position,
                         ToUtf8(oldName).c_str(), ToUtf8(name).c_str());
   }
   if (fixedSlots_ == 0) {
     // The camera has the position already. The file must have the new name, or a restart would lose it.
-    return persist_ != 0 ? WriteEntry(current_, slot, name) : PrepositionDone;
+    return persist_ != 0 ? WriteEntry(position, slot, name) : PrepositionDone;
   }
   if (comm_ == nullptr || !comm_->StorePreset(slot)) {
     return PrepositionFailed;
   }
-  return WriteEntry(current_, slot, name);
+  return WriteEntry(position, slot, name);
 }
 
 // With gaps in the file a position isn't its entry's index there: written as it is, the entry would replace
@@ -156,7 +168,7 @@ bool CPrepositionList::SelectPreposition(const std::wstring& name, u32 option) {
   if (name.empty()) {
     return false;
   }
-  const COptexGuard guard(lock_);
+  const Hold hold(*this);
   u32 slot = 0;
   if (!FindSlotByName(name, slot)) {
     return false;
@@ -177,7 +189,7 @@ bool CPrepositionList::SelectPreposition(const std::wstring& name, u32 option) {
 }
 
 bool CPrepositionList::DeletePreposition(const std::wstring& name) {
-  const COptexGuard guard(lock_);
+  const Hold hold(*this);
   if (fixedSlots_ != 0) {
     // The camera can only forget everything.
     if (comm_ == nullptr || !comm_->DeletePreset(0)) {
@@ -254,7 +266,7 @@ void CPrepositionList::LoadPrepositions() {
 bool CPrepositionList::SetReader(TSmartPtr<CXMLPrepositionReader> reader) {
   reader_ = reader;
   if (reader_) {
-    const COptexGuard guard(lock_);
+    const Hold hold(*this);
     LoadPrepositions();
   }
   return static_cast<bool>(reader);
@@ -264,26 +276,25 @@ u32 CPrepositionList::GetPrepositionCount() {
   if (fixedSlots_ != 0) {
     return maxCount_;
   }
-  const COptexGuard guard(lock_);
+  const Hold hold(*this);
   return static_cast<u32>(order_.size());
 }
 
 bool CPrepositionList::GetPrepositionName(u32 position, std::wstring& name) {
   name.clear();
-  const COptexGuard guard(lock_);
+  const Hold hold(*this);
   return position < order_.size() && GetNameAt(static_cast<i32>(position), name);
 }
 
 bool CPrepositionList::GetCurrentPreposition(std::wstring& name) {
   name.clear();
-  const COptexGuard guard(lock_);
+  const Hold hold(*this);
   return GetNameAt(current_, name);
 }
 
-void CPrepositionList::ClearCurrentPreposition() {
-  const COptexGuard guard(lock_);
+void CPrepositionList::ClearCurrentPreposition() noexcept {
   if (fixedSlots_ == 0) {
-    current_ = kNone;
+    moved_.store(true, std::memory_order_relaxed);
   }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <string>
 #include <vector>
@@ -74,11 +75,23 @@ class CPrepositionList {
 
   /// Renames the current preposition; with fixed slots also stores where the camera looks now.
   i32 RenameCurrentPreposition(const std::wstring& name);
-  /// The camera has moved. With fixed slots this changes nothing.
-  void ClearCurrentPreposition();
+  /// The camera has moved. With fixed slots this changes nothing. The one operation that never waits for
+  /// another, since a movement must not wait for a camera that hangs in a recall.
+  void ClearCurrentPreposition() noexcept;
 
  private:
+  // The list's lock for one operation. Movements up to its beginning are taken note of; later ones count as
+  // coming behind the operation.
+  class Hold {
+   public:
+    explicit Hold(CPrepositionList& list);
+
+   private:
+    const COptexGuard guard_;
+  };
+
   static bool IsValidName(const std::wstring& name);
+  i32 RenameCurrent(const std::wstring& name);
   void ClearList();
   bool FindFreeSlot(u32& slot) const;
   bool FindSlotByName(const std::wstring& name, u32& slot) const;
@@ -97,7 +110,10 @@ class CPrepositionList {
   // Copied by the thread that builds the PTZ objects, before any other operation.
   TSmartPtr<CXMLPrepositionReader> reader_;
 
-  COptex lock_;  // recursive: adding calls the renaming
+  // Set by movements, from any thread; spent under lock_. Relaxed is enough: nothing else goes with it.
+  std::atomic<bool> moved_{false};
+
+  COptex lock_;
   // Guarded by lock_. Each entry of order_ is a key of names_, and each key is an entry.
   std::map<u32, std::wstring> names_;  // by slot
   std::vector<u32> order_;             // slots, in the order that the host sees

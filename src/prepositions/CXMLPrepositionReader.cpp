@@ -87,7 +87,8 @@ bool CXMLPrepositionReader::Read(u32 ptzChannel, u32 index, PrepositionRecord& r
   return Succeeds([&] {
     const std::wstring entry = EntryPath(ptzChannel, index);
     record.name = settings_.GetString(L"%ls/%ls", entry.c_str(), kName);
-    if (record.name.empty()) {
+    // A name that can't be written again would end the next rewriting of its channel halfway.
+    if (record.name.empty() || !CXMLSettingsAPI::CanHold(record.name)) {
       return false;
     }
     const auto slot = ScanNumber(settings_.GetString(L"%ls/%ls", entry.c_str(), kSlot));

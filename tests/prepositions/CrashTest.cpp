@@ -23,50 +23,38 @@
 namespace sarnevo {
 namespace {
 
-// What the file of a folder holds, as a new start of the host finds it; "(not whole)" when it can't be read.
-std::string StoredState(const std::string& folder) {
-  CXMLPrepositionReader reader("Kolvex", folder);
-  if (!reader.Open("p.preset", true)) {
-    return "(not whole)";
-  }
-  std::string state;
-  PrepositionRecord record;
-  for (u32 index = 0; reader.Read(0, index, record); ++index) {
-    state += ToUtf8(record.name) + "=" + std::to_string(record.slot) + ",";
-  }
-  return state;
-}
-
-// What the file must hold, kept without the code under test.
+// What a file must hold, kept without the code under test, or holds, as a new start of the host finds it.
 struct Model {
   std::vector<std::pair<std::wstring, u32>> entries;
+  bool whole = true;
 
   static Model Of(const std::string& folder) {
     Model model;
     CXMLPrepositionReader reader("Kolvex", folder);
+    model.whole = reader.Open("p.preset", true);
     PrepositionRecord record;
-    for (u32 index = 0; (index != 0 || reader.Open("p.preset", true)) && reader.Read(0, index, record);
-         ++index) {
+    for (u32 index = 0; reader.Read(0, index, record); ++index) {
       model.entries.emplace_back(record.name, record.slot);
     }
     return model;
   }
   u32 FreeSlot() const {
     u32 slot = 0;
-    while (std::any_of(entries.begin(), entries.end(),
-                       [slot](const auto& entry) { return entry.second == slot; })) {
+    while (std::any_of(entries.begin(), entries.end(), [slot](const auto& e) { return e.second == slot; })) {
       ++slot;
     }
     return slot;
   }
   std::string State() const {
-    std::string state;
+    std::string state = whole ? "" : "(not whole)";
     for (const auto& [name, slot] : entries) {
       state += ToUtf8(name) + "=" + std::to_string(slot) + ",";
     }
     return state;
   }
 };
+
+std::string StoredState(const std::string& folder) { return Model::Of(folder).State(); }
 
 // Where a process that will be killed writes down what it is doing: operation k leads from state k - 1 to
 // state k. A state is complete before the operation is announced, and stays until two further ones.
@@ -375,32 +363,25 @@ TEST(PresetCrash, TwoWritersOfOneFileNeverTearItAndTheLastToSaveWins) {
       diaries[number]->Announce(list.Names());
       --running;
     };
-    std::vector<std::thread> threads;
-    std::vector<pid_t> children;
-    for (const u32 number : {0U, 1U}) {
-      if (processes) {
-        children.push_back(Fork([&] { write(number); }));
-      } else {
-        threads.emplace_back([&write, number] { write(number); });
-      }
-    }
-    const auto done = [&] {
-      std::erase_if(children, [](pid_t child) {
+    int torn = 0;
+    const auto look = [&] { torn += StoredState(folder.Path()) == "(not whole)"; };
+    if (processes) {
+      pid_t children[] = {Fork([&] { write(0); }), Fork([&] { write(1); })};
+      for (const pid_t child : children) {
         int status = 0;
-        const bool ended = waitpid(child, &status, WNOHANG) == child;
-        EXPECT_TRUE(!ended || status == 0);
-        return ended;
-      });
-      return processes ? children.empty() : running.load() == 0;
-    };
-    int looks = 0, torn = 0;
-    for (; !done(); ++looks) {
-      torn += StoredState(folder.Path()) == "(not whole)";
+        while (waitpid(child, &status, WNOHANG) != child) {
+          look();
+        }
+        EXPECT_EQ(status, 0);
+      }
+    } else {
+      std::thread first(write, 0U), second(write, 1U);
+      while (running.load() != 0) {
+        look();
+      }
+      first.join();
+      second.join();
     }
-    for (auto& thread : threads) {
-      thread.join();
-    }
-    EXPECT_GT(looks, 10);
     EXPECT_EQ(torn, 0);
     FakeCamera camera;
     const std::string found = List(&camera, OpenReader(folder.Path())).Names();

@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <functional>
 #include <string>
 
 #include "prepositions/CPrepositionList.h"
@@ -23,10 +24,14 @@ class FakeCamera : public sarnevo::IPrepositionComm {
     std::vsnprintf(text, sizeof(text), format, arguments);
     va_end(arguments);
     log += std::to_string(level) + " " + text + "; ";
+    if (onMessage) {
+      onMessage();
+    }
   }
   std::string TakeLog() { return std::exchange(log, {}); }
 
   bool refuses = false;
+  std::function<void()> onMessage;  ///< what the host does on a message
   std::string log;
 
  private:

@@ -15,7 +15,6 @@ namespace {
 using kolvex_test::PtzFixture;
 using kolvex_test::SerialCamera;
 using kolvex_test::Take;
-using std::chrono::steady_clock;
 
 constexpr char kQuestion[] = "/comport.cgi?action=retrieve";
 
@@ -31,9 +30,7 @@ TEST(CGroup1PTZComm, AsksForTheProtocolUntilItIsKnown) {
       {"none", "HTTP/1.1 200 OK\r\n\r\nserial_device=0\n", 0},
       {"an unknown one", "HTTP/1.1 200 OK\r\n\r\nserial_device=3\n", 0},
       {"one that wraps", "HTTP/1.1 200 OK\r\n\r\nserial_device=4294967297\n", 0},
-      {"no number", "HTTP/1.1 200 OK\r\n\r\nserial_device=x1\n", 0},
       {"a negative one", "HTTP/1.1 200 OK\r\n\r\nserial_device=-1\n", 0},
-      {"no separator", "HTTP/1.1 200 OK\r\n\r\na=1\nserial_device", 0},
       {"no key", "HTTP/1.1 200 OK\r\n\r\nserial_baud=1\n", 0},
       {"no body", "HTTP/1.1 200 OK\r\n\r\n", 0},
       {"an error", "HTTP/1.1 401 No\r\n\r\nserial_device=1\n", 0, "HTTP message to ",
@@ -42,7 +39,6 @@ TEST(CGroup1PTZComm, AsksForTheProtocolUntilItIsKnown) {
        ", message=/comport.cgi?action=retrieve, http status=0"},
       {"among others", "HTTP/1.1 200 OK\r\n\r\na=9\r\nserial_device=2\r\nb=1", 2},
       {"in markup", "HTTP/1.1 200 OK\r\n\r\n<p>serial_device=2<br>1", 2},
-      {"to the end", "HTTP/1.1 200 OK\r\n\r\nserial_device=2", 2},
       {"the first of two", "HTTP/1.1 200 OK\r\n\r\nserial_device=2\nserial_device=1", 2},
       {"a separator further on", "HTTP/1.1 200 OK\r\n\r\nserial_device\nother=2\n", 2},
       {"leading zeros and a tail", "HTTP/1.1 200 OK\r\n\r\nserial_device=02x", 2},
@@ -109,26 +105,6 @@ TEST(CGroup1PTZComm, WritesFailuresDownAndThinsThemOut) {
   fixture.camera.SetAnswer(
       [](SerialCamera::Connection& c, const std::string&) { c.Send("HTTP/1.1 500 Error\r\n\r\n"); });
   EXPECT_EQ(control.SelectPreposition(0, "empty p10 "), 1);
-}
-
-TEST(CGroup1PTZComm, CloseBreaksOffWhatHangsAndThrowsAwayTheQueue) {
-  for (const auto answer : {&SerialCamera::Hang, &SerialCamera::Drip}) {
-    PtzFixture fixture("1");
-    CGroup1PTZComm comm(fixture.handler.get());
-    for (const bool again : {false, true}) {
-      ASSERT_EQ(comm.Open(), 1) << again;
-      fixture.camera.SetAnswer(answer);
-      fixture.camera.requests.Clear();
-      for (int i = 0; i < 20; ++i) {
-        ASSERT_EQ(comm.StopMove(nullptr), 1);
-      }
-      fixture.camera.requests.WaitFor("");
-      const auto start = steady_clock::now();
-      EXPECT_EQ(comm.Close(), 1);
-      EXPECT_LT(steady_clock::now() - start, std::chrono::milliseconds{2500}) << "half the time-out";
-      EXPECT_EQ(Take(fixture.camera.requests), "0100FF\n");
-    }
-  }
 }
 
 TEST(CGroup1PTZComm, CloseLetsTheItemUnderWayReachTheCamera) {

@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ptz/PtzFixture.h"
@@ -12,9 +14,7 @@ namespace sarnevo {
 namespace {
 
 using kolvex_test::Current;
-using kolvex_test::Names;
 using kolvex_test::PtzFixture;
-using kolvex_test::SerialCamera;
 using kolvex_test::Take;
 using Control = IIPPTZApiEx;
 
@@ -34,7 +34,6 @@ TEST(CPTZControl, MovesAndForgetsWhereTheCameraStood) {
       {"speed 0 only forgets", [](Control& c) { return c.StartMove(0, 0); }, 1, {"", ""}, true},
       {"zoom in", [](Control& c) { return c.ZoomIn(1); }, 1, {"0110FF\n", "FF010020000021\n"}, true},
       {"zoom out", [](Control& c) { return c.ZoomOut(16); }, 1, {"0120FF\n", "FF010040000041\n"}, true},
-      {"zoom too fast", [](Control& c) { return c.ZoomIn(17); }, -3, {"", ""}, false},
       {"zoom 0 is no stop", [](Control& c) { return c.ZoomOut(0); }, 1, {"", ""}, true},
       {"center", [](Control& c) { return c.Center(1, 2, 3); }, 1, {"", ""}, true},
       {"unzoom", [](Control& c) { return c.Unzoom(1); }, 1, {"", ""}, true},
@@ -94,49 +93,32 @@ TEST(CPTZControl, HandsNamesOutWholeOrNotAtAll) {
   Control& control = fixture.Control();
   const std::string name = "T\xC3\xBCr1";  // five bytes
   ASSERT_EQ(control.AddPreposition(name.c_str()), 1);
-  struct Row {
-    u32 position;
-    bool hasBuffer;
-    u32 size;
-    i32 result;
-  };
-  constexpr Row kRows[] = {{0, true, 6, 1},    {0, true, 8, 1},           {0, true, 5, -3},
-                           {0, true, 0, -3},   {0, false, 6, -3},         {1, true, 6, -23},
-                           {1, false, 0, -23}, {0xFFFFFFFF, true, 6, -23}};
-  for (const Row& row : kRows) {
-    std::string buffer = "--------";
-    char* const given = row.hasBuffer ? buffer.data() : nullptr;
-    const std::string expected = row.result == 1 ? name + '\0' + "--" : buffer;
-    EXPECT_EQ(control.GetPrepositionName(row.position, given, row.size), row.result) << row.size;
-    EXPECT_EQ(buffer, expected) << row.size;
-    if (row.position == 0) {
-      buffer = "--------";
-      EXPECT_EQ(control.GetCurrentPreposition(given, row.size), row.result) << row.size;
-      EXPECT_EQ(buffer, expected) << row.size;
+  for (const u32 size : {0U, 5U, 6U, 8U}) {
+    for (const bool current : {false, true}) {
+      std::string buffer = "--------";
+      const i32 result = current ? control.GetCurrentPreposition(buffer.data(), size)
+                                 : control.GetPrepositionName(0, buffer.data(), size);
+      EXPECT_EQ(result, size > name.size() ? 1 : -3) << size;
+      EXPECT_EQ(buffer, result == 1 ? name + '\0' + "--" : "--------") << size;
     }
   }
+  EXPECT_EQ(control.GetPrepositionName(0, nullptr, 6), -3);
+  EXPECT_EQ(control.GetPrepositionName(1, nullptr, 0), -23);
+  EXPECT_EQ(control.GetPrepositionName(0xFFFFFFFF, nullptr, 0), -23);
 }
 
+// By what adding, selecting and deleting give. Nothing of it reaches list or camera.
 TEST(CPTZControl, RefusesWhatIsNoName) {
-  const struct {
-    const char* name;
-    const char* text;
-    const char* results;  // of add, select and delete
-  } rows[] = {{"null", nullptr, "-3 -3 -3"},
-              {"empty", "", "-3 -23 -23"},
-              {"a refused character", "a'b", "-3 -23 -23"},
-              {"a control character", "a\x01", "-3 -23 -23"},
-              {"a byte of no character", "a\xFF", "-3 -3 -3"},
-              {"a torn character", "a\xC3", "-3 -3 -3"},
-              {"a lone surrogate", "a\xED\xA0\x80", "-3 -3 -3"}};
+  const std::pair<const char*, std::array<i32, 3>> rows[] = {
+      {nullptr, {-3, -3, -3}},        {"", {-3, -23, -23}},    {"a'b", {-3, -23, -23}},
+      {"a\x01", {-3, -23, -23}},      {"a\xFF", {-3, -3, -3}}, {"a\xC3", {-3, -3, -3}},
+      {"a\xED\xA0\x80", {-3, -3, -3}}};
   PtzFixture fixture("2");
   Control& control = fixture.Control();
-  for (const auto& row : rows) {
-    EXPECT_EQ(std::to_string(control.AddPreposition(row.text)) + " " +
-                  std::to_string(control.SelectPreposition(0, row.text)) + " " +
-                  std::to_string(control.DeletePreposition(row.text)),
-              row.results)
-        << row.name;
+  for (const auto& [text, results] : rows) {
+    const std::array<i32, 3> found{control.AddPreposition(text), control.SelectPreposition(0, text),
+                                   control.DeletePreposition(text)};
+    EXPECT_EQ(found, results) << (text != nullptr ? text : "null");
   }
   EXPECT_EQ(control.GetPrepositionCount(), 0U);
   EXPECT_EQ(fixture.camera.requests.Text(), "");
@@ -146,77 +128,19 @@ TEST(CPTZControl, RefusesWhatIsNoName) {
             "OnDebugInfo 1 sarnevo::CPTZControl::AddPreposition: the name of the preposition is not UTF-8\n");
 }
 
-// One history in each protocol: what each call gives, what the camera is told, and where it stands then.
-TEST(CPTZControl, KeepsPositionsInBothProtocols) {
-  const char* const kHistories[] = {
-      "add a = 1, 810570, at a\n"
-      "add b = 1, 810570, at b\n"
-      "leave = 1, at b\n"
-      "add c = 1, 810570, at c\n"
-      "select b = -23, at c\n"
-      "select p10 = 1, 410a00, at empty p10 \n"
-      "select p10 = 1, at empty p10 \n"
-      "delete c = 1, 01FFF5, at empty p0 \n"
-      "delete c = 1, 01FFF5, at empty p0 \n",
-
-      "add a = 1, FF010003000105, at a\n"
-      "add b = 1, at b\n"
-      "leave = 1, at -23\n"
-      "add c = 1, FF010003000206, at c\n"
-      "select b = 1, FF010007000109, at b\n"
-      "select p10 = -23, at b\n"
-      "select p10 = -23, at b\n"
-      "delete c = 1, FF010005000208, at -23\n"
-      "delete c = -23, at -23\n",
-  };
-  for (const std::size_t protocol : {0, 1}) {
-    PtzFixture fixture(protocol == 0 ? "1" : "2");
+TEST(CPTZControl, FillsTheCapabilitiesWordByWord) {
+  for (const bool fixedSlots : {false, true}) {
+    PtzFixture fixture(fixedSlots ? "1" : "2");
     Control& control = fixture.Control();
-    std::string history;
-    const auto step = [&](const char* name, i32 result) {
-      std::string requests = Take(fixture.camera.requests);
-      std::replace(requests.begin(), requests.end(), '\n', ',');
-      history += std::string(name) + " = " + std::to_string(result) + ", " + requests +
-                 (requests.empty() ? "at " : " at ") + Current(control) + "\n";
-    };
-    step("add a", control.AddPreposition("a"));
-    step("add b", control.AddPreposition("b"));
-    step("leave", control.StartMove(PtzLeft, 0));
-    step("add c", control.AddPreposition("c"));
-    step("select b", control.SelectPreposition(5, "b"));
-    step("select p10", control.SelectPreposition(5, "empty p10 "));
-    step("select p10", control.SelectPreposition(0, "empty p10 "));
-    step("delete c", control.DeletePreposition("c"));
-    step("delete c", control.DeletePreposition("c"));
-    EXPECT_EQ(history, kHistories[protocol]);
-
-    // Limit plus 1 and count in the words 7 and 8.
-    const std::vector<u32> words{99, 1, 1, 1, 1, 1, 0, protocol == 0 ? 65U : 33U, control.GetPrepositionCount(),
-                                 0,  0, 0, 0, 0};
-    EXPECT_EQ(control.GetPrepositionCount(), protocol == 0 ? 64U : 1U);
+    ASSERT_EQ(control.AddPreposition("a"), 1);
     CPtzCapabilities record;
     std::fill(std::begin(record.words), std::end(record.words), 99);
     EXPECT_EQ(control.GetCapabilities(&record), 1);
+    const std::vector<u32> words{99, 1, 1, 1, 1, 1, 0, fixedSlots ? 65U : 33U, fixedSlots ? 64U : 1U,
+                                 0,  0, 0, 0, 0};
     EXPECT_EQ(std::vector<u32>(std::begin(record.words), std::end(record.words)), words);
     EXPECT_EQ(control.GetCapabilities(nullptr), -3);
-
-    fixture.camera.SetAnswer(SerialCamera::Refuse);
-    EXPECT_EQ(control.AddPreposition("d"), -18);
   }
-}
-
-TEST(CPTZControl, StoresUpToTheCamerasLimit) {
-  PtzFixture fixture("2");
-  Control& control = fixture.Control();
-  for (int i = 1; i <= 33; ++i) {
-    control.StartMove(PtzLeft, 0);
-    EXPECT_EQ(control.AddPreposition(("p" + std::to_string(i)).c_str()), i <= 32 ? 1 : -26) << i;
-  }
-  EXPECT_EQ(fixture.camera.requests.Count(""), 32U);
-  EXPECT_TRUE(fixture.camera.requests.Text().ends_with("FF010003002024\n"));
-  const std::string names = Names(control);
-  fixture.Restart();
-  EXPECT_EQ(Names(fixture.Control()), names) << "what a restarted host finds";
 }
 
 }  // namespace

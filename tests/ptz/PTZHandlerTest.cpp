@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "kolvex/Exports.h"
 #include "platform/Event.h"
 #include "platform/HostProcess.h"
 #include "ptz/PtzFixture.h"
@@ -69,17 +70,11 @@ TEST(CPTZHandler, BuildsAChannelWhenItIsAskedForIt) {
 }
 
 TEST(CPTZHandler, GivesNothingWithoutPTZ) {
-  struct Row {
-    const char* name;
-    const char* hardwareAddress;
-    const char* group;
-  };
-  for (const Row& row : {Row{"a camera of group 2", "00:11", "2"}, Row{"no hardware address", "", "1"}}) {
-    PtzFixture fixture("1", 1, row.hardwareAddress, row.group);
-    EXPECT_EQ(fixture.handler->GetPTZApiEx(0), nullptr) << row.name;
-    EXPECT_EQ(fixture.handler->GetPTZApi(0), nullptr) << row.name;
-    EXPECT_EQ(fixture.folder.List(), Files{}) << row.name;
-    EXPECT_EQ(fixture.messages.Text(), "") << row.name;
+  for (const bool group2 : {true, false}) {  // or without a hardware address
+    PtzFixture fixture("1", 1, group2 ? "00:11" : "", group2 ? "2" : "1");
+    EXPECT_EQ(fixture.handler->GetPTZApiEx(0), nullptr) << group2;
+    EXPECT_EQ(fixture.folder.List(), Files{}) << group2;
+    EXPECT_EQ(fixture.messages.Text(), "") << group2;
   }
 }
 
@@ -111,45 +106,37 @@ TEST(CPTZHandler, BuildsOneControlForManyFirstRequests) {
   EXPECT_EQ(fixture.camera.requests.Text(), std::string(kQuestion) + kQuestion);
 }
 
-TEST(CPTZHandler, EndsAllChannelsOfACameraThatHangsAtOnce) {
+// Both ways to end a driver, while the camera hangs or drips in a request of each channel and more are queued.
+TEST(CPTZHandler, EndsWithTheDriverAndAllChannelsOfACameraThatHangsAtOnce) {
   constexpr u32 kChannels = 8;
-  PtzFixture fixture("1", kChannels);
-  for (u32 channel = 0; channel < kChannels; ++channel) {
-    ASSERT_NE(fixture.handler->GetPTZApiEx(channel), nullptr);
-  }
-  Take(fixture.camera.requests);
-  fixture.camera.SetAnswer(SerialCamera::Hang);
-  for (u32 channel = 0; channel < kChannels; ++channel) {
-    for (int i = 0; i < 5; ++i) {
-      ASSERT_EQ(fixture.handler->GetPTZApiEx(channel)->StartMove(PtzLeft, 16), 1);
+  for (const bool byDelete : {false, true}) {
+    PtzFixture fixture("1", kChannels);
+    IIPPTZDriverEx* const ptz = fixture.driver->GetPTZDriverEx();
+    ASSERT_NE(ptz, nullptr);
+    EXPECT_EQ(fixture.driver->GetPTZDriver(), ptz);
+    for (u32 channel = 0; channel < kChannels; ++channel) {
+      ASSERT_NE(ptz->GetPTZApiEx(channel), nullptr);
     }
+    EXPECT_TRUE(std::filesystem::remove(*platform::HostExecutableFolder() + "/Kolvex_00:11:22:aB.preset"));
+    Take(fixture.camera.requests);
+    fixture.camera.SetAnswer(byDelete ? SerialCamera::Drip : SerialCamera::Hang);
+    for (u32 channel = 0; channel < kChannels; ++channel) {
+      for (int i = 0; i < 5; ++i) {
+        ASSERT_EQ(ptz->GetPTZApiEx(channel)->StartMove(PtzLeft, 16), 1);
+      }
+    }
+    fixture.camera.requests.WaitFor("", kChannels);
+    fixture.handler.reset();  // not the driver's
+    const auto start = steady_clock::now();
+    if (byDelete) {
+      DeleteIPCapture(fixture.driver.release());
+    } else {
+      fixture.driver->Close();
+      EXPECT_EQ(fixture.driver->GetPTZDriverEx(), nullptr);
+    }
+    EXPECT_LT(steady_clock::now() - start, std::chrono::milliseconds{2500}) << "half the time-out";
+    EXPECT_EQ(fixture.camera.requests.Count(""), kChannels);
   }
-  fixture.camera.requests.WaitFor("", kChannels);
-  const auto start = steady_clock::now();
-  fixture.handler.reset();
-  EXPECT_LT(steady_clock::now() - start, std::chrono::seconds{3});
-  EXPECT_EQ(fixture.camera.requests.Count(""), kChannels);
-}
-
-TEST(CPTZHandler, BelongsToTheDriverAndEndsWithIt) {
-  PtzFixture fixture("1");
-  IIPPTZDriverEx* const ptz = fixture.driver.GetPTZDriverEx();
-  ASSERT_NE(ptz, nullptr);
-  EXPECT_EQ(fixture.driver.GetPTZDriver(), ptz);
-  IIPPTZApiEx* const control = ptz->GetPTZApiEx(0);
-  ASSERT_NE(control, nullptr);
-  EXPECT_TRUE(std::filesystem::remove(*platform::HostExecutableFolder() + "/Kolvex_00:11:22:aB.preset"));
-  Take(fixture.camera.requests);
-  fixture.camera.SetAnswer(SerialCamera::Hang);
-  for (int i = 0; i < 5; ++i) {
-    ASSERT_EQ(control->StopMove(), 1);
-  }
-  fixture.camera.requests.WaitFor("");
-  const auto start = steady_clock::now();
-  fixture.driver.Close();
-  EXPECT_LT(steady_clock::now() - start, std::chrono::milliseconds{2500}) << "half the time-out";
-  EXPECT_EQ(fixture.camera.requests.Text(), "0100FF\n");
-  EXPECT_EQ(fixture.driver.GetPTZDriverEx(), nullptr);
 }
 
 // A host that closes from within a message: the PTZ thread ends the object that it runs for.

@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <mutex>
 #include <random>
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "platform/Event.h"
 #include "prepositions/CXMLPrepositionReader.h"
 #include "ptz/PtzFixture.h"
 #include "xml/Utf8.h"
@@ -15,46 +15,10 @@
 namespace sarnevo {
 namespace {
 
+using kolvex_test::Current;
 using kolvex_test::Names;
 using kolvex_test::PtzFixture;
 using kolvex_test::SerialCamera;
-
-// The positions that a Pelco-D head remembers. Refuses some commands and takes its time over others.
-class HeadMemory {
- public:
-  void Answer(SerialCamera::Connection& connection, const std::string& request) {
-    bool refuse = false;
-    {
-      const std::lock_guard guard(lock_);
-      refuse = ++count_ % 7 == 0;
-      if (!refuse && request.starts_with("FF01000300")) {
-        slots_.insert(Slot(request));
-      } else if (!refuse && request.starts_with("FF01000500")) {
-        slots_.erase(Slot(request));
-      }
-    }
-    if (refuse) {
-      SerialCamera::Refuse(connection, request);
-      return;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds{Slot(request) % 3});
-    SerialCamera::Ok(connection, request);
-  }
-
-  std::set<u32> Slots() {
-    const std::lock_guard guard(lock_);
-    return slots_;
-  }
-
- private:
-  static u32 Slot(const std::string& frame) {
-    return static_cast<u32>(std::stoul(frame.substr(10, 2), nullptr, 16)) - 1;
-  }
-
-  std::mutex lock_;
-  std::set<u32> slots_;  // under lock_
-  int count_ = 0;        // under lock_
-};
 
 // One host thread: what an operator does, at random but the same each time.
 void Operate(IIPPTZApiEx& control, unsigned seed) {
@@ -97,9 +61,11 @@ void Operate(IIPPTZApiEx& control, unsigned seed) {
 TEST(PtzConcurrency, KeepsListCameraAndFileInStep) {
   PtzFixture fixture("2");
   IIPPTZApiEx& control = fixture.Control();
-  HeadMemory memory;
+  kolvex_test::PresetHead head(false);
+  head.RefuseEvery(7);
   fixture.camera.SetAnswer([&](SerialCamera::Connection& connection, const std::string& request) {
-    memory.Answer(connection, request);
+    std::this_thread::sleep_for(std::chrono::milliseconds{request.back() % 3});  // takes its time over some
+    head(connection, request);
   });
   std::vector<std::thread> hosts;
   for (unsigned seed = 1; seed <= 4; ++seed) {
@@ -121,8 +87,32 @@ TEST(PtzConcurrency, KeepsListCameraAndFileInStep) {
     EXPECT_TRUE(slotsInFile.insert(record.slot).second) << "two names for slot " << record.slot;
   }
   EXPECT_EQ(namesInFile, names);
-  EXPECT_EQ(slotsInFile, memory.Slots());
+  EXPECT_EQ(slotsInFile, head.Stored());
   EXPECT_FALSE(names.empty());
+}
+
+TEST(PtzConcurrency, AMovementNeverWaitsForARecall) {
+  for (const bool fixedSlots : {false, true}) {
+    platform::Event goOn(false, true);  // outlives the camera
+    PtzFixture fixture(fixedSlots ? "1" : "2");
+    IIPPTZApiEx& control = fixture.Control();
+    ASSERT_EQ(control.AddPreposition("a"), 1);
+    ASSERT_EQ(control.StartMove(PtzLeft, 0), 1);
+    fixture.camera.requests.Clear();
+    fixture.camera.SetAnswer([&](SerialCamera::Connection& connection, const std::string& request) {
+      goOn.Wait(platform::Milliseconds{4'000});  // less than the request's time-out
+      SerialCamera::Ok(connection, request);
+    });
+    const char* const name = fixedSlots ? "empty p5 " : "a";
+    std::thread recalling([&] { EXPECT_EQ(control.SelectPreposition(0, name), 1); });
+    ASSERT_TRUE(fixture.camera.requests.WaitFor(""));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(control.StartMove(PtzLeft, 8), 1);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds{2});
+    goOn.Set();
+    recalling.join();
+    EXPECT_EQ(Current(control), fixedSlots ? name : "-23") << "and is remembered behind it";
+  }
 }
 
 }  // namespace

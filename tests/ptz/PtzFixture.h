@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 #include <string>
 
@@ -82,16 +83,73 @@ class SerialCamera {
   ScriptedServer server_;
 };
 
+/// What a head remembers, as an answer of SerialCamera: in Pelco-D the slots that it is told; with fixed slots
+/// it stores at the one last gone to and forgets all at once.
+class PresetHead {
+ public:
+  explicit PresetHead(bool fixed) : fixed_(fixed) {}
+
+  void operator()(SerialCamera::Connection& connection, const std::string& request) {
+    std::unique_lock guard(lock_);
+    const bool refuses = refuseEvery_ != 0 && ++count_ % refuseEvery_ == 0;
+    if (!refuses) {
+      Do(request);
+    }
+    guard.unlock();
+    (refuses ? SerialCamera::Refuse : SerialCamera::Ok)(connection, request);
+  }
+  /// Each @p count th request is refused; 0 for none.
+  void RefuseEvery(int count) {
+    const std::lock_guard guard(lock_);
+    refuseEvery_ = count;
+  }
+  void GoTo(sarnevo::u32 slot) {
+    const std::lock_guard guard(lock_);
+    lastGone_ = slot;
+  }
+  std::set<sarnevo::u32> Stored() const {
+    const std::lock_guard guard(lock_);
+    return stored_;
+  }
+
+ private:
+  void Do(const std::string& request) {
+    const auto number = [&](std::size_t at) {
+      return static_cast<sarnevo::u32>(std::stoul(request.substr(at, 2), nullptr, 16));
+    };
+    if (fixed_ && request == "01FFF5") {
+      stored_.clear();
+    } else if (fixed_ && request == "810570") {
+      stored_.insert(lastGone_);
+    } else if (fixed_ && request.starts_with("41")) {
+      lastGone_ = number(2);
+    } else if (request.starts_with("FF01000300")) {
+      stored_.insert(number(10) - 1);
+    } else if (request.starts_with("FF01000500")) {
+      stored_.erase(number(10) - 1);
+    }
+  }
+
+  const bool fixed_;
+  mutable std::mutex lock_;
+  // Under lock_.
+  std::set<sarnevo::u32> stored_;
+  sarnevo::u32 lastGone_ = 0;
+  int refuseEvery_ = 0;
+  int count_ = 0;
+};
+
 /// A driver with its host, a camera, and the PTZ side between them.
 struct PtzFixture {
   explicit PtzFixture(const std::string& protocol, sarnevo::u32 channels = 1,
                       const std::string& hardwareAddress = "00:11:22:aB", const char* group = "1")
       : camera(protocol), channelCount(channels) {
     params.port = camera.Port();
+    params.channels = channels;
     params.user = "root";
     params.password = "pass";
     params.settings = {{2, group}, {3, "1"}, {9, hardwareAddress}};
-    if (!driver.Open(&sink, nullptr, &params)) {
+    if (!driver->Open(&sink, nullptr, &params)) {
       throw std::runtime_error("the driver doesn't open");
     }
     messages.Clear();
@@ -99,7 +157,9 @@ struct PtzFixture {
   }
 
   /// As a host does: everything is built anew, the camera and the file stay.
-  void Restart() { handler = std::make_unique<sarnevo::CPTZHandler>(&driver, channelCount, folder.Path()); }
+  void Restart() {
+    handler = std::make_unique<sarnevo::CPTZHandler>(driver.get(), channelCount, folder.Path());
+  }
 
   /// The channel's object, with the question for the protocol forgotten.
   sarnevo::IIPPTZApiEx& Control(sarnevo::u32 channel = 0) {
@@ -123,7 +183,7 @@ struct PtzFixture {
   HostLog messages;
   FakeDebugSink sink{messages};
   FakeParams params;
-  sarnevo::CKolvexIPCaptureDriver driver;
+  std::unique_ptr<sarnevo::CKolvexIPCaptureDriver> driver = std::make_unique<sarnevo::CKolvexIPCaptureDriver>();
   const sarnevo::u32 channelCount;
   std::unique_ptr<sarnevo::CPTZHandler> handler;
 };

@@ -12,7 +12,6 @@ TEST(Utf8, IsReadStrictlyAndWrittenBack) {
     std::optional<std::wstring> wide;  // nothing: refused
     bool xml;
   } kTexts[] = {
-      {"empty", "", L"", true},
       {"a letter of each length", "A\u00df\u20ac\U0001F3A5", L"A\u00df\u20ac\U0001F3A5", true},
       {"the ends of each length", "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xF0\x90\x80\x80",
        L"\x7F\x80\u07FF\u0800\U00010000", true},
@@ -23,15 +22,13 @@ TEST(Utf8, IsReadStrictlyAndWrittenBack) {
       {"", "\xEF\xBF\xBF", L"\uFFFF", false},
       {"blanks", " \t\n\r", L" \t\n\r", true},
       {"zero", std::string_view("\0", 1), std::wstring(1, L'\0'), false},
-      {"other control characters", "\x1F", L"\x1F", false},
       {"a continuation by itself", "\x80", {}, false},
       {"overlong, two bytes", "\xC1\xBF", {}, false},
       {"overlong, three bytes", "\xE0\x9F\xBF", {}, false},
       {"overlong, four bytes", "\xF0\x8F\xBF\xBF", {}, false},
       {"a surrogate", "\xED\xA0\x80", {}, false},
       {"behind all planes", "\xF4\x90\x80\x80", {}, false},
-      {"bytes that never occur", "\xFF", {}, false},
-      {"", "\xF8\x88\x80\x80\x80", {}, false},
+      {"a lead byte of five", "\xF8\x88\x80\x80\x80", {}, false},
       {"cut", "\xF0\x9F\x8E", {}, false},
       {"cut by a letter",
        "\xE2\x82"

@@ -1,14 +1,11 @@
 #pragma once
 
-#include <functional>
-#include <string>
-
 #include "CameraConfig.h"
 #include "Credentials.h"
+#include "DriverSession.h"
 #include "FramePool.h"
 #include "Library.h"
 #include "StreamSink.h"
-#include "kolvex/IDebugInfoSink.h"
 
 namespace kolvex_host {
 
@@ -18,13 +15,10 @@ namespace kolvex_host {
 /// Main thread, but for Stop, which another thread may call.
 class CameraSession {
  public:
-  /// Takes the library's debug messages, on any thread.
-  using Log = std::function<void(const std::string& camera, unsigned level, const char* text)>;
-
   /// Opens the driver; starts nothing. Throws Failure (ExitCode::Refused). All arguments outlive the session.
   CameraSession(const Library& library, const CameraConfig& camera, Login login, StreamSink& sink,
-                FramePool& pool, Log log);
-  /// Stops the stream if it still runs, closes and deletes the driver.
+                FramePool& pool, DriverSession::Log log);
+  /// Stops the stream if it still runs; the driver then closes.
   ~CameraSession();
   CameraSession(const CameraSession&) = delete;
   CameraSession& operator=(const CameraSession&) = delete;
@@ -36,20 +30,9 @@ class CameraSession {
   void Stop();
 
  private:
-  class DebugSink final : public sarnevo::ipcapture::IDebugInfoSink {
-   public:
-    DebugSink(std::string camera, Log log) : camera_(std::move(camera)), log_(std::move(log)) {}
-    void OnDebugInfo(CDebugInfoIf* info) override;
-
-   private:
-    std::string camera_;
-    Log log_;
-  };
-
   const CameraConfig& camera_;
   StreamSink& sink_;
-  DebugSink debugSink_;
-  Library::DriverPtr driver_;
+  DriverSession driver_;
   sarnevo::ipcapture::IIPVideoCapture* capture_ = nullptr;  // the driver's
   bool running_ = false;
 };

@@ -42,6 +42,7 @@ struct Arguments {
   double duration = 0;
   sarnevo::u64 frames = 0;
   std::string out;
+  std::string tilesFrom;
   std::vector<std::string> keep{"all"};
   std::string inspect = "auto";
   std::string progress = "auto";
@@ -83,6 +84,12 @@ CaptureOptions MakeOptions(const Arguments& arguments) {
   if (!arguments.out.empty()) {
     options.out = arguments.out;
   }
+  if (!arguments.tilesFrom.empty()) {
+    if (!options.out) {
+      throw Failure(ExitCode::Usage, "--tiles-from needs --out, where the contact sheet goes.");
+    }
+    options.tilesFrom = arguments.tilesFrom;
+  }
   options.keep = ParseKeep(arguments.keep);
   options.inspect = arguments.inspect == "always" ||
                     (arguments.inspect == "auto" && options.cameras.size() <= kMostInspected);
@@ -119,6 +126,11 @@ void AddCapture(CLI::App& app, const Common& common) {
       ->add_option("--out", arguments->out,
                    "Folder for frames, contact sheet and reports, made or empty; without it nothing is written")
       ->type_name("DIR");
+  command
+      ->add_option("--tiles-from", arguments->tilesFrom,
+                   "Named pipe, or - for standard input: each line \"CAMERA: TEXT\" adds a tile to the contact "
+                   "sheet with what that camera shows at this moment")
+      ->type_name("PIPE");
   command
       ->add_option("--keep", arguments->keep,
                    "Which frames become files: all, none, or every N (JPEG; an MPEG-4 stream is kept whole)")

@@ -10,6 +10,7 @@
 #include "Failure.h"
 #include "Output.h"
 #include "OutputFile.h"
+#include "TextTable.h"
 
 namespace kolvex_host {
 
@@ -86,6 +87,9 @@ void CaptureRun::Prepare() {
   if (options_.out) {
     PrepareOutputFolder(*options_.out);
   }
+  if (options_.tilesFrom) {
+    tileRequests_.emplace(*options_.tilesFrom);
+  }
   library_.emplace(common_.LoadLibrary());
 
   std::vector<FrameWriter::StreamOptions> streams;
@@ -102,12 +106,7 @@ void CaptureRun::Prepare() {
 
 void CaptureRun::OpenAndStart() {
   const Credentials credentials = common_.LoadCredentials();
-  CameraSession::Log log;
-  if (common_.verbose) {
-    log = [](const std::string& camera, unsigned level, const char* text) {
-      std::fprintf(stderr, "%s: [%u] %s\n", camera.c_str(), level, text);
-    };
-  }
+  const DriverSession::Log log = common_.MakeLog();
   for (std::size_t i = 0; i < options_.cameras.size(); ++i) {
     const CameraConfig& camera = options_.cameras[i];
     sinks_.emplace_back(*writer_, i, camera.frameInterval, options_.frames);
@@ -126,6 +125,7 @@ const char* CaptureRun::WaitForEnd() {
     const Seconds elapsed = std::chrono::steady_clock::now() - start_;
     const auto reports = Reports();
     progress.Show(elapsed, reports);
+    AddTiles(elapsed);
     if (common_.json && elapsed >= nextJson) {
       PrintJson(ProgressJson(elapsed, reports));
       nextJson = elapsed + kJsonProgressPause;
@@ -146,6 +146,24 @@ const char* CaptureRun::WaitForEnd() {
     if (common_.stop.Wait(std::chrono::duration_cast<std::chrono::milliseconds>(left))) {
       return "signal";
     }
+  }
+}
+
+void CaptureRun::AddTiles(Seconds elapsed) {
+  if (!tileRequests_) {
+    return;
+  }
+  for (const TileRequest& request : tileRequests_->Take()) {
+    const auto camera =
+        std::find_if(options_.cameras.begin(), options_.cameras.end(),
+                     [&request](const CameraConfig& candidate) { return candidate.name == request.camera; });
+    if (camera == options_.cameras.end()) {
+      std::fprintf(stderr, "kolvex-host: there is no camera \"%s\" for a tile.\n", request.camera.c_str());
+      continue;
+    }
+    tiles_.push_back({request.text.empty() ? request.camera : request.camera + ": " + request.text,
+                      {Fixed(elapsed.count(), 1) + " s after the start"},
+                      writer_->LatestPicture(static_cast<std::size_t>(camera - options_.cameras.begin()))});
   }
 }
 
@@ -202,6 +220,7 @@ void CaptureRun::WriteResults(const std::vector<StreamReport>& reports) const {
     list.push_back(ReportJson(reports[i]));
     sheet.push_back(MakeSheetEntry(reports[i], writer_->LatestPicture(i)));
   }
+  sheet.insert(sheet.end(), tiles_.begin(), tiles_.end());
   WriteContactSheet(*options_.out / "contact-sheet.png", sheet);
   OutputFile::WriteWhole(*options_.out / "report.txt", ReportTable(reports));
   OutputFile::WriteWhole(*options_.out / "report.json", list.dump(2) + "\n");

@@ -7,10 +7,12 @@
 
 #include "CameraConfig.h"
 #include "CameraSession.h"
+#include "ContactSheet.h"
 #include "FrameWriter.h"
 #include "Progress.h"
 #include "Report.h"
 #include "Subcommand.h"
+#include "TileRequests.h"
 
 namespace kolvex_host {
 
@@ -20,6 +22,7 @@ struct CaptureOptions {
   Seconds duration{0};      ///< from the start; 0: no limit
   sarnevo::u64 frames = 0;  ///< per stream; 0: no limit
   std::optional<std::filesystem::path> out;
+  std::optional<std::filesystem::path> tilesFrom;  ///< where wishes for more tiles come from; needs out
   Keep keep;
   bool inspect = true;  ///< look into the pictures
   Progress::Mode progress = Progress::Mode::Silent;
@@ -40,6 +43,7 @@ class CaptureRun {
   void OpenAndStart();
   /// Gives the reason, for programs: "duration", "frames", "signal" or "output".
   const char* WaitForEnd();
+  void AddTiles(Seconds elapsed);
   void StopAll();
   bool AllComplete() const;
   std::vector<StreamReport> Reports() const;
@@ -49,6 +53,8 @@ class CaptureRun {
   const Common& common_;
   const CaptureOptions& options_;
   const SteadyTime start_;
+  std::optional<TileRequests> tileRequests_;
+  std::vector<SheetEntry> tiles_;  // beside those of the streams
 
   // In the order of their making, which the destructors turn round: sessions end before the sinks that they
   // call, sinks before the writer that they feed, and the writer before the pools whose frames it holds.

@@ -12,13 +12,18 @@ namespace kolvex_host {
 
 namespace {
 
-// All lengths in pixels.
-constexpr double kPictureWidth = 560;
-constexpr double kPictureHeight = 448;  // 5:4, the shape of a PAL picture in square pixels
-constexpr double kMargin = 24;
-constexpr double kTitleSize = 20;
-constexpr double kLineSize = 15;
-constexpr double kLineStep = 21;
+/// All lengths in pixels. Pictures have the shape 5:4, as PAL in square pixels.
+struct Layout {
+  double pictureWidth;
+  double pictureHeight;
+  double margin;
+  double titleSize;
+  double lineSize;
+  double lineStep;
+};
+constexpr std::size_t kFew = 4;
+constexpr Layout kLarge{560, 448, 24, 20, 15, 21};  // for few pictures
+constexpr Layout kSmall{290, 232, 14, 13.5, 10.5, 15};
 
 struct Rgb {
   double red, green, blue;
@@ -46,13 +51,13 @@ void Text(cairo_t* context, double x, double y, double size, bool bold, const st
 }
 
 /// Fits the picture into the field, whole and undistorted, and fills the rest with darkness.
-void DrawPicture(cairo_t* context, double x, double y, const Picture& picture) {
+void DrawPicture(cairo_t* context, const Layout& layout, double x, double y, const Picture& picture) {
   Colour(context, kDark);
-  cairo_rectangle(context, x, y, kPictureWidth, kPictureHeight);
+  cairo_rectangle(context, x, y, layout.pictureWidth, layout.pictureHeight);
   cairo_fill(context);
   if (picture.pixels.empty()) {
     Colour(context, kOnDark);
-    Text(context, x + kMargin, y + kPictureHeight / 2, kTitleSize, false, "no picture");
+    Text(context, x + layout.margin, y + layout.pictureHeight / 2, layout.titleSize, false, "no picture");
     return;
   }
   // The image only reads the pixels.
@@ -60,10 +65,10 @@ void DrawPicture(cairo_t* context, double x, double y, const Picture& picture) {
   const Surface image(cairo_image_surface_create_for_data(pixels, CAIRO_FORMAT_RGB24, picture.width,
                                                           picture.height, picture.width * 4),
                       &cairo_surface_destroy);
-  const double scale = std::min(kPictureWidth / picture.width, kPictureHeight / picture.height);
+  const double scale = std::min(layout.pictureWidth / picture.width, layout.pictureHeight / picture.height);
   cairo_save(context);
-  cairo_translate(context, x + (kPictureWidth - scale * picture.width) / 2,
-                  y + (kPictureHeight - scale * picture.height) / 2);
+  cairo_translate(context, x + (layout.pictureWidth - scale * picture.width) / 2,
+                  y + (layout.pictureHeight - scale * picture.height) / 2);
   cairo_scale(context, scale, scale);
   cairo_set_source_surface(context, image.get(), 0, 0);
   cairo_pattern_set_filter(cairo_get_source(context), CAIRO_FILTER_GOOD);
@@ -74,42 +79,43 @@ void DrawPicture(cairo_t* context, double x, double y, const Picture& picture) {
 }
 
 /// Height of the text beneath a picture.
-double CaptionHeight(const std::vector<SheetEntry>& entries) {
+double CaptionHeight(const Layout& layout, const std::vector<SheetEntry>& entries) {
   std::size_t lines = 0;
   for (const SheetEntry& entry : entries) {
     lines = std::max(lines, entry.lines.size());
   }
-  return kTitleSize + 12 + static_cast<double>(lines) * kLineStep;
+  return layout.titleSize + 12 + static_cast<double>(lines) * layout.lineStep;
 }
 
 }  // namespace
 
 void WriteContactSheet(const std::filesystem::path& path, const std::vector<SheetEntry>& entries) {
+  const Layout& layout = entries.size() <= kFew ? kLarge : kSmall;
   const auto columns = static_cast<std::size_t>(std::ceil(std::sqrt(static_cast<double>(entries.size()))));
   const std::size_t rows = columns == 0 ? 0 : (entries.size() + columns - 1) / columns;
-  const double cellWidth = kPictureWidth + kMargin;
-  const double cellHeight = kPictureHeight + CaptionHeight(entries) + kMargin;
+  const double cellWidth = layout.pictureWidth + layout.margin;
+  const double cellHeight = layout.pictureHeight + CaptionHeight(layout, entries) + layout.margin;
 
   const Surface surface(
       cairo_image_surface_create(CAIRO_FORMAT_RGB24,
-                                 static_cast<int>(static_cast<double>(columns) * cellWidth + kMargin),
-                                 static_cast<int>(static_cast<double>(rows) * cellHeight + kMargin)),
+                                 static_cast<int>(static_cast<double>(columns) * cellWidth + layout.margin),
+                                 static_cast<int>(static_cast<double>(rows) * cellHeight + layout.margin)),
       &cairo_surface_destroy);
   const Context context(cairo_create(surface.get()), &cairo_destroy);
   Colour(context.get(), kPaper);
   cairo_paint(context.get());
 
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    const double x = kMargin + static_cast<double>(i % columns) * cellWidth;
-    double y = kMargin + static_cast<double>(i / columns) * cellHeight;
-    DrawPicture(context.get(), x, y, entries[i].picture);
-    y += kPictureHeight + kTitleSize + 6;
+    const double x = layout.margin + static_cast<double>(i % columns) * cellWidth;
+    double y = layout.margin + static_cast<double>(i / columns) * cellHeight;
+    DrawPicture(context.get(), layout, x, y, entries[i].picture);
+    y += layout.pictureHeight + layout.titleSize + 6;
     Colour(context.get(), kInk);
-    Text(context.get(), x, y, kTitleSize, true, entries[i].title);
+    Text(context.get(), x, y, layout.titleSize, true, entries[i].title);
     Colour(context.get(), kFaded);
     for (const std::string& line : entries[i].lines) {
-      y += kLineStep;
-      Text(context.get(), x, y, kLineSize, false, line);
+      y += layout.lineStep;
+      Text(context.get(), x, y, layout.lineSize, false, line);
     }
   }
 

@@ -14,6 +14,8 @@ enum class ExitCode : int {
   NoFrames = 4,  ///< at least one camera gave no frame
   Output = 5,    ///< a result couldn't be written
   Internal = 6,  ///< something that should not happen
+  Camera = 7,    ///< the camera can't be reached, or didn't do what was asked
+  Login = 8,     ///< the camera wants another user name or password
 };
 
 /// Ends the program with one clear sentence for a person and a code for a script.

@@ -45,12 +45,17 @@ void FrameWriter::Finish() {
 
 Picture FrameWriter::LatestPicture(std::size_t stream) const {
   const Stream& from = streams_[stream];
-  if (!from.latestKey) {
-    return {};
+  std::vector<sarnevo::u8> bytes;
+  {
+    const std::lock_guard guard(lock_);
+    if (!from.latestKey) {
+      return {};
+    }
+    bytes.assign(from.latestKey->Bytes().begin(), from.latestKey->Bytes().end());
   }
   PictureDecoder decoder(from.codec);
   // A damaged picture is still the best there is to show.
-  decoder.Decode(from.latestKey->Bytes());
+  decoder.Decode(bytes);
   return decoder.GetPicture();
 }
 
@@ -87,6 +92,7 @@ void FrameWriter::Work(QueuedFrame& queued) {
     stream.files->Write(*queued.frame, queued.arrived - start_, counter);
   }
   if (queued.frame->IsKey()) {
+    const std::lock_guard guard(lock_);
     stream.latestKey = std::move(queued.frame);
   }
 }

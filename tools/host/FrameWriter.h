@@ -52,8 +52,8 @@ class FrameWriter {
   /// it Push must not be called.
   void Finish();
 
-  /// The latest picture of a stream that needs no frame before it; an empty one when there was none. After
-  /// Finish.
+  /// The latest picture of a stream that needs no frame before it; an empty one when there was none. Any
+  /// thread, which also does the decoding.
   Picture LatestPicture(std::size_t stream) const;
 
  private:
@@ -63,7 +63,7 @@ class FrameWriter {
     sarnevo::Codec codec;
     std::optional<StreamFiles> files;
     std::optional<FrameInspector> inspector;
-    FrameRef latestKey;
+    FrameRef latestKey;    // guarded by lock_
     PictureCounts counts;  // guarded by lock_
   };
 
@@ -73,7 +73,7 @@ class FrameWriter {
   void Join();
 
   const SteadyTime start_;
-  std::deque<Stream> streams_;      // the thread's, but for the counts; after Finish the caller's
+  std::deque<Stream> streams_;      // the thread's, but for what is guarded by lock_
   std::optional<Failure> failure_;  // the thread's; after Finish the caller's
   std::atomic<bool> failed_{false};
 

@@ -31,7 +31,7 @@ void Library::Unload::operator()(void* handle) const { dlclose(handle); }
 Library::Library(const std::filesystem::path& path)
     // Every symbol now, so that a broken library fails here and not at some camera's first frame; local,
     // so that nothing of the library's meets a symbol of ours.
-    : handle_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+    : path_(path), handle_(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
   if (!handle_) {
     const char* const reason = dlerror();
     throw Failure(ExitCode::Library,
@@ -54,6 +54,13 @@ std::filesystem::path Library::DefaultPath() {
     }
   }
   return kFileName;  // without a folder: the dynamic linker looks along its own path
+}
+
+Library::Query Library::QueryFunctions() const {
+  using namespace sarnevo::ipcapture;
+  return {FindExport<InitCapabilityQueryFunction>(handle_.get(), "InitCapabilityQuery", path_),
+          FindExport<StartCapabilityQueryFunction>(handle_.get(), "StartCapabilityQuery", path_),
+          FindExport<UninitCapabilityQueryFunction>(handle_.get(), "UninitCapabilityQuery", path_)};
 }
 
 Library::DriverPtr Library::CreateDriver() const {

@@ -27,6 +27,15 @@ class Library {
   /// Goes back through the library's own export, never through delete: the memory is the library's.
   using DriverPtr = std::unique_ptr<sarnevo::ipcapture::IIPCaptureDriverEx3, DeleteDriver>;
 
+  /// The exports of the capability query.
+  struct Query {
+    sarnevo::ipcapture::InitCapabilityQueryFunction* init;
+    sarnevo::ipcapture::StartCapabilityQueryFunction* start;
+    sarnevo::ipcapture::UninitCapabilityQueryFunction* uninit;
+  };
+  /// Throws Failure (ExitCode::Library) when the library has no such exports.
+  Query QueryFunctions() const;
+
   /// A new driver. Throws Failure (ExitCode::Refused) when the library gives none.
   DriverPtr CreateDriver() const;
 
@@ -35,6 +44,7 @@ class Library {
     void operator()(void* handle) const;
   };
 
+  std::filesystem::path path_;
   std::unique_ptr<void, Unload> handle_;
   sarnevo::ipcapture::CreateIPCaptureFunction* create_ = nullptr;
   sarnevo::ipcapture::DeleteIPCaptureFunction* delete_ = nullptr;

@@ -23,14 +23,16 @@ StopSignal::StopSignal() {
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
 }
 
-bool StopSignal::Wait(std::chrono::milliseconds timeout) {
+bool StopSignal::Wait(std::chrono::milliseconds timeout, Second second) {
   const sigset_t set = StopSignals();
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(timeout);
   const timespec limit{seconds.count(), std::chrono::nanoseconds(timeout - seconds).count()};
   if (sigtimedwait(&set, nullptr, &limit) < 0) {
     return false;
   }
-  pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+  if (second == Second::Ends) {
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+  }
   return true;
 }
 

@@ -13,9 +13,14 @@ class StopSignal {
   /// Blocks the signals. Before any other thread is started, since threads inherit it.
   StopSignal();
 
-  /// Waits for up to @p timeout. True when a signal has come. From the first one on a second one ends the
-  /// process at once: whoever presses Ctrl-C twice doesn't want to wait for cameras.
-  bool Wait(std::chrono::milliseconds timeout);
+  /// What a second signal does while the program cleans up after the first.
+  enum class Second {
+    Ends,   ///< ends the process at once: whoever presses Ctrl-C twice doesn't want to wait for cameras
+    Waits,  ///< nothing: what is left to do must be done, and doesn't take long
+  };
+
+  /// Waits for up to @p timeout. True when a signal has come.
+  bool Wait(std::chrono::milliseconds timeout, Second second = Second::Ends);
 };
 
 }  // namespace kolvex_host

@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "Credentials.h"
+#include "DriverSession.h"
 #include "Library.h"
 #include "StopSignal.h"
 
@@ -22,6 +23,8 @@ struct Common {
   Credentials LoadCredentials() const {
     return credentials.empty() ? Credentials::FromEnvironment() : Credentials::FromFile(credentials);
   }
+  /// What becomes of a driver's debug messages: standard error or nothing.
+  DriverSession::Log MakeLog() const;
 };
 
 /// Adds one subcommand with its options and help to the program. Its work is done in the subcommand's final
@@ -30,6 +33,9 @@ struct Common {
 /// A new subcommand is a new file with such a function, and a line in main.cpp.
 using AddSubcommand = void(CLI::App& app, const Common& common);
 
+AddSubcommand AddQuery;
 AddSubcommand AddCapture;
+AddSubcommand AddIo;
+AddSubcommand AddPtz;
 
 }  // namespace kolvex_host

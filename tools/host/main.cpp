@@ -13,7 +13,10 @@ namespace {
 using kolvex_host::ExitCode;
 
 constexpr kolvex_host::AddSubcommand* kSubcommands[] = {
+    kolvex_host::AddQuery,
     kolvex_host::AddCapture,
+    kolvex_host::AddIo,
+    kolvex_host::AddPtz,
 };
 
 constexpr const char* kFooter = R"(
@@ -25,8 +28,14 @@ Exit codes:
   4  at least one camera gave no frame
   5  a result couldn't be written
   6  something that should not happen
+  7  the camera can't be reached, or didn't do what was asked
+  8  the camera wants another user name or password
 
-kolvex-host capture --help tells about cameras and shows examples.)";
+From an address to pictures:
+  kolvex-host query 192.0.2.7 --save yard.json
+  kolvex-host capture --camera-file yard.json --duration 10 --out pictures
+
+Each subcommand has a --help with examples.)";
 
 int Fail(const kolvex_host::Common& common, ExitCode code, const char* sentence) {
   if (common.json) {

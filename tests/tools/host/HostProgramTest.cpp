@@ -45,6 +45,8 @@ TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
       {"a key without value", "capture --camera 127.0.0.1,group=1,fps", 1, "must have the form KEY=VALUE"},
       {"an unknown rule", "capture --keep some " + frames, 1, "--keep takes all, none, or every N"},
       {"every zeroth", "capture --keep every 0 " + frames, 1, "--keep takes all, none, or every N"},
+      {"tiles without a sheet", "capture --tiles-from - " + frames, 1, "--tiles-from needs --out"},
+      {"tiles from a file", "capture --out out --tiles-from file " + frames, 1, "is no named pipe", ">file"},
       {"no such camera file", "capture --camera-file none.json", 1, "none.json can't be read"},
       {"a camera file of text", "capture --camera-file text", 1, "isn't JSON", "echo hello >text"},
       {"an empty list", "capture --cameras list", 1, "must be an array of cameras", "echo [] >list"},

@@ -12,7 +12,7 @@
 
 namespace kolvex_test {
 
-HostRun::HostRun() {
+HostRun::HostRun() : program_(KOLVEX_HOST) {
   std::string name = (std::filesystem::temp_directory_path() / "kolvex-host-XXXXXX").string();
   folder_ = mkdtemp(name.data());
 }
@@ -48,7 +48,7 @@ void HostRun::Start(const std::string& arguments, const std::string& before) {
   }
   const std::string library =
       arguments.find("--library") == arguments.npos ? " --library " FAKE_DRIVER " " : " ";
-  const std::string command = before + "\nexec " KOLVEX_HOST + library + arguments + " 2>error.txt";
+  const std::string command = before + "\nexec " + program_ + library + arguments + " 2>error.txt";
   output_.clear();
   child_ = fork();
   if (child_ == 0) {
@@ -63,6 +63,11 @@ void HostRun::Start(const std::string& arguments, const std::string& before) {
   }
   close(ends[1]);
   out_ = ends[0];
+}
+
+void HostRun::CopyProgram() {
+  std::filesystem::copy_file(KOLVEX_HOST, folder_ / "kolvex-host");
+  program_ = (folder_ / "kolvex-host").string();
 }
 
 bool HostRun::WaitForOutput(const std::string& text) {

@@ -31,6 +31,9 @@ class HostRun {
   /// Starts `kolvex-host ARGUMENTS` through a shell, in the folder, with the fake driver as its library unless
   /// the arguments name another. @p before are shell commands that run first.
   void Start(const std::string& arguments, const std::string& before = "");
+  /// From here on a copy of the program in the folder runs: the library keeps files beside it.
+  void CopyProgram();
+  const std::string& Program() const { return program_; }
   /// Waits until standard output holds @p text; false when the program ended first.
   bool WaitForOutput(const std::string& text);
   void Signal(int number) const;
@@ -43,6 +46,7 @@ class HostRun {
 
  private:
   std::filesystem::path folder_;
+  std::string program_;
   pid_t child_ = -1;
   int out_ = -1;
   std::string output_;

@@ -14,7 +14,7 @@ struct SwsContext;
 
 namespace simcam {
 
-/// An MPEG-4 part 2 elementary stream (ISO/IEC 14496-2). Every key frame begins with the visual object
+/// An MPEG-4 Visual elementary stream (ISO/IEC 14496-2). Every key frame begins with the visual object
 /// sequence start code, the visual object and the video object layer, so that a receiver may enter there;
 /// every other frame begins with its VOP. There are no B frames: a frame that goes in comes out at once.
 /// One thread at a time.

@@ -1,0 +1,20 @@
+#include "CameraChoice.h"
+
+#include "CameraFile.h"
+
+namespace kolvex_host {
+
+void CameraChoice::AddTo(CLI::App& command) {
+  CLI::Option_group* const group = command.add_option_group("Camera");
+  group
+      ->add_option("--camera-file", file,
+                   "The camera from a JSON file, FILE[,KEY=VALUE,...], as query --save writes it")
+      ->type_name("FILE");
+  group->add_option("--camera", camera, "The camera, ADDRESS[:PORT],KEY=VALUE,...; see capture --help")
+      ->type_name("CAMERA");
+  group->require_option(1);
+}
+
+CameraConfig CameraChoice::Read() const { return file.empty() ? ParseCamera(camera) : ReadCameraFile(file); }
+
+}  // namespace kolvex_host

@@ -1,0 +1,271 @@
+#include <array>
+#include <charconv>
+#include <csignal>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "CameraChoice.h"
+#include "Drive.h"
+#include "Failure.h"
+#include "HeadSession.h"
+#include "Output.h"
+#include "Subcommand.h"
+#include "TextTable.h"
+
+namespace kolvex_host {
+
+using namespace sarnevo;
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr const char* kFooter = R"(
+Examples:
+  kolvex-host ptz move left --speed 8 --for 500ms --camera-file yard.json
+  kolvex-host ptz presets add Gate --camera-file yard.json
+  kolvex-host ptz presets go Gate --camera-file yard.json
+  kolvex-host ptz drive --camera-file yard.json
+
+A head that isn't stopped moves on. move and drive stop it on every way out, Ctrl-C, SIGTERM and a lost
+terminal included, and make sure that the camera has taken the stop; exit code 7 tells when it hasn't.
+
+The driver keeps the names of positions in a file beside this program, Kolvex_ADDRESS.preset, so that the
+program's folder must be writable.)";
+
+struct Arguments {
+  CameraChoice camera;
+  std::string movement;
+  std::string duration = "500ms";
+  i32 speed = 8;
+  std::string name;
+  std::string over;
+};
+
+/// A time like 500ms or 1.5s.
+milliseconds ParseDuration(const std::string& text) {
+  double number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  const std::string unit(end, text.data() + text.size());
+  const double time = unit == "s" ? number * 1000 : number;
+  constexpr double kLongest = 60'000;
+  if (error != std::errc() || (unit != "s" && unit != "ms") || !(time > 0 && time <= kLongest)) {
+    throw Failure(ExitCode::Usage, "--for takes a time of up to a minute, like 500ms or 1.5s.");
+  }
+  return milliseconds(static_cast<std::int64_t>(time));
+}
+
+void Tell(const Common& common, nlohmann::json event, const std::string& sentence) {
+  if (common.json) {
+    PrintJson(event);
+  } else {
+    Print(sentence + "\n");
+  }
+}
+
+/// A program that Ctrl-Z halts can't stop a head.
+void NeverHalt() { std::signal(SIGTSTP, SIG_IGN); }
+
+void Move(const Common& common, const Arguments& arguments) {
+  const Movement* const movement = FindMovement(arguments.movement);
+  if (!movement) {
+    std::string names;
+    for (const Movement& known : kMovements) {
+      names += (names.empty() ? "" : ", ") + std::string(known.name);
+    }
+    throw Failure(ExitCode::Usage, "\"" + arguments.movement + "\" is no movement: there are " + names + ".");
+  }
+  const milliseconds duration = ParseDuration(arguments.duration);
+  NeverHalt();
+  HeadSession head(common, arguments.camera.Read());
+  head.Move(*movement, arguments.speed);
+  common.stop.Wait(duration, StopSignal::Second::Waits);
+  if (head.TakeFailure()) {
+    throw Failure(ExitCode::Camera, "The camera didn't take the movement.");
+  }
+  head.Finish();
+  Tell(common, {{"event", "moved"}, {"movement", movement->name}, {"speed", arguments.speed}},
+       "Moved " + std::string(movement->name) + " and stopped.");
+}
+
+void Stop(const Common& common, const Arguments& arguments) {
+  HeadSession head(common, arguments.camera.Read());
+  head.Finish();
+  Tell(common, {{"event", "stopped"}}, "Stopped.");
+}
+
+void DriveByKeys(const Common& common, const Arguments& arguments) {
+  NeverHalt();
+  HeadSession head(common, arguments.camera.Read());
+  Drive(head, common.stop, arguments.speed);
+  head.Finish();
+}
+
+/// The name at @p position, or the current one. Names may be up to a mebibyte long.
+template <typename Get>
+std::string ReadName(Get get) {
+  for (std::size_t size = 1024; size <= (std::size_t{1} << 21U); size *= 2) {
+    std::vector<char> buffer(size);
+    const i32 status = get(buffer.data(), static_cast<u32>(size));
+    if (status == PtzDone) {
+      return buffer.data();
+    }
+    if (status != PtzInvalidArgument) {
+      break;
+    }
+  }
+  return {};
+}
+
+std::string CurrentName(IIPPTZApi& api) {
+  return ReadName([&api](char* buffer, u32 size) { return api.GetCurrentPreposition(buffer, size); });
+}
+
+void List(const Common& common, IIPPTZApi& api) {
+  TextTable table({{"position", true}, {"name"}});
+  nlohmann::json names = nlohmann::json::array();
+  for (u32 position = 0; position < api.GetPrepositionCount(); ++position) {
+    const std::string name = ReadName(
+        [&api, position](char* buffer, u32 size) { return api.GetPrepositionName(position, buffer, size); });
+    names.push_back(name);
+    table.Add({std::to_string(position + 1), name});
+  }
+  const bool none = names.empty();
+  Tell(common, {{"event", "presets"}, {"names", std::move(names)}},
+       none ? "No position is stored." : table.Text().substr(0, table.Text().size() - 1));
+}
+
+/// A stored position's operation: how the camera's answer reads.
+void Check(i32 status, const Arguments& arguments) {
+  switch (status) {
+    case PtzDone:
+      return;
+    case PtzInvalidArgument:
+      throw Failure(ExitCode::Usage, "\"" + arguments.name +
+                                         "\" is no name for a position: it must be UTF-8 text without any of "
+                                         "& ! < > ' \".");
+    case PtzLimitReached:
+      throw Failure(ExitCode::Camera, "The camera stores no more positions.");
+    case PtzNoPreposition:
+      throw Failure(ExitCode::Camera,
+                    "There is no position \"" + arguments.name + "\", or the camera refused.");
+    default:
+      throw Failure(ExitCode::Camera, "The position \"" + arguments.name +
+                                          "\" wasn't stored: the camera refused, or its file can't be "
+                                          "written.");
+  }
+}
+
+/// Such a camera can't be told where to store. Known by its limit, which is one above the number of slots.
+bool HasFixedSlots(IIPPTZApi& api) {
+  constexpr u32 kFixedSlots = 64;
+  CPtzCapabilities record{};
+  return api.GetCapabilities(&record) == PtzDone &&
+         record.words[CPtzCapabilities::kPrepositionLimit] == kFixedSlots + 1;
+}
+
+struct PresetCommand {
+  const char* name;
+  const char* help;
+  bool takesName;
+  void (*run)(const Common& common, IIPPTZApi& api, const Arguments& arguments);
+};
+
+constexpr auto kPresetCommands = std::to_array<PresetCommand>({
+    {"list", "The names of all stored positions", false,
+     [](const Common& common, IIPPTZApi& api, const Arguments&) { List(common, api); }},
+    {"add", "Store where the head stands under a name", true,
+     [](const Common& common, IIPPTZApi& api, const Arguments& arguments) {
+       if (arguments.over.empty() && HasFixedSlots(api)) {
+         throw Failure(ExitCode::Usage,
+                       "The camera has fixed slots and stores at the one last gone to: name it with --over.");
+       }
+       if (!arguments.over.empty()) {
+         Check(api.SelectPreposition(0, arguments.over.c_str()), arguments);
+       }
+       Check(api.AddPreposition(arguments.name.c_str()), arguments);
+       Tell(common, {{"event", "stored"}, {"name", arguments.name}}, "Stored \"" + arguments.name + "\".");
+     }},
+    {"go", "Move the head to a stored position", true,
+     [](const Common& common, IIPPTZApi& api, const Arguments& arguments) {
+       Check(api.SelectPreposition(0, arguments.name.c_str()), arguments);
+       Tell(common, {{"event", "recalled"}, {"name", arguments.name}}, "Going to \"" + arguments.name + "\".");
+     }},
+    {"delete", "Forget a stored position (all of them on cameras with fixed slots)", true,
+     [](const Common& common, IIPPTZApi& api, const Arguments& arguments) {
+       Check(api.DeletePreposition(arguments.name.c_str()), arguments);
+       Tell(common, {{"event", "deleted"}, {"name", arguments.name}}, "Deleted \"" + arguments.name + "\".");
+     }},
+    {"current", "Where the driver knows the head to stand; after its start it mostly doesn't", false,
+     [](const Common& common, IIPPTZApi& api, const Arguments&) {
+       const std::string name = CurrentName(api);
+       Tell(common, {{"event", "current"}, {"name", name.empty() ? nlohmann::json() : nlohmann::json(name)}},
+            name.empty() ? "The driver knows of no stored position that the head stands at."
+                         : "The head stands at \"" + name + "\".");
+     }},
+});
+
+void AddPresets(CLI::App& ptz, const Common& common, const std::shared_ptr<Arguments>& arguments) {
+  CLI::App* const presets = ptz.add_subcommand("presets", "Stored positions: list, add, go, delete, current");
+  presets->require_subcommand(1);
+  for (const PresetCommand& row : kPresetCommands) {
+    CLI::App* const command = presets->add_subcommand(row.name, row.help);
+    arguments->camera.AddTo(*command);
+    if (row.takesName) {
+      command->add_option("name", arguments->name, "The position's name")->required();
+    }
+    if (std::string_view(row.name) == "add") {
+      command
+          ->add_option("--over", arguments->over,
+                       "Go to this position first and give it the new name; the only way on cameras with fixed "
+                       "slots, whose free ones are named \"empty p3 \" and so on")
+          ->type_name("NAME");
+    }
+    command->footer(kFooter);
+    command->final_callback([&common, &row, arguments] {
+      HeadSession head(common, arguments->camera.Read());
+      row.run(common, head.Api(), *arguments);
+    });
+  }
+}
+
+}  // namespace
+
+void AddPtz(CLI::App& app, const Common& common) {
+  CLI::App* const command = app.add_subcommand("ptz", "Move a head and its lens, store and recall positions");
+  command->require_subcommand(1);
+  command->footer(kFooter);
+  const auto arguments = std::make_shared<Arguments>();
+  const auto addSpeed = [&arguments](CLI::App& to) {
+    to.add_option("--speed", arguments->speed, "1 to 16 (8)")->type_name("N")->check(CLI::Range(1, 16));
+  };
+
+  CLI::App* const move = command->add_subcommand("move", "Move for some time, then stop");
+  arguments->camera.AddTo(*move);
+  move->add_option("movement", arguments->movement,
+                   "left, right, up, down, left-up, right-up, left-down, right-down, zoom-in, zoom-out, "
+                   "focus-near, focus-far, iris-open or iris-close")
+      ->required();
+  addSpeed(*move);
+  move->add_option("--for", arguments->duration, "How long, like 500ms or 1.5s (500ms)")->type_name("TIME");
+  move->footer(kFooter);
+  move->final_callback([&common, arguments] { Move(common, *arguments); });
+
+  CLI::App* const stop = command->add_subcommand("stop", "Stop head and lens");
+  arguments->camera.AddTo(*stop);
+  stop->final_callback([&common, arguments] { Stop(common, *arguments); });
+
+  CLI::App* const drive = command->add_subcommand("drive", "Move by keys of the terminal, press and hold");
+  arguments->camera.AddTo(*drive);
+  addSpeed(*drive);
+  drive->footer(std::string("\n") + kDriveKeys + kFooter);
+  drive->final_callback([&common, arguments] { DriveByKeys(common, *arguments); });
+
+  AddPresets(*command, common, arguments);
+}
+
+}  // namespace kolvex_host
