@@ -10,6 +10,7 @@
 
 #include "platform/Clock.h"
 #include "support/Eventually.h"
+#include "support/StopSlack.h"
 #include "threads/CTickThread.h"
 #include "threads/HostCall.h"
 #include "threads/Timeout.h"
@@ -102,9 +103,8 @@ TEST(CBaseThread, StartsAgainAfterAStopAReturnAndAnException) {
 // five attempts counts.
 template <typename Attempt>
 void ExpectStopInTime(u32 timeout, Attempt attempt) {
-  constexpr u64 kSlack = 100;
   u64 best = kNoTimeout;
-  for (int i = 0; i < 5 && best > timeout + kSlack; ++i) {
+  for (int i = 0; i < 5 && best > timeout + kolvex_test::kStopSlack; ++i) {
     attempt([&](Thread& thread) {
       const u64 begin = platform::MonotonicMilliseconds();
       EXPECT_TRUE(thread.Stop(timeout));
@@ -113,7 +113,7 @@ void ExpectStopInTime(u32 timeout, Attempt attempt) {
       best = std::min(best, took);
     });
   }
-  EXPECT_LE(best, timeout + kSlack);
+  EXPECT_LE(best, timeout + kolvex_test::kStopSlack);
 }
 
 // A callback of the host that doesn't return, at the hands of stops with and without a wait. The object is

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <regex>
 
 #include "CameraClient.h"
 #include "simcam/CameraFarm.h"
@@ -13,6 +12,12 @@ using namespace simcam;
 using namespace simcam_test;
 
 constexpr auto kLimit = std::chrono::seconds(5);
+
+void Replace(std::string& text, const std::string& what, const std::string& by) {
+  for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
+    text.replace(at, what.size(), by);
+  }
+}
 
 TEST(CameraRtsp, RepliesLineByLineAsEachGroupDoes) {
   CameraFarm farm;
@@ -28,11 +33,15 @@ TEST(CameraRtsp, RepliesLineByLineAsEachGroupDoes) {
     text += stream.Request("TEARDOWN");
     EXPECT_TRUE(camera.WaitUntil([](const CameraStatus& s) { return s.sessions == 0; }, kLimit));
     // Names for what differs from run to run.
-    const std::string ports = std::to_string(stream.rtp.number()) + "-" + std::to_string(stream.rtcp.number());
-    text = std::regex_replace(text, std::regex("\r\n"), "\n");
-    text = std::regex_replace(text, std::regex(ports), "PORTS");
-    text = std::regex_replace(text, std::regex("Session: " + stream.session), "ID");
-    text = std::regex_replace(text, std::regex("Date: \\w{3}, \\d\\d \\w{3} \\d{4} [\\d:]{8} GMT"), "DATE");
+    Replace(text, "\r\n", "\n");
+    Replace(text, std::to_string(stream.rtp.number()) + "-" + std::to_string(stream.rtcp.number()), "PORTS");
+    Replace(text, "Session: " + stream.session, "ID");
+    for (std::size_t at = text.find("Date: "); at != std::string::npos; at = text.find("Date: ")) {
+      EXPECT_THAT(text.substr(at, 35),
+                  testing::MatchesRegex("Date: [A-Z][a-z]{2}, [0-9]{2} [A-Z][a-z]{2} [0-9]{4} "
+                                        "[0-9]{2}:[0-9]{2}:[0-9]{2} GMT"));
+      text.replace(at, 35, "DATE");
+    }
     const std::string date = group == 1 ? "" : "DATE\n";
     const std::string ok = "RTSP/1.0 200 OK\nCSeq: ";
     const std::string body = group == 1
