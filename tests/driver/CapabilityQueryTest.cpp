@@ -341,7 +341,7 @@ TEST(CapabilityQuery, AThousandQueriesLeaveNothingBehind) {
   ask(100);
   const std::size_t descriptors = Entries("/proc/self/fd");
   const std::size_t threads = Entries("/proc/self/task");
-  const long pages = ResidentPages();
+  [[maybe_unused]] const long pages = ResidentPages();
   ask(1000);
   EXPECT_TRUE(kolvex_test::Eventually([&] {  // the test's own server lets go of its ends
     return Entries("/proc/self/fd") <= descriptors && Entries("/proc/self/task") <= threads;
