@@ -20,7 +20,8 @@ class HostCamera : public contract::IIPDriverParams,
                    public contract::IIPConnectionInfo,
                    public sarnevo::ICaptureIOCallback {
  public:
-  HostCamera(std::string address, u16 port) : address_(std::move(address)), port_(port) {}
+  HostCamera(std::string address, const PollPlan& plan)
+      : address_(std::move(address)), port_(plan.port), outputs_(static_cast<u32>(plan.outputs)) {}
 
   contract::IIPDeviceInfo* GetDevice() override { return this; }
   contract::IIPConnectionInfo* GetConnection() override { return this; }
@@ -32,7 +33,7 @@ class HostCamera : public contract::IIPDriverParams,
   const char* GetModel() override { return "bench"; }
   u32 GetChannelCount() override { return 1; }
   u32 GetInputCount() override { return 2; }
-  u32 GetOutputCount() override { return 0; }
+  u32 GetOutputCount() override { return outputs_; }
   const char* GetAddress() override { return address_.c_str(); }
   u16 GetPort() override { return port_; }
   u32 GetCodec() override { return sarnevo::CodecMJPEG; }
@@ -49,6 +50,7 @@ class HostCamera : public contract::IIPDriverParams,
  private:
   const std::string address_;
   const u16 port_;
+  const u32 outputs_;
 };
 
 class LibraryPoller : public Poller {
@@ -62,7 +64,7 @@ class LibraryPoller : public Poller {
 
   // The drivers end with the process.
   void Add(int index) override {
-    auto* const camera = new HostCamera(PolledAddress(index), plan_.port);
+    auto* const camera = new HostCamera(PolledAddress(index), plan_);
     auto* const driver = create_();
     if (!driver->Open(nullptr, nullptr, camera) || !driver->GetCaptureIO()->SetCallback(camera) ||
         !driver->GetCaptureIO()->Start()) {

@@ -142,9 +142,10 @@ nlohmann::json Row(const PollCost& cost, const PollPlan& plan) {
 
 nlohmann::json Compare(PollPlan plan) {
   Served* const served = SharedCounts();
-  const std::uint16_t port = plan.keepAlive ? kFirstPort + 2 : kFirstPort;
+  static std::uint16_t port = kFirstPort - 2;
+  port = static_cast<std::uint16_t>(port + 2);  // those of the row before may still be in use
   const Cameras bareCameras(port, plan.keepAlive, served[0]);
-  const Cameras libraryCameras(port + 1, plan.keepAlive, served[1]);
+  const Cameras libraryCameras(static_cast<std::uint16_t>(port + 1), plan.keepAlive, served[1]);
   plan.port = port;
   PollerProcess bare(plan, &MakeBarePoller, served[0]);
   ++plan.port;
@@ -159,11 +160,9 @@ nlohmann::json Compare(PollPlan plan) {
     ratios.push_back(perPoll(libraryCost) / perPoll(bareCost));
   }
   std::sort(ratios.begin(), ratios.end());
-  return {{"cameras", plan.cameras},
-          {"keepAlive", plan.keepAlive},
-          {"bare", Row(bareCost, plan)},
-          {"library", Row(libraryCost, plan)},
-          {"ratio", ratios[ratios.size() / 2]}};
+  return {{"cameras", plan.cameras},           {"keepAlive", plan.keepAlive},
+          {"outputs", plan.outputs},           {"bare", Row(bareCost, plan)},
+          {"library", Row(libraryCost, plan)}, {"ratio", ratios[ratios.size() / 2]}};
 }
 
 void Print(const nlohmann::json& row) {
@@ -175,8 +174,8 @@ void Print(const nlohmann::json& row) {
   };
   for (const char* const who : {"bare", "library"}) {
     const nlohmann::json& cost = row[who];
-    std::printf("| %s | %s | %s | %s | %.2f | %.2f | %.2f | %.0f | %.0f | %.0f |\n",
-                row["keepAlive"].get<bool>() ? "keep" : "close", who,
+    std::printf("| %s | %d | %s | %s | %s | %.2f | %.2f | %.2f | %.0f | %.0f | %.0f |\n",
+                row["keepAlive"].get<bool>() ? "kept" : "closed", row["outputs"].get<int>(), who,
                 spread(cost["microsecondsPerPoll"], "%.0f (%.0f to %.0f)").c_str(),
                 spread(cost["percentOfCore"], "%.2f (%.2f to %.2f)").c_str(),
                 *who == 'b' ? 1.0 : row["ratio"].get<double>(), cost["waitsPerPoll"]["median"].get<double>(),
@@ -207,12 +206,17 @@ int Run(int argc, char** argv) {
   std::printf("%d cameras, one poll in %d ms each, %d windows of %.0f s: median (least to most).\n\n",
               plan.cameras, kPollIntervalMs, plan.windows, plan.windowSeconds);
   std::printf(
-      "| cameras' connections | poller | us/poll | %% of a core | ratio | waits/poll | connections/poll | "
+      "| connections | outputs | poller | us/poll | %% of a core | ratio | waits/poll | connections/poll | "
       "threads | "
-      "descriptors | kB/camera |\n|---|---|---:|---:|---:|---:|---:|---:|---:|---:|\n");
+      "descriptors | kB/camera |\n|---|---:|---|---:|---:|---:|---:|---:|---:|---:|---:|\n");
   nlohmann::json rows;
-  for (const bool keepAlive : {false, true}) {
-    plan.keepAlive = keepAlive;
+  struct Kind {
+    bool keepAlive;
+    int outputs;
+  };
+  for (const Kind kind : {Kind{false, 0}, Kind{true, 0}, Kind{true, 1}}) {
+    plan.keepAlive = kind.keepAlive;
+    plan.outputs = kind.outputs;
     rows.push_back(Compare(plan));
     Print(rows.back());
   }
