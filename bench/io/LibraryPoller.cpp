@@ -55,7 +55,7 @@ class HostCamera : public contract::IIPDriverParams,
 
 class LibraryPoller : public Poller {
  public:
-  explicit LibraryPoller(const PollPlan& plan) : plan_(plan), handle_(dlopen(KOLVEX_LIBRARY, RTLD_NOW)) {
+  explicit LibraryPoller(const PollPlan& plan) : plan_(plan), handle_(dlopen(plan.library.c_str(), RTLD_NOW)) {
     if (handle_ == nullptr) {
       throw std::runtime_error(dlerror());
     }

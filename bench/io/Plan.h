@@ -15,6 +15,7 @@ struct PollPlan {
   bool keepAlive = false;    ///< the cameras agree to keep connections
   int outputs = 0;           ///< of each camera; the library has a thread for them, which wakes once a second
   std::uint16_t port = 0;    ///< of the cameras that this poller polls
+  std::string library;       ///< file of the shared library
 };
 
 constexpr int kPollIntervalMs = 2000;  // the library's own

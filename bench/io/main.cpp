@@ -25,6 +25,7 @@ namespace kolvex_bench {
 namespace {
 
 constexpr std::uint16_t kFirstPort = 8001;
+constexpr std::size_t kMaxContestants = 3;
 
 int readyPipe[2];
 void SayReady() { static_cast<void>(!write(readyPipe[1], "", 1)); }
@@ -95,12 +96,12 @@ class PollerProcess {
 };
 
 Served* SharedCounts() {
-  void* const memory =
-      mmap(nullptr, 2 * sizeof(Served), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  void* const memory = mmap(nullptr, kMaxContestants * sizeof(Served), PROT_READ | PROT_WRITE,
+                            MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) {
     throw std::bad_alloc();
   }
-  return new (memory) Served[2];
+  return new (memory) Served[kMaxContestants];
 }
 
 using Figure = std::function<double(const PollCost::Window&)>;
@@ -140,29 +141,50 @@ nlohmann::json Row(const PollCost& cost, const PollPlan& plan) {
           {"residentKbPerCamera", cost.residentKbPerCamera}};
 }
 
-nlohmann::json Compare(PollPlan plan) {
+// One poller of a comparison, with cameras of its own.
+struct Contestant {
+  std::string name;
+  MakePoller make;
+  std::string library;
+};
+
+nlohmann::json Compare(PollPlan plan, const std::vector<Contestant>& contestants) {
   Served* const served = SharedCounts();
-  static std::uint16_t port = kFirstPort - 2;
-  port = static_cast<std::uint16_t>(port + 2);  // those of the row before may still be in use
-  const Cameras bareCameras(port, plan.keepAlive, served[0]);
-  const Cameras libraryCameras(static_cast<std::uint16_t>(port + 1), plan.keepAlive, served[1]);
-  plan.port = port;
-  PollerProcess bare(plan, &MakeBarePoller, served[0]);
-  ++plan.port;
-  PollerProcess library(plan, &MakeLibraryPoller, served[1]);
-  const PollCost bareCost = bare.Cost();
-  const PollCost libraryCost = library.Cost();
-  std::vector<double> ratios;
-  for (int i = 0; i < plan.windows; ++i) {
-    const auto perPoll = [i](const PollCost& cost) {
-      return cost.windows[i].cpuMicroseconds / cost.windows[i].polls;
-    };
-    ratios.push_back(perPoll(libraryCost) / perPoll(bareCost));
+  static std::uint16_t port = kFirstPort;  // those of the row before may still be in use
+  const std::uint16_t first = port;
+  std::vector<std::unique_ptr<Cameras>> cameras;
+  for (std::size_t i = 0; i < contestants.size(); ++i) {
+    cameras.push_back(std::make_unique<Cameras>(port++, plan.keepAlive, served[i]));
   }
-  std::sort(ratios.begin(), ratios.end());
-  return {{"cameras", plan.cameras},           {"keepAlive", plan.keepAlive},
-          {"outputs", plan.outputs},           {"bare", Row(bareCost, plan)},
-          {"library", Row(libraryCost, plan)}, {"ratio", ratios[ratios.size() / 2]}};
+  std::vector<std::unique_ptr<PollerProcess>> pollers;
+  for (std::size_t i = 0; i < contestants.size(); ++i) {
+    plan.port = static_cast<std::uint16_t>(first + i);
+    plan.library = contestants[i].library;
+    pollers.push_back(std::make_unique<PollerProcess>(plan, contestants[i].make, served[i]));
+  }
+  std::vector<PollCost> costs;
+  for (const auto& poller : pollers) {
+    costs.push_back(poller->Cost());
+  }
+  nlohmann::json rows;
+  for (std::size_t i = 0; i < contestants.size(); ++i) {
+    std::vector<double> ratios;
+    for (int window = 0; window < plan.windows; ++window) {
+      const auto perPoll = [window](const PollCost& cost) {
+        return cost.windows[window].cpuMicroseconds / cost.windows[window].polls;
+      };
+      ratios.push_back(perPoll(costs[i]) / perPoll(costs[0]));
+    }
+    std::sort(ratios.begin(), ratios.end());
+    nlohmann::json row = Row(costs[i], plan);
+    row.update({{"poller", contestants[i].name},
+                {"cameras", plan.cameras},
+                {"keepAlive", plan.keepAlive},
+                {"outputs", plan.outputs},
+                {"ratio", ratios[ratios.size() / 2]}});
+    rows.push_back(std::move(row));
+  }
+  return rows;
 }
 
 void Print(const nlohmann::json& row) {
@@ -172,16 +194,14 @@ void Print(const nlohmann::json& row) {
                   value["most"].get<double>());
     return std::string(text);
   };
-  for (const char* const who : {"bare", "library"}) {
-    const nlohmann::json& cost = row[who];
-    std::printf("| %s | %d | %s | %s | %s | %.2f | %.2f | %.2f | %.0f | %.0f | %.0f |\n",
-                row["keepAlive"].get<bool>() ? "kept" : "closed", row["outputs"].get<int>(), who,
-                spread(cost["microsecondsPerPoll"], "%.0f (%.0f to %.0f)").c_str(),
-                spread(cost["percentOfCore"], "%.2f (%.2f to %.2f)").c_str(),
-                *who == 'b' ? 1.0 : row["ratio"].get<double>(), cost["waitsPerPoll"]["median"].get<double>(),
-                cost["connectionsPerPoll"]["median"].get<double>(), cost["threads"].get<double>(),
-                cost["descriptors"].get<double>(), cost["residentKbPerCamera"].get<double>());
-  }
+  std::printf("| %s | %d | %s | %s | %s | %.2f | %.2f | %.2f | %.0f | %.0f | %.0f |\n",
+              row["keepAlive"].get<bool>() ? "kept" : "closed", row["outputs"].get<int>(),
+              row["poller"].get<std::string>().c_str(),
+              spread(row["microsecondsPerPoll"], "%.0f (%.0f to %.0f)").c_str(),
+              spread(row["percentOfCore"], "%.2f (%.2f to %.2f)").c_str(), row["ratio"].get<double>(),
+              row["waitsPerPoll"]["median"].get<double>(), row["connectionsPerPoll"]["median"].get<double>(),
+              row["threads"].get<double>(), row["descriptors"].get<double>(),
+              row["residentKbPerCamera"].get<double>());
   std::fflush(stdout);
 }
 
@@ -196,9 +216,12 @@ int Run(int argc, char** argv) {
   CLI::App app("Measures the library's processor time per poll of a camera's inputs against a bare poller.");
   PollPlan plan;
   std::string jsonFile;
+  std::string otherLibrary;
   app.add_option("--cameras", plan.cameras, "Cameras of each poller")->check(CLI::Range(1, 2000));
   app.add_option("--windows", plan.windows, "Measured windows")->check(CLI::Range(1, kMaxWindows));
   app.add_option("--seconds", plan.windowSeconds, "Length of a window")->check(CLI::PositiveNumber);
+  app.add_option("--other", otherLibrary, "Another build of the library, measured beside")
+      ->check(CLI::ExistingFile);
   app.add_option("--json", jsonFile, "Also write the results there");
   CLI11_PARSE(app, argc, argv);
   AllowDescriptors();
@@ -209,6 +232,11 @@ int Run(int argc, char** argv) {
       "| connections | outputs | poller | us/poll | %% of a core | ratio | waits/poll | connections/poll | "
       "threads | "
       "descriptors | kB/camera |\n|---|---:|---|---:|---:|---:|---:|---:|---:|---:|---:|\n");
+  std::vector<Contestant> contestants = {{"bare", &MakeBarePoller, ""},
+                                         {"library", &MakeLibraryPoller, KOLVEX_LIBRARY}};
+  if (!otherLibrary.empty()) {
+    contestants.push_back({"other library", &MakeLibraryPoller, otherLibrary});
+  }
   nlohmann::json rows;
   struct Kind {
     bool keepAlive;
@@ -217,8 +245,10 @@ int Run(int argc, char** argv) {
   for (const Kind kind : {Kind{false, 0}, Kind{true, 0}, Kind{true, 1}}) {
     plan.keepAlive = kind.keepAlive;
     plan.outputs = kind.outputs;
-    rows.push_back(Compare(plan));
-    Print(rows.back());
+    for (nlohmann::json& row : Compare(plan, contestants)) {
+      Print(row);
+      rows.push_back(std::move(row));
+    }
   }
   if (!jsonFile.empty()) {
     std::ofstream(jsonFile) << rows.dump(2) << "\n";
