@@ -150,10 +150,18 @@ bool HttpRequest::Read(void* buffer, u32 size, u32* bytesRead) {
 
 void HttpRequest::SetTimeLimit(u32 milliseconds) { timeLimit_ = milliseconds; }
 
+void HttpRequest::KeepConnection(bool keep) {
+  keepConnection_ = keep;
+  if (!keep) {
+    keeper_.Drop();
+  }
+}
+
 void HttpRequest::Cancel() noexcept {
   if (const std::shared_ptr<HttpExchange> request = CurrentRequest()) {
     request->Close();
   }
+  keeper_.Drop();
 }
 
 void HttpRequest::Abort() noexcept {
@@ -170,7 +178,7 @@ void HttpRequest::Resume() noexcept {
 }
 
 std::shared_ptr<HttpExchange> HttpRequest::OpenRequest() {
-  auto request = std::make_shared<HttpExchange>(session_, *connection_);
+  auto request = std::make_shared<HttpExchange>(session_, *connection_, keepConnection_ ? &keeper_ : nullptr);
   std::shared_ptr<HttpExchange> before;  // ends outside of the lock
   const std::lock_guard guard(lock_);
   before = std::move(request_);

@@ -28,7 +28,16 @@ CGroupDigitalIO::CGroupDigitalIO(const DigitalIOWords& words, CKolvexIPCaptureDr
       inputRequest_(driver->GetAddress().c_str(), driver->GetPort(), driver->GetUserName().c_str(),
                     driver->GetPassword().c_str(), driver->GetNetworkTimeout(), kMaxConnections,
                     kSystemCodePage) {
+  inputRequest_.KeepConnection(true);
   SetInterrupts([this] { outputRequest_.Cancel(); }, [this] { inputRequest_.Cancel(); });
+}
+
+bool CGroupDigitalIO::Stop() {
+  const bool ended = CIOBase::Stop();
+  // In a callback of the input thread too, which ends behind it: a kept connection would go on holding one of
+  // the camera's few places.
+  inputRequest_.Cancel();
+  return ended;
 }
 
 bool CGroupDigitalIO::WriteOutput(u32 index, u32 state) {

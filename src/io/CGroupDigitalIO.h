@@ -26,8 +26,14 @@ struct DigitalIOWords {
 /// a request under way to the same camera. A failed read of the inputs changes nothing and tells nobody: the
 /// inputs keep their states until the next good reply.
 ///
+/// The connection of the inputs is kept from one poll to the next where the camera does its part, and given
+/// up by Stop. Outputs come seldom, so that each has a connection of its own.
+///
 /// The classes of the groups end the threads in their destructors, in front of the request objects.
 class CGroupDigitalIO : public CIOBase {
+ public:
+  bool Stop() override;
+
  protected:
   /// Address, port, credentials and time-out are read from @p driver once, here.
   CGroupDigitalIO(const DigitalIOWords& words, CKolvexIPCaptureDriver* driver, u32 pollIntervalMs,

@@ -141,6 +141,36 @@ TEST(GroupDigitalIO, KeepsTheStatesOfACameraThatIsAwayAndReportsWhatChangedSince
   EXPECT_EQ(Awaited(f.log, first + "input 1 is 1\n"), first + "input 1 is 1\n");
 }
 
+// Every third poll meets a connection that the camera has closed; none of them fails.
+TEST(GroupDigitalIO, KeepsTheConnectionOfTheInputsUntilTheStop) {
+  for (const std::size_t pollsPerConnection : {std::size_t{3}, std::size_t{1'000'000}}) {
+    std::atomic<int> polls{0};
+    std::atomic<std::size_t> open{0};
+    ScriptedServer camera([&](ScriptedServer::Connection& connection) {
+      ++open;
+      for (std::size_t i = 0; i < pollsPerConnection && !connection.ReadHead().empty(); ++i) {
+        connection.Send(Reply("gpio1=" + std::to_string(++polls % 2)));
+      }
+      --open;
+    });
+    Fixture f(1, camera.Port(), 1, 0);
+    ASSERT_TRUE(f.io->Start());
+    std::string expected;
+    for (int i = 0; i < 12; ++i) {
+      expected += "input 0 is " + std::to_string(i % 2 == 0 ? IOStateHigh : IOStateLow) + "\n";
+    }
+    EXPECT_TRUE(Eventually([&] { return f.log.Text().starts_with(expected); })) << f.log.Text();
+    EXPECT_TRUE(f.io->Stop());
+    EXPECT_TRUE(Eventually([&] { return open == 0; })) << "the stopped poller holds its connection";
+    EXPECT_EQ(f.log.Text().find("failure"), std::string::npos);
+    if (pollsPerConnection > 3) {
+      EXPECT_EQ(camera.Count(), 1u);
+    } else {
+      EXPECT_LE(camera.Count(), static_cast<std::size_t>(polls) / 3 + 2);
+    }
+  }
+}
+
 TEST(GroupDigitalIO, PollsOnWhileAnOutputRequestHangs) {
   std::atomic<int> polls{0};
   ScriptedServer camera([&](ScriptedServer::Connection& connection) {

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <curl/curl.h>
-
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string_view>
 
 #include "platform/HttpTransport.h"
+#include "platform/posix/CurlHandles.h"
 #include "platform/posix/HttpUrl.h"
 
 namespace sarnevo::platform::posix {
@@ -24,17 +23,17 @@ class CurlSink {
   ~CurlSink() = default;
 };
 
-/// A request on a connection of its own, moved on by its owner's thread: run, wait, run again. The settings
-/// make libcurl a plain client that leaves the process alone.
+/// A request, moved on by its owner's thread: run, wait, run again.
 class CurlTransfer {
  public:
   CurlTransfer() = default;
-  ~CurlTransfer() { Release(); }
+  ~CurlTransfer() = default;
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 
-  /// Gets what is needed. False when memory or descriptors are short.
-  bool Prepare(const HttpSettings& settings, std::string_view method, CurlSink& sink);
+  /// Makes ready on @p handles, which may have served other transfers. False when memory is short, or
+  /// @p handles null.
+  bool Prepare(std::unique_ptr<CurlHandles> handles, std::string_view method, CurlSink& sink);
   /// Begins a request, in place of the one before. False as above.
   bool Begin(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials);
 
@@ -50,28 +49,14 @@ class CurlTransfer {
 
   /// Ends the wait under way, or else the next. Any thread, while the object lives.
   void Wake() noexcept;
-  /// Closes the connection and gives everything back. Prepare may follow.
-  void Release() noexcept;
+  /// Ends the transfer and gives its handles away, for another one or to be deleted, which closes the
+  /// connection. Null if it has none. Prepare may follow.
+  std::unique_ptr<CurlHandles> Release() noexcept;
 
  private:
-  struct EasyDeleter {
-    void operator()(CURL* easy) const noexcept { curl_easy_cleanup(easy); }
-  };
-  struct MultiDeleter {
-    void operator()(CURLM* multi) const noexcept { curl_multi_cleanup(multi); }
-  };
-  struct ListDeleter {
-    void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
-  };
-
-  bool PrepareHeaders();
-  bool PrepareHandles();
-
-  std::unique_ptr<curl_slist, ListDeleter> headers_;
-  std::unique_ptr<CURL, EasyDeleter> easy_;
-  // Keeps Wake off a multi_ that goes away: written by the owner under the lock, read by the owner without.
+  // Keeps Wake off handles_ that go away: written by the owner under the lock, read by the owner without.
   std::mutex wakeLock_;
-  std::unique_ptr<CURLM, MultiDeleter> multi_;
+  std::unique_ptr<CurlHandles> handles_;
 };
 
 }  // namespace sarnevo::platform::posix

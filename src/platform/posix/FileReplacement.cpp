@@ -136,7 +136,11 @@ class Temporary {
 // has no second names the file is moved; a crash then leaves only the kept one, which is whole as well.
 bool KeepAside(int folder, const std::string& name) {
   for (int i = 0; i < kMaxKept; ++i) {
-    const std::string kept = name + ".bad" + (i == 0 ? "" : "." + std::to_string(i));
+    std::string kept = name + ".bad";
+    if (i > 0) {
+      kept += '.';
+      kept += std::to_string(i);
+    }
     if (::linkat(folder, name.c_str(), folder, kept.c_str(), 0) == 0) {
       return true;
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <mutex>
 #include <new>
 #include <utility>
 #include <vector>
@@ -27,8 +28,25 @@ constexpr Milliseconds kLongWait{60'000};
 
 }  // namespace
 
+struct HttpKeeper::Impl {
+  std::mutex lock;
+  std::unique_ptr<posix::CurlHandles> handles;  // under lock
+
+  std::unique_ptr<posix::CurlHandles> Take() noexcept {
+    const std::lock_guard guard(lock);
+    return std::move(handles);
+  }
+};
+
+HttpKeeper::HttpKeeper() : impl_(std::make_unique<Impl>()) {}
+
+HttpKeeper::~HttpKeeper() = default;
+
+void HttpKeeper::Drop() noexcept { impl_->Take().reset(); }
+
 struct HttpExchange::Impl final : posix::CurlSink {
-  Impl(HttpSettings common, HttpServer to) : settings(std::move(common)), server(std::move(to)) {}
+  Impl(HttpSettings common, HttpServer to, HttpKeeper::Impl* keep)
+      : settings(std::move(common)), server(std::move(to)), keeper(keep) {}
 
   HttpError Send(const HttpRequestLine& request);
   HttpError AwaitBody();
@@ -47,6 +65,7 @@ struct HttpExchange::Impl final : posix::CurlSink {
 
   const HttpSettings settings;
   const HttpServer server;
+  HttpKeeper::Impl* const keeper;
   // Written by Close on any thread; the wake-up that follows makes the owner look at it.
   std::atomic<bool> closed{false};
   posix::CurlTransfer transfer;
@@ -73,7 +92,11 @@ HttpError HttpExchange::Impl::Send(const HttpRequestLine& request) {
     limit = Clock::now() + total;
   }
   body.reserve(kMaxBuffered);
-  if (!transfer.Prepare(settings, request.method, *this)) {
+  auto handles = keeper != nullptr ? keeper->Take() : nullptr;
+  if (!handles) {
+    handles = posix::CurlHandles::Make(settings, keeper != nullptr);
+  }
+  if (!transfer.Prepare(std::move(handles), request.method, *this)) {
     return Fail(HttpError::OutOfResources);
   }
   const HttpError error = Follow(*url, request);
@@ -201,15 +224,22 @@ bool HttpExchange::Impl::OnBody(std::string_view piece) noexcept {
 
 // Nothing more comes: what is still to be read stays, without the room for more.
 void HttpExchange::Impl::Settle() {
-  transfer.Release();
+  std::unique_ptr<posix::CurlHandles> handles = transfer.Release();
   body.shrink_to_fit();
+  if (keeper != nullptr && outcome == HttpError::None) {
+    // A Close from now on is followed by the keeper's Drop, which finds them; one from before is seen here.
+    const std::lock_guard guard(keeper->lock);
+    if (!closed.load(std::memory_order_acquire)) {
+      keeper->handles = std::move(handles);
+    }
+  }
 }
 
 HttpError HttpExchange::Impl::Fail(HttpError error) noexcept {
   outcome = error;
   std::vector<std::uint8_t>().swap(body);
   taken = 0;
-  transfer.Release();
+  transfer.Release().reset();
   return error;
 }
 
@@ -218,8 +248,9 @@ void HttpExchange::Impl::Close() noexcept {
   transfer.Wake();
 }
 
-HttpExchange::HttpExchange(HttpSettings settings, HttpServer server)
-    : impl_(std::make_unique<Impl>(std::move(settings), std::move(server))) {}
+HttpExchange::HttpExchange(HttpSettings settings, HttpServer server, HttpKeeper* keeper)
+    : impl_(std::make_unique<Impl>(std::move(settings), std::move(server),
+                                   keeper != nullptr ? keeper->impl_.get() : nullptr)) {}
 
 HttpExchange::~HttpExchange() = default;
 

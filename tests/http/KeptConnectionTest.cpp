@@ -1,0 +1,219 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "http/HttpRequest.h"
+#include "platform/Event.h"
+#include "support/Eventually.h"
+#include "support/ScriptedServer.h"
+
+namespace Web {
+namespace {
+
+using namespace std::chrono_literals;
+using kolvex_test::Eventually;
+using kolvex_test::ScriptedServer;
+using sarnevo::u32;
+using sarnevo::platform::Event;
+using sarnevo::platform::HttpError;
+using sarnevo::platform::WaitResult;
+using Connection = ScriptedServer::Connection;
+
+const std::string kOk = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
+
+std::string ReadAll(HttpRequest& request) {
+  std::string body;
+  char buffer[16];
+  u32 count = 0;
+  while (request.Read(buffer, sizeof(buffer), &count) && count > 0) {
+    body.append(buffer, count);
+  }
+  return body;
+}
+
+TEST(KeptConnection, IsUsedAgainBehindAWholeReplyUnlessTheServerEndsIt) {
+  struct Case {
+    const char* name;
+    std::string reply;
+    const char* body;
+    bool read;  // to its end
+    bool ask;   // to keep it
+    bool kept;
+  };
+  const std::string head = "HTTP/1.1 200 OK\r\n";
+  const std::string two = "Content-Length: 2\r\n\r\nok";
+  const std::string chunks = head + "Transfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\nX: y\r\n\r\n";
+  const Case cases[] = {
+      {"HTTP/1.1", kOk, "ok", true, true, true},
+      {"a word for it", head + "Connection: keep-alive\r\n" + two, "ok", true, true, true},
+      {"chunks", chunks, "ok", true, true, true},
+      {"no body", "HTTP/1.1 204 No Content\r\n\r\n", "", true, true, true},
+      {"an error status", "HTTP/1.1 404 No\r\n" + two, "ok", true, true, true},
+      {"nobody asked", kOk, "ok", true, false, false},
+      {"the server's end", head + "Connection: close\r\n" + two, "ok", true, true, false},
+      {"an old server", "HTTP/1.0 200 OK\r\n" + two, "ok", true, true, false},
+      {"half of it read", head + "Content-Length: 3\r\n\r\nok", "", false, true, false},
+      {"more than the reply", kOk + "HTTP/1.1 500 No\r\n\r\n", "ok", true, true, false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::vector<std::string> heads;
+    std::vector<std::size_t> connections;
+    std::mutex lock;
+    ScriptedServer server([&](Connection& connection) {
+      for (std::string asked; !(asked = connection.ReadHead()).empty();) {
+        {
+          const std::lock_guard guard(lock);
+          heads.push_back(asked);
+          connections.push_back(connection.Number());
+        }
+        connection.Send(c.reply);
+      }
+    });
+    HttpRequest request("127.0.0.1", server.Port(), "u", "p", 5000, 16, 0);
+    request.KeepConnection(c.ask);
+    for (const char* const path : {"/1", "/2"}) {
+      ASSERT_TRUE(request.Send("GET", path, false));
+      if (c.read) {
+        EXPECT_EQ(ReadAll(request), c.body);
+      }
+    }
+    const std::lock_guard guard(lock);
+    const std::string tail = " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.Port()) +
+                             "\r\nAuthorization: Basic dTpw\r\nUser-Agent: Sarnevo_HttpRequest\r\n" +
+                             (c.ask ? "" : "Connection: close\r\n") +
+                             "Cache-Control: no-cache\r\nPragma: no-cache\r\n\r\n";
+    EXPECT_EQ(heads, (std::vector<std::string>{"GET /1" + tail, "GET /2" + tail}));
+    EXPECT_EQ(connections, (std::vector<std::size_t>{0, c.kept ? 0u : 1u}));
+  }
+}
+
+// What the camera does to a kept connection instead of a second reply on it.
+TEST(KeptConnection, OneThatTheCameraLetGoOfCostsNoReply) {
+  enum class Away { BeforeTheRequest, WithTheRequest, Reset, HalfAReply, Silent };
+  struct Case {
+    const char* name;
+    Away away;
+    bool always;  // new connections end without a reply too
+    bool sent;
+    HttpError error;
+    std::size_t connections;
+  };
+  const Case cases[] = {
+      {"closed while idle", Away::BeforeTheRequest, false, true, HttpError::None, 2},
+      {"closed when the request comes", Away::WithTheRequest, false, true, HttpError::None, 2},
+      {"reset when the request comes", Away::Reset, false, true, HttpError::None, 2},
+      {"a new connection without a reply is the end", Away::WithTheRequest, true, false,
+       HttpError::ConnectionBroken, 2},
+      {"half a reply is one", Away::HalfAReply, false, false, HttpError::ConnectionBroken, 1},
+      {"silence is no end", Away::Silent, false, false, HttpError::TimedOut, 1},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::atomic<std::size_t> requests{0};
+    Event firstIsOver(false, true);
+    ScriptedServer server([&](Connection& connection) {
+      connection.ReadHead();
+      ++requests;
+      if (connection.Number() > 0) {
+        connection.Send(c.always ? "" : kOk);
+        return;
+      }
+      connection.Send(kOk);
+      if (c.away == Away::BeforeTheRequest) {
+        connection.Shutdown();
+        firstIsOver.Set();
+        return;
+      }
+      firstIsOver.Set();
+      connection.ReadHead();
+      ++requests;
+      if (c.away == Away::HalfAReply) {
+        connection.Send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n");
+      } else if (c.away == Away::Reset) {
+        connection.Reset();
+      } else if (c.away == Away::Silent) {
+        connection.WaitForEnd();
+      }
+    });
+    HttpRequest request("127.0.0.1", server.Port(), "u", "p", 700, 16, 0);
+    request.KeepConnection(true);
+    ASSERT_TRUE(request.Send("GET", "/1", false));
+    EXPECT_EQ(ReadAll(request), "ok");
+    ASSERT_EQ(firstIsOver.Wait(10s), WaitResult::Signalled);
+    EXPECT_EQ(request.Send("GET", "/2", false), c.sent);
+    EXPECT_EQ(LastHttpError(), c.error);
+    EXPECT_EQ(ReadAll(request), c.sent ? "ok" : "");
+    EXPECT_EQ(server.Count(), c.connections);
+    EXPECT_EQ(requests, c.away == Away::BeforeTheRequest ? 2u : c.connections + 1);
+  }
+}
+
+TEST(KeptConnection, CancelMeetsTheRequestOnItAndEndsItBetweenTwo) {
+  Event waiting;
+  std::atomic<std::size_t> ended{0};
+  ScriptedServer server([&](Connection& connection) {
+    for (std::string head; !(head = connection.ReadHead()).empty();) {
+      if (head.starts_with("GET /wait ")) {
+        waiting.Set();
+        connection.WaitForEnd();
+      }
+      connection.Send(kOk);
+    }
+    ++ended;
+  });
+  HttpRequest request("localhost", server.Port(), "u", "p", 60'000, 16, 0);
+  request.KeepConnection(true);
+  const auto good = [&] { return request.Send("GET", "/", false) && ReadAll(request) == "ok"; };
+  EXPECT_TRUE(good());
+  EXPECT_TRUE(good());
+  EXPECT_EQ(server.Count(), 1u);
+  request.Cancel();
+  EXPECT_TRUE(Eventually([&] { return ended == 1; })) << "a cancelled connection stays open";
+  EXPECT_TRUE(good());
+  EXPECT_EQ(server.Count(), 2u);
+  std::thread owner([&] {
+    EXPECT_FALSE(request.Send("GET", "/wait", false));
+    EXPECT_EQ(LastHttpError(), HttpError::Cancelled);
+  });
+  EXPECT_EQ(waiting.Wait(10s), WaitResult::Signalled);
+  request.Cancel();
+  owner.join();
+  EXPECT_EQ(server.Count(), 2u) << "a cancelled request isn't repeated";
+  EXPECT_TRUE(good());
+  EXPECT_EQ(server.Count(), 3u);
+  request.KeepConnection(false);
+  EXPECT_TRUE(Eventually([&] { return ended == 3; })) << "one that isn't wanted stays open";
+}
+
+TEST(KeptConnection, HoldsThreeDescriptorsForTheObjectsLife) {
+  const auto descriptors = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  };
+  std::atomic<bool> ended{false};
+  ScriptedServer server([&](Connection& connection) {
+    while (!connection.ReadHead().empty()) {
+      connection.Send(kOk);
+    }
+    ended = true;
+  });
+  const auto before = descriptors();
+  {
+    HttpRequest request("127.0.0.1", server.Port(), "u", "p", 5000, 16, 0);
+    request.KeepConnection(true);
+    for (int i = 0; i < 10; ++i) {
+      ASSERT_TRUE(request.Send(i == 5 ? "HEAD" : "GET", "/", false));
+      EXPECT_EQ(ReadAll(request), i == 5 ? "" : "ok");
+    }
+    EXPECT_EQ(descriptors(), before + 4) << "the connection, the wake-up's two, and the test server's end";
+  }
+  EXPECT_TRUE(Eventually([&] { return ended && descriptors() == before; }));
+}
+
+}  // namespace
+}  // namespace Web
