@@ -300,15 +300,16 @@ TEST(PresetCrash, AFileWithoutTheRightToReadOrWriteItIsLeftAsItIs) {
 // with all of its names and none of the others'.
 TEST(PresetCrash, WritersOfOneFileNeverTearItAndTheLastToSaveWins) {
   const TempFolder folder;
-  OpenReader(folder.Path());
+  FakeCamera cameras[3];
+  // All read the file before any of them saves: none knows a name of another's.
+  List lists[] = {List(&cameras[0], OpenReader(folder.Path())), List(&cameras[1], OpenReader(folder.Path())),
+                  List(&cameras[2], OpenReader(folder.Path()))};
   const auto write = [&](u32 number) {
-    FakeCamera camera;
-    List list(&camera, OpenReader(folder.Path()));
     std::wstring name;
     for (u32 i = 0; i < 150; ++i) {
-      list.DeletePreposition(name);
+      lists[number].DeletePreposition(name);
       name = std::to_wstring(number) + std::wstring(i, L'x');
-      EXPECT_EQ(list.AddPreposition(name), 1);
+      EXPECT_EQ(lists[number].AddPreposition(name), 1);
     }
   };
   const pid_t children[] = {Fork([&] {

@@ -6,6 +6,7 @@
 
 #include "Diagnosis.h"
 #include "Failure.h"
+#include "ProgramEnd.h"
 #include "kolvex/ICapabilityObserver.h"
 
 namespace kolvex_host {
@@ -109,6 +110,7 @@ Capabilities RunQuery(std::shared_ptr<Library> library, const QueryOptions& opti
   if (query->IsStarting()) {
     // Nothing of ours hangs on that thread but what it shares with us; the program's end is its end.
     starter.detach();
+    LeaveThreadBehind();
     throw Failure(ExitCode::Camera, why);
   }
   starter.join();

@@ -6,6 +6,7 @@
 
 #include "Failure.h"
 #include "Output.h"
+#include "ProgramEnd.h"
 #include "Subcommand.h"
 
 namespace {
@@ -51,7 +52,7 @@ int Fail(const kolvex_host::Common& common, ExitCode code, const char* sentence)
 
 }  // namespace
 
-int main(int argc, char** argv) {
+static int Run(int argc, char** argv) {
   // A reader of our output that goes away is a failed write, not the end of the process: cameras are left
   // in order first.
   std::signal(SIGPIPE, SIG_IGN);
@@ -86,3 +87,5 @@ int main(int argc, char** argv) {
   }
   return 0;
 }
+
+int main(int argc, char** argv) { return kolvex_host::EndProgram(Run(argc, argv)); }
