@@ -11,6 +11,26 @@ namespace sarnevo::platform::posix {
 
 namespace {
 
+// Of what comes in over a kept connection at once. The polled replies are short; the buffer is got anew for
+// each of them, and one of this size is got without a look at the heap.
+constexpr long kKeptBufferBytes = 1024;
+
+// Sets a handle's options one by one and remembers whether all were taken.
+class CurlOptions {
+ public:
+  explicit CurlOptions(CURL* easy) noexcept : easy_(easy) {}
+
+  template <typename Value>
+  void Set(CURLoption option, Value value) noexcept {
+    good_ = good_ && curl_easy_setopt(easy_, option, value) == CURLE_OK;
+  }
+  bool Good() const noexcept { return good_; }
+
+ private:
+  CURL* const easy_;
+  bool good_ = true;
+};
+
 // libcurl's own state of the process. It counts its users, so that a host that uses it too isn't disturbed;
 // everything is initialised, since a host that comes later would find it done and miss what was left out.
 bool StartLibrary() noexcept {
@@ -36,6 +56,61 @@ CurlHandles::~CurlHandles() {
   if (multi_ && easy_) {
     Detach();
   }
+}
+
+bool CurlHandles::SetMethod(std::string_view method) {
+  if (method_ == method) {
+    return true;
+  }
+  method_.reset();
+  CurlOptions options(easy_.get());
+  options.Set(CURLOPT_HTTPGET, 1L);  // whatever came before
+  options.Set(CURLOPT_CUSTOMREQUEST, static_cast<const char*>(nullptr));
+  if (method == "HEAD") {
+    options.Set(CURLOPT_NOBODY, 1L);
+  } else if (method != "GET") {
+    options.Set(CURLOPT_CUSTOMREQUEST, std::string(method).c_str());
+  }
+  if (options.Good()) {
+    method_ = method;
+  }
+  return options.Good();
+}
+
+bool CurlHandles::SetTarget(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) {
+  CurlOptions options(easy_.get());
+  if (!url_ || url_->Handle() != url.Handle()) {
+    options.Set(CURLOPT_CURLU, url.Handle());
+    url_ = url;
+  }
+  if (withCredentials_ != withCredentials) {
+    withCredentials_.reset();
+    options.Set(CURLOPT_HTTPAUTH, withCredentials ? CURLAUTH_BASIC : CURLAUTH_NONE);
+    options.Set(CURLOPT_USERNAME, withCredentials ? request.userName : nullptr);
+    options.Set(CURLOPT_PASSWORD, withCredentials ? request.password : nullptr);
+    if (options.Good()) {
+      withCredentials_ = withCredentials;
+    }
+  }
+  return options.Good();
+}
+
+std::size_t CurlHandles::OnHeader(const char* data, std::size_t size, std::size_t count,
+                                  void* handles) noexcept {
+  CurlSink* const sink = static_cast<CurlHandles*>(handles)->sink_;
+  return sink->OnHeaderLine({data, size * count}) ? size * count : 0;
+}
+
+std::size_t CurlHandles::OnBody(const char* data, std::size_t size, std::size_t count, void* handles) noexcept {
+  switch (static_cast<CurlHandles*>(handles)->sink_->OnBody({data, size * count})) {
+    case CurlSink::Answer::Taken:
+      return size * count;
+    case CurlSink::Answer::Later:
+      return CURL_WRITEFUNC_PAUSE;
+    case CurlSink::Answer::Refused:
+      break;
+  }
+  return 0;
 }
 
 bool CurlHandles::PrepareHeaders(bool keep) {
@@ -66,6 +141,10 @@ bool CurlHandles::PrepareHandles() {
 
 bool CurlHandles::PrepareOptions(const HttpSettings& settings, bool keep) {
   CurlOptions options(easy_.get());
+  options.Set(CURLOPT_HEADERFUNCTION, &OnHeader);
+  options.Set(CURLOPT_HEADERDATA, static_cast<void*>(this));
+  options.Set(CURLOPT_WRITEFUNCTION, &OnBody);
+  options.Set(CURLOPT_WRITEDATA, static_cast<void*>(this));
   options.Set(CURLOPT_NOSIGNAL, 1L);
   options.Set(CURLOPT_OPENSOCKETFUNCTION, &OpenSocket);
   options.Set(CURLOPT_QUICK_EXIT, 1L);  // leave the look-up of a name behind
@@ -79,6 +158,9 @@ bool CurlHandles::PrepareOptions(const HttpSettings& settings, bool keep) {
   options.Set(CURLOPT_IPRESOLVE, static_cast<long>(CURL_IPRESOLVE_V4));  // the cameras know no other
   options.Set(CURLOPT_FRESH_CONNECT, keep ? 0L : 1L);
   options.Set(CURLOPT_FORBID_REUSE, keep ? 0L : 1L);
+  if (keep) {
+    options.Set(CURLOPT_BUFFERSIZE, kKeptBufferBytes);
+  }
   options.Set(CURLOPT_USERAGENT, settings.agent.c_str());
   options.Set(CURLOPT_HTTPHEADER, headers_.get());
   const auto longest = static_cast<Milliseconds::rep>(std::numeric_limits<int>::max());
