@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <limits>
-#include <span>
 #include <utility>
+
+#include "platform/SecureErase.h"
+#include "platform/posix/BasicCredentials.h"
 
 namespace sarnevo::platform::posix {
 
@@ -46,9 +48,8 @@ curl_socket_t OpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept {
 }  // namespace
 
 std::unique_ptr<CurlHandles> CurlHandles::Make(const HttpSettings& settings, bool keep) {
-  std::unique_ptr<CurlHandles> handles(new CurlHandles);
-  const bool good = StartLibrary() && handles->PrepareHeaders(keep) && handles->PrepareHandles() &&
-                    handles->PrepareOptions(settings, keep);
+  std::unique_ptr<CurlHandles> handles(new CurlHandles(settings, keep));
+  const bool good = StartLibrary() && handles->PrepareHandles() && handles->PrepareOptions(settings);
   return good ? std::move(handles) : nullptr;
 }
 
@@ -79,20 +80,41 @@ bool CurlHandles::SetMethod(std::string_view method) {
 
 bool CurlHandles::SetTarget(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) {
   CurlOptions options(easy_.get());
-  if (!url_ || url_->Handle() != url.Handle()) {
-    options.Set(CURLOPT_CURLU, url.Handle());
+  if (!url_ || url_->Server() != url.Server() || url_->Target() != url.Target()) {
+    options.Set(CURLOPT_CURLU, url.Server());
+    options.Set(CURLOPT_REQUEST_TARGET, url.Target().c_str());
     url_ = url;
   }
-  if (withCredentials_ != withCredentials) {
-    withCredentials_.reset();
-    options.Set(CURLOPT_HTTPAUTH, withCredentials ? CURLAUTH_BASIC : CURLAUTH_NONE);
-    options.Set(CURLOPT_USERNAME, withCredentials ? request.userName : nullptr);
-    options.Set(CURLOPT_PASSWORD, withCredentials ? request.password : nullptr);
-    if (options.Good()) {
-      withCredentials_ = withCredentials;
+  return options.Good() && (withCredentials_ == withCredentials || SetHeaders(request, withCredentials));
+}
+
+// The lines that libcurl has options for, too: those it would print anew for each request, twice over, which
+// is most of what a request over a kept connection costs.
+bool CurlHandles::SetHeaders(const HttpRequestLine& request, bool withCredentials) {
+  std::string credentials = withCredentials ? BasicCredentials(request.userName, request.password) : "";
+  const std::string agent = "User-Agent: " + agent_;
+  // Connection (RFC 9110, 7.6.1): the cameras' servers have few places, and a connection that idled between
+  // two requests would keep one of them. Without the line HTTP/1.1 keeps it (RFC 9112, 9.3). "Accept:" takes
+  // out what libcurl would send by itself.
+  const char* const lines[] = {credentials.c_str(),       agent.c_str(),      keep_ ? "" : "Connection: close",
+                               "Cache-Control: no-cache", "Pragma: no-cache", "Accept:"};
+  List list;
+  bool good = true;
+  for (const char* const line : lines) {
+    if (*line != '\0') {
+      curl_slist* const first = curl_slist_append(list.get(), line);
+      good = good && first != nullptr;
+      if (!list) {
+        list.reset(first);
+      }
     }
   }
-  return options.Good();
+  SecureErase(credentials);
+  CurlOptions options(easy_.get());
+  options.Set(CURLOPT_HTTPHEADER, list.get());
+  headers_ = std::move(list);
+  withCredentials_ = good && options.Good() ? std::optional(withCredentials) : std::nullopt;
+  return withCredentials_.has_value();
 }
 
 std::size_t CurlHandles::OnHeader(const char* data, std::size_t size, std::size_t count,
@@ -113,23 +135,6 @@ std::size_t CurlHandles::OnBody(const char* data, std::size_t size, std::size_t 
   return 0;
 }
 
-bool CurlHandles::PrepareHeaders(bool keep) {
-  // Connection (RFC 9110, 7.6.1): the cameras' servers have few places, and a connection that idled between
-  // two requests would keep one of them. Without the line HTTP/1.1 keeps it (RFC 9112, 9.3). "Accept:" takes
-  // out what libcurl would send by itself.
-  constexpr const char* kLines[] = {"Connection: close", "Cache-Control: no-cache", "Pragma: no-cache",
-                                    "Accept:"};
-  for (const char* const line : std::span(kLines).subspan(keep ? 1 : 0)) {
-    curl_slist* const longer = curl_slist_append(headers_.get(), line);
-    if (longer == nullptr) {
-      return false;
-    }
-    static_cast<void>(headers_.release());
-    headers_.reset(longer);
-  }
-  return true;
-}
-
 bool CurlHandles::PrepareHandles() {
   easy_.reset(curl_easy_init());
   multi_.reset(curl_multi_init());
@@ -139,7 +144,7 @@ bool CurlHandles::PrepareHandles() {
          curl_multi_wakeup(multi_.get()) == CURLM_OK;
 }
 
-bool CurlHandles::PrepareOptions(const HttpSettings& settings, bool keep) {
+bool CurlHandles::PrepareOptions(const HttpSettings& settings) {
   CurlOptions options(easy_.get());
   options.Set(CURLOPT_HEADERFUNCTION, &OnHeader);
   options.Set(CURLOPT_HEADERDATA, static_cast<void*>(this));
@@ -156,13 +161,11 @@ bool CurlHandles::PrepareOptions(const HttpSettings& settings, bool keep) {
   options.Set(CURLOPT_HTTP09_ALLOWED, 0L);
   options.Set(CURLOPT_PATH_AS_IS, 1L);
   options.Set(CURLOPT_IPRESOLVE, static_cast<long>(CURL_IPRESOLVE_V4));  // the cameras know no other
-  options.Set(CURLOPT_FRESH_CONNECT, keep ? 0L : 1L);
-  options.Set(CURLOPT_FORBID_REUSE, keep ? 0L : 1L);
-  if (keep) {
+  options.Set(CURLOPT_FRESH_CONNECT, keep_ ? 0L : 1L);
+  options.Set(CURLOPT_FORBID_REUSE, keep_ ? 0L : 1L);
+  if (keep_) {
     options.Set(CURLOPT_BUFFERSIZE, kKeptBufferBytes);
   }
-  options.Set(CURLOPT_USERAGENT, settings.agent.c_str());
-  options.Set(CURLOPT_HTTPHEADER, headers_.get());
   const auto longest = static_cast<Milliseconds::rep>(std::numeric_limits<int>::max());
   options.Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::min(settings.timeout.count(), longest)));
   return options.Good();

@@ -69,21 +69,25 @@ class CurlHandles {
     void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
   };
 
-  CurlHandles() = default;
-  bool PrepareHeaders(bool keep);
+  using List = std::unique_ptr<curl_slist, ListDeleter>;
+
+  CurlHandles(const HttpSettings& settings, bool keep) : agent_(settings.agent), keep_(keep) {}
   bool PrepareHandles();
-  bool PrepareOptions(const HttpSettings& settings, bool keep);
+  bool PrepareOptions(const HttpSettings& settings);
+  bool SetHeaders(const HttpRequestLine& request, bool withCredentials);
   static std::size_t OnHeader(const char* data, std::size_t size, std::size_t count, void* handles) noexcept;
   static std::size_t OnBody(const char* data, std::size_t size, std::size_t count, void* handles) noexcept;
 
+  const std::string agent_;
+  const bool keep_;
   CurlSink* sink_ = nullptr;
   // What easy_ is set to; nothing: unknown.
   std::optional<std::string> method_;
   std::optional<HttpUrl> url_;
-  std::optional<bool> withCredentials_;
+  std::optional<bool> withCredentials_;  // headers_
 
   std::unique_ptr<CURLM, MultiDeleter> multi_;
-  std::unique_ptr<curl_slist, ListDeleter> headers_;
+  List headers_;
   std::unique_ptr<CURL, EasyDeleter> easy_;
 };
 

@@ -36,39 +36,48 @@ std::optional<HttpUrl> HttpUrl::Make(const HttpServer& server, const std::string
     return std::nullopt;
   }
   const std::uint16_t port = server.port != 0 ? server.port : kHttpPort;
-  const std::string text = "http://" + server.host + ":" + std::to_string(port) + target;
+  const std::string text = "http://" + server.host + ":" + std::to_string(port);
   auto url = Owned(curl_url());
-  // CURLU_PATH_AS_IS: a camera is asked for exactly the path that the caller gave, dots included.
-  constexpr unsigned kFlags = CURLU_PATH_AS_IS | CURLU_DISALLOW_USER;
-  if (curl_url_set(url.get(), CURLUPART_URL, text.c_str(), kFlags) != CURLUE_OK) {
+  if (curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0) != CURLUE_OK) {
     return std::nullopt;
   }
-  return FromHandle(std::move(url));
+  return FromParts(std::move(url), target);
 }
 
 std::optional<HttpUrl> HttpUrl::Resolve(const std::string& location) const {
-  auto url = Owned(curl_url_dup(handle_.get()));
-  // Servers write blanks and raw bytes in Location; they are escaped as browsers do.
+  auto url = Owned(curl_url_dup(server_.get()));
+  const std::string path = target_.substr(0, target_.find('?'));
+  // CURLU_PATH_AS_IS: a camera is asked for exactly the path that it gave, dots included. Servers write blanks
+  // and raw bytes in Location; they are escaped as browsers do.
   constexpr unsigned kFlags = CURLU_URLENCODE | CURLU_ALLOW_SPACE | CURLU_PATH_AS_IS | CURLU_DISALLOW_USER;
-  if (curl_url_set(url.get(), CURLUPART_URL, location.c_str(), kFlags) != CURLUE_OK) {
+  if (curl_url_set(url.get(), CURLUPART_PATH, path.c_str(), 0) != CURLUE_OK ||
+      curl_url_set(url.get(), CURLUPART_URL, location.c_str(), kFlags) != CURLUE_OK ||
+      Part(url.get(), CURLUPART_SCHEME) != "http") {
     return std::nullopt;
   }
-  return Part(url.get(), CURLUPART_SCHEME) == "http" ? FromHandle(std::move(url)) : std::nullopt;
+  std::string target = Part(url.get(), CURLUPART_PATH);
+  if (const std::string query = Part(url.get(), CURLUPART_QUERY); !query.empty()) {
+    target += "?" + query;
+  }
+  // A fragment (RFC 3986, 3.5) is no business of the server's.
+  for (const CURLUPart part : {CURLUPART_PATH, CURLUPART_QUERY, CURLUPART_FRAGMENT}) {
+    curl_url_set(url.get(), part, nullptr, 0);
+  }
+  return FromParts(std::move(url), std::move(target));
 }
 
-std::optional<HttpUrl> HttpUrl::FromHandle(std::shared_ptr<CURLU> handle) {
-  // A fragment (RFC 3986, 3.5) is no business of the server's.
-  curl_url_set(handle.get(), CURLUPART_FRAGMENT, nullptr, 0);
+std::optional<HttpUrl> HttpUrl::FromParts(std::shared_ptr<CURLU> server, std::string target) {
   HttpUrl url;
-  url.host_ = Part(handle.get(), CURLUPART_HOST);
-  url.port_ = Part(handle.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
+  url.host_ = Part(server.get(), CURLUPART_HOST);
+  url.port_ = Part(server.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
   std::transform(url.host_.begin(), url.host_.end(), url.host_.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
   if (url.host_.empty()) {
     return std::nullopt;
   }
   url.numericHost_ = SocketAddress::Parse(url.host_.c_str(), 0).has_value();
-  url.handle_ = std::move(handle);
+  url.server_ = std::move(server);
+  url.target_ = std::move(target);
   return url;
 }
 
