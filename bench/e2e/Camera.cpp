@@ -39,8 +39,8 @@ int CameraIndex(std::uint32_t address) {
   return static_cast<int>(address >> 8 & 0xFF) * kCamerasPerNet + static_cast<int>(address & 0xFF) - 1;
 }
 
-CameraControl::CameraControl(std::vector<StreamTarget>& targets)
-    : targets_(targets), cgi_(Listen(kCgiPort)), rtsp_(Listen(kRtspPort)) {}
+CameraControl::CameraControl(std::span<StreamTarget> targets, int cameras)
+    : targets_(targets), cameras_(cameras), cgi_(Listen(kCgiPort)), rtsp_(Listen(kRtspPort)) {}
 
 void CameraControl::Serve() {
   for (;;) {
@@ -74,7 +74,7 @@ void CameraControl::Accept(int listener, bool rtsp) {
   socklen_t size = sizeof(local);
   getsockname(descriptor, reinterpret_cast<sockaddr*>(&local), &size);
   const int camera = CameraIndex(ntohl(local.sin_addr.s_addr));
-  if (camera < 0 || camera >= static_cast<int>(targets_.size())) {
+  if (camera < 0 || camera >= cameras_) {
     close(descriptor);
     return;
   }
@@ -124,7 +124,7 @@ std::string CameraControl::AnswerRtsp(Connection& connection, const std::string&
            ";server_port=6000-6001\r\nSession: 1\r\n\r\n";
   }
   if (request.starts_with("PLAY")) {
-    target.playing = true;
+    target.playing.store(true, std::memory_order_release);
     return head + "Session: 1\r\n\r\n";
   }
   if (request.starts_with("TEARDOWN")) {
