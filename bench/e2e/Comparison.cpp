@@ -1,5 +1,7 @@
 #include "e2e/Comparison.h"
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <stdexcept>
 #include <string>
@@ -67,8 +69,8 @@ class Comparison {
     }
     for (std::size_t i = 0; i < modes_.size(); ++i) {
       if (modes_[i].who == FFmpeg) {  // it counts from its start, not from the first turn
-        rows[i]["framesPercent"] = 100 * lineup_.EndAndCountFFmpegFrames() /
-                                   static_cast<double>(PlaceOf(modes_[i]).sent.frames - sentBefore_[FFmpeg]);
+        const auto sent = static_cast<double>(PlaceOf(modes_[i]).sent.frames - sentBefore_[FFmpeg]);
+        rows[i]["framesPercent"] = std::min(100.0, 100 * lineup_.EndAndCountFFmpegFrames() / sent);
       }
     }
     return rows;

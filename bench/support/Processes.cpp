@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -59,7 +60,7 @@ void Processes::Fork(const std::function<void()>& body) {
   ids_.push_back(id);
 }
 
-void Processes::Execute(const std::vector<std::string>& command, const std::string& log) {
+void Processes::Execute(const std::vector<std::string>& command, const std::string& log, int niceness) {
   std::vector<char*> arguments;
   for (const std::string& argument : command) {
     arguments.push_back(const_cast<char*>(argument.c_str()));
@@ -69,6 +70,7 @@ void Processes::Execute(const std::vector<std::string>& command, const std::stri
     const int out = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     dup2(out, STDOUT_FILENO);
     dup2(out, STDERR_FILENO);
+    setpriority(PRIO_PROCESS, 0, niceness);
     execvp(arguments[0], arguments.data());
     throw std::runtime_error("can't run " + command.front());
   });

@@ -20,7 +20,8 @@ class Processes {
   /// A copy of this process that runs @p body and then waits for its end. What @p body throws ends it.
   void Fork(const std::function<void()>& body);
   /// Another program; what it says goes into @p log.
-  void Execute(const std::vector<std::string>& command, const std::string& log);
+  /// @param niceness  of all its threads, as far as the system allows
+  void Execute(const std::vector<std::string>& command, const std::string& log, int niceness);
   /// Sends the signal and waits for all of them, for some seconds at most.
   void End(int signal);
 
