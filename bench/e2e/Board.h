@@ -62,10 +62,15 @@ struct Board {
 
   /// The receiver whose streams are sent at present. The others' cameras are silent.
   std::atomic<int> active{kNobody};
+  /// The cameras are gone: no streams, no connections, none accepted.
+  std::atomic<bool> absent{false};
   /// The library's host gives no frames, so that a frame ends where it is whole inside the library.
   std::atomic<bool> refusing{false};
   std::atomic<std::uint64_t> late{0};  ///< frames that the sender left out since it couldn't keep pace
   std::array<Place, kPlaces> places{};
 };
+
+/// A board that the processes share which are forked from now on. Lives to the end of the process.
+Board& SharedBoard();
 
 }  // namespace kolvex_bench

@@ -18,7 +18,8 @@ class CameraControl {
   /// @param cameras  how many of them there are; a connection to any other is closed at once
   CameraControl(std::span<StreamTarget> targets, int cameras);
   /// Serves for ever, on the calling thread.
-  [[noreturn]] void Serve();
+  /// @param absent  whether the cameras are gone at present; looked at now and then
+  [[noreturn]] void Serve(const std::atomic<bool>& absent);
 
  private:
   struct Connection {
@@ -28,6 +29,8 @@ class CameraControl {
     std::string received{};
   };
 
+  void Listen();
+  void Leave();
   void Accept(int listener, bool rtsp);
   bool Read(Connection& connection);
   bool Answer(Connection& connection, const std::string& request);
@@ -35,8 +38,8 @@ class CameraControl {
 
   const std::span<StreamTarget> targets_;
   const int cameras_;
-  const int cgi_;
-  const int rtsp_;
+  int cgi_ = -1;
+  int rtsp_ = -1;
   std::vector<Connection> connections_;
 };
 

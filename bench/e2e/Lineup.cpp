@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <signal.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -27,9 +26,6 @@ constexpr const char* kNames[] = {"the bare receiver", "the library", "GStreamer
 // What the library asks for its receive threads, and the bare receiver too. A thread of lower priority wakes later,
 // finds more packets at once and waits less often: the peers get the same, so that the rows can be compared.
 constexpr int kReceivePriority = -5;
-
-int readyPipe[2];
-void SayReady() { static_cast<void>(!write(readyPipe[1], "", 1)); }
 
 // Even ones, and free above them for RTCP.
 std::vector<std::uint16_t> PeerPorts(Who who, int streams) {
@@ -71,26 +67,12 @@ Lineup::Lineup(const Plan& plan, Board& board, const std::vector<Who>& who)
       target.playing = false;
     }
   }
-  StartSender(Library);
+  StartSender(sender_, plan, board, Library);
   // The library comes last, since its streams mustn't be silent for long.
   for (const Who one : {FFmpeg, GStreamer, GStreamerJitter, Bare, Library}) {
     if (std::find(who.begin(), who.end(), one) != who.end()) {
       Start(one);
     }
-  }
-}
-
-void Lineup::StartSender(int rtspPlace) {
-  if (pipe(readyPipe) != 0) {
-    throw std::runtime_error("no pipe");
-  }
-  sender_.Fork([&] { RunSender(plan_, board_, rtspPlace, &SayReady); });
-  close(readyPipe[1]);
-  char byte = 0;
-  const bool ready = read(readyPipe[0], &byte, 1) == 1;
-  close(readyPipe[0]);
-  if (!ready) {
-    throw std::runtime_error("the sender didn't start");
   }
 }
 

@@ -29,7 +29,6 @@ class Lineup {
   double EndAndCountFFmpegFrames();
 
  private:
-  void StartSender(int rtspPlace);
   void Start(Who who);
   void StartPeer(Who who);
   std::string Scratch(const std::string& name) const;

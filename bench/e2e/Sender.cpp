@@ -1,8 +1,12 @@
 #include "e2e/Sender.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <array>
 #include <chrono>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -11,10 +15,31 @@
 
 namespace kolvex_bench {
 
+namespace {
+
+int readyPipe[2];
+void SayReady() { static_cast<void>(!write(readyPipe[1], "", 1)); }
+
+}  // namespace
+
+void StartSender(Processes& processes, const Plan& plan, Board& board, int rtspPlace) {
+  if (pipe2(readyPipe, O_CLOEXEC) != 0) {
+    throw std::runtime_error("no pipe");
+  }
+  processes.Fork([&] { RunSender(plan, board, rtspPlace, &SayReady); });
+  close(readyPipe[1]);
+  char byte = 0;
+  const bool ready = read(readyPipe[0], &byte, 1) == 1;
+  close(readyPipe[0]);
+  if (!ready) {
+    throw std::runtime_error("the sender didn't start");
+  }
+}
+
 void RunSender(const Plan& plan, Board& board, int rtspPlace, void (*ready)()) {
   const auto count = static_cast<std::size_t>(plan.streams);
   CameraControl control(board.places[static_cast<std::size_t>(rtspPlace)].targets, plan.streams);
-  std::thread([&control] { control.Serve(); }).detach();
+  std::thread([&] { control.Serve(board.absent); }).detach();
   const auto states = std::make_unique<std::array<std::array<StreamState, kMaxStreams>, Board::kPlaces>>();
   FrameSender sender(plan);
   ready();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "e2e/Board.h"
+#include "support/Processes.h"
 
 namespace kolvex_bench {
 
@@ -9,5 +10,8 @@ namespace kolvex_bench {
 /// over the frame interval. Runs until the process is ended.
 /// @param ready  called once the cameras can be connected to
 [[noreturn]] void RunSender(const Plan& plan, Board& board, int rtspPlace, void (*ready)());
+
+/// The same in a process of its own, to which connections can be made from now on. Throws std::runtime_error.
+void StartSender(Processes& processes, const Plan& plan, Board& board, int rtspPlace);
 
 }  // namespace kolvex_bench

@@ -1,12 +1,9 @@
 // Processor time of the receiving process: the library through its exports, a bare receiver and programs that a
 // user might take instead, all of the same streams, in turns. Needs a network namespace of its own (bench/run.sh).
-#include <sys/mman.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
-#include <new>
 #include <vector>
 
 #include "e2e/Comparison.h"
@@ -14,14 +11,6 @@
 
 namespace kolvex_bench {
 namespace {
-
-Board& SharedBoard() {
-  void* const memory = mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED) {
-    throw std::bad_alloc();
-  }
-  return *new (memory) Board;
-}
 
 // Those that are installed and asked for, the bare receiver first.
 std::vector<Who> Receivers(bool gstreamer, bool ffmpeg) {
@@ -60,6 +49,7 @@ int Run(int argc, char** argv) {
   app.add_option("--json", jsonFile, "Also write the results there");
   CLI11_PARSE(app, argc, argv);
 
+  AllowDescriptors();
   Board& board = SharedBoard();
   nlohmann::json rows = nlohmann::json::array();
   if (!isHeadless) {

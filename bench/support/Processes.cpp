@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -101,6 +102,14 @@ void Processes::Check(const std::string& name) {
   }
 }
 
+void AllowDescriptors() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+}
+
 bool IsInstalled(const std::string& program) {
   const char* const path = std::getenv("PATH");
   std::istringstream folders(path != nullptr ? path : "");
@@ -125,6 +134,7 @@ void ProcessFacts::Add(const ProcessFacts& other) {
   residentKb += other.residentKb;
   proportionalKb += other.proportionalKb;
   threads += other.threads;
+  descriptors += other.descriptors;
   voluntary += other.voluntary;
   involuntary += other.involuntary;
 }
@@ -139,6 +149,8 @@ ProcessFacts FactsOf(pid_t process) {
     facts.voluntary += Field(thread.path() / "status", "voluntary_ctxt_switches");
     facts.involuntary += Field(thread.path() / "status", "nonvoluntary_ctxt_switches");
   }
+  facts.descriptors = static_cast<double>(
+      std::distance(fs::directory_iterator(folder / "fd", ended), fs::directory_iterator()));
   return facts;
 }
 

@@ -33,6 +33,8 @@ class Processes {
   std::vector<pid_t> ids_;
 };
 
+/// Raises this process's limit of open descriptors as far as it may.
+void AllowDescriptors();
 /// Whether a program of this name is in the search path.
 bool IsInstalled(const std::string& program);
 
@@ -43,6 +45,7 @@ struct ProcessFacts {
   double residentKb = 0;      ///< pages in memory, shared ones in full
   double proportionalKb = 0;  ///< shared pages by their share
   double threads = 0;
+  double descriptors = 0;
   double voluntary = 0;    ///< context switches: waits
   double involuntary = 0;  ///< context switches: preemptions
 
