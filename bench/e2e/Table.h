@@ -4,8 +4,7 @@
 
 namespace kolvex_bench {
 
-/// Prints one Markdown row for each receiver.
-void PrintRows(const nlohmann::json& rows);
-void PrintHead();
+/// Prints the results as two Markdown tables with a row for each receiver: what it costs, and what arrives.
+void PrintTables(const nlohmann::json& rows);
 
 }  // namespace kolvex_bench
