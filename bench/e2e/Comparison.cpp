@@ -112,7 +112,7 @@ class Comparison {
     const std::uint64_t packets = place.sent.packets;
     const std::uint64_t frames = place.sent.frames;
     const std::uint64_t complete = place.arrivals.frames;
-    const std::uint64_t dropped = DroppedDatagrams();
+    const double dropped = DroppedDatagrams();
     const std::uint32_t delays = place.arrivals.count;
     const double cpu = lineup_.ProcessorTime(mode.who);
     Serve(mode, effort_.windowSeconds);
@@ -122,7 +122,7 @@ class Comparison {
     window.packets = static_cast<double>(place.sent.packets - packets);
     window.frames = static_cast<double>(place.sent.frames - frames);
     window.complete = static_cast<double>(place.arrivals.frames - complete);
-    window.dropped = static_cast<double>(DroppedDatagrams() - dropped);
+    window.dropped = DroppedDatagrams() - dropped;
     for (std::uint32_t i = delays; i != place.arrivals.count; ++i) {
       window.delays.push_back(place.arrivals.delays[i % Arrivals::kKept] / 1e3);
     }

@@ -54,7 +54,8 @@ struct ProcessFacts {
 ProcessFacts FactsOf(pid_t process);
 
 /// Datagrams that were lost since a socket's receive buffer was full, of all sockets of the network namespace.
-std::uint64_t DroppedDatagrams();
+/// Not a number when the system doesn't tell.
+double DroppedDatagrams();
 /// Whether some socket is bound to each of these UDP ports, of the network namespace.
 bool AreBound(const std::vector<std::uint16_t>& ports);
 
