@@ -151,6 +151,7 @@ class Comparison {
     nlohmann::json row{{"streams", plan_.streams},
                        {"framesPerSecond", plan_.framesPerSecond},
                        {"mixed", plan_.mixed},
+                       {"oneByOne", plan_.oneByOne},
                        {"receiver", mode.name},
                        {"nsPerPacket", Json(SpreadOf(cost))},
                        {"ratio", Json(SpreadOf(ratio))},
