@@ -44,6 +44,9 @@ class Comparison {
       static constexpr const char* kNames[] = {"bare", "library", "GStreamer", "GStreamer, jitter buffer",
                                                "FFmpeg"};
       modes_.push_back({kNames[one], one});
+      if (one == Bare) {
+        modes_.push_back({"bare without poll", one, true});
+      }
       // MPEG-4 without frames waits for the next key frame, so that it can't be measured like this.
       if (one == Library && !plan.mixed) {
         modes_.push_back({"library up to the whole frame", one, true});
