@@ -19,7 +19,7 @@ mkdir -p "$results"
 # Other tests may not need them, so that they aren't in packages.txt.
 scripts/install-packages gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good ffmpeg >&2 || true
 cmake --preset release -B build/bench -DKOLVEX_TESTS=OFF -DKOLVEX_TOOLS=OFF >/dev/null
-cmake --build build/bench --target bench_micro bench_e2e bench_scale bench_io >&2
+cmake --build build/bench --target bench_micro bench_e2e bench_scale bench_io bench_idle >&2
 bin=build/bench/bench
 own() { tests/support/in-namespace "$@"; }
 
@@ -48,7 +48,7 @@ else
   growth=1x4,100x4,200x4,300x4,400x4,500x4
 fi
 
-rm -f "$results"/*.md "$results"/{e2e,one-by-one,growth,storm,io,micro}.json
+rm -f "$results"/*.md "$results"/{e2e,one-by-one,growth,storm,io,idle,micro}.json
 # Each part's table goes to the terminal and into a file of its own.
 part() {
   local name=$1
@@ -87,6 +87,7 @@ if [ -n "$growth" ]; then
   part growth-all own "$bin/bench_e2e" --streams "$growth" --rounds 3 --seconds 0.5 --json "$results/growth.json"
   part storm own "$bin/bench_scale" --json "$results/storm.json"
   part io own "$bin/bench_io" --json "$results/io.json"
+  part idle own "$bin/bench_idle" --json "$results/idle.json"
 fi
 part micro micro
 if command -v python3 >/dev/null; then
