@@ -40,17 +40,20 @@ TEST(KeptConnection, IsUsedAgainBehindAWholeReplyUnlessTheServerEndsIt) {
   struct Case {
     const char* name;
     std::string reply;
-    const char* body;
+    std::string body;
     bool read;  // to its end
     bool ask;   // to keep it
     bool kept;
   };
   const std::string head = "HTTP/1.1 200 OK\r\n";
+  const std::string longText(99'999, 'x');
   const std::string two = "Content-Length: 2\r\n\r\nok";
   const std::string chunks = head + "Transfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\nX: y\r\n\r\n";
   const Case cases[] = {
       {"HTTP/1.1", kOk, "ok", true, true, true},
       {"a word for it", head + "Connection: keep-alive\r\n" + two, "ok", true, true, true},
+      {"more than all buffers hold", head + "X: " + longText + "\r\nContent-Length: 99999\r\n\r\n" + longText,
+       longText, true, true, true},
       {"chunks", chunks, "ok", true, true, true},
       {"no body", "HTTP/1.1 204 No Content\r\n\r\n", "", true, true, true},
       {"an error status", "HTTP/1.1 404 No\r\n" + two, "ok", true, true, true},
