@@ -92,9 +92,8 @@ class HttpKeeper {
 /// ended, holds no descriptor.
 class HttpExchange {
  public:
-  /// @param settings, server, keeper  are used until Send returns, the keeper until the exchange's end; null
-  ///                                  for a connection of its own
-  HttpExchange(const HttpSettings& settings, const HttpServer& server, HttpKeeper* keeper = nullptr);
+  /// @param keeper  outlives the exchange; null for a connection of its own
+  HttpExchange(HttpSettings settings, HttpServer server, HttpKeeper* keeper = nullptr);
   ~HttpExchange();
   HttpExchange(const HttpExchange&) = delete;
   HttpExchange& operator=(const HttpExchange&) = delete;

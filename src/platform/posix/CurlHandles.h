@@ -71,23 +71,27 @@ class CurlHandles {
 
   using List = std::unique_ptr<curl_slist, ListDeleter>;
 
-  CurlHandles(const HttpSettings& settings, bool keep) : agent_(settings.agent), keep_(keep) {}
+  explicit CurlHandles(bool keep) noexcept : keep_(keep) {}
+  bool PrepareHeaders(const HttpSettings& settings);
   bool PrepareHandles();
   bool PrepareOptions(const HttpSettings& settings);
-  bool SetHeaders(const HttpRequestLine& request, bool withCredentials);
+  bool SetCredentials(const HttpRequestLine& request, bool withCredentials);
   static std::size_t OnHeader(const char* data, std::size_t size, std::size_t count, void* handles) noexcept;
   static std::size_t OnBody(const char* data, std::size_t size, std::size_t count, void* handles) noexcept;
 
-  const std::string agent_;
   const bool keep_;
   CurlSink* sink_ = nullptr;
   // What easy_ is set to; nothing: unknown.
   std::optional<std::string> method_;
   std::optional<HttpUrl> url_;
-  std::optional<bool> withCredentials_;  // headers_
+  std::optional<bool> withCredentials_;
 
   std::unique_ptr<CURLM, MultiDeleter> multi_;
-  List headers_;
+  List headers_;  // of every request
+  // The credentials' line, in front of those. A header of ours, since libcurl would make copies of user name
+  // and password that nobody wipes.
+  std::string credentials_;
+  curl_slist credentialsHeader_{};
   std::unique_ptr<CURL, EasyDeleter> easy_;
 };
 

@@ -49,8 +49,8 @@ HttpKeeper::~HttpKeeper() = default;
 void HttpKeeper::Drop() noexcept { impl_->Take().reset(); }
 
 struct HttpExchange::Impl final : posix::CurlSink {
-  Impl(const HttpSettings& common, const HttpServer& to, HttpKeeper::Impl* keep) noexcept
-      : settings(common), server(to), timeout(common.timeout), keeper(keep) {}
+  Impl(HttpSettings common, HttpServer to, HttpKeeper::Impl* keep)
+      : settings(std::move(common)), server(std::move(to)), keeper(keep) {}
 
   HttpError Send(const HttpRequestLine& request);
   HttpError AwaitBody();
@@ -68,9 +68,8 @@ struct HttpExchange::Impl final : posix::CurlSink {
   void Settle();
   HttpError Fail(HttpError error) noexcept;
 
-  const HttpSettings& settings;  // in Send only, as server
-  const HttpServer& server;
-  const Milliseconds timeout;
+  const HttpSettings settings;
+  const HttpServer server;
   HttpKeeper::Impl* const keeper;
   // Written by Close on any thread; the wake-up that follows makes the owner look at it.
   std::atomic<bool> closed{false};
@@ -207,8 +206,8 @@ HttpError HttpExchange::Impl::Await(Enough enough) {
 Milliseconds HttpExchange::Impl::NextWait(Clock::time_point lastProgress) const noexcept {
   const Clock::time_point now = Clock::now();
   Milliseconds wait = kLongWait;
-  if (timeout.count() > 0) {
-    wait = std::min(wait, std::chrono::ceil<Milliseconds>(lastProgress + timeout - now));
+  if (settings.timeout.count() > 0) {
+    wait = std::min(wait, std::chrono::ceil<Milliseconds>(lastProgress + settings.timeout - now));
   }
   if (limit != Clock::time_point::max()) {
     wait = std::min(wait, std::chrono::ceil<Milliseconds>(limit - now));
@@ -275,8 +274,9 @@ void HttpExchange::Impl::Close() noexcept {
   transfer.Wake();
 }
 
-HttpExchange::HttpExchange(const HttpSettings& settings, const HttpServer& server, HttpKeeper* keeper)
-    : impl_(std::make_unique<Impl>(settings, server, keeper != nullptr ? keeper->impl_.get() : nullptr)) {}
+HttpExchange::HttpExchange(HttpSettings settings, HttpServer server, HttpKeeper* keeper)
+    : impl_(std::make_unique<Impl>(std::move(settings), std::move(server),
+                                   keeper != nullptr ? keeper->impl_.get() : nullptr)) {}
 
 HttpExchange::~HttpExchange() = default;
 
