@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <limits>
-#include <span>
 #include <utility>
+
+#include "platform/SecureErase.h"
+#include "platform/posix/BasicCredentials.h"
 
 namespace sarnevo::platform::posix {
 
@@ -27,7 +29,7 @@ curl_socket_t OpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept {
 
 std::unique_ptr<CurlHandles> CurlHandles::Make(const HttpSettings& settings, bool keep) {
   std::unique_ptr<CurlHandles> handles(new CurlHandles);
-  const bool good = StartLibrary() && handles->PrepareHeaders(keep) && handles->PrepareHandles() &&
+  const bool good = StartLibrary() && handles->PrepareHeaders(settings, keep) && handles->PrepareHandles() &&
                     handles->PrepareOptions(settings, keep);
   return good ? std::move(handles) : nullptr;
 }
@@ -38,13 +40,30 @@ CurlHandles::~CurlHandles() {
   }
 }
 
-bool CurlHandles::PrepareHeaders(bool keep) {
+void CurlHandles::Detach() noexcept {
+  curl_multi_remove_handle(multi_.get(), easy_.get());
+  curl_easy_setopt(easy_.get(), CURLOPT_HTTPHEADER, headers_.get());
+  SecureErase(credentials_);
+}
+
+bool CurlHandles::Authorize(const char* userName, const char* password) {
+  SecureErase(credentials_);
+  credentials_ = BasicCredentials(userName, password);
+  credentialsHeader_.data = credentials_.data();
+  credentialsHeader_.next = headers_.get();
+  return curl_easy_setopt(easy_.get(), CURLOPT_HTTPHEADER, &credentialsHeader_) == CURLE_OK;
+}
+
+bool CurlHandles::PrepareHeaders(const HttpSettings& settings, bool keep) {
   // Connection (RFC 9110, 7.6.1): the cameras' servers have few places, and a connection that idled between
   // two requests would keep one of them. Without the line HTTP/1.1 keeps it (RFC 9112, 9.3). "Accept:" takes
   // out what libcurl would send by itself.
-  constexpr const char* kLines[] = {"Connection: close", "Cache-Control: no-cache", "Pragma: no-cache",
-                                    "Accept:"};
-  for (const char* const line : std::span(kLines).subspan(keep ? 1 : 0)) {
+  const std::string agent = "User-Agent: " + settings.agent;
+  for (const char* const line : {agent.c_str(), keep ? nullptr : "Connection: close", "Cache-Control: no-cache",
+                                 "Pragma: no-cache", "Accept:"}) {
+    if (line == nullptr) {
+      continue;
+    }
     curl_slist* const longer = curl_slist_append(headers_.get(), line);
     if (longer == nullptr) {
       return false;
@@ -79,7 +98,6 @@ bool CurlHandles::PrepareOptions(const HttpSettings& settings, bool keep) {
   options.Set(CURLOPT_IPRESOLVE, static_cast<long>(CURL_IPRESOLVE_V4));  // the cameras know no other
   options.Set(CURLOPT_FRESH_CONNECT, keep ? 0L : 1L);
   options.Set(CURLOPT_FORBID_REUSE, keep ? 0L : 1L);
-  options.Set(CURLOPT_USERAGENT, settings.agent.c_str());
   options.Set(CURLOPT_HTTPHEADER, headers_.get());
   const auto longest = static_cast<Milliseconds::rep>(std::numeric_limits<int>::max());
   options.Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::min(settings.timeout.count(), longest)));

@@ -3,6 +3,7 @@
 #include <curl/curl.h>
 
 #include <memory>
+#include <string>
 
 #include "platform/HttpTransport.h"
 
@@ -39,8 +40,11 @@ class CurlHandles {
 
   CURL* Easy() const noexcept { return easy_.get(); }
   CURLM* Multi() const noexcept { return multi_.get(); }
-  /// Ends the transfer, if there is one. libcurl closes the connection of one that wasn't over.
-  void Detach() noexcept { curl_multi_remove_handle(multi_.get(), easy_.get()); }
+  /// Basic credentials for the transfer that comes next. False when memory is short.
+  bool Authorize(const char* userName, const char* password);
+  /// Ends the transfer, if there is one, and forgets its credentials. libcurl closes the connection of one that
+  /// wasn't over.
+  void Detach() noexcept;
 
  private:
   struct EasyDeleter {
@@ -54,12 +58,16 @@ class CurlHandles {
   };
 
   CurlHandles() = default;
-  bool PrepareHeaders(bool keep);
+  bool PrepareHeaders(const HttpSettings& settings, bool keep);
   bool PrepareHandles();
   bool PrepareOptions(const HttpSettings& settings, bool keep);
 
   std::unique_ptr<CURLM, MultiDeleter> multi_;
-  std::unique_ptr<curl_slist, ListDeleter> headers_;
+  std::unique_ptr<curl_slist, ListDeleter> headers_;  // of every request
+  // The credentials' line, in front of those. A header of ours, since libcurl would make copies of user name
+  // and password that nobody wipes.
+  std::string credentials_;
+  curl_slist credentialsHeader_{};
   std::unique_ptr<CURL, EasyDeleter> easy_;
 };
 

@@ -89,10 +89,8 @@ bool CurlTransfer::Begin(const HttpUrl& url, const HttpRequestLine& request, boo
   handles_->Detach();
   CurlOptions options(handles_->Easy());
   options.Set(CURLOPT_URL, url.Text().c_str());
-  options.Set(CURLOPT_HTTPAUTH, withCredentials ? CURLAUTH_BASIC : CURLAUTH_NONE);
-  options.Set(CURLOPT_USERNAME, withCredentials ? request.userName : nullptr);
-  options.Set(CURLOPT_PASSWORD, withCredentials ? request.password : nullptr);
-  return options.Good() && curl_multi_add_handle(handles_->Multi(), handles_->Easy()) == CURLM_OK;
+  return options.Good() && (!withCredentials || handles_->Authorize(request.userName, request.password)) &&
+         curl_multi_add_handle(handles_->Multi(), handles_->Easy()) == CURLM_OK;
 }
 
 std::optional<HttpError> CurlTransfer::Run() noexcept {
