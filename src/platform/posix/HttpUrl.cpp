@@ -57,7 +57,11 @@ std::optional<HttpUrl> HttpUrl::Resolve(const std::string& location) const {
   if (!url || curl_url_set(url.get(), CURLUPART_URL, location.c_str(), kFlags) != CURLUE_OK) {
     return std::nullopt;
   }
-  return Part(url.get(), CURLUPART_SCHEME) == "http" ? FromHandle(url.get()) : std::nullopt;
+  if (Part(url.get(), CURLUPART_SCHEME) != "http") {
+    return std::nullopt;
+  }
+  std::optional<HttpUrl> next = FromHandle(url.get());
+  return next && next->host_ == host_ ? next : std::nullopt;
 }
 
 std::optional<HttpUrl> HttpUrl::FromHandle(CURLU* handle) {
