@@ -96,9 +96,14 @@ Cameras::Cameras() {
   EXPECT_TRUE(said.ends_with("ready\n")) << said;
 }
 
-Cameras::~Cameras() {
-  kill(process_, SIGTERM);
-  waitpid(process_, nullptr, 0);
+Cameras::~Cameras() { SwitchOff(); }
+
+void Cameras::SwitchOff() {
+  if (process_ > 0) {
+    kill(process_, SIGTERM);
+    waitpid(process_, nullptr, 0);
+    process_ = 0;
+  }
 }
 
 std::size_t Cameras::PasswordsIn(const std::string& text) {
@@ -186,6 +191,11 @@ void GuestRun::Open() {
   EXPECT_EQ(ptz->StopMove(), 1);
   EXPECT_EQ(ptz->AddPreposition("Door"), 1);
   EXPECT_EQ(ptz->DeletePreposition("Door"), 1);
+}
+
+void GuestRun::FailToStore() {
+  EXPECT_EQ(drivers_.front()->driver->GetPTZDriverEx()->GetPTZApiEx(0)->AddPreposition("Gate"),
+            sarnevo::PtzAddFailed);
 }
 
 void GuestRun::StartAll() {

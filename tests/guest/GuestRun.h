@@ -17,6 +17,8 @@ class Cameras {
   Cameras(const Cameras&) = delete;
   Cameras& operator=(const Cameras&) = delete;
 
+  /// They are gone, and their ports refuse.
+  void SwitchOff();
   /// How often the password, or its Base64 form, stands in the text.
   static std::size_t PasswordsIn(const std::string& text);
   /// The parts of this process's memory in which the password still lies, a line each.
@@ -43,6 +45,8 @@ class GuestRun : sarnevo::ICaptureIOCallback, sarnevo::ipcapture::ICapabilityObs
   void StartAll();
   /// Waits for some frames and an input of each camera.
   void AwaitAll();
+  /// Has the head told to store a position, which its camera no longer does.
+  void FailToStore();
   /// Ends and deletes the drivers.
   void EndAll();
   /// All that the host was told.

@@ -192,7 +192,11 @@ TEST(Guest, CallsItsOwnLibrariesWhenItIsAskedTo) {
     GuestRun run(KOLVEX_LIBRARY, RTLD_NOW | RTLD_LOCAL | RTLD_DEEPBIND);
     run.Query("127.0.0.1");
     run.Open();
+    cameras.SwitchOff();
+    run.FailToStore();
     run.EndAll();
+    EXPECT_THAT(run.Told(), testing::HasSubstr("cannot send HTTP message"));
+    EXPECT_EQ(Cameras::PasswordsIn(run.Told()), 0U);
   }
   EXPECT_EQ(*calls, 0);
   dlclose(other);

@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include <dlfcn.h>
+#include <netinet/in.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -44,6 +45,13 @@ bool BlocksAll(const sigset_t& mask) {
   return true;
 }
 
+// The simulated cameras' addresses.
+bool IsCamera(const sockaddr* address) {
+  const auto* const internet = reinterpret_cast<const sockaddr_in*>(address);
+  const in_addr_t host = address->sa_family == AF_INET ? ntohl(internet->sin_addr.s_addr) : 0;
+  return host == INADDR_LOOPBACK || host == INADDR_LOOPBACK + 1;
+}
+
 }  // namespace
 
 // The system's own function, told first.
@@ -72,6 +80,21 @@ WATCHED(int, fchdir, (int folder), (folder), true)
 WATCHED(int, setrlimit, (__rlimit_resource_t resource, const rlimit* limit), (resource, limit), true)
 WATCHED(int, rand, (), (), true)
 WATCHED(void, srand, (unsigned seed), (seed), true)
+
+int connect(int socket, const sockaddr* address, socklen_t size) {
+  if (!IsCamera(address)) {
+    Note("connect to somebody else");
+  }
+  return Next(&connect, "connect")(socket, address, size);
+}
+
+ssize_t sendto(int socket, const void* data, size_t size, int flags, const sockaddr* address,
+               socklen_t length) {
+  if (address != nullptr && !IsCamera(address)) {
+    Note("sendto somebody else");
+  }
+  return Next(&sendto, "sendto")(socket, data, size, flags, address, length);
+}
 
 ssize_t send(int socket, const void* data, size_t size, int flags) {
   if ((flags & MSG_NOSIGNAL) == 0) {

@@ -15,7 +15,7 @@ class Witness {
   Witness& operator=(const Witness&) = delete;
 
   /// What should not have been: a line for each call that changed something, sent so that SIGPIPE could be
-  /// raised, or made a thread that takes the host's signals.
+  /// raised, was for another than the cameras, or made a thread that takes the host's signals.
   std::string Report() const;
   std::size_t ThreadsMade() const;
   std::size_t BytesSent() const;
