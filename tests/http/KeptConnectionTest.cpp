@@ -204,14 +204,12 @@ TEST(KeptConnection, WhatDiffersFromTheRequestBeforeGoesOut) {
     seen.push_back(server + head.substr(0, head.find(" HTTP/")) + " " +
                    (credentials == head.npos ? "-" : head.substr(credentials + 6, 4)));
   };
-  ScriptedServer other(
-      [&](Connection& connection) {
-        note("other: ", connection.ReadHead());
-        connection.Send(kOk);
-      },
-      "127.0.0.2");
+  ScriptedServer other([&](Connection& connection) {
+    note("other: ", connection.ReadHead());
+    connection.Send(kOk);
+  });
   const std::string moved =
-      "HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: http://127.0.0.2:" + std::to_string(other.Port()) +
+      "HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: http://127.0.0.1:" + std::to_string(other.Port()) +
       "/b?c\r\n\r\n";
   ScriptedServer server([&](Connection& connection) {
     for (std::string head; !(head = connection.ReadHead()).empty();) {
