@@ -1,2 +1,10 @@
 # The fuzz targets; each is a file of this name with Fuzz.cpp behind it and a folder in corpus/.
-set(KOLVEX_FUZZ_TARGETS CgiText FrameAssembly Mpeg4Header PresetFile RtpHeader RtspDialogue VersionResource)
+set(KOLVEX_FUZZ_TARGETS
+  CgiText ChannelPackets FrameAssembly Mpeg4Header PresetFile RtpHeader RtspDialogue VersionResource)
+# What they share beyond the library: the tests' scripted camera.
+add_library(fuzz_support STATIC
+  ${PROJECT_SOURCE_DIR}/tests/support/FakeHost.cpp
+  ${PROJECT_SOURCE_DIR}/tests/support/ScriptedCamera.cpp
+  ${PROJECT_SOURCE_DIR}/tests/support/ScriptedServer.cpp)
+target_include_directories(fuzz_support PUBLIC ${PROJECT_SOURCE_DIR}/tests)
+target_link_libraries(fuzz_support PUBLIC kolvex_static)
