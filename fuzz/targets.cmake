@@ -1,8 +1,10 @@
 # The fuzz targets; each is a file of this name with Fuzz.cpp behind it and a folder in corpus/.
 set(KOLVEX_FUZZ_TARGETS
-  CgiText ChannelPackets FrameAssembly Mpeg4Header PresetFile RtpHeader RtspDialogue VersionResource)
-# What they share beyond the library: the tests' scripted camera.
+  CameraReplies CgiText ChannelPackets FrameAssembly HttpReplies Mpeg4Header PresetFile RtpHeader RtspDialogue
+  VersionResource)
+# What they share beyond the library: the tests' scripted camera and network.
 add_library(fuzz_support STATIC
+  ${PROJECT_SOURCE_DIR}/fuzz/HttpScript.cpp
   ${PROJECT_SOURCE_DIR}/tests/support/FakeHost.cpp
   ${PROJECT_SOURCE_DIR}/tests/support/ScriptedCamera.cpp
   ${PROJECT_SOURCE_DIR}/tests/support/ScriptedServer.cpp)
