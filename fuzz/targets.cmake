@@ -1,7 +1,7 @@
 # The fuzz targets; each is a file of this name with Fuzz.cpp behind it and a folder in corpus/.
 set(KOLVEX_FUZZ_TARGETS
-  CameraReplies CgiText ChannelPackets FrameAssembly HttpReplies Mpeg4Header PresetFile RtpHeader RtspDialogue
-  VersionResource)
+  CameraReplies CgiText ChannelPackets FrameAssembly HttpReplies Mpeg4Header PresetFile PresetOperations RtcpReports
+  RtpHeader RtspDialogue VersionResource XmlPaths)
 # What they share beyond the library: the tests' scripted camera and network.
 add_library(fuzz_support STATIC
   ${PROJECT_SOURCE_DIR}/fuzz/HttpScript.cpp
