@@ -41,6 +41,9 @@ class CurlHandles {
   CURLM* Multi() const noexcept { return multi_.get(); }
   /// Ends the transfer, if there is one. libcurl closes the connection of one that wasn't over.
   void Detach() noexcept { curl_multi_remove_handle(multi_.get(), easy_.get()); }
+  /// Gives the next transfer an Easy() of its own, with the options of the one before. False when memory is
+  /// short. Between transfers.
+  bool Renew() noexcept;
 
  private:
   struct EasyDeleter {
@@ -61,6 +64,7 @@ class CurlHandles {
   std::unique_ptr<CURLM, MultiDeleter> multi_;
   std::unique_ptr<curl_slist, ListDeleter> headers_;
   std::unique_ptr<CURL, EasyDeleter> easy_;
+  bool fresh_ = true;  // easy_ has served no transfer
 };
 
 }  // namespace sarnevo::platform::posix

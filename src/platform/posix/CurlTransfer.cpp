@@ -87,6 +87,9 @@ bool CurlTransfer::Begin(const HttpUrl& url, const HttpRequestLine& request, boo
     KeepLibraryLoaded();
   }
   handles_->Detach();
+  if (!handles_->Renew()) {
+    return false;
+  }
   CurlOptions options(handles_->Easy());
   options.Set(CURLOPT_URL, url.Text().c_str());
   options.Set(CURLOPT_HTTPAUTH, withCredentials ? CURLAUTH_BASIC : CURLAUTH_NONE);
