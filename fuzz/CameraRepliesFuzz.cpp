@@ -89,8 +89,7 @@ void ReadGroup1(Web::HttpRequest& request, const std::vector<std::string>& repli
   const std::string mac = transcript.substr(at + begin.size());
   Check(mac.size() < 1024 && mac.find_first_of(":&\r\n") == std::string::npos,
         "the address is one bounded word");
-  Check(transcript.find("capability 4 =") == std::string::npos || Says(replies, "aformat"),
-        "audio as the camera says");
+  Check(LineOf(transcript, "capability 4 =").empty() || Says(replies, "aformat"), "audio as the camera says");
 }
 
 void ReadGroup2(Web::HttpRequest& request, const std::vector<std::string>& replies, u32 isNTSC) {
