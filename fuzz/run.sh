@@ -22,6 +22,7 @@ for target in $targets; do
   mkdir -p "$work" "$findings"
   echo "-- $target, $seconds s"
   tests/support/in-namespace "build/fuzz/bin/fuzz_$target" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 \
-    -max_len=65536 -print_final_stats=1 -verbosity=0 -dict=fuzz/words.dict -artifact_prefix="$findings/" "$work" "fuzz/corpus/$target" || status=1
+    -max_len=65536 -print_final_stats=1 -verbosity=0 -dict=fuzz/words.dict -artifact_prefix="$findings/" \
+    "$work" "fuzz/corpus/$target" || status=1
 done
 exit $status
