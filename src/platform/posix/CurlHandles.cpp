@@ -61,6 +61,20 @@ CurlHandles::~CurlHandles() {
   SecureErase(credentials_);
 }
 
+// libcurl (7.88, for one) keeps a pointer to the last header of the transfer before, whose memory it has freed. A
+// reply that begins with a continuation line (RFC 9112, 5.2) is then joined to that, so that a camera could write
+// into the host's heap. No handle that has seen a reply sees another; the connections belong to the multi handle.
+bool CurlHandles::Renew() noexcept {
+  if (std::exchange(fresh_, false)) {
+    return true;
+  }
+  CURL* const next = curl_easy_duphandle(easy_.get());
+  if (next != nullptr) {
+    easy_.reset(next);
+  }
+  return next != nullptr;
+}
+
 bool CurlHandles::SetMethod(std::string_view method) {
   if (method_ == method) {
     return true;

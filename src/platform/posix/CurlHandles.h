@@ -57,6 +57,9 @@ class CurlHandles {
   bool SetTarget(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials);
   /// Ends the transfer, if there is one. libcurl closes the connection of one that wasn't over.
   void Detach() noexcept { curl_multi_remove_handle(multi_.get(), easy_.get()); }
+  /// Gives the next transfer an Easy() of its own, with the options of the one before. False when memory is
+  /// short. Between transfers.
+  bool Renew() noexcept;
 
  private:
   struct EasyDeleter {
@@ -93,6 +96,7 @@ class CurlHandles {
   std::string credentials_;
   curl_slist credentialsHeader_{};
   std::unique_ptr<CURL, EasyDeleter> easy_;
+  bool fresh_ = true;  // easy_ has served no transfer
 };
 
 }  // namespace sarnevo::platform::posix

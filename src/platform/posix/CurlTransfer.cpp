@@ -86,7 +86,7 @@ bool CurlTransfer::Begin(const HttpUrl& url, const HttpRequestLine& request, boo
     KeepLibraryLoaded();
   }
   handles_->Detach();
-  return handles_->SetTarget(url, request, withCredentials) &&
+  return handles_->Renew() && handles_->SetTarget(url, request, withCredentials) &&
          curl_multi_add_handle(handles_->Multi(), handles_->Easy()) == CURLM_OK;
 }
 

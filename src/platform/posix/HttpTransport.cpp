@@ -136,7 +136,8 @@ HttpError HttpExchange::Impl::Follow(const posix::HttpUrl& first, const HttpRequ
     }
     const HttpError error = Await([this] { return head.IsComplete(); });
     if (error != HttpError::None) {
-      return error;
+      // What the client library took for a body, behind a head that was none, is nobody's.
+      return Fail(error);
     }
     if (!head.IsComplete()) {
       return Fail(HttpError::InvalidReply);
@@ -220,7 +221,7 @@ bool HttpExchange::Impl::OnHeaderLine(std::string_view line) noexcept {
   if (headerBytes > kMaxHeaderBytes) {
     refused = HttpError::ReplyTooLarge;
   } else if (!head.IsComplete() && posix::HttpReplyHead::IsEnd(line)) {
-    head.TakeEnd(transfer.Status());
+    refused = head.TakeEnd(transfer.Status());
   } else if (!head.IsComplete()) {
     try {
       refused = head.TakeLine(line);
