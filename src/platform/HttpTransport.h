@@ -23,7 +23,7 @@ enum class HttpError : std::uint8_t {
   ConnectionBroken,  ///< reset, or ended before the reply was whole
   InvalidReply,      ///< not HTTP/1.x, or a header that can't be right
   ReplyTooLarge,     ///< more header bytes than are taken
-  RedirectRefused,   ///< more than 10 redirects, or one that leaves plain http
+  RedirectRefused,   ///< more than 10 redirects, or one that leaves plain http or the host
   LoginFailure,      ///< the server wants other credentials (status 401, RFC 9110, 15.5.2)
   OutOfResources,    ///< memory or descriptors
   Other,
@@ -56,9 +56,10 @@ struct HttpRequestLine {
 /// credentials in it.
 bool IsHttpHost(std::string_view host) noexcept;
 
-/// What an exchange leaves for the next one with the same settings and server: the client library's tables,
-/// and the connection if the server keeps it and the reply was read to its end. Saves most of what an
-/// exchange costs; takes about three descriptors and 50 KB in between, and one of the server's places.
+/// What an exchange leaves for the next one with the same settings, server and credentials: the client
+/// library's tables, and the connection if the server keeps it and the reply was read to its end. Saves most
+/// of what an exchange costs, the more so for the same request again; takes about three descriptors and 30 KB
+/// in between, and one of the server's places.
 class HttpKeeper {
  public:
   HttpKeeper();
@@ -66,7 +67,7 @@ class HttpKeeper {
   HttpKeeper(const HttpKeeper&) = delete;
   HttpKeeper& operator=(const HttpKeeper&) = delete;
 
-  /// Gives everything back and closes the connection. Any thread.
+  /// Gives everything back and closes the connection. The credentials may be others then. Any thread.
   void Drop() noexcept;
 
  private:
@@ -80,7 +81,7 @@ class HttpKeeper {
 /// Goes straight to the server: no proxy, no cache, no cookies, no file or environment variable is looked
 /// at, and the host's process is left alone (no signals, one-time start of the library below apart).
 /// Credentials go out at once and never to another server. Up to 10 redirects are followed, only over plain
-/// http. Chunked bodies (RFC 9112, 7.1) come out plain; compressed ones come out as they are. At most 256 KB
+/// http and only to the same host. Chunked bodies (RFC 9112, 7.1) come out plain; compressed ones come out as they are. At most 256 KB
 /// of headers are taken, and however long a body is, little of it is held here.
 ///
 /// Its connection is new and closed at the end. With a keeper it isn't: a connection that was kept is used,

@@ -53,7 +53,9 @@ TEST(HttpRequest, SendsThisAndNothingElse) {
        false, "u", "p", "GET /a%20b%0D%0AX:%20y%09%7F%23%22%C3%A9?q=%3C1%202%3E", "dTpw"},
       {"a query left alone, but no blank and no line break", "127.0.0.1", "GET", "/a\xe9?q=<\xe9>\r\n x", true,
        "u", "p", "GET /a%E9?q=<\xe9>%0D%0A%20x", "dTpw"},
-      {"escapes stay", "127.0.0.1", "GET", "/a%20b?c=%41%", false, "u", "p", "GET /a%20b?c=%41%", "dTpw"},
+      {"escapes stay", "127.0.0.1", "GET", "/a%20b?c=%41%", false, "user", "secret", "GET /a%20b?c=%41%",
+       "dXNlcjpzZWNyZXQ="},
+      {"an empty query stays", "127.0.0.1", "GET", "/x?", false, "\xff\xfe", "\xfb\x01", "GET /x?", "//46+wE="},
       {"another method", "127.0.0.1", "PUT", "/x", false, "u", "p", "PUT /x", "dTpw"},
       {"a long path", "127.0.0.1", "GET", longPath.c_str(), false, "u", "p", longLine.c_str(), "dTpw"},
   };
@@ -180,8 +182,8 @@ TEST(HttpRequest, TakesRepliesAsTheyCome) {
 
 TEST(HttpRequest, FollowsRedirectsWithoutGivingCredentialsAway) {
   const std::string ok = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nhere";
-  HttpReplies other([&ok](const std::string&) { return ok; }, "127.0.0.2");
-  const std::string there = "http://127.0.0.2:" + std::to_string(other.Port());
+  HttpReplies other([&ok](const std::string&) { return ok; });
+  const std::string port = std::to_string(other.Port());
   struct Case {
     const char* name;
     std::string location;
@@ -193,7 +195,9 @@ TEST(HttpRequest, FollowsRedirectsWithoutGivingCredentialsAway) {
   const Case cases[] = {
       {"to an absolute path", "/new/x.cgi?a=b", true, 2, "GET /new/x.cgi?a=b ", false},
       {"to a relative path with a blank", "x y.cgi", true, 2, "GET /dir/x%20y.cgi ", false},
-      {"to another server", there + "/over?there", true, 1, "GET /over?there ", true},
+      {"to another port", "http://127.0.0.1:" + port + "/over?there", true, 1, "GET /over?there ", true},
+      {"to another host", "http://127.0.0.2:" + port + "/", false, 1, "GET /dir/again ", false},
+      {"to another host without a scheme", "//127.0.0.2:" + port + "/", false, 1, "GET /dir/again ", false},
       {"in a circle", "/dir/again", false, 11, "GET /dir/again ", false},
       {"to https", "https://127.0.0.2/", false, 1, "GET /dir/again ", false},
       {"to a file", "file:///etc/hostname", false, 1, "GET /dir/again ", false},

@@ -2,7 +2,7 @@
 
 #include <dlfcn.h>
 
-#include <string>
+#include <csignal>
 #include <utility>
 
 namespace sarnevo::platform::posix {
@@ -18,13 +18,22 @@ void KeepLibraryLoaded() noexcept {
   }
 }
 
-std::size_t OnHeader(const char* data, std::size_t size, std::size_t count, void* sink) noexcept {
-  return static_cast<CurlSink*>(sink)->OnHeaderLine({data, size * count}) ? size * count : 0;
-}
+// A thread begins with the signal mask of the one that makes it. While this lives that is a full one, on whatever
+// thread of the host this runs: libcurl's threads are to leave the host's signals to the host's.
+class SignalBlock {
+ public:
+  SignalBlock() noexcept {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalBlock() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalBlock(const SignalBlock&) = delete;
+  SignalBlock& operator=(const SignalBlock&) = delete;
 
-std::size_t OnBody(const char* data, std::size_t size, std::size_t count, void* sink) noexcept {
-  return static_cast<CurlSink*>(sink)->OnBody({data, size * count}) ? size * count : CURL_WRITEFUNC_PAUSE;
-}
+ private:
+  sigset_t before_{};
+};
 
 HttpError FromCurl(CURLcode code) noexcept {
   switch (code) {
@@ -63,39 +72,29 @@ bool CurlTransfer::Prepare(std::unique_ptr<CurlHandles> handles, std::string_vie
   if (!handles) {
     return false;
   }
-  CurlOptions options(handles->Easy());
   {
     const std::lock_guard guard(wakeLock_);
     handles_ = std::move(handles);
   }
-  options.Set(CURLOPT_HEADERFUNCTION, &OnHeader);
-  options.Set(CURLOPT_HEADERDATA, static_cast<void*>(&sink));
-  options.Set(CURLOPT_WRITEFUNCTION, &OnBody);
-  options.Set(CURLOPT_WRITEDATA, static_cast<void*>(&sink));
-  options.Set(CURLOPT_HTTPGET, 1L);  // whatever came before
-  options.Set(CURLOPT_CUSTOMREQUEST, static_cast<const char*>(nullptr));
-  if (method == "HEAD") {
-    options.Set(CURLOPT_NOBODY, 1L);
-  } else if (method != "GET") {
-    options.Set(CURLOPT_CUSTOMREQUEST, std::string(method).c_str());
-  }
-  return options.Good();
+  handles_->SetSink(&sink);
+  return handles_->SetMethod(method);
 }
 
 bool CurlTransfer::Begin(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) {
-  if (!url.HasNumericHost()) {
+  looksUp_ = !url.HasNumericHost();
+  if (looksUp_) {
     KeepLibraryLoaded();
   }
   handles_->Detach();
-  CurlOptions options(handles_->Easy());
-  options.Set(CURLOPT_URL, url.Text().c_str());
-  options.Set(CURLOPT_HTTPAUTH, withCredentials ? CURLAUTH_BASIC : CURLAUTH_NONE);
-  options.Set(CURLOPT_USERNAME, withCredentials ? request.userName : nullptr);
-  options.Set(CURLOPT_PASSWORD, withCredentials ? request.password : nullptr);
-  return options.Good() && curl_multi_add_handle(handles_->Multi(), handles_->Easy()) == CURLM_OK;
+  return handles_->Renew() && handles_->SetTarget(url, request, withCredentials) &&
+         curl_multi_add_handle(handles_->Multi(), handles_->Easy()) == CURLM_OK;
 }
 
 std::optional<HttpError> CurlTransfer::Run() noexcept {
+  std::optional<SignalBlock> block;
+  if (looksUp_) {
+    block.emplace();
+  }
   int running = 0;
   if (curl_multi_perform(handles_->Multi(), &running) != CURLM_OK) {
     return HttpError::OutOfResources;
@@ -138,6 +137,7 @@ std::unique_ptr<CurlHandles> CurlTransfer::Release() noexcept {
   }
   if (going) {
     going->Detach();
+    going->SetSink(nullptr);
   }
   return going;
 }
