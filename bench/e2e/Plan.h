@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -15,8 +14,12 @@ struct Plan {
   int framesPerSecond = 25;
   std::size_t frameBytes = 40'000;  ///< of a JPEG frame and an MPEG-4 key frame
   bool mixed = false;               ///< every second stream is MPEG-4, one key frame a second
-  double seconds = 4;               ///< length of the measured window
+  /// The packets of a frame enter the network one by one, so that a receiver may wake up for each. Else all but
+  /// the last come at once, as one large datagram that the kernel cuts (UDP_SEGMENT).
+  bool oneByOne = false;
 };
+
+constexpr int kMaxStreams = 500;
 
 /// Of camera @p index, counted from 0; 127.1.0.1 is the first.
 std::string CameraAddress(int index);
@@ -25,11 +28,5 @@ int CameraIndex(std::uint32_t address);
 inline std::uint32_t CodecOf(const Plan& plan, int index) {
   return plan.mixed && index % 2 == 1 ? sarnevo::CodecMPEG4 : sarnevo::CodecMJPEG;
 }
-
-/// What the sender has put on the wire, in memory that it shares with the receivers.
-struct SentCounts {
-  std::atomic<std::uint64_t> packets{0};
-  std::atomic<std::uint64_t> frames{0};
-};
 
 }  // namespace kolvex_bench

@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 
 #include <csignal>
-#include <string>
 #include <utility>
 
 namespace sarnevo::platform::posix {
@@ -35,14 +34,6 @@ class SignalBlock {
  private:
   sigset_t before_{};
 };
-
-std::size_t OnHeader(const char* data, std::size_t size, std::size_t count, void* sink) noexcept {
-  return static_cast<CurlSink*>(sink)->OnHeaderLine({data, size * count}) ? size * count : 0;
-}
-
-std::size_t OnBody(const char* data, std::size_t size, std::size_t count, void* sink) noexcept {
-  return static_cast<CurlSink*>(sink)->OnBody({data, size * count}) ? size * count : CURL_WRITEFUNC_PAUSE;
-}
 
 HttpError FromCurl(CURLcode code) noexcept {
   switch (code) {
@@ -81,23 +72,12 @@ bool CurlTransfer::Prepare(std::unique_ptr<CurlHandles> handles, std::string_vie
   if (!handles) {
     return false;
   }
-  CurlOptions options(handles->Easy());
   {
     const std::lock_guard guard(wakeLock_);
     handles_ = std::move(handles);
   }
-  options.Set(CURLOPT_HEADERFUNCTION, &OnHeader);
-  options.Set(CURLOPT_HEADERDATA, static_cast<void*>(&sink));
-  options.Set(CURLOPT_WRITEFUNCTION, &OnBody);
-  options.Set(CURLOPT_WRITEDATA, static_cast<void*>(&sink));
-  options.Set(CURLOPT_HTTPGET, 1L);  // whatever came before
-  options.Set(CURLOPT_CUSTOMREQUEST, static_cast<const char*>(nullptr));
-  if (method == "HEAD") {
-    options.Set(CURLOPT_NOBODY, 1L);
-  } else if (method != "GET") {
-    options.Set(CURLOPT_CUSTOMREQUEST, std::string(method).c_str());
-  }
-  return options.Good();
+  handles_->SetSink(&sink);
+  return handles_->SetMethod(method);
 }
 
 bool CurlTransfer::Begin(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) {
@@ -106,9 +86,7 @@ bool CurlTransfer::Begin(const HttpUrl& url, const HttpRequestLine& request, boo
     KeepLibraryLoaded();
   }
   handles_->Detach();
-  CurlOptions options(handles_->Easy());
-  options.Set(CURLOPT_URL, url.Text().c_str());
-  return options.Good() && (!withCredentials || handles_->Authorize(request.userName, request.password)) &&
+  return handles_->SetTarget(url, request, withCredentials) &&
          curl_multi_add_handle(handles_->Multi(), handles_->Easy()) == CURLM_OK;
 }
 
@@ -159,6 +137,7 @@ std::unique_ptr<CurlHandles> CurlTransfer::Release() noexcept {
   }
   if (going) {
     going->Detach();
+    going->SetSink(nullptr);
   }
   return going;
 }
