@@ -91,8 +91,9 @@ double CaptionHeight(const Layout& layout, const std::vector<SheetEntry>& entrie
 
 void WriteContactSheet(const std::filesystem::path& path, const std::vector<SheetEntry>& entries) {
   const Layout& layout = entries.size() <= kFew ? kLarge : kSmall;
-  const auto columns = static_cast<std::size_t>(std::ceil(std::sqrt(static_cast<double>(entries.size()))));
-  const std::size_t rows = columns == 0 ? 0 : (entries.size() + columns - 1) / columns;
+  const auto columns =
+      static_cast<std::size_t>(std::max(1.0, std::ceil(std::sqrt(static_cast<double>(entries.size())))));
+  const std::size_t rows = (entries.size() + columns - 1) / columns;
   const double cellWidth = layout.pictureWidth + layout.margin;
   const double cellHeight = layout.pictureHeight + CaptionHeight(layout, entries) + layout.margin;
 
@@ -106,8 +107,10 @@ void WriteContactSheet(const std::filesystem::path& path, const std::vector<Shee
   cairo_paint(context.get());
 
   for (std::size_t i = 0; i < entries.size(); ++i) {
-    const double x = layout.margin + static_cast<double>(i % columns) * cellWidth;
-    double y = layout.margin + static_cast<double>(i / columns) * cellHeight;
+    const std::size_t row = i / columns;
+    const std::size_t column = i % columns;
+    const double x = layout.margin + static_cast<double>(column) * cellWidth;
+    double y = layout.margin + static_cast<double>(row) * cellHeight;
     DrawPicture(context.get(), layout, x, y, entries[i].picture);
     y += layout.pictureHeight + layout.titleSize + 6;
     Colour(context.get(), kInk);

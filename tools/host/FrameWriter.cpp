@@ -39,7 +39,7 @@ PictureCounts FrameWriter::Counts(std::size_t stream) const {
 void FrameWriter::Finish() {
   Join();
   if (failure_) {
-    throw *failure_;
+    throw Failure(*failure_);
   }
 }
 
