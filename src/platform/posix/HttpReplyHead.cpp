@@ -9,6 +9,7 @@ namespace sarnevo::platform::posix {
 namespace {
 
 constexpr std::uint32_t kLowestStatus = 100;
+constexpr std::uint32_t kHighestStatus = 999;
 constexpr std::array<std::uint32_t, 5> kRedirects = {301, 302, 303, 307, 308};
 
 char Lower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
@@ -41,8 +42,8 @@ std::optional<std::uint64_t> Number(std::string_view text) noexcept {
 bool HttpReplyHead::IsEnd(std::string_view line) noexcept { return Trimmed(line).empty(); }
 
 HttpError HttpReplyHead::TakeEnd(std::uint32_t status) noexcept {
-  // RFC 9112, 4: three digits. The client library lets a status line pass that has none.
-  if (status < kLowestStatus) {
+  // RFC 9112, 4: three digits. The client library lets a status line pass that has none, or others.
+  if (status < kLowestStatus || status > kHighestStatus) {
     return HttpError::InvalidReply;
   }
   status_ = status;
