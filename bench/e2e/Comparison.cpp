@@ -44,9 +44,6 @@ class Comparison {
       static constexpr const char* kNames[] = {"bare", "library", "GStreamer", "GStreamer, jitter buffer",
                                                "FFmpeg"};
       modes_.push_back({kNames[one], one});
-      if (one == Bare) {
-        modes_.push_back({"bare without poll", one, true});
-      }
       // MPEG-4 without frames waits for the next key frame, so that it can't be measured like this.
       if (one == Library && !plan.mixed) {
         modes_.push_back({"library up to the whole frame", one, true});
@@ -94,8 +91,8 @@ class Comparison {
 
   Place& PlaceOf(const Mode& mode) { return board_.places[static_cast<std::size_t>(mode.who)]; }
 
-  // The sender serves this receiver alone; when it has stopped, what is under way is waited for, some time at most.
-  void Serve(const Mode& mode, double seconds, std::chrono::milliseconds drain = 50ms) {
+  // The sender serves this receiver alone; when it has stopped, what is under way is waited for.
+  void Serve(const Mode& mode, double seconds) {
     Place& place = PlaceOf(mode);
     const std::uint64_t frames = place.arrivals.frames;
     const std::uint64_t sent = place.sent.frames;
@@ -104,8 +101,7 @@ class Comparison {
     std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
     board_.active = Board::kNobody;
     std::this_thread::sleep_for(10ms);  // a frame that the sender is at
-    for (auto left = drain; left > 0ms && place.arrivals.frames - frames < place.sent.frames - sent;
-         left -= 5ms) {
+    for (int i = 0; i < 10 && place.arrivals.frames - frames < place.sent.frames - sent; ++i) {
       std::this_thread::sleep_for(5ms);
     }
   }
@@ -210,7 +206,7 @@ class Comparison {
     const std::uint64_t packets = place.sent.packets;
     const double dropped = DroppedDatagrams();
     const CallsByName calls =
-        TraceSystemCalls(lineup_.Ids(mode.who), [&] { Serve(mode, effort_.windowSeconds, 2s); });
+        TraceSystemCalls(lineup_.Ids(mode.who), [&] { Serve(mode, effort_.windowSeconds); });
     // A traced receiver is slow; what the kernel had to drop it didn't call for.
     const auto sent = static_cast<double>(place.sent.packets - packets);
     const double lost = DroppedDatagrams() - dropped;
