@@ -223,6 +223,9 @@ int Run(int argc, char** argv) {
   app.add_option("--other", otherLibrary, "Another build of the library, measured beside")
       ->check(CLI::ExistingFile);
   app.add_option("--json", jsonFile, "Also write the results there");
+  std::vector<std::string> wanted = {"closed", "kept", "outputs"};
+  app.add_option("--rows", wanted, "closed or kept connections; outputs: kept, and an output each")
+      ->check(CLI::IsMember({"closed", "kept", "outputs"}));
   CLI11_PARSE(app, argc, argv);
   AllowDescriptors();
 
@@ -238,13 +241,9 @@ int Run(int argc, char** argv) {
     contestants.push_back({"other library", &MakeLibraryPoller, otherLibrary});
   }
   nlohmann::json rows;
-  struct Kind {
-    bool keepAlive;
-    int outputs;
-  };
-  for (const Kind kind : {Kind{false, 0}, Kind{true, 0}, Kind{true, 1}}) {
-    plan.keepAlive = kind.keepAlive;
-    plan.outputs = kind.outputs;
+  for (const std::string& kind : wanted) {
+    plan.keepAlive = kind != "closed";
+    plan.outputs = kind == "outputs" ? 1 : 0;
     for (nlohmann::json& row : Compare(plan, contestants)) {
       Print(row);
       rows.push_back(std::move(row));

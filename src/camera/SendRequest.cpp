@@ -1,5 +1,8 @@
 #include "camera/SendRequest.h"
 
+#include <algorithm>
+#include <optional>
+
 #include "xml/CResultDef.h"
 
 namespace sarnevo::Utils {
@@ -14,10 +17,14 @@ enum ResultCode : u32 {
   ResultNoBody = 10,
 };
 
-// The texts of the three failures.
+// The texts of the three failures. Most requests need none.
 struct Failure {
-  std::string function = "sarnevo::Utils::SendRequest";
-  std::string host;
+  Failure(const Web::HttpRequest& request, const std::string& requestPath)
+      : host(std::string("host ") + request.GetHost() + ":" + std::to_string(request.GetPort())),
+        path(requestPath) {}
+
+  const std::string function = "sarnevo::Utils::SendRequest";
+  const std::string host;
   const std::string& path;
 
   CResultDef NotSent() const {
@@ -38,10 +45,17 @@ struct Failure {
 bool IsExpected(u32 status, u32 expected) { return expected != 0 ? status == expected : status / 100 == 2; }
 
 void ReadBody(Web::HttpRequest& request, std::vector<u8>& reply, u32 blockSize) {
-  std::vector<u8> block(blockSize);
-  u32 count = 0;
-  while (reply.size() < kMaxReplyBytes && request.Read(block.data(), blockSize, &count) && count > 0) {
-    reply.insert(reply.end(), block.begin(), block.begin() + count);
+  // Most replies come in one piece, which goes straight to its place.
+  u32 available = 0;
+  while (reply.size() < kMaxReplyBytes && (available = request.GetDataAvailable()) > 0) {
+    const std::size_t before = reply.size();
+    u32 count = 0;
+    reply.resize(before + std::min(available, blockSize));
+    const bool read = request.Read(&reply[before], static_cast<u32>(reply.size() - before), &count);
+    reply.resize(before + count);
+    if (!read || count == 0) {
+      break;
+    }
   }
 }
 
@@ -49,28 +63,25 @@ void ReadBody(Web::HttpRequest& request, std::vector<u8>& reply, u32 blockSize) 
 
 bool SendRequest(Web::HttpRequest* request, const std::string& path, std::vector<u8>& reply,
                  IDebugMessage* debug, bool readBody, u32 expectedStatus, u32 blockSize) {
-  CResultDef result(DebugLevelEvent, 0, {});
+  std::optional<CResultDef> failed;
   reply.clear();
   const bool sent = request->Send("GET", path.c_str(), false);
   const u32 status = request->GetStatusCode();
-  const Failure failure{
-      .host = std::string("host ") + request->GetHost() + ":" + std::to_string(request->GetPort()),
-      .path = path};
   if (!sent || status == 0) {
-    result = failure.NotSent();
+    failed = Failure(*request, path).NotSent();
   } else if (!IsExpected(status, expectedStatus)) {
-    result = failure.WrongStatus(status);
+    failed = Failure(*request, path).WrongStatus(status);
   } else if (readBody) {
     ReadBody(*request, reply, blockSize);
     if (reply.empty()) {
-      result = failure.NoBody();
+      failed = Failure(*request, path).NoBody();
     }
     reply.push_back(0);
   }
-  if (result.code != 0) {
-    result.Report(debug, 1);
+  if (failed) {
+    failed->Report(debug, 1);
   }
-  return result.code == 0;
+  return !failed;
 }
 
 }  // namespace sarnevo::Utils

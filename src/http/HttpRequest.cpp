@@ -71,6 +71,7 @@ bool HttpRequest::SetPort(u16 port) {
 
 bool HttpRequest::SetUserName(const char* userName) {
   userName_ = TextOrEmpty(userName);
+  keeper_.Drop();
   return true;
 }
 
@@ -79,6 +80,7 @@ bool HttpRequest::SetPassword(const char* password) {
   std::string changed = TextOrEmpty(password);
   password_.swap(changed);
   sarnevo::platform::SecureErase(changed);
+  keeper_.Drop();
   return true;
 }
 

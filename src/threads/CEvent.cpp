@@ -24,7 +24,7 @@ i32 CEvent::WaitForAny(CEvent** events, u32 count, u32 timeoutMs) noexcept {
   if (events == nullptr || count > kMaxEvents) {
     return -1;
   }
-  std::array<platform::Event*, kMaxEvents> handles{};
+  std::array<platform::Event*, kMaxEvents> handles;
   for (u32 i = 0; i < count; ++i) {
     handles[i] = events[i] == nullptr ? nullptr : &events[i]->event_;
   }

@@ -53,7 +53,9 @@ TEST(HttpRequest, SendsThisAndNothingElse) {
        false, "u", "p", "GET /a%20b%0D%0AX:%20y%09%7F%23%22%C3%A9?q=%3C1%202%3E", "dTpw"},
       {"a query left alone, but no blank and no line break", "127.0.0.1", "GET", "/a\xe9?q=<\xe9>\r\n x", true,
        "u", "p", "GET /a%E9?q=<\xe9>%0D%0A%20x", "dTpw"},
-      {"escapes stay", "127.0.0.1", "GET", "/a%20b?c=%41%", false, "u", "p", "GET /a%20b?c=%41%", "dTpw"},
+      {"escapes stay", "127.0.0.1", "GET", "/a%20b?c=%41%", false, "user", "secret", "GET /a%20b?c=%41%",
+       "dXNlcjpzZWNyZXQ="},
+      {"an empty query stays", "127.0.0.1", "GET", "/x?", false, "\xff\xfe", "\xfb\x01", "GET /x?", "//46+wE="},
       {"another method", "127.0.0.1", "PUT", "/x", false, "u", "p", "PUT /x", "dTpw"},
       {"a long path", "127.0.0.1", "GET", longPath.c_str(), false, "u", "p", longLine.c_str(), "dTpw"},
   };

@@ -4,12 +4,34 @@
 
 #include <algorithm>
 #include <limits>
-#include <span>
 #include <utility>
+
+#include "platform/SecureErase.h"
+#include "platform/posix/BasicCredentials.h"
 
 namespace sarnevo::platform::posix {
 
 namespace {
+
+// Of what comes in over a kept connection at once. The polled replies are short; the buffer is got anew for
+// each of them, and one of this size is got without a look at the heap.
+constexpr long kKeptBufferBytes = 1024;
+
+// Sets a handle's options one by one and remembers whether all were taken.
+class CurlOptions {
+ public:
+  explicit CurlOptions(CURL* easy) noexcept : easy_(easy) {}
+
+  template <typename Value>
+  void Set(CURLoption option, Value value) noexcept {
+    good_ = good_ && curl_easy_setopt(easy_, option, value) == CURLE_OK;
+  }
+  bool Good() const noexcept { return good_; }
+
+ private:
+  CURL* const easy_;
+  bool good_ = true;
+};
 
 // libcurl's own state of the process. It counts its users, so that a host that uses it too isn't disturbed;
 // everything is initialised, since a host that comes later would find it done and miss what was left out.
@@ -26,9 +48,8 @@ curl_socket_t OpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept {
 }  // namespace
 
 std::unique_ptr<CurlHandles> CurlHandles::Make(const HttpSettings& settings, bool keep) {
-  std::unique_ptr<CurlHandles> handles(new CurlHandles);
-  const bool good = StartLibrary() && handles->PrepareHeaders(keep) && handles->PrepareHandles() &&
-                    handles->PrepareOptions(settings, keep);
+  std::unique_ptr<CurlHandles> handles(new CurlHandles(settings, keep));
+  const bool good = StartLibrary() && handles->PrepareHandles() && handles->PrepareOptions(settings);
   return good ? std::move(handles) : nullptr;
 }
 
@@ -38,21 +59,80 @@ CurlHandles::~CurlHandles() {
   }
 }
 
-bool CurlHandles::PrepareHeaders(bool keep) {
+bool CurlHandles::SetMethod(std::string_view method) {
+  if (method_ == method) {
+    return true;
+  }
+  method_.reset();
+  CurlOptions options(easy_.get());
+  options.Set(CURLOPT_HTTPGET, 1L);  // whatever came before
+  options.Set(CURLOPT_CUSTOMREQUEST, static_cast<const char*>(nullptr));
+  if (method == "HEAD") {
+    options.Set(CURLOPT_NOBODY, 1L);
+  } else if (method != "GET") {
+    options.Set(CURLOPT_CUSTOMREQUEST, std::string(method).c_str());
+  }
+  if (options.Good()) {
+    method_ = method;
+  }
+  return options.Good();
+}
+
+bool CurlHandles::SetTarget(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) {
+  CurlOptions options(easy_.get());
+  if (!url_ || url_->Server() != url.Server() || url_->Target() != url.Target()) {
+    options.Set(CURLOPT_CURLU, url.Server());
+    options.Set(CURLOPT_REQUEST_TARGET, url.Target().c_str());
+    url_ = url;
+  }
+  return options.Good() && (withCredentials_ == withCredentials || SetHeaders(request, withCredentials));
+}
+
+// The lines that libcurl has options for, too: those it would print anew for each request, twice over, which
+// is most of what a request over a kept connection costs.
+bool CurlHandles::SetHeaders(const HttpRequestLine& request, bool withCredentials) {
+  std::string credentials = withCredentials ? BasicCredentials(request.userName, request.password) : "";
+  const std::string agent = "User-Agent: " + agent_;
   // Connection (RFC 9110, 7.6.1): the cameras' servers have few places, and a connection that idled between
   // two requests would keep one of them. Without the line HTTP/1.1 keeps it (RFC 9112, 9.3). "Accept:" takes
   // out what libcurl would send by itself.
-  constexpr const char* kLines[] = {"Connection: close", "Cache-Control: no-cache", "Pragma: no-cache",
-                                    "Accept:"};
-  for (const char* const line : std::span(kLines).subspan(keep ? 1 : 0)) {
-    curl_slist* const longer = curl_slist_append(headers_.get(), line);
-    if (longer == nullptr) {
-      return false;
+  const char* const lines[] = {credentials.c_str(),       agent.c_str(),      keep_ ? "" : "Connection: close",
+                               "Cache-Control: no-cache", "Pragma: no-cache", "Accept:"};
+  List list;
+  bool good = true;
+  for (const char* const line : lines) {
+    if (*line != '\0') {
+      curl_slist* const first = curl_slist_append(list.get(), line);
+      good = good && first != nullptr;
+      if (!list) {
+        list.reset(first);
+      }
     }
-    static_cast<void>(headers_.release());
-    headers_.reset(longer);
   }
-  return true;
+  SecureErase(credentials);
+  CurlOptions options(easy_.get());
+  options.Set(CURLOPT_HTTPHEADER, list.get());
+  headers_ = std::move(list);
+  withCredentials_ = good && options.Good() ? std::optional(withCredentials) : std::nullopt;
+  return withCredentials_.has_value();
+}
+
+std::size_t CurlHandles::OnHeader(const char* data, std::size_t size, std::size_t count,
+                                  void* handles) noexcept {
+  CurlSink* const sink = static_cast<CurlHandles*>(handles)->sink_;
+  return sink->OnHeaderLine({data, size * count}) ? size * count : 0;
+}
+
+std::size_t CurlHandles::OnBody(const char* data, std::size_t size, std::size_t count, void* handles) noexcept {
+  switch (static_cast<CurlHandles*>(handles)->sink_->OnBody({data, size * count})) {
+    case CurlSink::Answer::Taken:
+      return size * count;
+    case CurlSink::Answer::Later:
+      return CURL_WRITEFUNC_PAUSE;
+    case CurlSink::Answer::Refused:
+      break;
+  }
+  return 0;
 }
 
 bool CurlHandles::PrepareHandles() {
@@ -64,8 +144,12 @@ bool CurlHandles::PrepareHandles() {
          curl_multi_wakeup(multi_.get()) == CURLM_OK;
 }
 
-bool CurlHandles::PrepareOptions(const HttpSettings& settings, bool keep) {
+bool CurlHandles::PrepareOptions(const HttpSettings& settings) {
   CurlOptions options(easy_.get());
+  options.Set(CURLOPT_HEADERFUNCTION, &OnHeader);
+  options.Set(CURLOPT_HEADERDATA, static_cast<void*>(this));
+  options.Set(CURLOPT_WRITEFUNCTION, &OnBody);
+  options.Set(CURLOPT_WRITEDATA, static_cast<void*>(this));
   options.Set(CURLOPT_NOSIGNAL, 1L);
   options.Set(CURLOPT_OPENSOCKETFUNCTION, &OpenSocket);
   options.Set(CURLOPT_QUICK_EXIT, 1L);  // leave the look-up of a name behind
@@ -77,10 +161,11 @@ bool CurlHandles::PrepareOptions(const HttpSettings& settings, bool keep) {
   options.Set(CURLOPT_HTTP09_ALLOWED, 0L);
   options.Set(CURLOPT_PATH_AS_IS, 1L);
   options.Set(CURLOPT_IPRESOLVE, static_cast<long>(CURL_IPRESOLVE_V4));  // the cameras know no other
-  options.Set(CURLOPT_FRESH_CONNECT, keep ? 0L : 1L);
-  options.Set(CURLOPT_FORBID_REUSE, keep ? 0L : 1L);
-  options.Set(CURLOPT_USERAGENT, settings.agent.c_str());
-  options.Set(CURLOPT_HTTPHEADER, headers_.get());
+  options.Set(CURLOPT_FRESH_CONNECT, keep_ ? 0L : 1L);
+  options.Set(CURLOPT_FORBID_REUSE, keep_ ? 0L : 1L);
+  if (keep_) {
+    options.Set(CURLOPT_BUFFERSIZE, kKeptBufferBytes);
+  }
   const auto longest = static_cast<Milliseconds::rep>(std::numeric_limits<int>::max());
   options.Set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::min(settings.timeout.count(), longest)));
   return options.Good();

@@ -3,30 +3,39 @@
 #include <curl/curl.h>
 
 #include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "platform/HttpTransport.h"
+#include "platform/posix/HttpUrl.h"
 
 namespace sarnevo::platform::posix {
 
-/// Sets a handle's options one by one and remembers whether all were taken.
-class CurlOptions {
+/// Takes what a transfer brings, on the thread that runs it.
+class CurlSink {
  public:
-  explicit CurlOptions(CURL* easy) noexcept : easy_(easy) {}
+  enum class Answer {
+    Taken,
+    Later,    ///< not now, give it again after the transfer's Resume
+    Refused,  ///< ends the transfer
+  };
 
-  template <typename Value>
-  void Set(CURLoption option, Value value) noexcept {
-    good_ = good_ && curl_easy_setopt(easy_, option, value) == CURLE_OK;
-  }
-  bool Good() const noexcept { return good_; }
+  /// One line of a reply's head, its end included. False refuses the reply.
+  virtual bool OnHeaderLine(std::string_view line) noexcept = 0;
+  /// A piece of the body, at most CURL_MAX_WRITE_SIZE bytes.
+  virtual Answer OnBody(std::string_view piece) noexcept = 0;
 
- private:
-  CURL* const easy_;
-  bool good_ = true;
+ protected:
+  ~CurlSink() = default;
 };
 
-/// What libcurl needs for transfers one after the other: some 50 KB, a pair of descriptors for the wake-up,
+/// What libcurl needs for transfers one after the other: some 30 KB, a pair of descriptors for the wake-up,
 /// and, when connections are kept, the last one of them. Set up to be a plain client that leaves the process
 /// alone. One thread at a time; Multi() may be woken from others.
+///
+/// What was set for one request stays for the next, so that one that asks for the same again, as a poll does,
+/// sets nothing.
 class CurlHandles {
  public:
   /// Null when memory or descriptors are short.
@@ -39,6 +48,13 @@ class CurlHandles {
 
   CURL* Easy() const noexcept { return easy_.get(); }
   CURLM* Multi() const noexcept { return multi_.get(); }
+
+  /// Where everything of the next transfers goes. Outlives them; null in between.
+  void SetSink(CurlSink* sink) noexcept { sink_ = sink; }
+  /// What the next transfer requests. False when memory is short.
+  bool SetMethod(std::string_view method);
+  /// @param withCredentials  those of @p request, which are the same for all requests over these handles
+  bool SetTarget(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials);
   /// Ends the transfer, if there is one. libcurl closes the connection of one that wasn't over.
   void Detach() noexcept { curl_multi_remove_handle(multi_.get(), easy_.get()); }
 
@@ -53,13 +69,25 @@ class CurlHandles {
     void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
   };
 
-  CurlHandles() = default;
-  bool PrepareHeaders(bool keep);
+  using List = std::unique_ptr<curl_slist, ListDeleter>;
+
+  CurlHandles(const HttpSettings& settings, bool keep) : agent_(settings.agent), keep_(keep) {}
   bool PrepareHandles();
-  bool PrepareOptions(const HttpSettings& settings, bool keep);
+  bool PrepareOptions(const HttpSettings& settings);
+  bool SetHeaders(const HttpRequestLine& request, bool withCredentials);
+  static std::size_t OnHeader(const char* data, std::size_t size, std::size_t count, void* handles) noexcept;
+  static std::size_t OnBody(const char* data, std::size_t size, std::size_t count, void* handles) noexcept;
+
+  const std::string agent_;
+  const bool keep_;
+  CurlSink* sink_ = nullptr;
+  // What easy_ is set to; nothing: unknown.
+  std::optional<std::string> method_;
+  std::optional<HttpUrl> url_;
+  std::optional<bool> withCredentials_;  // headers_
 
   std::unique_ptr<CURLM, MultiDeleter> multi_;
-  std::unique_ptr<curl_slist, ListDeleter> headers_;
+  List headers_;
   std::unique_ptr<CURL, EasyDeleter> easy_;
 };
 

@@ -2,7 +2,6 @@
 
 #include <dlfcn.h>
 
-#include <string>
 #include <utility>
 
 namespace sarnevo::platform::posix {
@@ -16,14 +15,6 @@ void KeepLibraryLoaded() noexcept {
   if (dladdr(reinterpret_cast<void*>(&curl_global_init), &library) != 0 && library.dli_fname != nullptr) {
     dlopen(library.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
   }
-}
-
-std::size_t OnHeader(const char* data, std::size_t size, std::size_t count, void* sink) noexcept {
-  return static_cast<CurlSink*>(sink)->OnHeaderLine({data, size * count}) ? size * count : 0;
-}
-
-std::size_t OnBody(const char* data, std::size_t size, std::size_t count, void* sink) noexcept {
-  return static_cast<CurlSink*>(sink)->OnBody({data, size * count}) ? size * count : CURL_WRITEFUNC_PAUSE;
 }
 
 HttpError FromCurl(CURLcode code) noexcept {
@@ -63,23 +54,12 @@ bool CurlTransfer::Prepare(std::unique_ptr<CurlHandles> handles, std::string_vie
   if (!handles) {
     return false;
   }
-  CurlOptions options(handles->Easy());
   {
     const std::lock_guard guard(wakeLock_);
     handles_ = std::move(handles);
   }
-  options.Set(CURLOPT_HEADERFUNCTION, &OnHeader);
-  options.Set(CURLOPT_HEADERDATA, static_cast<void*>(&sink));
-  options.Set(CURLOPT_WRITEFUNCTION, &OnBody);
-  options.Set(CURLOPT_WRITEDATA, static_cast<void*>(&sink));
-  options.Set(CURLOPT_HTTPGET, 1L);  // whatever came before
-  options.Set(CURLOPT_CUSTOMREQUEST, static_cast<const char*>(nullptr));
-  if (method == "HEAD") {
-    options.Set(CURLOPT_NOBODY, 1L);
-  } else if (method != "GET") {
-    options.Set(CURLOPT_CUSTOMREQUEST, std::string(method).c_str());
-  }
-  return options.Good();
+  handles_->SetSink(&sink);
+  return handles_->SetMethod(method);
 }
 
 bool CurlTransfer::Begin(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) {
@@ -87,12 +67,8 @@ bool CurlTransfer::Begin(const HttpUrl& url, const HttpRequestLine& request, boo
     KeepLibraryLoaded();
   }
   handles_->Detach();
-  CurlOptions options(handles_->Easy());
-  options.Set(CURLOPT_URL, url.Text().c_str());
-  options.Set(CURLOPT_HTTPAUTH, withCredentials ? CURLAUTH_BASIC : CURLAUTH_NONE);
-  options.Set(CURLOPT_USERNAME, withCredentials ? request.userName : nullptr);
-  options.Set(CURLOPT_PASSWORD, withCredentials ? request.password : nullptr);
-  return options.Good() && curl_multi_add_handle(handles_->Multi(), handles_->Easy()) == CURLM_OK;
+  return handles_->SetTarget(url, request, withCredentials) &&
+         curl_multi_add_handle(handles_->Multi(), handles_->Easy()) == CURLM_OK;
 }
 
 std::optional<HttpError> CurlTransfer::Run() noexcept {
@@ -138,6 +114,7 @@ std::unique_ptr<CurlHandles> CurlTransfer::Release() noexcept {
   }
   if (going) {
     going->Detach();
+    going->SetSink(nullptr);
   }
   return going;
 }

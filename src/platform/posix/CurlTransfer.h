@@ -11,18 +11,6 @@
 
 namespace sarnevo::platform::posix {
 
-/// Takes what a transfer brings, on the thread that runs it.
-class CurlSink {
- public:
-  /// One line of a reply's head, its end included. False refuses the reply.
-  virtual bool OnHeaderLine(std::string_view line) noexcept = 0;
-  /// A piece of the body, at most CURL_MAX_WRITE_SIZE bytes. False: not now, give it again after Resume.
-  virtual bool OnBody(std::string_view piece) noexcept = 0;
-
- protected:
-  ~CurlSink() = default;
-};
-
 /// A request, moved on by its owner's thread: run, wait, run again.
 class CurlTransfer {
  public:

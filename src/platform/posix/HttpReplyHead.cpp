@@ -37,12 +37,16 @@ std::optional<std::uint64_t> Number(std::string_view text) noexcept {
 
 }  // namespace
 
-HttpError HttpReplyHead::TakeLine(std::string_view line, std::uint32_t status) {
-  if (Trimmed(line).empty()) {
-    status_ = status;
-    // Behind an informational head (RFC 9110, 15.2) another one follows.
-    complete_ = status / 100 != 1;
-  } else if (line.starts_with("HTTP/")) {
+bool HttpReplyHead::IsEnd(std::string_view line) noexcept { return Trimmed(line).empty(); }
+
+void HttpReplyHead::TakeEnd(std::uint32_t status) noexcept {
+  status_ = status;
+  // Behind an informational head (RFC 9110, 15.2) another one follows.
+  complete_ = status / 100 != 1;
+}
+
+HttpError HttpReplyHead::TakeLine(std::string_view line) {
+  if (line.starts_with("HTTP/")) {
     *this = HttpReplyHead{};
   } else if (const auto location = HeaderValue(line, "location")) {
     location_ = *location;

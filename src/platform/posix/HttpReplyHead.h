@@ -12,9 +12,13 @@ namespace sarnevo::platform::posix {
 /// The head of one reply (RFC 9112, 2.1), gathered line by line.
 class HttpReplyHead {
  public:
+  /// @p line, its end included, is the empty one that ends a head.
+  static bool IsEnd(std::string_view line) noexcept;
+
   /// Takes the next line, its end included. What isn't None makes the reply unusable. Throws bad_alloc.
-  /// @param status  the status code of the head that the line belongs to
-  HttpError TakeLine(std::string_view line, std::uint32_t status);
+  HttpError TakeLine(std::string_view line);
+  /// Takes the empty line instead, with the status code of the head that it ends.
+  void TakeEnd(std::uint32_t status) noexcept;
 
   /// The head of the final reply is whole; lines that follow are trailers and not wanted.
   bool IsComplete() const noexcept { return complete_; }

@@ -31,6 +31,10 @@ constexpr Milliseconds kLongWait{60'000};
 struct HttpKeeper::Impl {
   std::mutex lock;
   std::unique_ptr<posix::CurlHandles> handles;  // under lock
+  // The request before and its URL. The exchanges' thread only.
+  std::string path;
+  bool escapeQuery = false;
+  std::optional<posix::HttpUrl> url;
 
   std::unique_ptr<posix::CurlHandles> Take() noexcept {
     const std::lock_guard guard(lock);
@@ -45,8 +49,8 @@ HttpKeeper::~HttpKeeper() = default;
 void HttpKeeper::Drop() noexcept { impl_->Take().reset(); }
 
 struct HttpExchange::Impl final : posix::CurlSink {
-  Impl(HttpSettings common, HttpServer to, HttpKeeper::Impl* keep)
-      : settings(std::move(common)), server(std::move(to)), keeper(keep) {}
+  Impl(const HttpSettings& common, const HttpServer& to, HttpKeeper::Impl* keep) noexcept
+      : settings(common), server(to), timeout(common.timeout), keeper(keep) {}
 
   HttpError Send(const HttpRequestLine& request);
   HttpError AwaitBody();
@@ -54,8 +58,9 @@ struct HttpExchange::Impl final : posix::CurlSink {
   void Close() noexcept;
 
   bool OnHeaderLine(std::string_view line) noexcept override;
-  bool OnBody(std::string_view piece) noexcept override;
+  Answer OnBody(std::string_view piece) noexcept override;
 
+  std::optional<posix::HttpUrl> UrlOf(const HttpRequestLine& request) const;
   HttpError Follow(const posix::HttpUrl& first, const HttpRequestLine& request);
   template <typename Enough>
   HttpError Await(Enough enough);
@@ -63,8 +68,9 @@ struct HttpExchange::Impl final : posix::CurlSink {
   void Settle();
   HttpError Fail(HttpError error) noexcept;
 
-  const HttpSettings settings;
-  const HttpServer server;
+  const HttpSettings& settings;  // in Send only, as server
+  const HttpServer& server;
+  const Milliseconds timeout;
   HttpKeeper::Impl* const keeper;
   // Written by Close on any thread; the wake-up that follows makes the owner look at it.
   std::atomic<bool> closed{false};
@@ -75,23 +81,21 @@ struct HttpExchange::Impl final : posix::CurlSink {
   Clock::time_point limit = Clock::time_point::max();
   posix::HttpReplyHead head;
   std::size_t headerBytes = 0;
-  HttpError refused = HttpError::None;  // why OnHeaderLine refused the reply
-  std::vector<std::uint8_t> body;       // its memory is got before the first byte comes
-  std::size_t taken = 0;                // of body, by Read
-  bool paused = false;                  // a piece of the body was put off
-  std::optional<HttpError> outcome;     // of the whole exchange; nothing more comes then
+  HttpError refused = HttpError::None;  // why the sink refused the reply
+  std::vector<std::uint8_t> body;
+  std::size_t taken = 0;             // of body, by Read
+  bool paused = false;               // a piece of the body was put off
+  std::optional<HttpError> outcome;  // of the whole exchange; nothing more comes then
 };
 
 HttpError HttpExchange::Impl::Send(const HttpRequestLine& request) {
-  const std::optional<posix::HttpUrl> url =
-      posix::HttpUrl::Make(server, posix::RequestTarget(request.path, request.escapeQuery));
+  const std::optional<posix::HttpUrl> url = UrlOf(request);
   if (!url || !posix::IsToken(request.method)) {
     return Fail(HttpError::InvalidRequest);
   }
   if (total.count() > 0) {
     limit = Clock::now() + total;
   }
-  body.reserve(kMaxBuffered);
   auto handles = keeper != nullptr ? keeper->Take() : nullptr;
   if (!handles) {
     handles = posix::CurlHandles::Make(settings, keeper != nullptr);
@@ -104,6 +108,22 @@ HttpError HttpExchange::Impl::Send(const HttpRequestLine& request) {
     Settle();
   }
   return error;
+}
+
+std::optional<posix::HttpUrl> HttpExchange::Impl::UrlOf(const HttpRequestLine& request) const {
+  const auto make = [&] {
+    return posix::HttpUrl::Make(server, posix::RequestTarget(request.path, request.escapeQuery));
+  };
+  if (keeper == nullptr) {
+    return make();
+  }
+  if (!keeper->url || keeper->path != request.path || keeper->escapeQuery != request.escapeQuery) {
+    keeper->url.reset();
+    keeper->path = request.path;
+    keeper->escapeQuery = request.escapeQuery;
+    keeper->url = make();
+  }
+  return keeper->url;
 }
 
 // Sends the request, and sends it again where the reply leads, until a reply stays.
@@ -187,8 +207,8 @@ HttpError HttpExchange::Impl::Await(Enough enough) {
 Milliseconds HttpExchange::Impl::NextWait(Clock::time_point lastProgress) const noexcept {
   const Clock::time_point now = Clock::now();
   Milliseconds wait = kLongWait;
-  if (settings.timeout.count() > 0) {
-    wait = std::min(wait, std::chrono::ceil<Milliseconds>(lastProgress + settings.timeout - now));
+  if (timeout.count() > 0) {
+    wait = std::min(wait, std::chrono::ceil<Milliseconds>(lastProgress + timeout - now));
   }
   if (limit != Clock::time_point::max()) {
     wait = std::min(wait, std::chrono::ceil<Milliseconds>(limit - now));
@@ -200,9 +220,11 @@ bool HttpExchange::Impl::OnHeaderLine(std::string_view line) noexcept {
   headerBytes += line.size();
   if (headerBytes > kMaxHeaderBytes) {
     refused = HttpError::ReplyTooLarge;
+  } else if (!head.IsComplete() && posix::HttpReplyHead::IsEnd(line)) {
+    head.TakeEnd(transfer.Status());
   } else if (!head.IsComplete()) {
     try {
-      refused = head.TakeLine(line, transfer.Status());
+      refused = head.TakeLine(line);
     } catch (const std::bad_alloc&) {
       refused = HttpError::OutOfResources;
     }
@@ -210,16 +232,21 @@ bool HttpExchange::Impl::OnHeaderLine(std::string_view line) noexcept {
   return refused == HttpError::None;
 }
 
-bool HttpExchange::Impl::OnBody(std::string_view piece) noexcept {
+HttpExchange::Impl::Answer HttpExchange::Impl::OnBody(std::string_view piece) noexcept {
   if (head.IsRedirect()) {
-    return true;
+    return Answer::Taken;
   }
-  if (piece.size() > body.capacity() - body.size()) {
+  if (piece.size() > kMaxBuffered - body.size()) {
     paused = true;
-    return false;
+    return Answer::Later;
   }
-  body.insert(body.end(), piece.begin(), piece.end());
-  return true;
+  try {
+    body.insert(body.end(), piece.begin(), piece.end());
+  } catch (const std::bad_alloc&) {
+    refused = HttpError::OutOfResources;
+    return Answer::Refused;
+  }
+  return Answer::Taken;
 }
 
 // Nothing more comes: what is still to be read stays, without the room for more.
@@ -248,9 +275,8 @@ void HttpExchange::Impl::Close() noexcept {
   transfer.Wake();
 }
 
-HttpExchange::HttpExchange(HttpSettings settings, HttpServer server, HttpKeeper* keeper)
-    : impl_(std::make_unique<Impl>(std::move(settings), std::move(server),
-                                   keeper != nullptr ? keeper->impl_.get() : nullptr)) {}
+HttpExchange::HttpExchange(const HttpSettings& settings, const HttpServer& server, HttpKeeper* keeper)
+    : impl_(std::make_unique<Impl>(settings, server, keeper != nullptr ? keeper->impl_.get() : nullptr)) {}
 
 HttpExchange::~HttpExchange() = default;
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <new>
+#include <utility>
 
 #include "platform/SocketAddress.h"
 
@@ -12,22 +13,11 @@ namespace {
 
 constexpr std::uint16_t kHttpPort = 80;
 
-struct UrlDeleter {
-  void operator()(CURLU* url) const noexcept { curl_url_cleanup(url); }
-};
-using UrlHandle = std::unique_ptr<CURLU, UrlDeleter>;
-
-UrlHandle Parse(const std::string& text) {
-  UrlHandle url(curl_url());
-  if (!url) {
+std::shared_ptr<CURLU> Owned(CURLU* url) {
+  if (url == nullptr) {
     throw std::bad_alloc();
   }
-  // CURLU_PATH_AS_IS: a camera is asked for exactly the path that the caller gave, dots included.
-  if (curl_url_set(url.get(), CURLUPART_URL, text.c_str(), CURLU_PATH_AS_IS | CURLU_DISALLOW_USER) !=
-      CURLUE_OK) {
-    url.reset();
-  }
-  return url;
+  return {url, &curl_url_cleanup};
 }
 
 std::string Part(CURLU* url, CURLUPart part, unsigned flags = 0) {
@@ -46,37 +36,51 @@ std::optional<HttpUrl> HttpUrl::Make(const HttpServer& server, const std::string
     return std::nullopt;
   }
   const std::uint16_t port = server.port != 0 ? server.port : kHttpPort;
-  const UrlHandle url = Parse("http://" + server.host + ":" + std::to_string(port) + target);
-  return url ? FromHandle(url.get()) : std::nullopt;
+  const std::string text = "http://" + server.host + ":" + std::to_string(port);
+  auto url = Owned(curl_url());
+  if (curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0) != CURLUE_OK) {
+    return std::nullopt;
+  }
+  return FromParts(std::move(url), target);
 }
 
 std::optional<HttpUrl> HttpUrl::Resolve(const std::string& location) const {
-  const UrlHandle url = Parse(text_);
-  // Servers write blanks and raw bytes in Location; they are escaped as browsers do.
+  auto url = Owned(curl_url_dup(server_.get()));
+  const std::string path = target_.substr(0, target_.find('?'));
+  // CURLU_PATH_AS_IS: a camera is asked for exactly the path that it gave, dots included. Servers write blanks
+  // and raw bytes in Location; they are escaped as browsers do.
   constexpr unsigned kFlags = CURLU_URLENCODE | CURLU_ALLOW_SPACE | CURLU_PATH_AS_IS | CURLU_DISALLOW_USER;
-  if (!url || curl_url_set(url.get(), CURLUPART_URL, location.c_str(), kFlags) != CURLUE_OK) {
+  if (curl_url_set(url.get(), CURLUPART_PATH, path.c_str(), 0) != CURLUE_OK ||
+      curl_url_set(url.get(), CURLUPART_URL, location.c_str(), kFlags) != CURLUE_OK ||
+      Part(url.get(), CURLUPART_SCHEME) != "http") {
     return std::nullopt;
   }
-  return Part(url.get(), CURLUPART_SCHEME) == "http" ? FromHandle(url.get()) : std::nullopt;
+  std::string target = Part(url.get(), CURLUPART_PATH);
+  if (const std::string query = Part(url.get(), CURLUPART_QUERY); !query.empty()) {
+    target += "?" + query;
+  }
+  // A fragment (RFC 3986, 3.5) is no business of the server's.
+  for (const CURLUPart part : {CURLUPART_PATH, CURLUPART_QUERY, CURLUPART_FRAGMENT}) {
+    curl_url_set(url.get(), part, nullptr, 0);
+  }
+  return FromParts(std::move(url), std::move(target));
 }
 
-std::optional<HttpUrl> HttpUrl::FromHandle(CURLU* handle) {
-  // A fragment (RFC 3986, 3.5) is no business of the server's.
-  curl_url_set(handle, CURLUPART_FRAGMENT, nullptr, 0);
+std::optional<HttpUrl> HttpUrl::FromParts(std::shared_ptr<CURLU> server, std::string target) {
   HttpUrl url;
-  url.text_ = Part(handle, CURLUPART_URL);
-  url.host_ = Part(handle, CURLUPART_HOST);
-  url.port_ = Part(handle, CURLUPART_PORT, CURLU_DEFAULT_PORT);
+  url.host_ = Part(server.get(), CURLUPART_HOST);
+  url.port_ = Part(server.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
   std::transform(url.host_.begin(), url.host_.end(), url.host_.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  if (url.text_.empty() || url.host_.empty()) {
+  if (url.host_.empty()) {
     return std::nullopt;
   }
+  url.numericHost_ = SocketAddress::Parse(url.host_.c_str(), 0).has_value();
+  url.server_ = std::move(server);
+  url.target_ = std::move(target);
   return url;
 }
 
 bool HttpUrl::IsSameServer(const HttpUrl& other) const { return host_ == other.host_ && port_ == other.port_; }
-
-bool HttpUrl::HasNumericHost() const { return SocketAddress::Parse(host_.c_str(), 0).has_value(); }
 
 }  // namespace sarnevo::platform::posix

@@ -10,7 +10,8 @@
 
 namespace sarnevo::platform::posix {
 
-/// An absolute http URL (RFC 3986, RFC 9110, 4.2.1) that a request goes to.
+/// An absolute http URL (RFC 3986, RFC 9110, 4.2.1) that a request goes to: a server and what is asked of it.
+/// Constant once made; copies share the server.
 class HttpUrl {
  public:
   /// Nothing when the host can't stand in a URL. @p target as RequestTarget makes it.
@@ -23,17 +24,22 @@ class HttpUrl {
   /// The same host and port.
   bool IsSameServer(const HttpUrl& other) const;
   /// The host is an IPv4 address, so that no name has to be looked up.
-  bool HasNumericHost() const;
+  bool HasNumericHost() const noexcept { return numericHost_; }
 
-  const std::string& Text() const noexcept { return text_; }
+  /// For CURLOPT_CURLU, which only reads it. Lives as long as this object or a copy of it.
+  CURLU* Server() const noexcept { return server_.get(); }
+  /// Path and query, for CURLOPT_REQUEST_TARGET.
+  const std::string& Target() const noexcept { return target_; }
 
  private:
   HttpUrl() = default;
-  static std::optional<HttpUrl> FromHandle(CURLU* url);
+  static std::optional<HttpUrl> FromParts(std::shared_ptr<CURLU> server, std::string target);
 
-  std::string text_;
+  std::shared_ptr<CURLU> server_;
+  std::string target_;
   std::string host_;  // lower case
   std::string port_;  // decimal
+  bool numericHost_ = false;
 };
 
 }  // namespace sarnevo::platform::posix
