@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "platform/Clock.h"
+#include "protocols/HeldPorts.h"
 
 namespace sarnevo {
 
@@ -76,8 +77,11 @@ CUDPPort::OpenResult CUDPPort::Open(const char* address, u16 port) noexcept {
     socket_.Close();
     return result;
   }
-  localPort_.store(port != 0 ? port : socket_.LocalPort().value_or(0), std::memory_order_relaxed);
+  const u16 bound = port != 0 ? port : socket_.LocalPort().value_or(0);
+  localPort_.store(bound, std::memory_order_relaxed);
+  held_ports::Add(bound);
   if (!StartReceiving()) {
+    held_ports::Remove(bound);
     socket_.Close();
     localPort_.store(0, std::memory_order_relaxed);
     return NoThread;
@@ -149,6 +153,7 @@ bool CUDPPort::Close() noexcept {
   }
   // Only now does no other thread use the descriptor, whose number the system gives to the next that asks.
   Drain();
+  held_ports::Remove(LocalPort());
   socket_.Close();
   receiving_.store(nullptr, std::memory_order_relaxed);
   thread_.Release();
