@@ -1,19 +1,16 @@
-#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstring>
-#include <memory>
 #include <stdexcept>
-#include <string>
 #include <thread>
 #include <vector>
 
 #include "e2e/Receivers.h"
+#include "e2e/Stamp.h"
 
 namespace kolvex_bench {
 
@@ -25,49 +22,23 @@ constexpr int kPriority = -5;            // as the library asks for
 
 class BareStream {
  public:
-  explicit BareStream(const std::string& camera) {
+  BareStream(StreamTarget& target, Arrivals& arrivals) : arrivals_(arrivals) {
     const int size = kReceiveBuffer;
     setsockopt(rtp_, SOL_SOCKET, SO_RCVBUF, &size, sizeof(size));
-    sockaddr_in any{};
-    any.sin_family = AF_INET;
-    socklen_t length = sizeof(any);
-    bind(rtp_, reinterpret_cast<sockaddr*>(&any), length);
-    getsockname(rtp_, reinterpret_cast<sockaddr*>(&any), &length);
-    const std::string port = std::to_string(ntohs(any.sin_port));
-
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(554);
-    inet_pton(AF_INET, camera.c_str(), &to.sin_addr);
-    if (connect(rtsp_, reinterpret_cast<sockaddr*>(&to), sizeof(to)) != 0) {
-      throw std::runtime_error("no connection to " + camera);
+    sockaddr_in own{};
+    own.sin_family = AF_INET;
+    own.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof(own);
+    if (bind(rtp_, reinterpret_cast<sockaddr*>(&own), length) != 0 ||
+        getsockname(rtp_, reinterpret_cast<sockaddr*>(&own), &length) != 0) {
+      throw std::runtime_error("no port for a bare receiver");
     }
-    thread_ = std::thread([this] { Receive(); });
-    Ask("SETUP rtsp://" + camera + "/ RTSP/1.0\r\nCSeq: 1\r\nTransport: RTP/AVP;unicast;client_port=" + port +
-        "-" + port + "\r\n\r\n");
-    Ask("PLAY rtsp://" + camera + "/ RTSP/1.0\r\nCSeq: 2\r\n\r\n");
+    target.to = own;
+    target.playing.store(true, std::memory_order_release);
+    std::thread([this] { Receive(); }).detach();
   }
-
-  ~BareStream() {
-    ending_ = true;
-    shutdown(rtp_, SHUT_RDWR);
-    thread_.join();
-    close(rtp_);
-    close(rtsp_);
-  }
-
-  std::uint64_t Frames() const { return frames_.load(std::memory_order_relaxed); }
 
  private:
-  void Ask(const std::string& request) {
-    send(rtsp_, request.data(), request.size(), MSG_NOSIGNAL);
-    std::string reply;
-    char byte = 0;
-    while (!reply.ends_with("\r\n\r\n") && recv(rtsp_, &byte, 1, 0) == 1) {
-      reply += byte;
-    }
-  }
-
   void Receive() {
     setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), kPriority);
     std::vector<unsigned char> buffer(4096);
@@ -75,7 +46,7 @@ class BareStream {
     std::size_t size = 0;
     std::uint16_t expected = 0;
     bool whole = false;
-    while (!ending_.load(std::memory_order_relaxed)) {
+    for (;;) {
       pollfd waiting{rtp_, POLLIN, 0};
       poll(&waiting, 1, 5000);
       sockaddr_in from{};
@@ -94,7 +65,10 @@ class BareStream {
         size += payload;
       }
       if ((buffer[1] & 0x80) != 0) {
-        frames_.fetch_add(whole ? 1 : 0, std::memory_order_relaxed);
+        if (const auto age = Stamp::AgeOf(frame.data(), size); whole && age) {
+          arrivals_.frames.fetch_add(1, std::memory_order_relaxed);
+          arrivals_.Add(*age);
+        }
         size = 0;
         whole = true;
       }
@@ -102,35 +76,17 @@ class BareStream {
   }
 
   const int rtp_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  const int rtsp_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  std::atomic<bool> ending_{false};
-  std::atomic<std::uint64_t> frames_{0};
-  std::thread thread_;
+  Arrivals& arrivals_;
 };
 
 }  // namespace
 
-Measurement RunBaseline(const Plan& plan, const SentCounts& sent, bool counting) {
-  std::vector<std::unique_ptr<BareStream>> streams;
+void RunBaseline(const Plan& plan, Board& board, int place) {
+  Place& own = board.places[static_cast<std::size_t>(place)];
   for (int i = 0; i < plan.streams; ++i) {
-    streams.push_back(std::make_unique<BareStream>(CameraAddress(i)));
+    // Ends with the process.
+    new BareStream(own.targets[static_cast<std::size_t>(i)], own.arrivals);
   }
-  const auto complete = [&] {
-    std::uint64_t all = 0;
-    for (const auto& stream : streams) {
-      all += stream->Frames();
-    }
-    return all;
-  };
-  const auto isUp = [&] {
-    for (const auto& stream : streams) {
-      if (stream->Frames() < 5) {
-        return false;
-      }
-    }
-    return true;
-  };
-  return Measure(plan, sent, counting, complete, isUp);
 }
 
 }  // namespace kolvex_bench

@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <stdexcept>
+#include <utility>
 
 namespace kolvex_bench {
 
@@ -15,8 +16,9 @@ namespace {
 constexpr std::uint16_t kCgiPort = 80;
 constexpr std::uint16_t kRtspPort = 554;
 constexpr int kCamerasPerNet = 250;
+constexpr int kLookMs = 50;  // longest time until an absence shows
 
-int Listen(std::uint16_t port) {
+int ListenOn(std::uint16_t port) {
   const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const int on = 1;
   setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
@@ -39,16 +41,40 @@ int CameraIndex(std::uint32_t address) {
   return static_cast<int>(address >> 8 & 0xFF) * kCamerasPerNet + static_cast<int>(address & 0xFF) - 1;
 }
 
-CameraControl::CameraControl(std::vector<StreamTarget>& targets)
-    : targets_(targets), cgi_(Listen(kCgiPort)), rtsp_(Listen(kRtspPort)) {}
+CameraControl::CameraControl(std::span<StreamTarget> targets, int cameras)
+    : targets_(targets), cameras_(cameras) {
+  Listen();
+}
 
-void CameraControl::Serve() {
+void CameraControl::Listen() {
+  cgi_ = ListenOn(kCgiPort);
+  rtsp_ = ListenOn(kRtspPort);
+}
+
+void CameraControl::Leave() {
+  close(std::exchange(cgi_, -1));
+  close(std::exchange(rtsp_, -1));
+  for (const Connection& connection : connections_) {
+    close(connection.descriptor);
+  }
+  connections_.clear();
+  for (StreamTarget& target : targets_) {
+    target.playing = false;
+  }
+}
+
+void CameraControl::Serve(const std::atomic<bool>& absent) {
   for (;;) {
+    if (absent && cgi_ >= 0) {
+      Leave();
+    } else if (!absent && cgi_ < 0) {
+      Listen();
+    }
     std::vector<pollfd> waiting{{cgi_, POLLIN, 0}, {rtsp_, POLLIN, 0}};
     for (const Connection& connection : connections_) {
       waiting.push_back({connection.descriptor, POLLIN, 0});
     }
-    poll(waiting.data(), waiting.size(), -1);
+    poll(waiting.data(), waiting.size(), kLookMs);
     std::vector<Connection> kept;
     for (std::size_t i = 0; i < connections_.size(); ++i) {
       Connection& connection = connections_[i];
@@ -74,7 +100,7 @@ void CameraControl::Accept(int listener, bool rtsp) {
   socklen_t size = sizeof(local);
   getsockname(descriptor, reinterpret_cast<sockaddr*>(&local), &size);
   const int camera = CameraIndex(ntohl(local.sin_addr.s_addr));
-  if (camera < 0 || camera >= static_cast<int>(targets_.size())) {
+  if (camera < 0 || camera >= cameras_) {
     close(descriptor);
     return;
   }
@@ -124,7 +150,7 @@ std::string CameraControl::AnswerRtsp(Connection& connection, const std::string&
            ";server_port=6000-6001\r\nSession: 1\r\n\r\n";
   }
   if (request.starts_with("PLAY")) {
-    target.playing = true;
+    target.playing.store(true, std::memory_order_release);
     return head + "Session: 1\r\n\r\n";
   }
   if (request.starts_with("TEARDOWN")) {

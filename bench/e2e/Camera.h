@@ -1,30 +1,25 @@
 #pragma once
 
-#include <netinet/in.h>
-
-#include <atomic>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
-#include "e2e/Plan.h"
+#include "e2e/Board.h"
 
 namespace kolvex_bench {
-
-/// Where one camera sends its stream.
-struct StreamTarget {
-  std::atomic<bool> playing{false};
-  sockaddr_in to{};  // written before playing is set
-};
 
 /// Speaks just enough CGI and RTSP, as cameras of group 1 and on all their addresses, for a receiver to get its
 /// streams: every CGI request succeeds, SETUP tells the port, PLAY starts, TEARDOWN or the end of the connection
 /// stops.
 class CameraControl {
  public:
-  explicit CameraControl(std::vector<StreamTarget>& targets);
+  /// @param targets  written as receivers ask; outlive this object
+  /// @param cameras  how many of them there are; a connection to any other is closed at once
+  CameraControl(std::span<StreamTarget> targets, int cameras);
   /// Serves for ever, on the calling thread.
-  [[noreturn]] void Serve();
+  /// @param absent  whether the cameras are gone at present; looked at now and then
+  [[noreturn]] void Serve(const std::atomic<bool>& absent);
 
  private:
   struct Connection {
@@ -34,14 +29,17 @@ class CameraControl {
     std::string received{};
   };
 
+  void Listen();
+  void Leave();
   void Accept(int listener, bool rtsp);
   bool Read(Connection& connection);
   bool Answer(Connection& connection, const std::string& request);
   std::string AnswerRtsp(Connection& connection, const std::string& request);
 
-  std::vector<StreamTarget>& targets_;
-  const int cgi_;
-  const int rtsp_;
+  const std::span<StreamTarget> targets_;
+  const int cameras_;
+  int cgi_ = -1;
+  int rtsp_ = -1;
   std::vector<Connection> connections_;
 };
 

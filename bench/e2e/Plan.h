@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -15,8 +14,10 @@ struct Plan {
   int framesPerSecond = 25;
   std::size_t frameBytes = 40'000;  ///< of a JPEG frame and an MPEG-4 key frame
   bool mixed = false;               ///< every second stream is MPEG-4, one key frame a second
-  double seconds = 4;               ///< length of the measured window
+  bool segmented = false;           ///< a frame leaves as one large datagram that the kernel cuts (UDP_SEGMENT)
 };
+
+constexpr int kMaxStreams = 500;
 
 /// Of camera @p index, counted from 0; 127.1.0.1 is the first.
 std::string CameraAddress(int index);
@@ -25,11 +26,5 @@ int CameraIndex(std::uint32_t address);
 inline std::uint32_t CodecOf(const Plan& plan, int index) {
   return plan.mixed && index % 2 == 1 ? sarnevo::CodecMPEG4 : sarnevo::CodecMJPEG;
 }
-
-/// What the sender has put on the wire, in memory that it shares with the receivers.
-struct SentCounts {
-  std::atomic<std::uint64_t> packets{0};
-  std::atomic<std::uint64_t> frames{0};
-};
 
 }  // namespace kolvex_bench

@@ -1,14 +1,14 @@
 #pragma once
 
-#include "e2e/Measurement.h"
+#include "e2e/Board.h"
 
 namespace kolvex_bench {
 
-/// The least that a receiver of this design can do: one thread per stream, poll, recvfrom, one copy into the
-/// frame, which ends at the marker.
-Measurement RunBaseline(const Plan& plan, const SentCounts& sent, bool counting);
+/// Starts the least that a receiver of this design can do: one thread per stream, poll, recvfrom, one copy into
+/// the frame, which ends at the marker. For a process that does nothing else; it works until the process ends.
+void RunBaseline(const Plan& plan, Board& board, int place);
 
-/// The shared library, loaded and driven as a host does, up to OnFrame. Leaves its streams running; the process ends.
-Measurement RunLibrary(const Plan& plan, const SentCounts& sent, bool counting);
+/// Loads the shared library and drives it as a host does, up to OnFrame. Likewise.
+void RunLibrary(const Plan& plan, Board& board, int place);
 
 }  // namespace kolvex_bench

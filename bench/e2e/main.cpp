@@ -1,205 +1,114 @@
-// Processor time per packet of the receiving process: our library through its exports against a bare receiver of
-// the same streams, in runs that take turns. Needs a network namespace of its own (bench/run.sh).
-#include <signal.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
+// Processor time of the receiving process: the library through its exports, a bare receiver and programs that a
+// user might take instead, all of the same streams, in turns. Needs a network namespace of its own (bench/run.sh).
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
-#include <functional>
-#include <new>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
-#include <thread>
+#include <string>
 #include <vector>
 
-#include "e2e/Receivers.h"
-#include "e2e/Sender.h"
+#include "e2e/Comparison.h"
+#include "e2e/Limits.h"
+#include "e2e/Table.h"
 
 namespace kolvex_bench {
 namespace {
 
-int readyPipe[2];
-void SayReady() { static_cast<void>(!write(readyPipe[1], "", 1)); }
+// "64", "400x4" with its own number of frames per second, "64m" with MPEG-4 mixed in, "400x4m".
+Plan Parse(const std::string& text, Plan plan) {
+  const char* at = text.c_str();
+  char* end = nullptr;
+  plan.streams = static_cast<int>(std::strtol(at, &end, 10));
+  if (*end == 'x') {
+    at = end + 1;
+    plan.framesPerSecond = static_cast<int>(std::strtol(at, &end, 10));
+  }
+  plan.mixed = *end == 'm';
+  if (end == at || end[plan.mixed ? 1 : 0] != '\0' || plan.streams < 1 || plan.streams > kMaxStreams ||
+      plan.framesPerSecond < 1 || plan.framesPerSecond > 1000) {
+    throw std::runtime_error("can't read '" + text + "' as a number of streams");
+  }
+  return plan;
+}
 
-class SenderProcess {
- public:
-  SenderProcess(const Plan& plan, SentCounts& sent) {
-    if (pipe(readyPipe) != 0 || (process_ = fork()) < 0) {
-      throw std::runtime_error("no process for the sender");
+// Those that are installed and asked for, the bare receiver first.
+std::vector<Who> Receivers(bool gstreamer, bool ffmpeg) {
+  std::vector<Who> who{Bare, Library};
+  if (gstreamer && IsInstalled("gst-launch-1.0")) {
+    who.insert(who.end(), {GStreamer, GStreamerJitter});
+  }
+  if (ffmpeg && IsInstalled("ffmpeg")) {
+    who.push_back(FFmpeg);
+  }
+  return who;
+}
+
+// The limits hold on a quiet machine with room to spare. On a busy one a single attempt may fail by bad luck.
+int Check(const Plan& plan, const Effort& effort, Board& board) {
+  constexpr int kAttempts = 3;
+  for (int attempt = 1; attempt <= kAttempts; ++attempt) {
+    const nlohmann::json rows = Compare(plan, effort, board, {Bare, Library});
+    PrintTables(rows);
+    const std::vector<std::string> violations = Violations(rows, {});
+    if (violations.empty()) {
+      std::printf("\nThe packet path holds its limits.\n");
+      return 0;
     }
-    if (process_ == 0) {
-      RunSender(plan, sent, &SayReady);
-    }
-    close(readyPipe[1]);
-    char byte = 0;
-    const bool ready = read(readyPipe[0], &byte, 1) == 1;
-    close(readyPipe[0]);
-    if (!ready) {
-      throw std::runtime_error("the sender didn't start");
+    for (const std::string& violation : violations) {
+      std::printf("\nAttempt %d of %d. %s\n", attempt, kAttempts, violation.c_str());
     }
   }
-  ~SenderProcess() {
-    kill(process_, SIGTERM);
-    waitpid(process_, nullptr, 0);
-  }
-  SenderProcess(const SenderProcess&) = delete;
-  SenderProcess& operator=(const SenderProcess&) = delete;
-
- private:
-  pid_t process_ = -1;
-};
-
-using Receiver = Measurement (*)(const Plan&, const SentCounts&, bool);
-
-// Each run has a fresh process, so that none inherits the other's memory or threads.
-Measurement InProcess(Receiver receiver, const Plan& plan, const SentCounts& sent, bool counting) {
-  int result[2];
-  if (pipe(result) != 0) {
-    throw std::runtime_error("no pipe");
-  }
-  const pid_t process = fork();
-  if (process == 0) {
-    const Measurement measured = receiver(plan, sent, counting);
-    _exit(write(result[1], &measured, sizeof(measured)) == sizeof(measured) ? 0 : 1);
-  }
-  close(result[1]);
-  Measurement measured;
-  const bool came = read(result[0], &measured, sizeof(measured)) == sizeof(measured);
-  close(result[0]);
-  waitpid(process, nullptr, 0);
-  if (!came || !measured.valid || measured.packets == 0) {
-    throw std::runtime_error("a receiver got no streams");
-  }
-  return measured;
-}
-
-struct Spread {
-  double median = 0, least = 0, most = 0;
-};
-
-Spread SpreadOf(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return {values[values.size() / 2], values.front(), values.back()};
-}
-
-nlohmann::json Json(const Spread& spread) {
-  return {{"median", spread.median}, {"least", spread.least}, {"most", spread.most}};
-}
-
-double CostOf(const Measurement& run) { return run.cpuNanoseconds / run.packets; }
-
-// A median says nothing about packets that never came, so that this stands beside it.
-double PercentComplete(const std::vector<Measurement>& runs) {
-  double sent = 0;
-  double complete = 0;
-  for (const Measurement& run : runs) {
-    sent += run.framesSent;
-    complete += run.framesComplete;
-  }
-  return 100 * complete / sent;
-}
-
-nlohmann::json Compare(const Plan& plan, int runs, SentCounts& sent) {
-  const SenderProcess sender(plan, sent);
-  std::vector<Measurement> bare, ours;
-  std::vector<double> bareCost, ourCost, ratio;
-  for (int i = 0; i < runs; ++i) {
-    bare.push_back(InProcess(&RunBaseline, plan, sent, false));
-    ours.push_back(InProcess(&RunLibrary, plan, sent, false));
-    bareCost.push_back(CostOf(bare.back()));
-    ourCost.push_back(CostOf(ours.back()));
-    ratio.push_back(ourCost.back() / bareCost.back());
-  }
-  const Measurement bareCalls = InProcess(&RunBaseline, plan, sent, true);
-  const Measurement ourCalls = InProcess(&RunLibrary, plan, sent, true);
-  const auto calls = [](const Measurement& run) {
-    const auto per = [&](std::uint64_t count) { return static_cast<double>(count) / run.packets; };
-    return nlohmann::json{{"allocations", per(run.calls.allocations)},
-                          {"receives", per(run.calls.receives)},
-                          {"polls", per(run.calls.polls)},
-                          {"waits", run.switches / run.packets}};
-  };
-  return {{"streams", plan.streams},
-          {"mixed", plan.mixed},
-          {"packetsPerSecond", ours.back().packets / ours.back().seconds},
-          {"baselineNsPerPacket", Json(SpreadOf(bareCost))},
-          {"libraryNsPerPacket", Json(SpreadOf(ourCost))},
-          {"ratio", Json(SpreadOf(ratio))},
-          {"baselineFramesPercent", PercentComplete(bare)},
-          {"libraryFramesPercent", PercentComplete(ours)},
-          {"libraryResidentKbPerStream", ours.back().residentKb / plan.streams},
-          {"baselinePerPacket", calls(bareCalls)},
-          {"libraryPerPacket", calls(ourCalls)}};
-}
-
-void PrintHead(int runs, double seconds) {
-  std::printf("Receiving process, %d interleaved runs of %.0f s each: median (least to most).\n\n", runs,
-              seconds);
-  std::printf(
-      "| streams | packets/s | bare receiver ns/packet | library ns/packet | ratio | frames complete, bare / "
-      "library | allocations/packet | receive + poll calls/packet, bare / library | kB/stream |\n");
-  std::printf("|---:|---:|---:|---:|---:|---:|---:|---:|---:|\n");
-}
-
-void PrintRow(const nlohmann::json& row) {
-  const auto spread = [&](const char* name, const char* format) {
-    char text[64];
-    std::snprintf(text, sizeof(text), format, row[name]["median"].get<double>(),
-                  row[name]["least"].get<double>(), row[name]["most"].get<double>());
-    return std::string(text);
-  };
-  const auto number = [](const nlohmann::json& value) { return value.get<double>(); };
-  const auto& bare = row["baselinePerPacket"];
-  const auto& ours = row["libraryPerPacket"];
-  std::printf("| %d%s | %.0f | %s | %s | %s | %.2f%% / %.2f%% | %.4f | %.2f + %.2f / %.2f + %.2f | %.0f |\n",
-              row["streams"].get<int>(), row["mixed"].get<bool>() ? " mixed" : "",
-              number(row["packetsPerSecond"]), spread("baselineNsPerPacket", "%.0f (%.0f to %.0f)").c_str(),
-              spread("libraryNsPerPacket", "%.0f (%.0f to %.0f)").c_str(),
-              spread("ratio", "%.2f (%.2f to %.2f)").c_str(), number(row["baselineFramesPercent"]),
-              number(row["libraryFramesPercent"]), number(ours["allocations"]), number(bare["receives"]),
-              number(bare["polls"]), number(ours["receives"]), number(ours["polls"]),
-              number(row["libraryResidentKbPerStream"]));
-  std::fflush(stdout);
-}
-
-SentCounts& SharedCounts() {
-  void* const memory =
-      mmap(nullptr, sizeof(SentCounts), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED) {
-    throw std::bad_alloc();
-  }
-  return *new (memory) SentCounts;
+  return 1;
 }
 
 int Run(int argc, char** argv) {
-  CLI::App app("Measures the library's processor time per packet against a bare receiver.");
-  std::vector<int> streams{1, 16, 64};
-  Plan plan;
-  int runs = 3;
+  CLI::App app("Measures what receiving costs: the library, a bare receiver and peers, in turns.");
+  std::vector<std::string> streams{"1", "16", "64"};
+  Plan common;
+  Effort effort;
+  int gstreamer = 0;
+  int ffmpeg = 0;
+  bool isCheck = false;
   std::string jsonFile;
-  app.add_option("--streams", streams, "Numbers of streams, one row each")->delimiter(',');
-  app.add_option("--runs", runs, "Interleaved runs of each receiver")->check(CLI::PositiveNumber);
-  app.add_option("--seconds", plan.seconds, "Length of a run's measured window");
-  app.add_option("--frame-bytes", plan.frameBytes, "Bytes of a JPEG frame and an MPEG-4 key frame");
-  app.add_option("--fps", plan.framesPerSecond, "Frames per second of each stream");
-  app.add_flag("--mixed", plan.mixed, "Every second stream is MPEG-4");
+  app.add_option("--streams", streams,
+                 "Numbers of streams, each a comparison of its own: N, NxFPS, or Nm and NxFPSm with every "
+                 "second stream "
+                 "MPEG-4, which the peers don't get")
+      ->delimiter(',');
+  app.add_option("--rounds", effort.rounds, "Turns of each receiver")->check(CLI::PositiveNumber);
+  app.add_option("--seconds", effort.windowSeconds, "Length of one turn");
+  app.add_option("--frame-bytes", common.frameBytes, "Bytes of a JPEG frame and an MPEG-4 key frame")
+      ->check(CLI::Range(2'000, 250'000));
+  app.add_flag("--segmented", common.segmented, "The sender leaves the cutting into packets to the kernel");
+  app.add_option("--gstreamer", gstreamer, "Also GStreamer, up to this number of streams");
+  app.add_option("--ffmpeg", ffmpeg, "Also FFmpeg, up to this number of streams");
+  app.add_flag("--check", isCheck, "Fail when the library passes its limits in all of several attempts");
   app.add_option("--json", jsonFile, "Also write the results there");
   CLI11_PARSE(app, argc, argv);
 
-  SentCounts& sent = SharedCounts();
-  nlohmann::json rows;
-  PrintHead(runs, plan.seconds);
-  for (const int count : streams) {
-    plan.streams = count;
-    rows.push_back(Compare(plan, runs, sent));
-    PrintRow(rows.back());
+  AllowDescriptors();
+  Board& board = SharedBoard();
+  if (isCheck) {
+    return Check(Parse(streams.front(), common), effort, board);
   }
+  nlohmann::json rows = nlohmann::json::array();
+  for (const std::string& text : streams) {
+    const Plan plan = Parse(text, common);
+    std::fprintf(stderr, "bench_e2e: %s streams\n", text.c_str());
+    const int count = plan.streams;
+    const std::vector<Who> who = Receivers(!plan.mixed && count <= gstreamer, !plan.mixed && count <= ffmpeg);
+    const nlohmann::json compared = Compare(plan, effort, board, who);
+    rows.insert(rows.end(), compared.begin(), compared.end());
+  }
+  PrintTables(rows);
   if (!jsonFile.empty()) {
     std::ofstream(jsonFile) << rows.dump(2) << "\n";
+  }
+  if (board.late > 0) {
+    std::fprintf(stderr, "bench_e2e: the sender left out %llu frames\n",
+                 static_cast<unsigned long long>(board.late));
   }
   return 0;
 }

@@ -1,0 +1,56 @@
+#include "e2e/Limits.h"
+
+#include <cstdio>
+#include <stdexcept>
+
+namespace kolvex_bench {
+
+namespace {
+
+constexpr const char* kPacketPath = "library up to the whole frame";
+
+// Where the system forbids tracing, what the library asks of the sockets stands for all calls.
+double CallsOf(const nlohmann::json& row) {
+  if (row.contains("callsPerPacket")) {
+    return row["callsPerPacket"];
+  }
+  return row["receivesPerPacket"].get<double>() + row["pollsPerPacket"].get<double>();
+}
+
+void Expect(double value, double most, const std::string& what, std::vector<std::string>& violations) {
+  if (value > most) {
+    char text[160];
+    std::snprintf(text, sizeof(text), "%s: %.4f, the most is %.4f", what.c_str(), value, most);
+    violations.emplace_back(text);
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> Violations(const nlohmann::json& rows, const Limits& limits) {
+  std::vector<std::string> violations;
+  int packetPaths = 0;
+  for (const auto& row : rows) {
+    const std::string name = row["receiver"];
+    if (name == "bare") {
+      continue;
+    }
+    if (name == kPacketPath) {
+      ++packetPaths;
+      Expect(row["ratio"]["median"], limits.packetPathRatio,
+             name + ", processor time against the bare receiver", violations);
+    }
+    if (row["framesPercent"] < 50) {
+      throw std::runtime_error("too few frames came to judge by");
+    }
+    Expect(CallsOf(row), limits.callsPerPacket, name + ", system calls per packet", violations);
+    Expect(row["allocationsPerPacket"], limits.allocationsPerPacket, name + ", allocations per packet",
+           violations);
+  }
+  if (packetPaths == 0) {
+    throw std::runtime_error("the packet path wasn't measured");
+  }
+  return violations;
+}
+
+}  // namespace kolvex_bench

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace kolvex_bench {
+
+/// What the library may take at most.
+struct Limits {
+  double packetPathRatio = 1.5;         ///< up to the whole frame, processor time against the bare receiver
+  double callsPerPacket = 1.1;          ///< system calls: one receive, and what the workers do once a second
+  double allocationsPerPacket = 0.001;  ///< none; a worker may take something once in a while
+};
+
+/// One sentence for each limit that the results of Compare pass. Throws std::runtime_error when they can't tell.
+std::vector<std::string> Violations(const nlohmann::json& rows, const Limits& limits);
+
+}  // namespace kolvex_bench
