@@ -5,5 +5,5 @@
 set -eu
 cd "$(dirname "$0")/.."
 cmake --preset release -B build/bench -DKOLVEX_TESTS=OFF -DKOLVEX_TOOLS=OFF >/dev/null
-cmake --build build/bench --target bench_e2e | tail -1
+cmake --build build/bench --target bench_e2e
 exec tests/support/in-namespace build/bench/bench/bench_e2e --streams 8 --rounds 11 --seconds 0.25 --check

@@ -38,15 +38,17 @@ EOF
 
 if [ -n "$quick" ]; then
   streams=1,16,64
+  single=16
   effort='--rounds 3 --seconds 0.3'
   growth=
 else
   streams=1,16,64,200,400x4,64m
+  single=1,64,200
   effort='--rounds 7 --seconds 0.5'
   growth=1x4,100x4,200x4,300x4,400x4,500x4
 fi
 
-rm -f "$results"/*.md "$results"/{e2e,growth,storm,io,micro}.json
+rm -f "$results"/*.md "$results"/{e2e,one-by-one,growth,storm,io,micro}.json
 # Each part's table goes to the terminal and into a file of its own.
 part() {
   local name=$1
@@ -78,6 +80,9 @@ micro() {
 part machine machine
 # shellcheck disable=SC2086 # a list of options
 part e2e own "$bin/bench_e2e" --streams "$streams" $effort --gstreamer 200 --ffmpeg 64 --json "$results/e2e.json"
+# shellcheck disable=SC2086
+part one-by-one own "$bin/bench_e2e" --streams "$single" $effort --one-by-one --gstreamer 64 --ffmpeg 64 \
+  --json "$results/one-by-one.json"
 if [ -n "$growth" ]; then
   part growth-all own "$bin/bench_e2e" --streams "$growth" --rounds 3 --seconds 0.5 --json "$results/growth.json"
   part storm own "$bin/bench_scale" --json "$results/storm.json"

@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <stdexcept>
 #include <thread>
@@ -22,7 +23,8 @@ constexpr int kPriority = -5;            // as the library asks for
 
 class BareStream {
  public:
-  BareStream(StreamTarget& target, Arrivals& arrivals) : arrivals_(arrivals) {
+  BareStream(StreamTarget& target, Arrivals& arrivals, const std::atomic<bool>& refusing)
+      : arrivals_(arrivals), refusing_(refusing) {
     const int size = kReceiveBuffer;
     setsockopt(rtp_, SOL_SOCKET, SO_RCVBUF, &size, sizeof(size));
     sockaddr_in own{};
@@ -47,8 +49,10 @@ class BareStream {
     std::uint16_t expected = 0;
     bool whole = false;
     for (;;) {
-      pollfd waiting{rtp_, POLLIN, 0};
-      poll(&waiting, 1, 5000);
+      if (!refusing_.load(std::memory_order_relaxed)) {
+        pollfd waiting{rtp_, POLLIN, 0};
+        poll(&waiting, 1, 5000);
+      }
       sockaddr_in from{};
       socklen_t length = sizeof(from);
       const ssize_t count =
@@ -77,6 +81,7 @@ class BareStream {
 
   const int rtp_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   Arrivals& arrivals_;
+  const std::atomic<bool>& refusing_;
 };
 
 }  // namespace
@@ -85,7 +90,7 @@ void RunBaseline(const Plan& plan, Board& board, int place) {
   Place& own = board.places[static_cast<std::size_t>(place)];
   for (int i = 0; i < plan.streams; ++i) {
     // Ends with the process.
-    new BareStream(own.targets[static_cast<std::size_t>(i)], own.arrivals);
+    new BareStream(own.targets[static_cast<std::size_t>(i)], own.arrivals, board.refusing);
   }
 }
 

@@ -64,7 +64,8 @@ struct Board {
   std::atomic<int> active{kNobody};
   /// The cameras are gone: no streams, no connections, none accepted.
   std::atomic<bool> absent{false};
-  /// The library's host gives no frames, so that a frame ends where it is whole inside the library.
+  /// The receiver leaves something out: the library's host gives no frames, so that a frame ends where it is whole
+  /// inside the library; the bare receiver waits in the receive alone, without a poll in front of it.
   std::atomic<bool> refusing{false};
   std::atomic<std::uint64_t> late{0};  ///< frames that the sender left out since it couldn't keep pace
   std::array<Place, kPlaces> places{};

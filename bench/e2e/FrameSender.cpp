@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 namespace kolvex_bench {
@@ -65,28 +66,35 @@ void FrameSender::Prepare(std::size_t slot, StreamState& stream, const Payload& 
 }
 
 void FrameSender::SendPrepared(std::size_t count, sockaddr_in& to) {
-  if (plan_.segmented) {
-    // Header and payload of each packet follow each other in one gather list, cut at the size of the first.
-    std::array<iovec, 2 * kBatch> all;
-    for (std::size_t i = 0; i < count; ++i) {
-      all[2 * i] = parts_[i][0];
-      all[2 * i + 1] = parts_[i][1];
-    }
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(std::uint16_t))> control{};
-    msghdr message{&to, sizeof(to), all.data(), 2 * count, control.data(), control.size(), 0};
-    cmsghdr* const option = CMSG_FIRSTHDR(&message);
-    option->cmsg_level = SOL_UDP;
-    option->cmsg_type = UDP_SEGMENT;
-    option->cmsg_len = CMSG_LEN(sizeof(std::uint16_t));
-    const auto size = static_cast<std::uint16_t>(parts_[0][0].iov_len + parts_[0][1].iov_len);
-    std::memcpy(CMSG_DATA(option), &size, sizeof(size));
-    static_cast<void>(sendmsg(socket_, &message, 0));
+  if (!plan_.oneByOne) {
+    SendAtOnce(count, to);
     return;
   }
   for (std::size_t done = 0; done < count;) {
     // A datagram that the system refuses is lost on the wire; the receiver's figures show it.
     const int sent = sendmmsg(socket_, &messages_[done], static_cast<unsigned>(count - done), 0);
     done += sent > 0 ? static_cast<std::size_t>(sent) : 1;
+  }
+}
+
+void FrameSender::SendAtOnce(std::size_t count, sockaddr_in& to) {
+  // Header and payload of each packet follow each other in one gather list, cut at the size of the first.
+  std::array<iovec, 2 * kBatch> all;
+  for (std::size_t i = 0; i < count; ++i) {
+    all[2 * i] = parts_[i][0];
+    all[2 * i + 1] = parts_[i][1];
+  }
+  alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(std::uint16_t))> control{};
+  msghdr message{&to, sizeof(to), all.data(), 2 * count, control.data(), control.size(), 0};
+  cmsghdr* const option = CMSG_FIRSTHDR(&message);
+  option->cmsg_level = SOL_UDP;
+  option->cmsg_type = UDP_SEGMENT;
+  option->cmsg_len = CMSG_LEN(sizeof(std::uint16_t));
+  const auto size = static_cast<std::uint16_t>(parts_[0][0].iov_len + parts_[0][1].iov_len);
+  std::memcpy(CMSG_DATA(option), &size, sizeof(size));
+  if (sendmsg(socket_, &message, 0) < 0 && !hasComplained_) {
+    hasComplained_ = true;
+    std::perror("the system can't cut datagrams");
   }
 }
 

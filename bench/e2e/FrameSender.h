@@ -38,11 +38,13 @@ class FrameSender {
   void Prepare(std::size_t slot, StreamState& stream, const Payload& payload, bool marker, std::uint32_t time,
                sockaddr_in& to);
   void SendPrepared(std::size_t count, sockaddr_in& to);
+  void SendAtOnce(std::size_t count, sockaddr_in& to);
   void SendAlone(std::size_t slot);
 
   const Plan plan_;
   const std::vector<Payload> jpeg_, key_, inter_;
   const int socket_;
+  bool hasComplained_ = false;
   Stamp stamp_;
   std::array<std::array<u8, kRtpHeader>, kBatch> headers_{};
   std::array<std::array<iovec, 3>, kBatch> parts_{};

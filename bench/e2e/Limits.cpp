@@ -32,7 +32,7 @@ std::vector<std::string> Violations(const nlohmann::json& rows, const Limits& li
   int packetPaths = 0;
   for (const auto& row : rows) {
     const std::string name = row["receiver"];
-    if (name == "bare") {
+    if (name.starts_with("bare")) {
       continue;
     }
     if (name == kPacketPath) {

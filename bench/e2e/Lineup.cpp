@@ -105,7 +105,7 @@ void Lineup::Start(Who who) {
 void Lineup::StartPeer(Who who) {
   const std::vector<std::uint16_t> ports = PeerPorts(who, plan_.streams);
   if (who == FFmpeg) {
-    // A process each: several inputs in one process go through a thread and a queue each, which takes more.
+    // A process each: the inputs of one process wait for each other, and the kernel drops packets meanwhile.
     for (const std::uint16_t port : ports) {
       const std::string name = Scratch(std::to_string(port));
       std::ofstream(name + ".sdp") << SessionDescription(port);

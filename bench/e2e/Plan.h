@@ -14,7 +14,9 @@ struct Plan {
   int framesPerSecond = 25;
   std::size_t frameBytes = 40'000;  ///< of a JPEG frame and an MPEG-4 key frame
   bool mixed = false;               ///< every second stream is MPEG-4, one key frame a second
-  bool segmented = false;           ///< a frame leaves as one large datagram that the kernel cuts (UDP_SEGMENT)
+  /// The packets of a frame enter the network one by one, so that a receiver may wake up for each. Else all but
+  /// the last come at once, as one large datagram that the kernel cuts (UDP_SEGMENT).
+  bool oneByOne = false;
 };
 
 constexpr int kMaxStreams = 500;

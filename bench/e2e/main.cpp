@@ -81,7 +81,8 @@ int Run(int argc, char** argv) {
   app.add_option("--seconds", effort.windowSeconds, "Length of one turn");
   app.add_option("--frame-bytes", common.frameBytes, "Bytes of a JPEG frame and an MPEG-4 key frame")
       ->check(CLI::Range(2'000, 250'000));
-  app.add_flag("--segmented", common.segmented, "The sender leaves the cutting into packets to the kernel");
+  app.add_flag("--one-by-one", common.oneByOne,
+               "Packets enter the network one by one instead of a frame at once");
   app.add_option("--gstreamer", gstreamer, "Also GStreamer, up to this number of streams");
   app.add_option("--ffmpeg", ffmpeg, "Also FFmpeg, up to this number of streams");
   app.add_flag("--check", isCheck, "Fail when the library passes its limits in all of several attempts");
