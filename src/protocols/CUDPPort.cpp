@@ -13,6 +13,7 @@
 
 namespace sarnevo {
 
+using platform::JoinedDatagrams;
 using platform::Milliseconds;
 using platform::ReceiveResult;
 using platform::Socket;
@@ -21,7 +22,7 @@ using platform::SocketError;
 
 namespace {
 
-// A UDP datagram over IPv4 never exceeds this. The receive thread's memory has this size from the start: pages
+// A UDP datagram over IPv4 never exceeds this, nor do several that the system has joined. The receive thread's memory has this size from the start: pages
 // that no datagram has reached cost nothing, and nothing has to be allocated again when the read size changes.
 constexpr std::size_t kMaxDatagramBytes = 65'536;
 constexpr u32 kReadSizeStep = 1024;        // growth after a datagram that didn't fit
@@ -100,6 +101,7 @@ CUDPPort::OpenResult CUDPPort::OpenSocket(const SocketAddress& local) noexcept {
       !socket_.SetReceiveTimeout(timeout)) {
     return ReceiveBufferFailed;
   }
+  socket_.JoinDatagrams();
   return socket_.Bind(local) == SocketError::None ? Opened : BindFailed;
 }
 
@@ -181,26 +183,23 @@ void CUDPPort::SetReadSize(u32 bytes) noexcept { readSize_.store(bytes, std::mem
 
 u32 CUDPPort::ReadSize() const noexcept { return readSize_.load(std::memory_order_relaxed); }
 
-// A blocking receive with the socket's own time-out is one system call per datagram, whether datagrams wait or
-// not; waiting for readiness first would make it two. Nothing on this thread's stack owns anything: when the
+// A blocking receive with the socket's own time-out is one system call, whether datagrams wait or not; waiting for readiness first would make it two. Nothing on this thread's stack owns anything: when the
 // thread is given up inside a callback, its frames are never unwound.
 void CUDPPort::Receive(Receiving& receiving) {
   SocketAddress from;
   while (running_.load(std::memory_order_relaxed)) {
-    const ReceiveResult got = socket_.ReceiveFrom({receiving.buffer.get(), kMaxDatagramBytes}, from);
+    const JoinedDatagrams got = socket_.ReceiveJoined({receiving.buffer.get(), kMaxDatagramBytes}, from);
     if (!running_.load(std::memory_order_relaxed)) {
       return;
     }
     IUDPPortUser* const user = user_.load(std::memory_order_acquire);
     switch (got.error) {
       case SocketError::None:
-        if (got.count == 0) {
+        if (got.bytes == 0) {
           running_.store(false, std::memory_order_relaxed);
           return;
         }
-        if (Fits(receiving, got.count) && user != nullptr) {
-          user->DataReceived(this, from.Get(), receiving.buffer.get(), static_cast<u32>(got.count));
-        }
+        HandOver(receiving, got, from);
         break;
       case SocketError::TimedOut:
         if (user != nullptr) {
@@ -218,6 +217,22 @@ void CUDPPort::Receive(Receiving& receiving) {
         platform::Sleep(Milliseconds{0});
         break;
     }
+    if (receiving.left) {
+      return;
+    }
+  }
+}
+
+// The datagrams of one receive, each as if it had come by itself: in between the port may be closed, its user be
+// changed, and the read size grow.
+void CUDPPort::HandOver(Receiving& receiving, const JoinedDatagrams& got, SocketAddress& from) {
+  for (std::size_t at = 0; at < got.bytes && running_.load(std::memory_order_relaxed); at += got.each) {
+    const std::size_t size = std::min(got.each, got.bytes - at);
+    IUDPPortUser* const user = user_.load(std::memory_order_acquire);
+    if (!Fits(receiving, size) || user == nullptr) {
+      continue;
+    }
+    user->DataReceived(this, from.Get(), receiving.buffer.get() + at, static_cast<u32>(size));
     if (receiving.left) {
       return;
     }
