@@ -43,9 +43,9 @@ if [ -n "$quick" ]; then
   growth=
 else
   streams=1,16,64,200,400x4,64m
-  single=1,64,200
+  single=64
   effort='--rounds 7 --seconds 0.5'
-  growth=1x4,100x4,200x4,300x4,400x4,500x4
+  growth=1x4,125x4,250x4,375x4,500x4
 fi
 
 rm -f "$results"/*.md "$results"/{e2e,one-by-one,growth,storm,io,idle,micro}.json
@@ -86,7 +86,7 @@ part one-by-one own "$bin/bench_e2e" --streams "$single" $effort --one-by-one --
 if [ -n "$growth" ]; then
   part growth-all own "$bin/bench_e2e" --streams "$growth" --rounds 3 --seconds 0.5 --json "$results/growth.json"
   part storm own "$bin/bench_scale" --json "$results/storm.json"
-  part io own "$bin/bench_io" --json "$results/io.json"
+  part io own "$bin/bench_io" --windows 6 --json "$results/io.json"
   part idle own "$bin/bench_idle" --json "$results/idle.json"
 fi
 part micro micro

@@ -34,6 +34,13 @@ struct ReceiveResult {
   SocketError error = SocketError::None;
 };
 
+/// What one ReceiveJoined gave: a datagram, or several of the same sender that the system joined on their way.
+struct JoinedDatagrams {
+  std::size_t bytes = 0;  ///< of all; 0 with None: the socket was shut down, or an empty datagram
+  std::size_t each = 0;   ///< of each, one behind the other; the last one may be shorter
+  SocketError error = SocketError::None;
+};
+
 /// An IPv4 socket, closed with its object. Descriptors are close-on-exec and sending never raises a
 /// signal.
 ///
@@ -66,6 +73,10 @@ class Socket {
   bool SetSendBuffer(std::uint32_t bytes) noexcept;
   /// For Receive and ReceiveFrom in blocking mode; 0 waits without limit.
   bool SetReceiveTimeout(Milliseconds timeout) noexcept;
+  /// Lets the system join datagrams that arrive together, for ReceiveJoined: a burst then takes one trip through
+  /// the network layers instead of one for each datagram. No datagram waits for another that isn't there yet. A
+  /// wish that not every system grants; the socket is then as it was.
+  void JoinDatagrams() noexcept;
   bool SetSendTimeout(Milliseconds timeout) noexcept;
 
   /// WouldBlock while the connection is being made (non-blocking mode).
@@ -83,7 +94,10 @@ class Socket {
   ReceiveResult Receive(std::span<std::uint8_t> into) noexcept;
   /// One datagram and where it came from. A datagram that doesn't fit gives TooLong and is gone.
   ReceiveResult ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
-  /// The same without waiting: WouldBlock when none is there.
+  /// ReceiveFrom for a socket with JoinDatagrams. @p into has room for 65,536 bytes, which is more than ever come
+  /// in one piece; what doesn't fit gives TooLong and is gone, all that was joined.
+  JoinedDatagrams ReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
+  /// ReceiveFrom without waiting: WouldBlock when none is there.
   ReceiveResult TryReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
 
  private:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "kolvex/IIPPTZApi.h"
 #include "xml/Utf8.h"
 
 namespace sarnevo {
@@ -82,38 +83,38 @@ void CPrepositionList::AppendPlaceholder(u32 slot) {
 i32 CPrepositionList::AddPreposition(const std::wstring& name) {
   static constexpr char kOperation[] = "sarnevo::CPrepositionList::AddPreposition";
   if (comm_ == nullptr) {
-    return PrepositionFailed;
+    return PtzAddFailed;
   }
   if (!IsValidName(name)) {
     comm_->DebugMessage(DebugLevelFailure, "%s: A preposition \"%s\" cannot be added - the name is invalid.",
                         kOperation, ToUtf8(name).c_str());
-    return PrepositionInvalid;
+    return PtzInvalidArgument;
   }
   const Hold hold(*this);
   if (current_ != kNone) {
     return RenameCurrent(name);
   }
   if (fixedSlots_ != 0) {
-    return PrepositionFailed;
+    return PtzAddFailed;
   }
   if (order_.size() >= maxCount_) {
     comm_->DebugMessage(DebugLevelFailure,
                         "%s: A preposition \"%s\" cannot be added. Camera supports saving not more than %u "
                         "prepositions.",
                         kOperation, ToUtf8(name).c_str(), maxCount_);
-    return PrepositionLimitReached;
+    return PtzLimitReached;
   }
   u32 slot = 0;
   if (!FindFreeSlot(slot)) {
-    return PrepositionLimitReached;
+    return PtzLimitReached;
   }
   if (!comm_->StorePreset(slot)) {
-    return PrepositionFailed;
+    return PtzAddFailed;
   }
   names_[slot] = name;
   order_.push_back(slot);
   current_ = static_cast<i32>(order_.size()) - 1;
-  return persist_ != 0 ? WriteEntry(current_, slot, name) : PrepositionDone;
+  return persist_ != 0 ? WriteEntry(current_, slot, name) : PtzDone;
 }
 
 i32 CPrepositionList::RenameCurrentPreposition(const std::wstring& name) {
@@ -123,17 +124,17 @@ i32 CPrepositionList::RenameCurrentPreposition(const std::wstring& name) {
 
 i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
   if (current_ == kNone) {
-    return PrepositionFailed;
+    return PtzAddFailed;
   }
   if (static_cast<std::size_t>(current_) >= order_.size()) {
-    return PrepositionInvalid;
+    return PtzInvalidArgument;
   }
   // The host may move the camera from within the message: what is current now stays what is renamed.
   const i32 position = current_;
   const u32 slot = order_[static_cast<std::size_t>(position)];
   std::wstring oldName;
   if (!GetNameOfSlot(slot, oldName)) {
-    return PrepositionFailed;
+    return PtzAddFailed;
   }
   names_[slot] = name;
   if (comm_ != nullptr) {
@@ -143,10 +144,10 @@ i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
   }
   if (fixedSlots_ == 0) {
     // The camera has the position already. The file must have the new name, or a restart would lose it.
-    return persist_ != 0 ? WriteEntry(position, slot, name) : PrepositionDone;
+    return persist_ != 0 ? WriteEntry(position, slot, name) : PtzDone;
   }
   if (comm_ == nullptr || !comm_->StorePreset(slot)) {
-    return PrepositionFailed;
+    return PtzAddFailed;
   }
   return WriteEntry(position, slot, name);
 }
@@ -157,11 +158,11 @@ i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
 i32 CPrepositionList::WriteEntry(i32 position, u32 slot, const std::wstring& name) {
   if (fileHasGaps_) {
     if (!SavePrepositions()) {
-      return PrepositionFailed;
+      return PtzAddFailed;
     }
     fileHasGaps_ = false;
   }
-  return SavePreposition(static_cast<u32>(position), slot, name) ? PrepositionDone : PrepositionFailed;
+  return SavePreposition(static_cast<u32>(position), slot, name) ? PtzDone : PtzAddFailed;
 }
 
 bool CPrepositionList::SelectPreposition(const std::wstring& name, u32 option) {

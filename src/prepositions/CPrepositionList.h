@@ -13,14 +13,6 @@
 
 namespace sarnevo {
 
-/// Results of CPrepositionList::AddPreposition.
-enum PrepositionStatus : i32 {
-  PrepositionDone = 1,
-  PrepositionInvalid = -3,  ///< a name that can't be taken
-  PrepositionFailed = -18,  ///< no camera, a command or the file write failed, or nothing to rename
-  PrepositionLimitReached = -26,
-};
-
 /// The named stored positions ("prepositions") of one PTZ channel. The camera keeps each position under a
 /// small number, its slot, and knows nothing of names; this list keeps the names, their order as the host
 /// sees it and the one that the camera is at, in step with the camera and with the preset file.
@@ -65,7 +57,9 @@ class CPrepositionList {
   virtual bool GetPrepositionName(u32 position, std::wstring& name);
   /// Moves the camera to a preposition, unless it is there already. @p option is passed on to the camera.
   virtual bool SelectPreposition(const std::wstring& name, u32 option);
-  /// Stores where the camera looks now, under a name. At a known preposition this renames it.
+  /// Stores where the camera looks now, under a name. At a known preposition this renames it. Gives a PtzStatus:
+  /// PtzInvalidArgument for a name that can't be taken; PtzAddFailed without a camera, when a command or the file
+  /// write failed, and when there is nothing to rename.
   virtual i32 AddPreposition(const std::wstring& name);
   /// Normal: true also for a camera that refused; the preposition then stays. With fixed slots everything is
   /// forgotten, whatever the name.

@@ -9,9 +9,11 @@
 #include <string_view>
 
 #include "platform/Clock.h"
+#include "protocols/HeldPorts.h"
 
 namespace sarnevo {
 
+using platform::JoinedDatagrams;
 using platform::Milliseconds;
 using platform::ReceiveResult;
 using platform::Socket;
@@ -20,7 +22,7 @@ using platform::SocketError;
 
 namespace {
 
-// A UDP datagram over IPv4 never exceeds this. The receive thread's memory has this size from the start: pages
+// A UDP datagram over IPv4 never exceeds this, nor do several that the system has joined. The receive thread's memory has this size from the start: pages
 // that no datagram has reached cost nothing, and nothing has to be allocated again when the read size changes.
 constexpr std::size_t kMaxDatagramBytes = 65'536;
 constexpr u32 kReadSizeStep = 1024;        // growth after a datagram that didn't fit
@@ -76,8 +78,11 @@ CUDPPort::OpenResult CUDPPort::Open(const char* address, u16 port) noexcept {
     socket_.Close();
     return result;
   }
-  localPort_.store(port != 0 ? port : socket_.LocalPort().value_or(0), std::memory_order_relaxed);
+  const u16 bound = port != 0 ? port : socket_.LocalPort().value_or(0);
+  localPort_.store(bound, std::memory_order_relaxed);
+  held_ports::Add(bound);
   if (!StartReceiving()) {
+    held_ports::Remove(bound);
     socket_.Close();
     localPort_.store(0, std::memory_order_relaxed);
     return NoThread;
@@ -96,6 +101,7 @@ CUDPPort::OpenResult CUDPPort::OpenSocket(const SocketAddress& local) noexcept {
       !socket_.SetReceiveTimeout(timeout)) {
     return ReceiveBufferFailed;
   }
+  socket_.JoinDatagrams();
   return socket_.Bind(local) == SocketError::None ? Opened : BindFailed;
 }
 
@@ -149,6 +155,7 @@ bool CUDPPort::Close() noexcept {
   }
   // Only now does no other thread use the descriptor, whose number the system gives to the next that asks.
   Drain();
+  held_ports::Remove(LocalPort());
   socket_.Close();
   receiving_.store(nullptr, std::memory_order_relaxed);
   thread_.Release();
@@ -176,26 +183,23 @@ void CUDPPort::SetReadSize(u32 bytes) noexcept { readSize_.store(bytes, std::mem
 
 u32 CUDPPort::ReadSize() const noexcept { return readSize_.load(std::memory_order_relaxed); }
 
-// A blocking receive with the socket's own time-out is one system call per datagram, whether datagrams wait or
-// not; waiting for readiness first would make it two. Nothing on this thread's stack owns anything: when the
+// A blocking receive with the socket's own time-out is one system call, whether datagrams wait or not; waiting for readiness first would make it two. Nothing on this thread's stack owns anything: when the
 // thread is given up inside a callback, its frames are never unwound.
 void CUDPPort::Receive(Receiving& receiving) {
   SocketAddress from;
   while (running_.load(std::memory_order_relaxed)) {
-    const ReceiveResult got = socket_.ReceiveFrom({receiving.buffer.get(), kMaxDatagramBytes}, from);
+    const JoinedDatagrams got = socket_.ReceiveJoined({receiving.buffer.get(), kMaxDatagramBytes}, from);
     if (!running_.load(std::memory_order_relaxed)) {
       return;
     }
     IUDPPortUser* const user = user_.load(std::memory_order_acquire);
     switch (got.error) {
       case SocketError::None:
-        if (got.count == 0) {
+        if (got.bytes == 0) {
           running_.store(false, std::memory_order_relaxed);
           return;
         }
-        if (Fits(receiving, got.count) && user != nullptr) {
-          user->DataReceived(this, from.Get(), receiving.buffer.get(), static_cast<u32>(got.count));
-        }
+        HandOver(receiving, got, from);
         break;
       case SocketError::TimedOut:
         if (user != nullptr) {
@@ -213,6 +217,22 @@ void CUDPPort::Receive(Receiving& receiving) {
         platform::Sleep(Milliseconds{0});
         break;
     }
+    if (receiving.left) {
+      return;
+    }
+  }
+}
+
+// The datagrams of one receive, each as if it had come by itself: in between the port may be closed, its user be
+// changed, and the read size grow.
+void CUDPPort::HandOver(Receiving& receiving, const JoinedDatagrams& got, SocketAddress& from) {
+  for (std::size_t at = 0; at < got.bytes && running_.load(std::memory_order_relaxed); at += got.each) {
+    const std::size_t size = std::min(got.each, got.bytes - at);
+    IUDPPortUser* const user = user_.load(std::memory_order_acquire);
+    if (!Fits(receiving, size) || user == nullptr) {
+      continue;
+    }
+    user->DataReceived(this, from.Get(), receiving.buffer.get() + at, static_cast<u32>(size));
     if (receiving.left) {
       return;
     }

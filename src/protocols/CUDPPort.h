@@ -16,7 +16,7 @@ namespace sarnevo {
 
 /// A bound UDP socket with a receive thread of its own, which hands each datagram to an IUDPPortUser.
 ///
-/// One system call and no lock and no allocation per datagram. Any thread may call any operation. A closed
+/// At most one system call, no lock and no allocation per datagram. Any thread may call any operation. A closed
 /// port can be opened again.
 class CUDPPort {
  public:
@@ -68,6 +68,7 @@ class CUDPPort {
   OpenResult OpenSocket(const platform::SocketAddress& local) noexcept;
   bool StartReceiving() noexcept;
   void Receive(Receiving& receiving);
+  void HandOver(Receiving& receiving, const platform::JoinedDatagrams& got, platform::SocketAddress& from);
   bool Fits(Receiving& receiving, std::size_t size) noexcept;
   void Drain() noexcept;
 

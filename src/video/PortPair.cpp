@@ -2,6 +2,7 @@
 
 #include "protocols/CRTCPReporter.h"
 #include "protocols/CUDPPort.h"
+#include "protocols/HeldPorts.h"
 
 namespace sarnevo {
 
@@ -15,7 +16,8 @@ constexpr u16 kEndOfPorts = 4556;  // the first that isn't tried
 std::optional<PortPair> OpenPortPair(CUDPPort& port, CRTCPReporter& reporter) noexcept {
   u16 candidate = kFirstPort;
   while (candidate < kEndOfPorts) {
-    if (port.Open(nullptr, candidate) != CUDPPort::Opened) {
+    // The bind of a port that this library holds is known to fail.
+    if (held_ports::Contains(candidate) || port.Open(nullptr, candidate) != CUDPPort::Opened) {
       candidate = static_cast<u16>(candidate + 2);
       continue;
     }

@@ -18,7 +18,8 @@ struct PortPair {
 /// Opens @p port on the first free local port from 3556 up, on all local addresses, and starts @p reporter on
 /// the one behind it. Nothing when 4556 is reached; the port is then closed.
 ///
-/// The search knows nothing of other channels: their ports show by refusing the bind.
+/// Ports of other channels are passed over without asking the system (protocols/HeldPorts.h); any other that is
+/// taken shows by refusing the bind. Nothing else is remembered: a port that somebody gives back is found again.
 std::optional<PortPair> OpenPortPair(CUDPPort& port, CRTCPReporter& reporter) noexcept;
 
 }  // namespace sarnevo

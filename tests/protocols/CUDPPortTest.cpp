@@ -19,6 +19,7 @@
 #include "platform/Clock.h"
 #include "support/Eventually.h"
 #include "support/HostLog.h"
+#include "support/SendTogether.h"
 
 namespace sarnevo {
 namespace {
@@ -124,6 +125,38 @@ TEST(CUDPPort, AnOversizedDatagramIsLostAndTheNextFinds1024BytesMore) {
   sender.Send(port, 3071, 7);
   EXPECT_TRUE(user.calls.WaitFor("DataReceived 3071 byte 7"));
   EXPECT_EQ(user.calls.Count(""), 5U);
+}
+
+TEST(CUDPPort, DatagramsThatTravelTogetherAreHandedOverOneByOne) {
+  FakeUser user;
+  std::atomic<bool> closing{false};
+  Event closed;
+  user.onData = [&](CUDPPort* own) {
+    if (closing) {
+      EXPECT_TRUE(own->Close());
+      closed.Set();
+    }
+  };
+  CUDPPort port;
+  port.SetUser(&user);
+  port.SetReadSize(1100);
+  ASSERT_EQ(port.Open(kLocal, 0), CUDPPort::Opened);
+  const auto send = [&port](u8 byte) {
+    std::vector<u8> bytes(3 * 1200 + 50, byte);
+    return kolvex_test::SendTogether(*SocketAddress::Parse(kLocal, port.LocalPort()), bytes, 1200);
+  };
+  if (!send(1)) {
+    GTEST_SKIP() << "the system can't send several datagrams at once";
+  }
+  EXPECT_TRUE(user.calls.WaitFor("DataReceived 50 byte 1"));
+  EXPECT_EQ(user.calls.Text(),
+            "DataReceived 1200 byte 1 from 1\nDataReceived 1200 byte 1 from 1\nDataReceived 50 byte 1 from 1\n")
+      << "the first was too large, the others found more room";
+  closing = true;
+  ASSERT_TRUE(send(2));
+  ASSERT_EQ(closed.Wait(20s), platform::WaitResult::Signalled);
+  ASSERT_TRUE(kolvex_test::Eventually([] { return !ReceiveThreadRuns(); }));
+  EXPECT_EQ(user.calls.Count("DataReceived 1200 byte 2"), 1U) << "nothing comes behind a Close";
 }
 
 TEST(CUDPPort, EachTimeOutIsReportedAndAnEmptyDatagramOrALostSocketEndsReception) {

@@ -21,6 +21,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kTick{200};
 constexpr Seconds kJsonProgressPause{1};
+constexpr Seconds kDropsPause{1};
 /// Streams that are stopped at the same time: each waits for its camera, hundreds in turn would take minutes.
 constexpr std::size_t kStopThreads = 32;
 
@@ -57,6 +58,7 @@ void CaptureRun::Run() {
   Prepare();
   OpenAndStart();
   const char* const reason = WaitForEnd();
+  drops_.Look();
   StopAll();
 
   std::exception_ptr failure;
@@ -122,6 +124,7 @@ void CaptureRun::OpenAndStart() {
 const char* CaptureRun::WaitForEnd() {
   Progress progress(common_.json ? Progress::Mode::Silent : options_.progress);
   Seconds nextJson{0};
+  Seconds nextLook{0};
   for (;;) {
     const Seconds elapsed = std::chrono::steady_clock::now() - start_;
     const auto reports = Reports();
@@ -130,6 +133,10 @@ const char* CaptureRun::WaitForEnd() {
     if (common_.json && elapsed >= nextJson) {
       PrintJson(ProgressJson(elapsed, reports));
       nextJson = elapsed + kJsonProgressPause;
+    }
+    if (elapsed >= nextLook) {
+      drops_.Look();
+      nextLook = elapsed + kDropsPause;
     }
     if (writer_->HasFailed()) {
       return "output";
@@ -203,6 +210,10 @@ std::vector<StreamReport> CaptureRun::Reports() const {
 void CaptureRun::Tell(const std::vector<StreamReport>& reports, const char* reason) const {
   if (!common_.json) {
     Print(ReportTable(reports));
+    if (const sarnevo::u64 drops = drops_.Total().value_or(0); drops != 0) {
+      Print("The kernel threw " + std::to_string(drops) +
+            " packets of all streams together away, because this machine was too slow to take them.\n");
+    }
     return;
   }
   for (const StreamReport& report : reports) {
@@ -211,7 +222,11 @@ void CaptureRun::Tell(const std::vector<StreamReport>& reports, const char* reas
     PrintJson(line);
   }
   const Seconds elapsed = std::chrono::steady_clock::now() - start_;
-  PrintJson({{"event", "end"}, {"reason", reason}, {"seconds", elapsed.count()}});
+  const auto drops = drops_.Total();
+  PrintJson({{"event", "end"},
+             {"reason", reason},
+             {"seconds", elapsed.count()},
+             {"droppedByKernel", drops ? json(*drops) : json()}});
 }
 
 void CaptureRun::WriteResults(const std::vector<StreamReport>& reports) const {

@@ -9,6 +9,7 @@
 #include "CameraSession.h"
 #include "ContactSheet.h"
 #include "FrameWriter.h"
+#include "KernelDrops.h"
 #include "Progress.h"
 #include "Report.h"
 #include "Subcommand.h"
@@ -55,6 +56,7 @@ class CaptureRun {
   const SteadyTime start_;
   std::optional<TileRequests> tileRequests_;
   std::vector<SheetEntry> tiles_;  // beside those of the streams
+  KernelDrops drops_;
 
   // In the order of their making, which the destructors turn round: sessions end before the sinks that they
   // call, sinks before the writer that they feed, and the writer before the pools whose frames it holds.

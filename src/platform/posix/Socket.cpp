@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <limits>
 
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/udp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -101,6 +103,20 @@ ReceiveResult ReceiveDatagram(int descriptor, std::span<std::uint8_t> into, Sock
   return {static_cast<std::size_t>(count), SocketError::None};
 }
 
+// How large the datagrams are that were joined to @p bytes, as the control message of UDP_GRO tells; without one it
+// is a single datagram.
+std::size_t SizeOfEach(msghdr& message, std::size_t bytes) noexcept {
+  for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
+    int size = 0;
+    if (part->cmsg_level == IPPROTO_UDP && part->cmsg_type == UDP_GRO &&
+        part->cmsg_len >= CMSG_LEN(sizeof(size))) {
+      std::memcpy(&size, CMSG_DATA(part), sizeof(size));
+      return size > 0 ? static_cast<std::size_t>(size) : bytes;
+    }
+  }
+  return bytes;
+}
+
 }  // namespace
 
 Socket::Socket(int descriptor) noexcept : descriptor_(descriptor) {}
@@ -168,6 +184,11 @@ bool Socket::SetReceiveTimeout(Milliseconds timeout) noexcept {
   return SetTimeout(descriptor_, SO_RCVTIMEO, timeout);
 }
 
+void Socket::JoinDatagrams() noexcept {
+  const int on = 1;
+  static_cast<void>(setsockopt(descriptor_, IPPROTO_UDP, UDP_GRO, &on, sizeof(on)));
+}
+
 bool Socket::SetSendTimeout(Milliseconds timeout) noexcept {
   return SetTimeout(descriptor_, SO_SNDTIMEO, timeout);
 }
@@ -219,6 +240,31 @@ ReceiveResult Socket::Receive(std::span<std::uint8_t> into) noexcept {
 
 ReceiveResult Socket::ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
   return ReceiveDatagram(descriptor_, into, from, 0, SocketError::TimedOut);
+}
+
+JoinedDatagrams Socket::ReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
+  iovec room{into.data(), into.size()};
+  alignas(cmsghdr) std::byte control[CMSG_SPACE(sizeof(int))];
+  msghdr message{};
+  const ssize_t count = Retried([&] {
+    message = {.msg_name = from.Get(),
+               .msg_namelen = sizeof(sockaddr_in),
+               .msg_iov = &room,
+               .msg_iovlen = 1,
+               .msg_control = control,
+               .msg_controllen = sizeof(control),
+               .msg_flags = 0};
+    return recvmsg(descriptor_, &message, MSG_TRUNC);
+  });
+  if (count < 0) {
+    const SocketError error = FromErrno(errno);
+    return {0, 0, error == SocketError::WouldBlock ? SocketError::TimedOut : error};
+  }
+  const auto bytes = static_cast<std::size_t>(count);
+  if (bytes > into.size()) {
+    return {0, 0, SocketError::TooLong};
+  }
+  return {bytes, SizeOfEach(message, bytes), SocketError::None};
 }
 
 ReceiveResult Socket::TryReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {

@@ -116,6 +116,7 @@ TEST(HostProgram, ReportsEachStreamAsOneJsonLine) {
   }
   EXPECT_EQ(last["event"], "end");
   EXPECT_EQ(last["reason"], "frames");
+  EXPECT_EQ(last["droppedByKernel"], 0);
 
   const auto facts = [](const json& stream, std::initializer_list<const char*> keys) {
     json picked;
