@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "e2e/Comparison.h"
 #include "e2e/Limits.h"
 #include "e2e/Table.h"
+#include "support/Loopback.h"
 
 namespace kolvex_bench {
 namespace {
@@ -81,8 +83,9 @@ int Run(int argc, char** argv) {
   app.add_option("--seconds", effort.windowSeconds, "Length of one turn");
   app.add_option("--frame-bytes", common.frameBytes, "Bytes of a JPEG frame and an MPEG-4 key frame")
       ->check(CLI::Range(2'000, 250'000));
-  app.add_flag("--one-by-one", common.oneByOne,
-               "Packets enter the network one by one instead of a frame at once");
+  app.add_option("--arrival", common.arrival, "How the packets of a frame arrive: burst, one-by-one or joined")
+      ->transform(CLI::CheckedTransformer(std::map<std::string, Arrival>{
+          {"burst", Arrival::Burst}, {"one-by-one", Arrival::OneByOne}, {"joined", Arrival::Joined}}));
   app.add_option("--gstreamer", gstreamer, "Also GStreamer, up to this number of streams");
   app.add_option("--ffmpeg", ffmpeg, "Also FFmpeg, up to this number of streams");
   app.add_flag("--check", isCheck, "Fail when the library passes its limits in all of several attempts");
@@ -91,6 +94,10 @@ int Run(int argc, char** argv) {
 
   AllowDescriptors();
   Board& board = SharedBoard();
+  if (!CutEarly(common.arrival != Arrival::Joined) && common.arrival == Arrival::Burst) {
+    common.arrival = Arrival::Joined;
+    std::fprintf(stderr, "bench_e2e: datagrams can't be cut early here, they arrive joined\n");
+  }
   if (isCheck) {
     return Check(Parse(streams.front(), common), effort, board);
   }
