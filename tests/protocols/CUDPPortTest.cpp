@@ -129,6 +129,14 @@ TEST(CUDPPort, AnOversizedDatagramIsLostAndTheNextFinds1024BytesMore) {
 
 TEST(CUDPPort, DatagramsThatTravelTogetherAreHandedOverOneByOne) {
   FakeUser user;
+  std::atomic<bool> closing{false};
+  Event closed;
+  user.onData = [&](CUDPPort* own) {
+    if (closing) {
+      EXPECT_TRUE(own->Close());
+      closed.Set();
+    }
+  };
   CUDPPort port;
   port.SetUser(&user);
   port.SetReadSize(1100);
@@ -144,11 +152,7 @@ TEST(CUDPPort, DatagramsThatTravelTogetherAreHandedOverOneByOne) {
   EXPECT_EQ(user.calls.Text(),
             "DataReceived 1200 byte 1 from 1\nDataReceived 1200 byte 1 from 1\nDataReceived 50 byte 1 from 1\n")
       << "the first was too large, the others found more room";
-  Event closed;
-  user.onData = [&](CUDPPort* own) {
-    EXPECT_TRUE(own->Close());
-    closed.Set();
-  };
+  closing = true;
   ASSERT_TRUE(send(2));
   ASSERT_EQ(closed.Wait(20s), platform::WaitResult::Signalled);
   ASSERT_TRUE(kolvex_test::Eventually([] { return !ReceiveThreadRuns(); }));
