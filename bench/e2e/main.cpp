@@ -51,9 +51,15 @@ std::vector<Who> Receivers(bool gstreamer, bool ffmpeg) {
 int Check(const Plan& plan, const Effort& effort, Board& board) {
   constexpr int kAttempts = 3;
   for (int attempt = 1; attempt <= kAttempts; ++attempt) {
-    const nlohmann::json rows = Compare(plan, effort, board, {Bare, Library});
-    PrintTables(rows);
-    const std::vector<std::string> violations = Violations(rows, {});
+    std::vector<std::string> violations;
+    try {
+      const nlohmann::json rows = Compare(plan, effort, board, {Bare, Library});
+      PrintTables(rows);
+      violations = Violations(rows, {});
+    } catch (const std::runtime_error& failure) {
+      violations.emplace_back(
+          failure.what());  // such as no streams in time; it counts as an attempt that failed
+    }
     if (violations.empty()) {
       std::printf("\nThe packet path holds its limits.\n");
       return 0;
