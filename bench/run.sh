@@ -48,7 +48,7 @@ else
   growth=1x4,125x4,250x4,375x4,500x4
 fi
 
-rm -f "$results"/*.md "$results"/{e2e,one-by-one,growth,storm,io,idle,micro}.json
+rm -f "$results"/*.md "$results"/{e2e,one-by-one,joined,growth,storm,io,idle,micro}.json
 # Each part's table goes to the terminal and into a file of its own.
 part() {
   local name=$1
@@ -81,13 +81,15 @@ part machine machine
 # shellcheck disable=SC2086 # a list of options
 part e2e own "$bin/bench_e2e" --streams "$streams" $effort --gstreamer 200 --ffmpeg 64 --json "$results/e2e.json"
 # shellcheck disable=SC2086
-part one-by-one own "$bin/bench_e2e" --streams "$single" $effort --one-by-one --gstreamer 64 --ffmpeg 64 \
+part one-by-one own "$bin/bench_e2e" --streams "$single" $effort --arrival one-by-one --gstreamer 64 --ffmpeg 64 \
   --json "$results/one-by-one.json"
+# shellcheck disable=SC2086
+part joined own "$bin/bench_e2e" --streams "$single" $effort --arrival joined --json "$results/joined.json"
 if [ -n "$growth" ]; then
   part growth-all own "$bin/bench_e2e" --streams "$growth" --rounds 3 --seconds 0.5 --json "$results/growth.json"
   part storm own "$bin/bench_scale" --json "$results/storm.json"
   part io own "$bin/bench_io" --windows 6 --json "$results/io.json"
-  part idle own "$bin/bench_idle" --json "$results/idle.json"
+  part idle own "$bin/bench_idle" --windows 2 --json "$results/idle.json"
 fi
 part micro micro
 if command -v python3 >/dev/null; then

@@ -18,6 +18,8 @@ using namespace std::chrono_literals;
 
 constexpr double kKeyFrameSeconds = 1.2;  // a key frame comes once a second
 
+constexpr const char* kArrivals[] = {"burst", "one by one", "joined"};
+
 struct Mode {
   const char* name;
   Who who;
@@ -155,7 +157,7 @@ class Comparison {
     nlohmann::json row{{"streams", plan_.streams},
                        {"framesPerSecond", plan_.framesPerSecond},
                        {"mixed", plan_.mixed},
-                       {"oneByOne", plan_.oneByOne},
+                       {"arrival", kArrivals[static_cast<int>(plan_.arrival)]},
                        {"receiver", mode.name},
                        {"nsPerPacket", Json(SpreadOf(cost))},
                        {"ratio", Json(SpreadOf(ratio))},

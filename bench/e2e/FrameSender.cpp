@@ -66,7 +66,7 @@ void FrameSender::Prepare(std::size_t slot, StreamState& stream, const Payload& 
 }
 
 void FrameSender::SendPrepared(std::size_t count, sockaddr_in& to) {
-  if (!plan_.oneByOne) {
+  if (plan_.arrival != Arrival::OneByOne) {
     SendAtOnce(count, to);
     return;
   }

@@ -37,7 +37,7 @@ std::vector<std::uint16_t> PeerPorts(Who who, int streams) {
 }
 
 template <typename Condition>
-void WaitUntil(Condition condition, const std::string& what, std::chrono::seconds time = 60s) {
+void WaitUntil(Condition condition, const std::string& what, std::chrono::seconds time = 120s) {
   const auto limit = std::chrono::steady_clock::now() + time;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > limit) {

@@ -8,15 +8,20 @@
 
 namespace kolvex_bench {
 
+/// How the packets of a frame, but the last, come to the receiver.
+enum class Arrival {
+  Burst,     ///< faster than they can be taken, so that they wait in the socket
+  OneByOne,  ///< each by a call of its own, so that a receiver may fall asleep in front of each
+  Joined,  ///< as one large datagram, which a receiver may take whole (UDP_GRO); others get it cut at the socket
+};
+
 /// What is streamed. The same for sender and receivers.
 struct Plan {
   int streams = 1;
   int framesPerSecond = 25;
   std::size_t frameBytes = 40'000;  ///< of a JPEG frame and an MPEG-4 key frame
   bool mixed = false;               ///< every second stream is MPEG-4, one key frame a second
-  /// The packets of a frame enter the network one by one, so that a receiver may wake up for each. Else all but
-  /// the last come at once, as one large datagram that the kernel cuts (UDP_SEGMENT).
-  bool oneByOne = false;
+  Arrival arrival = Arrival::Burst;
 };
 
 constexpr int kMaxStreams = 500;

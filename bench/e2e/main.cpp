@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "e2e/Comparison.h"
 #include "e2e/Limits.h"
 #include "e2e/Table.h"
+#include "support/Loopback.h"
 
 namespace kolvex_bench {
 namespace {
@@ -49,9 +51,15 @@ std::vector<Who> Receivers(bool gstreamer, bool ffmpeg) {
 int Check(const Plan& plan, const Effort& effort, Board& board) {
   constexpr int kAttempts = 3;
   for (int attempt = 1; attempt <= kAttempts; ++attempt) {
-    const nlohmann::json rows = Compare(plan, effort, board, {Bare, Library});
-    PrintTables(rows);
-    const std::vector<std::string> violations = Violations(rows, {});
+    std::vector<std::string> violations;
+    try {
+      const nlohmann::json rows = Compare(plan, effort, board, {Bare, Library});
+      PrintTables(rows);
+      violations = Violations(rows, {});
+    } catch (const std::runtime_error& failure) {
+      violations.emplace_back(
+          failure.what());  // such as no streams in time; it counts as an attempt that failed
+    }
     if (violations.empty()) {
       std::printf("\nThe packet path holds its limits.\n");
       return 0;
@@ -81,8 +89,9 @@ int Run(int argc, char** argv) {
   app.add_option("--seconds", effort.windowSeconds, "Length of one turn");
   app.add_option("--frame-bytes", common.frameBytes, "Bytes of a JPEG frame and an MPEG-4 key frame")
       ->check(CLI::Range(2'000, 250'000));
-  app.add_flag("--one-by-one", common.oneByOne,
-               "Packets enter the network one by one instead of a frame at once");
+  app.add_option("--arrival", common.arrival, "How the packets of a frame arrive: burst, one-by-one or joined")
+      ->transform(CLI::CheckedTransformer(std::map<std::string, Arrival>{
+          {"burst", Arrival::Burst}, {"one-by-one", Arrival::OneByOne}, {"joined", Arrival::Joined}}));
   app.add_option("--gstreamer", gstreamer, "Also GStreamer, up to this number of streams");
   app.add_option("--ffmpeg", ffmpeg, "Also FFmpeg, up to this number of streams");
   app.add_flag("--check", isCheck, "Fail when the library passes its limits in all of several attempts");
@@ -91,6 +100,10 @@ int Run(int argc, char** argv) {
 
   AllowDescriptors();
   Board& board = SharedBoard();
+  if (!CutEarly(common.arrival != Arrival::Joined) && common.arrival == Arrival::Burst) {
+    common.arrival = Arrival::Joined;
+    std::fprintf(stderr, "bench_e2e: datagrams can't be cut early here, they arrive joined\n");
+  }
   if (isCheck) {
     return Check(Parse(streams.front(), common), effort, board);
   }
@@ -100,7 +113,17 @@ int Run(int argc, char** argv) {
     std::fprintf(stderr, "bench_e2e: %s streams\n", text.c_str());
     const int count = plan.streams;
     const std::vector<Who> who = Receivers(!plan.mixed && count <= gstreamer, !plan.mixed && count <= ffmpeg);
-    const nlohmann::json compared = Compare(plan, effort, board, who);
+    nlohmann::json compared;
+    try {
+      compared = Compare(plan, effort, board, who);
+    } catch (const std::runtime_error& failure) {
+      if (who.size() == 2) {
+        throw;
+      }
+      // A peer that fails, on a machine that is too busy for it, takes only its own rows along.
+      std::fprintf(stderr, "bench_e2e: %s; once more without the peers\n", failure.what());
+      compared = Compare(plan, effort, board, {Bare, Library});
+    }
     rows.insert(rows.end(), compared.begin(), compared.end());
   }
   PrintTables(rows);

@@ -13,6 +13,7 @@
 #include "e2e/Sender.h"
 #include "e2e/Stamp.h"
 #include "support/HostCamera.h"
+#include "support/Loopback.h"
 #include "support/Processes.h"
 #include "support/Statistics.h"
 
@@ -198,6 +199,7 @@ int Run(int argc, char** argv) {
   app.add_option("--json", jsonFile, "Also write the results there");
   CLI11_PARSE(app, argc, argv);
   AllowDescriptors();
+  CutEarly(true);
   const nlohmann::json result = Storm(plan, outage).Run();
   Print(result);
   if (!jsonFile.empty()) {
