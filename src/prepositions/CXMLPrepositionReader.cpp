@@ -68,7 +68,9 @@ bool CXMLPrepositionReader::Open(const std::string& fileName, bool noCreate) {
   const COptexGuard guard(lock_);
   // The XML layer never saves by itself: a full rewrite of a channel is to cost one save.
   bool opened = settings_.Open(fileName.c_str(), 0, 1) == CXMLSettingsAPI::kOk;
-  if (!opened && !noCreate && settings_.CreateNewFile(fileName.c_str(), rootName_.c_str(), 1) == 1) {
+  if (!opened && !noCreate) {
+    // A file that is good isn't replaced, and may open this time.
+    settings_.CreateNewFile(fileName.c_str(), rootName_.c_str(), 1, false);
     opened = settings_.Open(fileName.c_str(), 0, 1) == CXMLSettingsAPI::kOk;
   }
   autoSave_ = opened ? 1 : 0;

@@ -67,7 +67,7 @@ bool IsBareName(std::string_view name) {
 
 // A file that is there but can't be read just now may hold an operator's names, and is no reason to begin
 // a new one.
-bool MayBeReplaced(const std::string& path) {
+bool MayBeReplaced(const std::string& path, bool overGood) {
   File file;
   switch (file.Open(path, File::Access::Read, File::IfMissing::Fail)) {
     case File::OpenResult::Missing:
@@ -81,7 +81,12 @@ bool MayBeReplaced(const std::string& path) {
     return true;
   }
   const auto content = file.ReadAll(XmlDocument::kMaxBytes);
-  return content && XmlDocument().Parse(*content) != XmlDocument::ParseResult::NoMemory;
+  if (!content) {
+    return false;
+  }
+  const auto result = XmlDocument().Parse(*content);
+  return result == XmlDocument::ParseResult::Malformed ||
+         (overGood && result == XmlDocument::ParseResult::Parsed);
 }
 
 }  // namespace
@@ -152,7 +157,8 @@ u32 CXMLSettingsAPI::Close() noexcept {
   return left;
 }
 
-i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u32 initialiseCom) noexcept {
+i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u32 initialiseCom,
+                                   bool overGood) noexcept {
   if (IsOpen()) {
     return 0;
   }
@@ -163,7 +169,7 @@ i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u
   return Guarded(0, [&] {
     const std::string path = FullPath(fileName);
     XmlDocument document;
-    if (path.empty() || rootName == nullptr || !document.Create(rootName) || !MayBeReplaced(path)) {
+    if (path.empty() || rootName == nullptr || !document.Create(rootName) || !MayBeReplaced(path, overGood)) {
       return 0;
     }
     const auto text = document.Print();

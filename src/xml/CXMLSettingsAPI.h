@@ -48,8 +48,10 @@ class CXMLSettingsAPI {
   /// Writes a document of nothing but a root element to the disk, without opening it. What lay there before
   /// is kept aside under the file's name with ".bad" behind it (see platform/FileReplacement.h); a file that
   /// is there but can't be read is left alone.
+  /// @param overGood  false: so is one that holds a document, whatever it was that Open failed for.
   /// @return 1 done; 0 not done, also when this object is open; -1 no XML library.
-  sarnevo::i32 CreateNewFile(const char* fileName, const char* rootName, sarnevo::u32 initialiseCom) noexcept;
+  sarnevo::i32 CreateNewFile(const char* fileName, const char* rootName, sarnevo::u32 initialiseCom,
+                             bool overGood = true) noexcept;
 
   /// Whether a file can carry the value and give it back: a text of XML 1.0 of at most 1 MiB in UTF-8.
   static bool CanHold(std::wstring_view value);
