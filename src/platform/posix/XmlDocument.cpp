@@ -156,9 +156,10 @@ void RefuseDocumentType(void* context, const xmlChar*, const xmlChar*, const xml
 
 }  // namespace
 
+// Once for all threads: the library's own look at whether it has been done isn't one that threads may share.
 bool EnterXml() noexcept {
-  xmlInitParser();
-  return true;
+  static const bool ready = (xmlInitParser(), true);
+  return ready;
 }
 
 // The library's data is shared with the host, so that there is nothing to be given back.
