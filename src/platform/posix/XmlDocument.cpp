@@ -35,16 +35,21 @@ using Buffer = std::unique_ptr<xmlBuffer, Deleter<xmlBufferFree>>;
 using Document = std::unique_ptr<xmlDoc, Deleter<xmlFreeDoc>>;
 using Text = std::unique_ptr<xmlChar, XmlFree>;
 
-// The library remembers the last error of each thread. The host may use the library too, and the error that
-// it may still want to ask for is not ours to overwrite.
+void DropError(void*, xmlErrorPtr) {}
+
+// The library remembers the last error of each thread, and tells each error to the thread's handler or, without
+// one, to the standard error stream. The host may use the library too: the error that it may still want to ask
+// for is not ours to overwrite, and what we want memory for is no news for its handler or its terminal.
 class LastErrorKeeper {
  public:
   LastErrorKeeper() noexcept {
     if (xmlErrorPtr last = xmlGetLastError()) {
       xmlCopyError(last, &saved_);
     }
+    xmlSetStructuredErrorFunc(nullptr, DropError);
   }
   ~LastErrorKeeper() {
+    xmlSetStructuredErrorFunc(context_, handler_);
     xmlResetLastError();
     if (saved_.code != XML_ERR_OK) {
       xmlCopyError(&saved_, &xmlLastError);
@@ -55,6 +60,8 @@ class LastErrorKeeper {
   LastErrorKeeper& operator=(const LastErrorKeeper&) = delete;
 
  private:
+  const xmlStructuredErrorFunc handler_ = xmlStructuredError;
+  void* const context_ = xmlStructuredErrorContext;
   xmlError saved_ = {};
 };
 
@@ -146,8 +153,6 @@ bool MarkAsUtf8(xmlDoc* document) noexcept {
   document->encoding = encoding;
   return true;
 }
-
-void DropError(void*, xmlErrorPtr) {}
 
 // A document type is refused at its first word, before anything of it is read.
 void RefuseDocumentType(void* context, const xmlChar*, const xmlChar*, const xmlChar*) {
@@ -251,6 +256,7 @@ XmlElement* XmlDocument::Select(std::string_view path) const {
   if (content_ == nullptr) {
     return nullptr;
   }
+  const LastErrorKeeper keeper;
   const auto steps = ParseXmlPath(path);
   return steps ? ToElement(Find(ToDocument(content_.get())->children, *steps)) : nullptr;
 }
@@ -275,6 +281,7 @@ XmlElement* XmlDocument::AppendElement(XmlElement* parent, std::string_view name
     return nullptr;
   }
   return Guarded<XmlElement*>(nullptr, [&]() -> XmlElement* {
+    const LastErrorKeeper keeper;
     // Without a namespace: a prefix-less name that took one over from its parent could never be selected.
     xmlNode* const node =
         xmlNewDocNode(ToNode(parent)->doc, nullptr, ToXml(std::string(name).c_str()), nullptr);
@@ -293,6 +300,7 @@ bool XmlDocument::AppendText(XmlElement* parent, std::string_view text) noexcept
   if (text.size() > kMaxValueBytes || !IsXmlText(text)) {
     return false;
   }
+  const LastErrorKeeper keeper;
   xmlNode* const node =
       xmlNewDocTextLen(ToNode(parent)->doc, ToXml(text.data()), static_cast<int>(text.size()));
   if (node == nullptr) {
@@ -313,6 +321,7 @@ bool XmlDocument::Remove(XmlElement* element) noexcept {
 }
 
 std::optional<std::string> XmlDocument::GetAttribute(const XmlElement* element, std::string_view name) const {
+  const LastErrorKeeper keeper;
   const Text value = AttributeOf(ToNode(element), name);
   return value ? std::optional<std::string>(FromXml(value.get())) : std::nullopt;
 }
@@ -323,6 +332,7 @@ bool XmlDocument::SetAttribute(XmlElement* element, std::string_view name, std::
   }
   // Without memory for the text the library makes an empty one and calls it done.
   return Guarded(false, [&] {
+    const LastErrorKeeper keeper;
     return xmlSetNsProp(ToNode(element), nullptr, ToXml(std::string(name).c_str()),
                         ToXml(std::string(value).c_str())) != nullptr &&
            FromXml(AttributeOf(ToNode(element), name).get()) == value;
