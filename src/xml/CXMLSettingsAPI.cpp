@@ -196,20 +196,19 @@ i32 CXMLSettingsAPI::Keep() noexcept {
   return Guarded(0, [&] {
     const COptexGuard guard(documentLock_);
     Restore();
-    auto text = document_.Print();
-    kept_ = text ? std::move(*text) : std::string();
-    return text ? 1 : 0;
+    kept_ = document_.Print();
+    return kept_ ? 1 : 0;
   });
 }
 
 void CXMLSettingsAPI::Revert() noexcept {
   const COptexGuard guard(documentLock_);
-  stale_ = true;
+  stale_ = kept_.has_value();
   Guarded(0, [&] { return Restore(), 1; });
 }
 
 void CXMLSettingsAPI::Restore() {
-  if (stale_ && document_.Parse(kept_) != XmlDocument::ParseResult::Parsed) {
+  if (stale_ && document_.Parse(*kept_) != XmlDocument::ParseResult::Parsed) {
     throw std::bad_alloc();
   }
   stale_ = false;

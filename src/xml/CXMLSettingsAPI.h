@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -71,8 +72,8 @@ class CXMLSettingsAPI {
 
   /// Remembers the document, so that changes of which one failed halfway can be taken back together.
   sarnevo::i32 Keep() noexcept;
-  /// Goes back to what Keep has remembered; without memory for that at the next operation, which fails until
-  /// there is some.
+  /// Goes back to what Keep has remembered, if anything; without memory for that at the next operation, which
+  /// fails until there is some.
   void Revert() noexcept;
 
  private:
@@ -98,8 +99,8 @@ class CXMLSettingsAPI {
   sarnevo::COptex documentLock_;  // recursive: a write makes its path under it; held while saving
   // Guarded by documentLock_.
   sarnevo::platform::XmlDocument document_;
-  std::string kept_;    // the document's text at the last Keep
-  bool stale_ = false;  // document_ is to become kept_ again
+  std::optional<std::string> kept_;  // the document's text at the last Keep, where there was memory for it
+  bool stale_ = false;               // document_ is to become kept_ again
   std::string path_;
   sarnevo::u32 autoSave_ = 0;
 };
