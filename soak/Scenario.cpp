@@ -45,12 +45,15 @@ struct Run {
   // What comes by itself when nothing is lacking any more.
   template <typename Holds>
   void Await(const char* what, Holds holds) {
-    if (!WaitUntil(holds, milliseconds(300))) {
-      Heal();
-      if (!WaitUntil(holds, milliseconds(30'000))) {
-        Complain(std::string(what) + " never comes");
+    for (int round = 0; round < 100; ++round) {
+      if (WaitUntil(holds, milliseconds(300))) {
+        return;
+      }
+      if (Strikes() != 0) {
+        Heal();
       }
     }
+    Complain(std::string(what) + " never comes");
   }
 
   // An operation on the stored positions. Whatever fails, list and file are each as before or as wanted; what
