@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <map>
+#include <set>
 
 #include "Process.h"
 #include "Scenario.h"
@@ -12,7 +13,7 @@ namespace kolvex_soak {
 
 namespace {
 
-constexpr int kAtOnce = 4;        // processes
+constexpr int kAtOnce = 16;       // processes; each waits more than it works
 constexpr unsigned kLimit = 120;  // seconds for a run that takes one
 constexpr int kShort = 50;        // steps beyond make the short form
 constexpr int kGood = 0, kBad = 1, kUnharmed = 3;
@@ -21,14 +22,15 @@ struct Case {
   Resource resource = Resource::Memory;
   bool onward = false;
   const char* group = "1";
-  long n = 0;
+  long n = 1;
 
-  std::string Text() const {
+  std::string Kind() const {
     static constexpr const char* kNames[] = {"memory", "socket", "bind",  "connect", "thread",
                                              "open",   "write",  "flush", "rename"};
-    return "group " + std::string(group) + ", " + kNames[static_cast<int>(resource)] + " " + std::to_string(n) +
-           (onward ? " and on" : "");
+    return "group " + std::string(group) + ", " + (onward ? "all from the n-th " : "the n-th ") +
+           kNames[static_cast<int>(resource)];
   }
+  std::string Text() const { return Kind() + ", n = " + std::to_string(n); }
 };
 
 std::string Address() { return "00:11:22:33:44:55 of " + std::to_string(getpid()); }
@@ -63,28 +65,34 @@ class Runner {
  public:
   Runner(const Library& library, bool cold) : library_(library), cold_(cold) {}
 
-  // All n of one kind, until a run in which nothing was struck.
-  void Run(Case c, int step) {
-    unharmed_ = false;
-    for (c.n = 1; !unharmed_; c.n += step) {
-      const pid_t child = fork();
-      if (child == 0) {
-        RunCase(library_, c, cold_);
+  // All n of each kind in turn, until a run of that kind in which nothing was struck.
+  void Run(std::vector<Case> kinds, int step) {
+    while (!kinds.empty()) {
+      for (Case& c : kinds) {
+        Begin(c);
+        c.n += c.resource == Resource::Memory ? step : 1;
       }
-      running_[child] = c;
-      if (running_.size() == (std::getenv("KOLVEX_TRACE") != nullptr ? 1 : kAtOnce)) {
-        AwaitOne();
-      }
+      std::erase_if(kinds, [this](const Case& c) { return unharmed_.contains(c.Kind()); });
     }
     while (!running_.empty()) {
       AwaitOne();
     }
-    std::printf("%s: passes whole\n", c.Text().c_str());
   }
 
   int bad = 0;
 
  private:
+  void Begin(const Case& c) {
+    const pid_t child = fork();
+    if (child == 0) {
+      RunCase(library_, c, cold_);
+    }
+    running_[child] = c;
+    if (running_.size() == (std::getenv("KOLVEX_TRACE") != nullptr ? 1 : kAtOnce)) {
+      AwaitOne();
+    }
+  }
+
   void AwaitOne() {
     int status = 0;
     const pid_t child = wait(&status);
@@ -93,7 +101,9 @@ class Runner {
       return;
     }
     const int code = WIFEXITED(status) ? WEXITSTATUS(status) : kBad;
-    unharmed_ = unharmed_ || code == kUnharmed;
+    if (code == kUnharmed && unharmed_.insert(found->second.Kind()).second) {
+      std::printf("%s: passes whole\n", found->second.Text().c_str());
+    }
     if (code != kGood && code != kUnharmed) {
       const int signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
       std::printf("%s: %s %d\n", found->second.Text().c_str(),
@@ -109,7 +119,7 @@ class Runner {
   const Library& library_;
   const bool cold_;
   std::map<pid_t, Case> running_;
-  bool unharmed_ = false;
+  std::set<std::string> unharmed_;  // kinds
 };
 
 }  // namespace
@@ -124,15 +134,17 @@ bool Sweep(const Library& library, int step, bool cold) {
       }
     }
   }
-  Runner runner(library, cold);
+  std::vector<Case> kinds;
   for (const char* group : {"1", "2"}) {
     for (int resource = 0; resource < static_cast<int>(Resource::Count); ++resource) {
-      for (const bool onward : step > kShort ? std::vector<bool>{false} : std::vector<bool>{false, true}) {
-        const Case c{static_cast<Resource>(resource), onward, group};
-        runner.Run(c, c.resource == Resource::Memory ? step : 1);
+      kinds.push_back({static_cast<Resource>(resource), false, group});
+      if (step <= kShort) {
+        kinds.push_back({static_cast<Resource>(resource), true, group});
       }
     }
   }
+  Runner runner(library, cold);
+  runner.Run(kinds, step);
   std::printf("%d runs went wrong\n", runner.bad);
   return runner.bad == 0;
 }
