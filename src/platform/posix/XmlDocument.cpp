@@ -163,7 +163,11 @@ void RefuseDocumentType(void* context, const xmlChar*, const xmlChar*, const xml
 
 // Once for all threads: the library's own look at whether it has been done isn't one that threads may share.
 bool EnterXml() noexcept {
-  static const bool ready = (xmlInitParser(), true);
+  static const bool ready = [] {
+    const LastErrorKeeper keeper;
+    xmlInitParser();
+    return true;
+  }();
   return ready;
 }
 
