@@ -1,6 +1,7 @@
 #include "platform/XmlDocument.h"
 
 #include <algorithm>
+#include <new>
 #include <span>
 
 #include <libxml/parser.h>
@@ -34,16 +35,21 @@ using Buffer = std::unique_ptr<xmlBuffer, Deleter<xmlBufferFree>>;
 using Document = std::unique_ptr<xmlDoc, Deleter<xmlFreeDoc>>;
 using Text = std::unique_ptr<xmlChar, XmlFree>;
 
-// The library remembers the last error of each thread. The host may use the library too, and the error that
-// it may still want to ask for is not ours to overwrite.
+void DropError(void*, xmlErrorPtr) {}
+
+// The library remembers the last error of each thread, and tells each error to the thread's handler or, without
+// one, to the standard error stream. The host may use the library too: the error that it may still want to ask
+// for is not ours to overwrite, and what we want memory for is no news for its handler or its terminal.
 class LastErrorKeeper {
  public:
   LastErrorKeeper() noexcept {
     if (xmlErrorPtr last = xmlGetLastError()) {
       xmlCopyError(last, &saved_);
     }
+    xmlSetStructuredErrorFunc(nullptr, DropError);
   }
   ~LastErrorKeeper() {
+    xmlSetStructuredErrorFunc(context_, handler_);
     xmlResetLastError();
     if (saved_.code != XML_ERR_OK) {
       xmlCopyError(&saved_, &xmlLastError);
@@ -54,6 +60,8 @@ class LastErrorKeeper {
   LastErrorKeeper& operator=(const LastErrorKeeper&) = delete;
 
  private:
+  const xmlStructuredErrorFunc handler_ = xmlStructuredError;
+  void* const context_ = xmlStructuredErrorContext;
   xmlError saved_ = {};
 };
 
@@ -98,8 +106,18 @@ Result Guarded(Result failure, Call&& call) noexcept {
   }
 }
 
-bool HasAttributeValue(xmlNode* node, const XmlStep::Condition& condition) {
-  const Text value(xmlGetNoNsProp(node, ToXml(std::string(condition.attribute).c_str())));
+// Null when there is no such attribute.
+Text AttributeOf(const xmlNode* node, std::string_view name) {
+  const std::string terminated(name);
+  Text value(xmlGetNoNsProp(node, ToXml(terminated.c_str())));
+  if (!value && xmlHasProp(node, ToXml(terminated.c_str())) != nullptr) {
+    throw std::bad_alloc();
+  }
+  return value;
+}
+
+bool HasAttributeValue(const xmlNode* node, const XmlStep::Condition& condition) {
+  const Text value = AttributeOf(node, condition.attribute);
   return value != nullptr && FromXml(value.get()) == condition.value;
 }
 
@@ -136,8 +154,6 @@ bool MarkAsUtf8(xmlDoc* document) noexcept {
   return true;
 }
 
-void DropError(void*, xmlErrorPtr) {}
-
 // A document type is refused at its first word, before anything of it is read.
 void RefuseDocumentType(void* context, const xmlChar*, const xmlChar*, const xmlChar*) {
   xmlStopParser(static_cast<xmlParserCtxtPtr>(context));
@@ -145,9 +161,14 @@ void RefuseDocumentType(void* context, const xmlChar*, const xmlChar*, const xml
 
 }  // namespace
 
+// Once for all threads: the library's own look at whether it has been done isn't one that threads may share.
 bool EnterXml() noexcept {
-  xmlInitParser();
-  return true;
+  static const bool ready = [] {
+    const LastErrorKeeper keeper;
+    xmlInitParser();
+    return true;
+  }();
+  return ready;
 }
 
 // The library's data is shared with the host, so that there is nothing to be given back.
@@ -235,14 +256,13 @@ std::optional<std::string> XmlDocument::Print() const noexcept {
   });
 }
 
-XmlElement* XmlDocument::Select(std::string_view path) const noexcept {
+XmlElement* XmlDocument::Select(std::string_view path) const {
   if (content_ == nullptr) {
     return nullptr;
   }
-  return Guarded<XmlElement*>(nullptr, [&]() -> XmlElement* {
-    const auto steps = ParseXmlPath(path);
-    return steps ? ToElement(Find(ToDocument(content_.get())->children, *steps)) : nullptr;
-  });
+  const LastErrorKeeper keeper;
+  const auto steps = ParseXmlPath(path);
+  return steps ? ToElement(Find(ToDocument(content_.get())->children, *steps)) : nullptr;
 }
 
 std::uint32_t XmlDocument::Depth(const XmlElement* element) const noexcept {
@@ -265,6 +285,7 @@ XmlElement* XmlDocument::AppendElement(XmlElement* parent, std::string_view name
     return nullptr;
   }
   return Guarded<XmlElement*>(nullptr, [&]() -> XmlElement* {
+    const LastErrorKeeper keeper;
     // Without a namespace: a prefix-less name that took one over from its parent could never be selected.
     xmlNode* const node =
         xmlNewDocNode(ToNode(parent)->doc, nullptr, ToXml(std::string(name).c_str()), nullptr);
@@ -283,6 +304,7 @@ bool XmlDocument::AppendText(XmlElement* parent, std::string_view text) noexcept
   if (text.size() > kMaxValueBytes || !IsXmlText(text)) {
     return false;
   }
+  const LastErrorKeeper keeper;
   xmlNode* const node =
       xmlNewDocTextLen(ToNode(parent)->doc, ToXml(text.data()), static_cast<int>(text.size()));
   if (node == nullptr) {
@@ -302,21 +324,22 @@ bool XmlDocument::Remove(XmlElement* element) noexcept {
   return true;
 }
 
-std::optional<std::string> XmlDocument::GetAttribute(const XmlElement* element,
-                                                     std::string_view name) const noexcept {
-  return Guarded(std::optional<std::string>(), [&]() -> std::optional<std::string> {
-    const Text value(xmlGetNoNsProp(ToNode(element), ToXml(std::string(name).c_str())));
-    return value ? std::optional<std::string>(FromXml(value.get())) : std::nullopt;
-  });
+std::optional<std::string> XmlDocument::GetAttribute(const XmlElement* element, std::string_view name) const {
+  const LastErrorKeeper keeper;
+  const Text value = AttributeOf(ToNode(element), name);
+  return value ? std::optional<std::string>(FromXml(value.get())) : std::nullopt;
 }
 
 bool XmlDocument::SetAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept {
   if (value.size() > kMaxValueBytes || !IsElementName(name) || !IsXmlText(value)) {
     return false;
   }
+  // Without memory for the text the library makes an empty one and calls it done.
   return Guarded(false, [&] {
+    const LastErrorKeeper keeper;
     return xmlSetNsProp(ToNode(element), nullptr, ToXml(std::string(name).c_str()),
-                        ToXml(std::string(value).c_str())) != nullptr;
+                        ToXml(std::string(value).c_str())) != nullptr &&
+           FromXml(AttributeOf(ToNode(element), name).get()) == value;
   });
 }
 
