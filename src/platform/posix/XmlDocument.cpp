@@ -145,9 +145,11 @@ void RefuseDocumentType(void* context, const xmlChar*, const xmlChar*, const xml
 
 }  // namespace
 
+// The library looks at its own mark without a lock, so that a thread which finds the parser ready may not see all
+// that another one has prepared. Here the second waits for the first.
 bool EnterXml() noexcept {
-  xmlInitParser();
-  return true;
+  static const bool ready = (xmlInitParser(), true);
+  return ready;
 }
 
 // The library's data is shared with the host, so that there is nothing to be given back.
