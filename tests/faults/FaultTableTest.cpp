@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <exception>
 #include <fstream>
-#include <regex>
 
 #include "faults/Cells.h"
 
@@ -49,8 +48,8 @@ void PlayAll(const std::vector<Cell*>& cells, std::size_t threads) {
 TEST(Faults, AreToldInTimeAndLeaveNothingBehind) {
   std::ifstream file(KOLVEX_FAULTS_PAGE);
   std::string page{std::istreambuf_iterator<char>(file), {}};
-  if (!kIsTimed) {
-    page = std::regex_replace(page, std::regex(" ≤ [0-9]+ s(?= )"), "");
+  for (std::size_t time = 0; !kIsTimed && (time = page.find(" ≤ ")) != std::string::npos;) {
+    page.erase(time, page.find(" s ", time) + 2 - time);
   }
   const bool writes = kIsTimed && std::getenv("KOLVEX_WRITE_FAULTS") != nullptr;
   std::vector<Cell> cells = AllCells();
