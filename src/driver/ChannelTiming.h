@@ -16,6 +16,10 @@ struct ChannelTiming {
   platform::Milliseconds startingReceiveTimeout{10000};
   /// How long the UDP port waits for a packet, before the stream counts as lost.
   platform::Milliseconds packetTimeout{5000};
+  /// Longest wait for the next piece of an RTSP reply, and the pause between two looks at a TCP connection that
+  /// is being made.
+  platform::Milliseconds rtspReceive{2000};
+  platform::Milliseconds rtspConnectStep{100};
   /// How long a worker that was interrupted may take to its end, before it is given up in the host's code.
   platform::Milliseconds interruptMoment{200};
 };

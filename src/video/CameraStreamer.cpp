@@ -77,7 +77,9 @@ bool CBaseCameraChannel::SetUpStream(u32& failures) noexcept {
 }
 
 bool CBaseCameraChannel::CreateProtocols() noexcept {
-  const ProtocolTimes times{.portReceive = timing_.packetTimeout};
+  const ProtocolTimes times{.rtspReceive = timing_.rtspReceive,
+                            .rtspConnectStep = timing_.rtspConnectStep,
+                            .portReceive = timing_.packetTimeout};
   try {
     CreateIfMissing(rtsp_, times);
     gate_.Watch<&CRTSPClient::Interrupt>(*rtsp_);

@@ -2,6 +2,7 @@
 
 #include <event2/event.h>
 #include <event2/thread.h>
+#include <signal.h>
 
 #include <future>
 #include <stdexcept>
@@ -24,7 +25,14 @@ EventLoop::EventLoop() {
   wake_.reset(event_new(
       base_.get(), -1, EV_PERSIST,
       [](evutil_socket_t, short, void* self) { static_cast<EventLoop*>(self)->RunTasks(); }, this));
-  thread_ = std::thread([this] { event_base_loop(base_.get(), EVLOOP_NO_EXIT_ON_EMPTY); });
+  thread_ = std::thread([this] {
+    // A client that has gone is no reason to end the process; the write fails all the same.
+    sigset_t broken;
+    sigemptyset(&broken);
+    sigaddset(&broken, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &broken, nullptr);
+    event_base_loop(base_.get(), EVLOOP_NO_EXIT_ON_EMPTY);
+  });
 }
 
 EventLoop::~EventLoop() {
