@@ -24,7 +24,7 @@ std::string Mangled(FaultRate PacketFaults::*which, const char* rate, std::uint6
     packet[0] = 0x80;
     packet[1] = number % 3 == 0 ? 0x9A : 0x1A;
     packet[2] = 0;
-    mangler.Process(faults, counts, packet, [&text](std::span<const std::uint8_t> bytes) {
+    mangler.Process(faults, counts, packet, [&text](std::span<const std::uint8_t> bytes, PacketMangler::From) {
       if (bytes.size() != 20 ||
           std::any_of(bytes.begin() + 4, bytes.end(), [&](auto b) { return b != bytes[12]; })) {
         text += "? ";
@@ -97,6 +97,11 @@ TEST(CameraFaults, SpoilRepliesAsTheySay) {
       {"http=delay:50*1", ok, whole},
       {"http=stall@/multimedia.cgi", ok, whole},
       {"http=endless", ok, 200'000},
+      {"http=cut/status*1", "HTTP/1.", 7},
+      {"http=cut/header1*1", ok + "Server:", 24},
+      {"http=garbage:64/header2*1", ok + "Server: Kolvex\r\nContent-Type", 109},
+      {"http=oversize:900/header1*1", ok + "Server:xxxx", whole + 900},
+      {"http=oversize:900/body*1", ok, whole + 901},
       {"http=ok", ok, whole},
   };
   for (const Row& row : rows) {

@@ -38,13 +38,17 @@ Camera::Camera(EventLoop& loop, StreamHub& hub, Pacer& pacer, const CameraSettin
                        rebootTimer_.StartOnce(kRetryListen);
                      }
                    }),
+      leaveTimer_(loop, [this] { Reboot(goneFor_); }),
       http_(loop,
             [this](Connection& connection) {
+              SpoilAtConnect(connection, faults_.http, counters_.faults.httpReplies);
               return std::make_unique<HttpService>(
                   connection, [this](const HttpRequest& request) { return AnswerHttp(request); });
             }),
-      rtsp_(loop, [this](Connection& connection) { return std::make_unique<RtspService>(connection, *this); }) {
-}
+      rtsp_(loop, [this](Connection& connection) {
+        SpoilAtConnect(connection, faults_.rtsp, counters_.faults.rtspReplies);
+        return std::make_unique<RtspService>(connection, *this);
+      }) {}
 
 Camera::~Camera() = default;
 
@@ -81,6 +85,25 @@ void Camera::Reboot(Milliseconds gone) {
   sockets_ = nullptr;
   std::fill(outputs_.begin(), outputs_.end(), false);
   rebootTimer_.StartOnce(gone);
+}
+
+void Camera::SpoilAtConnect(Connection& connection, ReplyFault& fault, std::uint64_t& count) {
+  if (const std::optional<ReplyFault> taken = fault.TakeAtConnect()) {
+    ++count;
+    LeaveIfAsked(*taken);
+    connection.Reply({}, taken, false);
+  }
+}
+
+void Camera::LeaveIfAsked(const ReplyFault& fault) {
+  if (fault.kind != ReplyFault::Kind::Gone && fault.kind != ReplyFault::Kind::Turn) {
+    return;
+  }
+  if (fault.kind == ReplyFault::Kind::Turn) {
+    AnswerAs(settings_.group == Group::One ? Group::Two : Group::One);
+  }
+  goneFor_ = Milliseconds(fault.value);
+  leaveTimer_.StartOnce(Microseconds{0});
 }
 
 void Camera::Reseed(std::uint64_t seed) {
@@ -198,7 +221,10 @@ std::optional<ReplyFault> Camera::OnRtspRequest(const RtspRequest& request) {
   ++counters_.rtspRequests;
   Note("RTSP " + request.text);
   const std::optional<ReplyFault> fault = faults_.rtsp.Take(request.text);
-  counters_.faults.rtspReplies += fault ? 1 : 0;
+  if (fault) {
+    ++counters_.faults.rtspReplies;
+    LeaveIfAsked(*fault);
+  }
   return fault;
 }
 
@@ -217,6 +243,7 @@ HttpReply Camera::AnswerHttp(const HttpRequest& request) {
   reply.fault = faults_.http.Take(request.target);
   if (reply.fault) {
     ++counters_.faults.httpReplies;
+    LeaveIfAsked(*reply.fault);
     if (reply.fault->kind == ReplyFault::Kind::Status) {
       reply.status = reply.fault->value;
     }

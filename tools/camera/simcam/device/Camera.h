@@ -63,6 +63,8 @@ class Camera : public CgiDevice, public RtspHost {
   std::uint64_t DrawSessionNumber() override { return dice_(); }
 
  private:
+  void SpoilAtConnect(Connection& connection, ReplyFault& fault, std::uint64_t& count);
+  void LeaveIfAsked(const ReplyFault& fault);
   HttpReply AnswerHttp(const HttpRequest& request);
   HttpReply RunCgi(const HttpRequest& request);
   bool Authorized(const HttpRequest& request) const;
@@ -88,6 +90,8 @@ class Camera : public CgiDevice, public RtspHost {
   std::deque<std::string> requests_;
   bool up_ = false;
   Timer rebootTimer_;
+  Milliseconds goneFor_{0};
+  Timer leaveTimer_;                  // a camera can't go while it answers
   std::unique_ptr<UdpPair> sockets_;  // opened for the first stream
   std::vector<std::unique_ptr<RtpSender>> streams_;
   // Last, so that they go first: their connections end streams.

@@ -30,6 +30,10 @@ json ToJson(const Faults& faults) {
           {"truncate", packets.truncate.ToText()},
           {"corrupt", packets.corrupt.ToText()},
           {"garbage", packets.garbage.ToText()},
+          {"oversize", packets.oversize.ToText()},
+          {"empty", packets.empty.ToText()},
+          {"stranger", packets.stranger.ToText()},
+          {"mistype", packets.mistype.ToText()},
           {"unmark", packets.unmark.ToText()},
           {"swap", packets.swap.ToText()},
           {"silent", faults.silent},
@@ -40,8 +44,10 @@ json ToJson(const Faults& faults) {
 json ToJson(const FaultCounts& counts) {
   return {{"lost", counts.lost},           {"duplicated", counts.duplicated}, {"reordered", counts.reordered},
           {"truncated", counts.truncated}, {"corrupted", counts.corrupted},   {"garbage", counts.garbage},
-          {"unmarked", counts.unmarked},   {"swapped", counts.swapped},       {"http", counts.httpReplies},
-          {"rtsp", counts.rtspReplies},    {"reboots", counts.reboots}};
+          {"oversized", counts.oversized}, {"emptied", counts.emptied},       {"strangers", counts.strangers},
+          {"mistyped", counts.mistyped},   {"unmarked", counts.unmarked},     {"swapped", counts.swapped},
+          {"reports", counts.reports},     {"http", counts.httpReplies},      {"rtsp", counts.rtspReplies},
+          {"reboots", counts.reboots}};
 }
 
 json ToJson(const HeadStatus& head) {

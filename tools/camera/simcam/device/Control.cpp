@@ -1,5 +1,6 @@
 #include "simcam/device/Control.h"
 
+#include <algorithm>
 #include <array>
 #include <nlohmann/json.hpp>
 
@@ -36,6 +37,16 @@ bool Heal(Camera& camera, const std::string&) {
 bool SetSilent(Camera& camera, const std::string& value) {
   camera.faults().silent = value == "1";
   return value == "0" || value == "1";
+}
+
+bool SetReports(Camera& camera, const std::string& value) {
+  constexpr std::array<std::string_view, 6> kNames{"ok", "lose", "short", "garbage", "oversize", "empty"};
+  const auto* const name = std::find(kNames.begin(), kNames.end(), value);
+  if (name == kNames.end()) {
+    return false;
+  }
+  camera.faults().reports = static_cast<ReportFault>(name - kNames.begin());
+  return true;
 }
 
 bool Reboot(Camera& camera, const std::string& value) {
@@ -83,10 +94,17 @@ constexpr std::array kCommands = {
     Command{"corrupt", SetRate<&PacketFaults::corrupt>,
             "RATE     RTP packets with up to 8 changed payload bytes"},
     Command{"garbage", SetRate<&PacketFaults::garbage>, "RATE     datagrams of random bytes sent in between"},
+    Command{"oversize", SetRate<&PacketFaults::oversize>, "RATE     datagrams of 6000 bytes sent in between"},
+    Command{"empty", SetRate<&PacketFaults::empty>, "RATE     datagrams without a byte sent in between"},
+    Command{"stranger", SetRate<&PacketFaults::stranger>,
+            "RATE     packets of somebody else sent in between, from another address"},
+    Command{"mistype", SetRate<&PacketFaults::mistype>,
+            "RATE     packets with a payload type that the description doesn't name"},
     Command{"unmark", SetRate<&PacketFaults::unmark>, "RATE     packets that lose their marker bit"},
     Command{"swap", SetRate<&PacketFaults::swap>,
             "RATE     packets that exchange sequence numbers with the next"},
     Command{"silent", SetSilent, "0|1      streams are set up and no RTP comes"},
+    Command{"reports", SetReports, "WHAT     RTCP reports: ok, lose, short, garbage, oversize or empty"},
     Command{"http", SetReply<&Faults::http>, "REPLY    what happens to HTTP replies"},
     Command{"rtsp", SetReply<&Faults::rtsp>, "REPLY    what happens to RTSP replies"},
     Command{"reboot", Reboot, "SECONDS  gone, and back after that time with new sessions and SSRC"},
@@ -154,9 +172,14 @@ std::string ControlHelp() {
   return text + "  inputN       0|1|toggle  level of input N\n" +
          "RATE is a probability (0.05), every:N or next:N packets. REPLY is ok, refuse, stall, delay:MS, "
          "drip:MS\n"
-         "(a byte at a time), pieces:BYTES, cut:BYTES, reset, status:CODE, garbage:BYTES or endless, each "
+         "(a byte at a time), pieces:BYTES, cut:BYTES, reset, status:CODE, garbage:BYTES, oversize:BYTES, "
+         "endless,\n"
+         "gone:MS (in place of a reply, and back after that time) or turn:MS (back as the other group), each "
          "with\n"
-         "@TEXT behind it for requests that hold TEXT only and *COUNT for so many replies only.\n";
+         "/PLACE behind it for where the reply begins to go wrong (connect, status, header1, header2 and so on "
+         "or\n"
+         "body), @TEXT for requests that hold TEXT only and *COUNT for so many replies only: "
+         "stall/header2@SETUP*1.\n";
 }
 
 }  // namespace simcam

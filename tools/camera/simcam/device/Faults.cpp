@@ -1,7 +1,9 @@
 #include "simcam/device/Faults.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
+#include <utility>
 
 #include "simcam/base/Text.h"
 
@@ -11,23 +13,59 @@ namespace {
 
 constexpr std::uint64_t kMax32 = std::numeric_limits<std::uint32_t>::max();
 
+enum class Needs : std::uint8_t { Nothing, Value, ValueOrPlace };
 struct KindName {
   std::string_view name;
   ReplyFault::Kind kind;
-  bool hasValue;
+  Needs needs;
 };
 constexpr std::array kKinds = {
-    KindName{"ok", ReplyFault::Kind::None, false},         KindName{"refuse", ReplyFault::Kind::Refuse, false},
-    KindName{"stall", ReplyFault::Kind::Stall, false},     KindName{"delay", ReplyFault::Kind::Delay, true},
-    KindName{"drip", ReplyFault::Kind::Drip, true},        KindName{"pieces", ReplyFault::Kind::Pieces, true},
-    KindName{"cut", ReplyFault::Kind::Cut, true},          KindName{"reset", ReplyFault::Kind::Reset, false},
-    KindName{"status", ReplyFault::Kind::Status, true},    KindName{"garbage", ReplyFault::Kind::Garbage, true},
-    KindName{"endless", ReplyFault::Kind::Endless, false},
+    KindName{"ok", ReplyFault::Kind::None, Needs::Nothing},
+    KindName{"refuse", ReplyFault::Kind::Refuse, Needs::Nothing},
+    KindName{"stall", ReplyFault::Kind::Stall, Needs::Nothing},
+    KindName{"delay", ReplyFault::Kind::Delay, Needs::Value},
+    KindName{"drip", ReplyFault::Kind::Drip, Needs::Value},
+    KindName{"pieces", ReplyFault::Kind::Pieces, Needs::Value},
+    KindName{"cut", ReplyFault::Kind::Cut, Needs::ValueOrPlace},
+    KindName{"reset", ReplyFault::Kind::Reset, Needs::Nothing},
+    KindName{"status", ReplyFault::Kind::Status, Needs::Value},
+    KindName{"garbage", ReplyFault::Kind::Garbage, Needs::Value},
+    KindName{"oversize", ReplyFault::Kind::Oversize, Needs::Value},
+    KindName{"endless", ReplyFault::Kind::Endless, Needs::Nothing},
+    KindName{"gone", ReplyFault::Kind::Gone, Needs::Value},
+    KindName{"turn", ReplyFault::Kind::Turn, Needs::Value},
 };
+
+using Place = ReplyFault::Place;
+constexpr std::string_view kHeader = "header";
+constexpr std::array<std::pair<std::string_view, Place>, 4> kPlaces{
+    {{"start", Place::Start}, {"connect", Place::Connect}, {"status", Place::Status}, {"body", Place::Body}}};
 
 std::optional<std::uint32_t> Number(std::string_view text, std::uint64_t minimum) {
   const std::optional<std::uint64_t> number = ParseNumber(text, minimum, kMax32);
   return number ? std::optional(static_cast<std::uint32_t>(*number)) : std::nullopt;
+}
+
+bool ReadPlace(std::string_view text, ReplyFault& fault) {
+  for (const auto& [name, place] : kPlaces) {
+    if (name == text) {
+      fault.place = place;
+      return true;
+    }
+  }
+  const auto header = text.starts_with(kHeader) ? Number(text.substr(kHeader.size()), 1) : std::nullopt;
+  fault.place = Place::Header;
+  fault.header = header.value_or(0);
+  return header.has_value();
+}
+
+std::string PlaceText(const ReplyFault& fault) {
+  for (const auto& [name, place] : kPlaces) {
+    if (place == fault.place) {
+      return place == Place::Start ? "" : "/" + std::string(name);
+    }
+  }
+  return "/" + std::string(kHeader) + std::to_string(fault.header);
 }
 
 }  // namespace
@@ -69,18 +107,54 @@ std::string FaultRate::ToText() const {
 
 bool PacketFaults::active() const {
   return lose.active() || duplicate.active() || reorder.active() || truncate.active() || corrupt.active() ||
-         garbage.active() || unmark.active() || swap.active();
+         garbage.active() || oversize.active() || empty.active() || stranger.active() || mistype.active() ||
+         unmark.active() || swap.active();
 }
 
 std::optional<ReplyFault> ReplyFault::Take(std::string_view request) {
-  if (kind == Kind::None || kind == Kind::Refuse || request.find(match) == std::string_view::npos) {
-    return std::nullopt;
-  }
+  const bool applies = kind != Kind::None && kind != Kind::Refuse && place != Place::Connect &&
+                       request.find(match) != std::string_view::npos;
+  return applies ? CountOff() : std::nullopt;
+}
+
+std::optional<ReplyFault> ReplyFault::TakeAtConnect() {
+  return place == Place::Connect ? CountOff() : std::nullopt;
+}
+
+std::optional<ReplyFault> ReplyFault::CountOff() {
   ReplyFault taken = *this;
   if (count > 0 && --count == 0) {
     *this = ReplyFault{};
   }
   return taken;
+}
+
+std::size_t ReplyFault::OffsetIn(std::string_view reply) const {
+  const std::size_t blank = reply.find("\r\n\r\n");
+  const std::size_t head = std::min(blank, reply.size());
+  std::size_t line = 0;
+  switch (place) {
+    case Place::Status:
+      return std::min(reply.find("\r\n"), head) / 2;
+    case Place::Header:
+      for (std::uint32_t i = 0; i < header && line < head; ++i) {
+        line = std::min(reply.find("\r\n", line), head) + 2;
+      }
+      if (line < head) {
+        return (line + std::min(reply.find("\r\n", line), head)) / 2;
+      }
+      [[fallthrough]];
+    case Place::Body:
+      return blank == std::string_view::npos ? reply.size() : (blank + 4 + reply.size()) / 2;
+    default:
+      return 0;
+  }
+}
+
+void ReplyFault::Lengthen(std::string& body) const {
+  if (kind == Kind::Oversize && place == Place::Body) {
+    body.insert(body.size() / 2, value, 'x');
+  }
 }
 
 std::optional<ReplyFault> ReplyFault::Parse(std::string_view text) {
@@ -97,17 +171,26 @@ std::optional<ReplyFault> ReplyFault::Parse(std::string_view text) {
     fault.match = text.substr(at + 1);
     text = text.substr(0, at);
   }
+  const std::size_t slash = text.find('/');
+  if (slash != std::string_view::npos) {
+    if (!ReadPlace(text.substr(slash + 1), fault)) {
+      return std::nullopt;
+    }
+    text = text.substr(0, slash);
+  }
   const std::size_t colon = text.find(':');
   for (const KindName& known : kKinds) {
     if (known.name != text.substr(0, colon)) {
       continue;
     }
     fault.kind = known.kind;
-    if (known.hasValue != (colon != std::string_view::npos)) {
-      return std::nullopt;
-    }
-    if (!known.hasValue) {
+    const bool hasValue = colon != std::string_view::npos;
+    const bool placed = slash != std::string_view::npos;
+    if (!hasValue && (known.needs == Needs::Nothing || (known.needs == Needs::ValueOrPlace && placed))) {
       return fault;
+    }
+    if (!hasValue || known.needs == Needs::Nothing || (known.needs == Needs::ValueOrPlace && placed)) {
+      return std::nullopt;
     }
     const auto value = Number(text.substr(colon + 1), known.kind == Kind::Pieces ? 1 : 0);
     fault.value = value.value_or(0);
@@ -121,9 +204,11 @@ std::string ReplyFault::ToText() const {
   for (const KindName& known : kKinds) {
     if (known.kind == kind) {
       text = known.name;
-      if (known.hasValue) text += Format(":%u", value);
+      const bool placed = known.needs == Needs::ValueOrPlace && place != Place::Start;
+      if (known.needs != Needs::Nothing && !placed) text += Format(":%u", value);
     }
   }
+  text += PlaceText(*this);
   if (!match.empty()) text += "@" + match;
   if (count > 0) text += Format("*%u", count);
   return text;

@@ -38,7 +38,9 @@ Connection::Connection(EventLoop& loop, int socket, const sockaddr_in& peer,
       stream_, [](bufferevent*, void* self) { static_cast<Connection*>(self)->OnReadable(); },
       [](bufferevent*, void* context) {
         auto* self = static_cast<Connection*>(context);
-        if (self->closeWhenSent_ && self->waiting_.empty()) {
+        if (self->resetWhenSent_) {
+          self->Reset();
+        } else if (self->closeWhenSent_ && self->waiting_.empty()) {
           self->Close();
         }
       },
@@ -59,7 +61,7 @@ void Connection::OnReadable() {
     if (count == 0) {
       return;
     }
-    if (!mute_ && !closeWhenSent_) {
+    if (!mute_ && !closeWhenSent_ && !resetWhenSent_) {
       handler_->OnBytes({buffer.data(), count});
     }
   }
@@ -74,30 +76,44 @@ void Connection::Reply(std::string bytes, const std::optional<ReplyFault>& fault
     waiting_ += bytes;
     return;
   }
+  const std::size_t offset = fault ? fault->OffsetIn(bytes) : 0;
   switch (fault ? fault->kind : ReplyFault::Kind::None) {
     case ReplyFault::Kind::Stall:
+    case ReplyFault::Kind::Gone:
+    case ReplyFault::Kind::Turn:
       mute_ = true;
+      closeWhenSent_ = false;
+      Write(std::string_view(bytes).substr(0, offset));
       break;
     case ReplyFault::Kind::Delay:
       StartPieces(std::move(bytes), SIZE_MAX, Milliseconds(fault->value));
       break;
     case ReplyFault::Kind::Drip:
-      StartPieces(std::move(bytes), 1, Milliseconds(fault->value));
+      StartPieces(bytes.substr(offset), 1, Milliseconds(fault->value));
+      Write(std::string_view(bytes).substr(0, offset));
       break;
     case ReplyFault::Kind::Pieces:
       StartPieces(std::move(bytes), fault->value, kPiecePace);
       break;
     case ReplyFault::Kind::Cut:
-      bytes.resize(std::min<std::size_t>(bytes.size(), fault->value));
+      bytes.resize(std::min<std::size_t>(bytes.size(), std::max<std::size_t>(offset, fault->value)));
       closeWhenSent_ = true;
       Write(bytes);
       break;
     case ReplyFault::Kind::Reset:
-      Reset();
+      bytes.resize(offset);
+      resetWhenSent_ = true;
+      Write(bytes);
       break;
     case ReplyFault::Kind::Garbage:
       closeWhenSent_ = true;
-      Write(Noise(fault->value));
+      Write(bytes.substr(0, offset) + Noise(fault->value));
+      break;
+    case ReplyFault::Kind::Oversize:
+      if (fault->place != ReplyFault::Place::Body) {
+        bytes.insert(offset, fault->value, 'x');
+      }
+      Write(bytes);
       break;
     case ReplyFault::Kind::Endless:
       endless_ = true;
@@ -136,7 +152,9 @@ void Connection::SendPiece() {
 
 void Connection::Write(std::string_view bytes) {
   if (bytes.empty()) {
-    if (closeWhenSent_) {
+    if (resetWhenSent_) {
+      Reset();
+    } else if (closeWhenSent_ && waiting_.empty()) {
       Close();
     }
     return;

@@ -66,6 +66,7 @@ class Connection {
   bool endless_ = false;
   bool mute_ = false;  // stalled for good: nothing goes out any more
   bool closeWhenSent_ = false;
+  bool resetWhenSent_ = false;
 };
 
 }  // namespace simcam

@@ -92,7 +92,10 @@ void HttpService::OnBytes(std::string_view bytes) {
 }
 
 void HttpService::Answer(bool keepAlive) {
-  const HttpReply reply = answer_(request_);
+  HttpReply reply = answer_(request_);
+  if (reply.fault) {
+    reply.fault->Lengthen(reply.body);
+  }
   const bool endless = reply.fault && reply.fault->kind == ReplyFault::Kind::Endless;
   std::string text = Format("HTTP/1.1 %u %s\r\nServer: Kolvex\r\n", reply.status, ReasonOf(reply.status));
   if (reply.status == 401) {

@@ -48,6 +48,9 @@ void RtspService::OnBytes(std::string_view bytes) {
     } else {
       reply = Answer(*request);
     }
+    if (fault) {
+      fault->Lengthen(reply.body);
+    }
     connection_.Reply(Write(*request, reply), fault, false);
   }
   if (received_.size() > kMaxRequest) {
@@ -106,7 +109,7 @@ RtspService::Reply RtspService::Describe(const RtspRequest& request) {
   Reply reply;
   reply.body = host_.sessionDescription();
   reply.headers = {"Content-Base: " + request.uri + (request.uri.ends_with('/') ? "" : "/"),
-                   "Content-Type: application/sdp", Format("Content-Length: %zu", reply.body.size())};
+                   "Content-Type: application/sdp"};
   return reply;
 }
 
@@ -141,6 +144,9 @@ std::string RtspService::Write(const RtspRequest& request, const Reply& reply) c
   }
   for (const std::string& header : reply.headers) {
     text += header + "\r\n";
+  }
+  if (!reply.body.empty()) {
+    text += Format("Content-Length: %zu\r\n", reply.body.size());
   }
   return text + "\r\n" + reply.body;
 }

@@ -57,8 +57,8 @@ void TcpServer::Accept(int socket, const sockaddr_in& peer) {
       reaper_.StartOnce(Microseconds{0});
     }
   });
-  connection->SetHandler(makeHandler_(*connection));
-  connections_.push_back(std::move(connection));
+  Connection& accepted = *connections_.emplace_back(std::move(connection));
+  accepted.SetHandler(makeHandler_(accepted));  // which may end it
 }
 
 void TcpServer::DropConnections() {

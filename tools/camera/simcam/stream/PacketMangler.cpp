@@ -8,6 +8,9 @@ namespace simcam {
 namespace {
 
 constexpr std::size_t kRtpHeader = 12;
+constexpr std::size_t kOversize = 6000;  // bytes; more than any camera sends in one datagram
+constexpr std::uint8_t kVersion = 0x80;
+constexpr std::uint8_t kUnassignedType = 77;
 
 void AddToSequence(std::vector<std::uint8_t>& datagram, int difference) {
   const auto number = static_cast<std::uint16_t>((datagram[2] << 8 | datagram[3]) + difference);
@@ -25,6 +28,33 @@ void PacketMangler::SwapSequence(PacketFaults& faults, FaultCounts& counts,
     AddToSequence(datagram, 1);
     swapping_ = true;
     ++counts.swapped;
+  }
+}
+
+std::vector<std::uint8_t> PacketMangler::Noise(std::size_t size) {
+  std::vector<std::uint8_t> noise(size);
+  std::generate(noise.begin(), noise.end(), [this] { return static_cast<std::uint8_t>(dice_()); });
+  return noise;
+}
+
+void PacketMangler::SendInFront(PacketFaults& faults, FaultCounts& counts, const Send& send) {
+  if (faults.garbage.Strikes(dice_, ordinal_)) {
+    send(Noise(Below(1400)), From::Camera);
+    ++counts.garbage;
+  }
+  if (faults.oversize.Strikes(dice_, ordinal_)) {
+    send(Noise(kOversize), From::Camera);
+    ++counts.oversized;
+  }
+  if (faults.empty.Strikes(dice_, ordinal_)) {
+    send({}, From::Camera);
+    ++counts.emptied;
+  }
+  if (faults.stranger.Strikes(dice_, ordinal_)) {
+    std::vector<std::uint8_t> packet = Noise(100);
+    packet[0] = kVersion;
+    send(packet, From::Stranger);
+    ++counts.strangers;
   }
 }
 
@@ -46,12 +76,11 @@ void PacketMangler::Process(PacketFaults& faults, FaultCounts& counts, std::vect
     datagram.resize(Below(datagram.size()));
     ++counts.truncated;
   }
-  if (faults.garbage.Strikes(dice_, ordinal_)) {
-    std::vector<std::uint8_t> noise(Below(1400));
-    std::generate(noise.begin(), noise.end(), [this] { return static_cast<std::uint8_t>(dice_()); });
-    send(noise);
-    ++counts.garbage;
+  if (faults.mistype.Strikes(dice_, ordinal_) && datagram.size() > 1) {
+    datagram[1] = static_cast<std::uint8_t>((datagram[1] & 0x80) | kUnassignedType);
+    ++counts.mistyped;
   }
+  SendInFront(faults, counts, send);
   const std::vector<std::uint8_t> overtaken = std::exchange(held_, {});
   if (faults.lose.Strikes(dice_, ordinal_)) {
     ++counts.lost;
@@ -59,14 +88,14 @@ void PacketMangler::Process(PacketFaults& faults, FaultCounts& counts, std::vect
     held_ = std::move(datagram);
     ++counts.reordered;
   } else {
-    send(datagram);
+    send(datagram, From::Camera);
     if (faults.duplicate.Strikes(dice_, ordinal_)) {
-      send(datagram);
+      send(datagram, From::Camera);
       ++counts.duplicated;
     }
   }
   if (!overtaken.empty()) {
-    send(overtaken);
+    send(overtaken, From::Camera);
   }
 }
 

@@ -14,7 +14,8 @@ namespace simcam {
 /// comes out.
 class PacketMangler {
  public:
-  using Send = std::function<void(std::span<const std::uint8_t>)>;
+  enum class From : std::uint8_t { Camera, Stranger };
+  using Send = std::function<void(std::span<const std::uint8_t>, From)>;
 
   explicit PacketMangler(std::uint64_t seed) : dice_(seed) {}
 
@@ -22,6 +23,8 @@ class PacketMangler {
   void Process(PacketFaults& faults, FaultCounts& counts, std::vector<std::uint8_t> datagram, const Send& send);
 
  private:
+  void SendInFront(PacketFaults& faults, FaultCounts& counts, const Send& send);
+  std::vector<std::uint8_t> Noise(std::size_t size);
   void SwapSequence(PacketFaults& faults, FaultCounts& counts, std::vector<std::uint8_t>& datagram);
   std::size_t Below(std::size_t limit) { return static_cast<std::size_t>(dice_() % limit); }
 

@@ -27,6 +27,28 @@ void PutWord(std::uint8_t* at, std::uint32_t value) {
   }
 }
 
+// False when it isn't to be sent at all.
+bool SpoilReport(ReportFault fault, std::vector<std::uint8_t>& report) {
+  constexpr std::size_t kTooShort = 19;
+  switch (fault) {
+    case ReportFault::Short:
+      report.resize(kTooShort);
+      break;
+    case ReportFault::Garbage:
+      report.assign(64, 0xA5);
+      break;
+    case ReportFault::Oversize:
+      report.resize(report.size() + 6000);
+      break;
+    case ReportFault::Empty:
+      report.clear();
+      break;
+    default:
+      break;
+  }
+  return fault != ReportFault::Lose;
+}
+
 bool SameEndpoint(const sockaddr_in& a, const sockaddr_in& b) {
   return a.sin_addr.s_addr == b.sin_addr.s_addr && a.sin_port == b.sin_port;
 }
@@ -150,8 +172,10 @@ void RtpSender::SendMangled(const Queued& queued, std::size_t count) {
     std::copy(payload.begin(), payload.end(), datagram.begin() + kHeaderBytes);
     CountPacket(payload.size());
     mangler_.Process(context_.faults.packets, context_.counters.faults, std::move(datagram),
-                     [this](std::span<const std::uint8_t> bytes) {
-                       if (sendto(context_.sockets.rtp(), bytes.data(), bytes.size(), MSG_NOSIGNAL,
+                     [this](std::span<const std::uint8_t> bytes, PacketMangler::From from) {
+                       const int socket = from == PacketMangler::From::Stranger ? context_.sockets.stranger()
+                                                                                : context_.sockets.rtp();
+                       if (sendto(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL,
                                   reinterpret_cast<const sockaddr*>(&rtp_), sizeof rtp_) < 0) {
                          ++context_.counters.sendErrors;
                        }
@@ -174,7 +198,13 @@ std::uint32_t RtpSender::TimestampOf(Clock::time_point time) const {
 void RtpSender::SendReport() {
   lastReport_ = {ssrc_, NtpTime(std::chrono::system_clock::now()), TimestampOf(Clock::now()), packets_,
                  octets_};
-  const std::vector<std::uint8_t> bytes = BuildSenderReport(lastReport_, context_.cname);
+  std::vector<std::uint8_t> bytes = BuildSenderReport(lastReport_, context_.cname);
+  if (context_.faults.reports != ReportFault::None) {
+    ++context_.counters.faults.reports;
+    if (!SpoilReport(context_.faults.reports, bytes)) {
+      return;
+    }
+  }
   sendto(context_.sockets.rtcp(), bytes.data(), bytes.size(), MSG_NOSIGNAL,
          reinterpret_cast<const sockaddr*>(&rtcp_), sizeof rtcp_);
   ++context_.counters.reportsSent;

@@ -55,6 +55,7 @@ std::unique_ptr<UdpPair> UdpPair::Open(EventLoop& loop, const std::string& addre
 UdpPair::UdpPair(EventLoop& loop, int rtp, int rtcp, std::uint16_t port, Received received)
     : rtp_(rtp),
       rtcp_(rtcp),
+      stranger_(BindUdp("127.255.255.254", 0)),
       port_(port),
       received_(std::move(received)),
       readable_(event_new(
@@ -67,6 +68,7 @@ UdpPair::~UdpPair() {
   event_free(readable_);
   close(rtp_);
   close(rtcp_);
+  close(stranger_);
 }
 
 void UdpPair::Drain() {

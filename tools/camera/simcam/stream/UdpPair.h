@@ -27,13 +27,14 @@ class UdpPair {
 
   int rtp() const { return rtp_; }
   int rtcp() const { return rtcp_; }
+  int stranger() const { return stranger_; }  ///< at another address than the camera's
   std::uint16_t rtpPort() const { return port_; }
 
  private:
   UdpPair(EventLoop& loop, int rtp, int rtcp, std::uint16_t port, Received received);
   void Drain();
 
-  const int rtp_, rtcp_;  // owned
+  const int rtp_, rtcp_, stranger_;  // owned
   const std::uint16_t port_;
   const Received received_;
   event* readable_;  // owned
