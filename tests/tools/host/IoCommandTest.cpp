@@ -30,15 +30,7 @@ TEST(IoCommand, SwitchesTheOutputsThatAreNamedAndTellsWhetherTheCameraTookThem) 
       {"a lower one alone leaves those above", "", "set 1 high", 0, "is high", {true, true, false}},
       {"several", "", "set 1 low 3 high", 0, "Output 3", {false, false, true}},
       {"refused", "http=refuse", "set 1 high", 7, "didn't take", {false, false, true}},
-      {"slower than the time it has",
-       "http=delay:600@relay",
-       "set --settle 100 1 high",
-       7,
-       "didn't take",
-       {false, false, true}},
       {"no such output", "", "set 4 high", 1, "there is no output 4", {false, false, true}},
-      {"output 0", "", "set 0 high", 1, "from 1", {false, false, true}},
-      {"half a request", "", "set 1 high 2", 1, "high or low", {false, false, true}},
       {"another state", "", "set 1 on", 1, "high or low", {false, false, true}},
   };
   for (const char* group : {"1", "2"}) {
