@@ -23,7 +23,7 @@ using std::chrono::milliseconds;
 using testing::HasSubstr;
 
 constexpr const char* kLogin = "export KOLVEX_USER=admin KOLVEX_PASSWORD=kolvex";
-constexpr const char* kWhere = " --library " FAKE_DRIVER " --camera-file yard.json";
+constexpr const char* kWhere = " --camera-file yard.json";
 constexpr milliseconds kLimit{10'000};
 
 /// A camera with a head, and a host that has its record.
@@ -121,10 +121,8 @@ TEST_F(FixedSlotHeadCommand, StoresWhereItIsToldOnly) {
 }
 
 TEST_F(HeadCommand, SaysWhyThereIsNoHead) {
-  EXPECT_THAT(run_.Run("ptz stop --library " FAKE_DRIVER " --camera 127.0.1.1,group=2").err,
-              HasSubstr("no PTZ for cameras of group 2"));
-  EXPECT_THAT(run_.Run("ptz stop --library " FAKE_DRIVER " --camera 127.0.1.1,group=1").err,
-              HasSubstr("needs its hardware address"));
+  EXPECT_THAT(run_.Run("ptz stop --camera 127.0.1.1,group=2").err, HasSubstr("no PTZ for cameras of group 2"));
+  EXPECT_THAT(run_.Run("ptz stop --camera 127.0.1.1,group=1").err, HasSubstr("needs its hardware address"));
   EXPECT_THAT(Host("move sideways").err, HasSubstr("is no movement"));
   EXPECT_THAT(Host("move left --for 3").err, HasSubstr("--for takes a time"));
   EXPECT_EQ(Host("move left --speed 17").exit, 1);

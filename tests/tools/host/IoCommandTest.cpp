@@ -44,9 +44,7 @@ TEST(IoCommand, SwitchesTheOutputsThatAreNamedAndTellsWhetherTheCameraTookThem) 
       ASSERT_EQ(camera.Control(std::string("heal=1&") + row.faults), "");
       HostRun run;
       const HostResult result =
-          run.Run("io " + row.arguments +
-                      " --library " FAKE_DRIVER " --camera 127.0.1.1,name=Yard,outputs=3,group=" + group,
-                  kLogin);
+          run.Run("io " + row.arguments + " --camera 127.0.1.1,name=Yard,outputs=3,group=" + group, kLogin);
       EXPECT_EQ(result.exit, row.exit) << result.err;
       EXPECT_THAT(result.out + result.err, HasSubstr(row.told));
       EXPECT_EQ(camera.Status().outputs, row.outputs);
@@ -60,8 +58,7 @@ TEST(IoCommand, WatchesInputsAndSwitchesNothing) {
     simcam::CameraFarm farm(1);
     auto& camera = farm.Add(std::string("address=127.0.1.1,inputs=2,outputs=2,group=") + group);
     HostRun run;
-    const std::string where =
-        std::string(" --library " FAKE_DRIVER " --camera 127.0.1.1,inputs=2,outputs=2,group=") + group;
+    const std::string where = std::string(" --camera 127.0.1.1,inputs=2,outputs=2,group=") + group;
     ASSERT_EQ(run.Run("io set 1 high" + where, kLogin).exit, 0);
 
     run.Start("--json io watch" + where, kLogin);
@@ -78,7 +75,7 @@ TEST(IoCommand, WatchesInputsAndSwitchesNothing) {
 
 TEST(IoCommand, AsksForWhatTheRecordLacks) {
   HostRun run;
-  const HostResult result = run.Run("io watch --library " FAKE_DRIVER " --camera 127.0.1.1,group=1");
+  const HostResult result = run.Run("io watch --camera 127.0.1.1,group=1");
   EXPECT_EQ(result.exit, 1);
   EXPECT_THAT(result.err, HasSubstr("has no inputs on record"));
 }

@@ -44,9 +44,8 @@ TEST(QueryCommand, SavesAFileThatBringsPicturesWithNothingElseSaid) {
     const bool local = std::string(row.arguments).find("localhost") != std::string::npos;
     farm.Add(std::string("address=") + (local ? "127.0.0.1," : "127.0.1.1,") + row.camera);
     HostRun run;
-    const HostResult query = run.Run(
-        std::string("--json --library " FAKE_DRIVER " ") + row.arguments + " --name Yard --save yard.json",
-        kLogin);
+    const HostResult query =
+        run.Run(std::string("--json ") + row.arguments + " --name Yard --save yard.json", kLogin);
     ASSERT_EQ(query.exit, 0) << query.err;
     const json file = json::parse(run.Read("yard.json"));
     json told = json::parse(query.out);
@@ -62,8 +61,8 @@ TEST(QueryCommand, SavesAFileThatBringsPicturesWithNothingElseSaid) {
       continue;  // a stream takes seconds to start; the demo's test captures both groups
     }
 
-    const HostResult capture = run.Run(
-        "--json --library " FAKE_DRIVER " capture --frames 3 --duration 20 --camera-file yard.json", kLogin);
+    const HostResult capture =
+        run.Run("--json capture --frames 3 --duration 20 --camera-file yard.json", kLogin);
     EXPECT_EQ(capture.exit, 0) << capture.err;
     EXPECT_THAT(capture.out, HasSubstr("\"reason\":\"frames\""));
     EXPECT_THAT(capture.out, HasSubstr("\"damaged\":0"));
@@ -99,7 +98,7 @@ TEST(QueryCommand, SaysWhatIsWrongInOneSentence) {
     auto& camera = farm.Add(std::string("address=127.0.1.1,") + row.camera);
     ASSERT_EQ(camera.Control(row.faults), "");
     HostRun run;
-    const HostResult result = run.Run("--library " FAKE_DRIVER " " + row.arguments, row.before);
+    const HostResult result = run.Run(row.arguments, row.before);
     EXPECT_EQ(result.exit, row.exit) << result.err;
     EXPECT_THAT(result.err, HasSubstr(row.sentence));
     EXPECT_EQ(result.out, "");
