@@ -137,8 +137,8 @@ class DriveCommand : public HeadCommand {
   DriveCommand() {
     child_ = forkpty(&terminal_, nullptr, nullptr, nullptr);
     if (child_ == 0) {
-      const std::string command =
-          std::string(kLogin) + "; exec " + run_.Program() + " ptz drive --speed 2" + kWhere;
+      const std::string command = std::string(kLogin) + "; exec " + run_.Program() +
+                                  " ptz drive --library " FAKE_DRIVER " --speed 2" + kWhere;
       if (chdir(run_.Folder().c_str()) == 0) {
         execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
       }
