@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "video/ChannelFixture.h"
+#include "video/InterruptGate.h"
 
 namespace kolvex_test {
 namespace {
@@ -197,6 +198,26 @@ TEST(Channel, WaitsForAPortPairWhenThereIsNone) {
     EXPECT_EQ(camera.log.Count("SETUP"), 0U);
   }
   EXPECT_TRUE(camera.log.WaitFor("SETUP 3556-3557")) << camera.log.Text();
+}
+
+// A stop may come between two things that a worker waits for; the next one must not wait at all.
+TEST(InterruptGate, ReachesWhatIsWatchedNowAndWhatComesBehindIt) {
+  struct Object {
+    void End() noexcept { ++ends; }
+    int ends = 0;
+  } first, second;
+  sarnevo::InterruptGate gate;
+  gate.Watch<&Object::End>(first);
+  gate.Interrupt();
+  gate.Unwatch();
+  gate.Watch<&Object::End>(second);
+  gate.Pause(std::chrono::hours(1));
+  gate.Interrupt();
+  gate.Unwatch();
+  gate.Reset();
+  gate.Watch<&Object::End>(first);
+  EXPECT_EQ(first.ends, 1);
+  EXPECT_EQ(second.ends, 2);
 }
 
 TEST(Channel, ThrowsAFrameAwayAtAGapAndCountsAcrossTheTurn) {
