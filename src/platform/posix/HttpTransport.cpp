@@ -117,7 +117,8 @@ HttpError HttpExchange::Impl::Follow(const posix::HttpUrl& first, const HttpRequ
     }
     const HttpError error = Await([this] { return head.IsComplete(); });
     if (error != HttpError::None) {
-      return error;
+      // What the client library took for a body, behind a head that was none, is nobody's.
+      return Fail(error);
     }
     if (!head.IsComplete()) {
       return Fail(HttpError::InvalidReply);
