@@ -13,6 +13,12 @@ constexpr u8 kTickFirst = 1;
 
 u32 Usable(u32 count) { return count <= CIOBase::kMaxPorts ? count : 0; }
 
+// True when @p index is one of @p count and had another state.
+template <typename States>
+bool Remember(States& states, u32 count, u32 index, u32 state) {
+  return index < Usable(count) && std::exchange(states[index], state) != state;
+}
+
 }  // namespace
 
 // Makes Start and Stop the work of one thread at a time. A thread of the object itself, inside a callback,
@@ -133,33 +139,17 @@ bool CIOBase::SetOutput(u32 index, u32 state) try {
   return false;  // no memory
 }
 
-void CIOBase::ResetStates() {
+void CIOBase::ResetStates() noexcept {
   const COptexGuard guard(statesLock_);
-  outputs_.clear();
-  inputs_.clear();
-  for (u32 index = 0; index < Usable(driver_->GetOutputCount()); ++index) {
-    outputs_[index] = IOStateUnknown;
-  }
-  for (u32 index = 0; index < Usable(driver_->GetInputCount()); ++index) {
-    inputs_[index] = IOStateUnknown;
-  }
-}
-
-// True when @p index is known and had another state.
-bool CIOBase::Remember(States& states, u32 index, u32 state) {
-  const auto found = states.find(index);
-  if (found == states.end() || found->second == state) {
-    return false;
-  }
-  found->second = state;
-  return true;
+  outputs_.fill(IOStateUnknown);
+  inputs_.fill(IOStateUnknown);
 }
 
 void CIOBase::UpdateInput(u32 index, u32 state) {
   bool changed = false;
   {
     const COptexGuard guard(statesLock_);
-    changed = Remember(inputs_, index, state);
+    changed = Remember(inputs_, GetInputCount(), index, state);
   }
   ICaptureIOCallback* const callback = callback_.load(std::memory_order_acquire);
   if (changed && callback != nullptr) {
@@ -172,7 +162,7 @@ void CIOBase::ApplyOutput(u32 index, u32 state) {
   {
     // The state is taken before the camera has it; should the camera refuse, all states are forgotten.
     const COptexGuard guard(statesLock_);
-    changed = Remember(outputs_, index, state);
+    changed = Remember(outputs_, GetOutputCount(), index, state);
   }
   if (changed) {
     SendOutput(index, state);
@@ -203,7 +193,7 @@ void CIOBase::PollInputs() {
   }
 }
 
-void CIOBase::ReportFailure() {
+void CIOBase::ReportFailure() noexcept {
   ResetStates();
   ICaptureIOCallback* const callback = callback_.load(std::memory_order_acquire);
   if (callback != nullptr) {

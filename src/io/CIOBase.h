@@ -1,8 +1,8 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <functional>
-#include <map>
 
 #include "io/TOutputHandler.h"
 #include "kolvex/ICaptureIOApi.h"
@@ -67,15 +67,14 @@ class CIOBase : public ICaptureIOApi {
   bool EndThreads();
 
  private:
-  using States = std::map<u32, u32>;
+  using States = std::array<u32, kMaxPorts>;
   class OwnerGuard;
 
   void InitOutputs();
-  void ResetStates();
+  void ResetStates() noexcept;
   void SendOutput(u32 index, u32 state);
   void PollInputs();
-  void ReportFailure();
-  static bool Remember(States& states, u32 index, u32 state);
+  void ReportFailure() noexcept;
 
   CKolvexIPCaptureDriver* const driver_;
   const u32 stopTimeout_;
@@ -85,10 +84,11 @@ class CIOBase : public ICaptureIOApi {
 
   // Held through Start and Stop. Taken before statesLock_.
   COptex ownerLock_;
-  // Guards the two maps: a failure on one thread clears the other one's too. Never held while calling out.
+  // Guards both states: a failure on one thread clears the other one's too. Never held while calling out.
   COptex statesLock_;
-  States inputs_;
-  States outputs_;
+  // With room for all from the start: what is forgotten for want of memory must not want memory for that.
+  States inputs_{};
+  States outputs_{};
 };
 
 }  // namespace sarnevo

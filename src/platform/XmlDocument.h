@@ -24,7 +24,9 @@ void LeaveXml() noexcept;
 /// beyond XML's own is expanded. White space between elements is kept. Writes to no stream, and leaves
 /// all settings of the XML library that the host could share as they are.
 ///
-/// One thread uses a document at a time. Nothing throws; running out of memory is a failure like any other.
+/// One thread uses a document at a time. Running out of memory is a failure like any other, except for the
+/// operations that look something up: they throw std::bad_alloc, since what can't be found for want of memory
+/// isn't missing.
 class XmlDocument {
  public:
   /// Longest text of a whole document that is read or written, bytes.
@@ -59,7 +61,7 @@ class XmlDocument {
   /// The first element, in document order, that @p path leads to; null when there is none. A path is the
   /// names of elements from the root's down, joined by "/". Each may be followed by conditions of the form
   /// [@name="value"]. Elements in a namespace have no name of this kind.
-  XmlElement* Select(std::string_view path) const noexcept;
+  XmlElement* Select(std::string_view path) const;
 
   /// Number of nodes from @p element up to and including the document: 2 for the root element.
   std::uint32_t Depth(const XmlElement* element) const noexcept;
@@ -74,7 +76,7 @@ class XmlDocument {
   bool Remove(XmlElement* element) noexcept;
 
   /// Nothing when the element has no such attribute.
-  std::optional<std::string> GetAttribute(const XmlElement* element, std::string_view name) const noexcept;
+  std::optional<std::string> GetAttribute(const XmlElement* element, std::string_view name) const;
   /// Changes the attribute or makes it. False for a name or text that XML can't carry, or a text that is too
   /// long.
   bool SetAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept;

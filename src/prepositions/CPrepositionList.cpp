@@ -38,7 +38,7 @@ void CPrepositionList::ClearList() {
   names_.clear();
   order_.clear();
   current_ = kNone;
-  fileHasGaps_ = false;
+  fileDiffers_ = false;
 }
 
 bool CPrepositionList::FindFreeSlot(u32& slot) const {
@@ -74,9 +74,10 @@ bool CPrepositionList::GetNameAt(i32 position, std::wstring& name) const {
          GetNameOfSlot(order_[static_cast<std::size_t>(position)], name);
 }
 
-void CPrepositionList::AppendPlaceholder(u32 slot) {
-  names_[slot] = L"empty p" + std::to_wstring(slot) + L" ";
-  order_.push_back(slot);
+void CPrepositionList::AppendPlaceholder(u32 slot, std::map<u32, std::wstring>& names,
+                                         std::vector<u32>& order) {
+  names[slot] = L"empty p" + std::to_wstring(slot) + L" ";
+  order.push_back(slot);
 }
 
 i32 CPrepositionList::AddPreposition(const std::wstring& name) {
@@ -107,10 +108,13 @@ i32 CPrepositionList::AddPreposition(const std::wstring& name) {
   if (!FindFreeSlot(slot)) {
     return PrepositionLimitReached;
   }
+  // All memory is got first: once the camera has the position the list has it too.
+  std::map<u32, std::wstring> entry{{slot, name}};
+  order_.reserve(order_.size() + 1);
   if (!comm_->StorePreset(slot)) {
     return PrepositionFailed;
   }
-  names_[slot] = name;
+  names_.merge(entry);
   order_.push_back(slot);
   current_ = static_cast<i32>(order_.size()) - 1;
   return persist_ != 0 ? WriteEntry(current_, slot, name) : PrepositionDone;
@@ -135,11 +139,13 @@ i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
   if (!GetNameOfSlot(slot, oldName)) {
     return PrepositionFailed;
   }
+  const std::string from = ToUtf8(oldName);
+  const std::string to = ToUtf8(name);
   names_[slot] = name;
   if (comm_ != nullptr) {
     comm_->DebugMessage(DebugLevelEvent, "%s: A preposition with index %d was renamed from \"%s\" to \"%s\".",
-                        "sarnevo::CPrepositionList::RenameCurrentPreposition", position,
-                        ToUtf8(oldName).c_str(), ToUtf8(name).c_str());
+                        "sarnevo::CPrepositionList::RenameCurrentPreposition", position, from.c_str(),
+                        to.c_str());
   }
   if (fixedSlots_ == 0) {
     // The camera has the position already. The file must have the new name, or a restart would lose it.
@@ -151,17 +157,19 @@ i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
   return WriteEntry(position, slot, name);
 }
 
-// With gaps in the file a position isn't its entry's index there: written as it is, the entry would replace
-// another one. So the first write of a normal list rewrites the channel, which closes the gaps. The entry is
-// then written once more, for the result of the save.
+// With gaps in the file, or with an earlier change missing there, a position isn't its entry's index: written as
+// it is, the entry would replace another one. So the next write of a normal list rewrites the channel. The entry
+// is then written once more, for the result of the save.
 i32 CPrepositionList::WriteEntry(i32 position, u32 slot, const std::wstring& name) {
-  if (fileHasGaps_) {
-    if (!SavePrepositions()) {
-      return PrepositionFailed;
-    }
-    fileHasGaps_ = false;
+  if (fileDiffers_ && !SavePrepositions()) {
+    return PrepositionFailed;
   }
-  return SavePreposition(static_cast<u32>(position), slot, name) ? PrepositionDone : PrepositionFailed;
+  fileDiffers_ = fixedSlots_ == 0;  // until it is saved, whatever happens
+  if (!SavePreposition(static_cast<u32>(position), slot, name)) {
+    return PrepositionFailed;
+  }
+  fileDiffers_ = false;
+  return PrepositionDone;
 }
 
 bool CPrepositionList::SelectPreposition(const std::wstring& name, u32 option) {
@@ -191,16 +199,20 @@ bool CPrepositionList::SelectPreposition(const std::wstring& name, u32 option) {
 bool CPrepositionList::DeletePreposition(const std::wstring& name) {
   const Hold hold(*this);
   if (fixedSlots_ != 0) {
-    // The camera can only forget everything.
+    // The camera can only forget everything. The placeholders are made before it does.
+    std::map<u32, std::wstring> names;
+    std::vector<u32> order;
+    for (u32 slot = 0; slot < maxCount_; ++slot) {
+      AppendPlaceholder(slot, names, order);
+    }
     if (comm_ == nullptr || !comm_->DeletePreset(0)) {
       return false;
     }
     names_.clear();
     order_.clear();
     if (SavePrepositions()) {
-      for (u32 slot = 0; slot < maxCount_; ++slot) {
-        AppendPlaceholder(slot);
-      }
+      names_.swap(names);
+      order_.swap(order);
       current_ = 0;
     }
     return true;
@@ -217,9 +229,9 @@ bool CPrepositionList::DeletePreposition(const std::wstring& name) {
   if (persist_ == 0) {
     return true;
   }
-  const bool saved = SavePrepositions();
-  fileHasGaps_ = fileHasGaps_ && !saved;
-  return saved;
+  fileDiffers_ = true;  // until it is saved, whatever happens
+  fileDiffers_ = !SavePrepositions();
+  return !fileDiffers_;
 }
 
 bool CPrepositionList::SavePreposition(u32 index, u32 slot, const std::wstring& name) {
@@ -230,17 +242,18 @@ bool CPrepositionList::SavePrepositions() {
   if (!reader_) {
     return false;
   }
+  std::vector<PrepositionRecord> records;
+  for (const u32 slot : order_) {
+    records.push_back({names_.at(slot), slot});
+  }
   // One save at the end, not one for each entry.
   reader_->SetAutoSave(false);
   reader_->DeleteChannel(ptzChannel_);
   bool done = true;
-  for (u32 position = 0; done && position < order_.size(); ++position) {
-    PrepositionRecord record;
-    record.slot = order_[position];
-    done = GetNameOfSlot(record.slot, record.name) && reader_->Write(ptzChannel_, position, record);
+  for (u32 position = 0; done && position < records.size(); ++position) {
+    done = reader_->Write(ptzChannel_, position, records[position]);
   }
-  reader_->SetAutoSave(true);
-  return done;
+  return reader_->SetAutoSave(true) && done;
 }
 
 void CPrepositionList::LoadPrepositions() {
@@ -251,11 +264,11 @@ void CPrepositionList::LoadPrepositions() {
   for (u32 index = 0; index < maxCount_; ++index) {
     PrepositionRecord record;
     if (reader_->Read(ptzChannel_, index, record)) {
-      fileHasGaps_ = fileHasGaps_ || (fixedSlots_ == 0 && index != order_.size());
+      fileDiffers_ = fileDiffers_ || (fixedSlots_ == 0 && index != order_.size());
       names_[record.slot] = record.name;
       order_.push_back(record.slot);
     } else if (fixedSlots_ != 0) {
-      AppendPlaceholder(index);
+      AppendPlaceholder(index, names_, order_);
     }
   }
   if (fixedSlots_ != 0) {

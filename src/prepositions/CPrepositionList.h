@@ -97,7 +97,7 @@ class CPrepositionList {
   bool FindSlotByName(const std::wstring& name, u32& slot) const;
   bool GetNameOfSlot(u32 slot, std::wstring& name) const;
   bool GetNameAt(i32 position, std::wstring& name) const;
-  void AppendPlaceholder(u32 slot);
+  static void AppendPlaceholder(u32 slot, std::map<u32, std::wstring>& names, std::vector<u32>& order);
   i32 WriteEntry(i32 position, u32 slot, const std::wstring& name);
 
   // Constant once the camera is set.
@@ -118,7 +118,7 @@ class CPrepositionList {
   std::map<u32, std::wstring> names_;  // by slot
   std::vector<u32> order_;             // slots, in the order that the host sees
   i32 current_ = -1;                   // a position in order_; -1 for none
-  bool fileHasGaps_ = false;           // positions aren't the file's indexes; see WriteEntry
+  bool fileDiffers_ = false;           // positions aren't the file's indexes; see WriteEntry
 };
 
 }  // namespace sarnevo

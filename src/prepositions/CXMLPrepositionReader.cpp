@@ -10,6 +10,7 @@
 #include "xml/Utf8.h"
 
 using sarnevo::COptexGuard;
+using sarnevo::i32;
 using sarnevo::PrepositionRecord;
 using sarnevo::u32;
 using sarnevo::u64;
@@ -67,7 +68,9 @@ bool CXMLPrepositionReader::Open(const std::string& fileName, bool noCreate) {
   const COptexGuard guard(lock_);
   // The XML layer never saves by itself: a full rewrite of a channel is to cost one save.
   bool opened = settings_.Open(fileName.c_str(), 0, 1) == CXMLSettingsAPI::kOk;
-  if (!opened && !noCreate && settings_.CreateNewFile(fileName.c_str(), rootName_.c_str(), 1) == 1) {
+  if (!opened && !noCreate) {
+    // A file that is good isn't replaced, and may open this time.
+    settings_.CreateNewFile(fileName.c_str(), rootName_.c_str(), 1, false);
     opened = settings_.Open(fileName.c_str(), 0, 1) == CXMLSettingsAPI::kOk;
   }
   autoSave_ = opened ? 1 : 0;
@@ -84,48 +87,68 @@ std::wstring CXMLPrepositionReader::EntryPath(u32 ptzChannel, u32 index) const {
 
 bool CXMLPrepositionReader::Read(u32 ptzChannel, u32 index, PrepositionRecord& record) {
   const COptexGuard guard(lock_);
-  return Succeeds([&] {
-    const std::wstring entry = EntryPath(ptzChannel, index);
-    record.name = settings_.GetString(L"%ls/%ls", entry.c_str(), kName);
-    // A name that can't be written again would end the next rewriting of its channel halfway.
-    if (record.name.empty() || !CXMLSettingsAPI::CanHold(record.name)) {
-      return false;
-    }
-    const auto slot = ScanNumber(settings_.GetString(L"%ls/%ls", entry.c_str(), kSlot));
-    record.slot = slot.value_or(record.slot);
-    return slot.has_value();
-  });
+  const std::wstring entry = EntryPath(ptzChannel, index);
+  record.name = settings_.GetString(L"%ls/%ls", entry.c_str(), kName);
+  // A name that can't be written again would end the next rewriting of its channel halfway.
+  if (record.name.empty() || !CXMLSettingsAPI::CanHold(record.name)) {
+    return false;
+  }
+  const auto slot = ScanNumber(settings_.GetString(L"%ls/%ls", entry.c_str(), kSlot));
+  record.slot = slot.value_or(record.slot);
+  return slot.has_value();
 }
 
 bool CXMLPrepositionReader::Write(u32 ptzChannel, u32 index, const PrepositionRecord& record) {
   const COptexGuard guard(lock_);
-  return Succeeds([&] {
+  return Change([&] {
     const std::wstring entry = EntryPath(ptzChannel, index);
-    const bool written =
-        settings_.SetString(record.name.c_str(), L"%ls/%ls", entry.c_str(), kName) > 0 &&
-        settings_.SetString(std::to_wstring(record.slot).c_str(), L"%ls/%ls", entry.c_str(), kSlot) > 0;
-    return written && (autoSave_ == 0 || settings_.Save() == 1);
+    return settings_.SetString(record.name.c_str(), L"%ls/%ls", entry.c_str(), kName) > 0 &&
+           settings_.SetString(std::to_wstring(record.slot).c_str(), L"%ls/%ls", entry.c_str(), kSlot) > 0;
   });
 }
 
 bool CXMLPrepositionReader::DeleteChannel(u32 ptzChannel) {
   const COptexGuard guard(lock_);
-  return Succeeds([&] {
-    const std::string channel = sarnevo::ToUtf8(ChannelPath(ptzChannel));
-    if (settings_.Exists("%s", channel.c_str()) == 0 || settings_.Delete("%s", channel.c_str()) == 0) {
-      return false;
-    }
-    return autoSave_ == 0 || settings_.Save() == 1;
+  bool found = false;
+  const bool done = Change([&] {
+    const i32 deleted = settings_.Delete("%s", sarnevo::ToUtf8(ChannelPath(ptzChannel)).c_str());
+    found = deleted > 0;
+    return found || (deleted == 0 && autoSave_ == 0);  // nothing to delete is nothing to save
   });
+  return done && found;
 }
 
-void CXMLPrepositionReader::SetAutoSave(bool on) {
+bool CXMLPrepositionReader::SetAutoSave(bool on) {
   const COptexGuard guard(lock_);
   if ((autoSave_ != 0) == on) {
-    return;
+    return true;
   }
   autoSave_ = on ? 1 : 0;
-  if (on) {
-    settings_.Save();
+  if (!on) {
+    gathered_ = settings_.Keep() == 1;
+    return gathered_;
   }
+  const bool all = std::exchange(gathered_, true);
+  if (!all) {
+    settings_.Revert();
+  }
+  settings_.Save();
+  return all;
+}
+
+// One change, whole or not at all. Of those that gather, none is made behind one that failed.
+template <typename Call>
+bool CXMLPrepositionReader::Change(Call&& call) noexcept {
+  if (autoSave_ == 0) {
+    gathered_ = gathered_ && Succeeds(call);
+    return gathered_;
+  }
+  if (settings_.Keep() == 0) {
+    return false;
+  }
+  if (!Succeeds(call)) {
+    settings_.Revert();
+    return false;
+  }
+  return settings_.Save() == 1;
 }

@@ -11,7 +11,7 @@
 /// file index, both counted from 0. docs/preset-file.md tells the format.
 ///
 /// The lists of all PTZ channels of a camera share one reader. Any thread may call any operation, each is
-/// atomic, and none throws. The last reader to save wins where several have the same file open, in one
+/// atomic, and none throws but Read. The last reader to save wins where several have the same file open, in one
 /// process or in several: its document replaces the file as a whole.
 class CXMLPrepositionReader {
  public:
@@ -25,26 +25,33 @@ class CXMLPrepositionReader {
   /// False leaves a reader that reads nothing and whose writes fail.
   bool Open(const std::string& fileName, bool noCreate);
 
-  /// False when there is no entry, or one without a name or a slot.
+  /// False when there is no entry, or one without a name or a slot. Throws std::bad_alloc: an entry that there is
+  /// no room for isn't missing.
   bool Read(sarnevo::u32 ptzChannel, sarnevo::u32 index, sarnevo::PrepositionRecord& record);
 
   /// Makes an entry or replaces it. False also when it couldn't be saved; the document in memory, and so the
-  /// next save, then has it all the same.
+  /// next save, then has it all the same. Without memory the document stays as it was.
   bool Write(sarnevo::u32 ptzChannel, sarnevo::u32 index, const sarnevo::PrepositionRecord& record);
 
   /// Removes a channel with all its entries. False when there was none, or it couldn't be saved.
   bool DeleteChannel(sarnevo::u32 ptzChannel);
 
   /// Off, changes gather in memory; on, each is saved at once, and what has gathered is saved now. On after a
-  /// successful Open.
-  void SetAutoSave(bool on);
+  /// successful Open. When one of the gathered changes failed for want of memory, all of them are taken back, so
+  /// that the file never gets half of them; false then.
+  bool SetAutoSave(bool on);
 
  private:
   std::wstring ChannelPath(sarnevo::u32 ptzChannel) const;
   std::wstring EntryPath(sarnevo::u32 ptzChannel, sarnevo::u32 index) const;
 
+  template <typename Call>
+  bool Change(Call&& call) noexcept;
+
   const std::string rootName_;
   sarnevo::COptex lock_;  // held through each operation, saving included; taken before the XML layer's
   CXMLSettingsAPI settings_;
-  sarnevo::u8 autoSave_ = 0;  // under lock_
+  // Under lock_.
+  sarnevo::u8 autoSave_ = 0;
+  bool gathered_ = true;  // since it went off every change was made, wanted memory or not
 };

@@ -1,6 +1,7 @@
 #include "xml/CXMLSettingsAPI.h"
 
 #include <cstdarg>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -21,6 +22,12 @@ using sarnevo::platform::XmlDocument;
 namespace {
 
 constexpr char kValue[] = "value";  // the one attribute that holds settings
+
+// The arguments of a printf-style call, given back on every way out.
+struct Arguments {
+  ~Arguments() { va_end(list); }
+  std::va_list list;
+};
 
 // Want of memory, the only thing that throws in here, becomes the failure value.
 template <typename Result, typename Call>
@@ -60,7 +67,7 @@ bool IsBareName(std::string_view name) {
 
 // A file that is there but can't be read just now may hold an operator's names, and is no reason to begin
 // a new one.
-bool MayBeReplaced(const std::string& path) {
+bool MayBeReplaced(const std::string& path, bool overGood) {
   File file;
   switch (file.Open(path, File::Access::Read, File::IfMissing::Fail)) {
     case File::OpenResult::Missing:
@@ -74,7 +81,12 @@ bool MayBeReplaced(const std::string& path) {
     return true;
   }
   const auto content = file.ReadAll(XmlDocument::kMaxBytes);
-  return content && XmlDocument().Parse(*content) != XmlDocument::ParseResult::NoMemory;
+  if (!content) {
+    return false;
+  }
+  const auto result = XmlDocument().Parse(*content);
+  return result == XmlDocument::ParseResult::Malformed ||
+         (overGood && result == XmlDocument::ParseResult::Parsed);
 }
 
 }  // namespace
@@ -137,6 +149,7 @@ u32 CXMLSettingsAPI::Close() noexcept {
   if (left == 0) {
     const COptexGuard documentGuard(documentLock_);
     document_.Clear();
+    stale_ = false;
     if (initialiseCom_ != 0) {
       sarnevo::platform::LeaveXml();
     }
@@ -144,7 +157,8 @@ u32 CXMLSettingsAPI::Close() noexcept {
   return left;
 }
 
-i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u32 initialiseCom) noexcept {
+i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u32 initialiseCom,
+                                   bool overGood) noexcept {
   if (IsOpen()) {
     return 0;
   }
@@ -155,7 +169,7 @@ i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u
   return Guarded(0, [&] {
     const std::string path = FullPath(fileName);
     XmlDocument document;
-    if (path.empty() || rootName == nullptr || !document.Create(rootName) || !MayBeReplaced(path)) {
+    if (path.empty() || rootName == nullptr || !document.Create(rootName) || !MayBeReplaced(path, overGood)) {
       return 0;
     }
     const auto text = document.Print();
@@ -175,27 +189,51 @@ i32 CXMLSettingsAPI::Save() noexcept {
 
 i32 CXMLSettingsAPI::SaveIfAutomatic() { return autoSave_ != 0 ? SaveDocument() : 1; }
 
+i32 CXMLSettingsAPI::Keep() noexcept {
+  if (!IsOpen()) {
+    return 0;
+  }
+  return Guarded(0, [&] {
+    const COptexGuard guard(documentLock_);
+    Restore();
+    auto text = document_.Print();
+    kept_ = text ? std::move(*text) : std::string();
+    return text ? 1 : 0;
+  });
+}
+
+void CXMLSettingsAPI::Revert() noexcept {
+  const COptexGuard guard(documentLock_);
+  stale_ = true;
+  Guarded(0, [&] { return Restore(), 1; });
+}
+
+void CXMLSettingsAPI::Restore() {
+  if (stale_ && document_.Parse(kept_) != XmlDocument::ParseResult::Parsed) {
+    throw std::bad_alloc();
+  }
+  stale_ = false;
+}
+
 i32 CXMLSettingsAPI::SaveDocument() {
+  Restore();
   const auto text = document_.Print();
   return text && sarnevo::platform::ReplaceFile(path_, *text) ? 1 : 0;
 }
 
-std::wstring CXMLSettingsAPI::GetString(const wchar_t* format, ...) noexcept {
-  std::va_list arguments;
-  va_start(arguments, format);
-  auto result = Guarded(std::wstring(), [&] {
-    const std::string path = FormatPath(format, arguments);
-    std::optional<std::string> value;
-    if (IsOpen()) {
-      const COptexGuard guard(documentLock_);
-      if (const Element* element = document_.Select(path)) {
-        value = document_.GetAttribute(element, kValue);
-      }
+std::wstring CXMLSettingsAPI::GetString(const wchar_t* format, ...) {
+  Arguments arguments;
+  va_start(arguments.list, format);
+  const std::string path = FormatPath(format, arguments.list);
+  std::optional<std::string> value;
+  if (IsOpen()) {
+    const COptexGuard guard(documentLock_);
+    Restore();
+    if (const Element* element = document_.Select(path)) {
+      value = document_.GetAttribute(element, kValue);
     }
-    return sarnevo::FromUtf8(value.value_or("")).value_or(L"");
-  });
-  va_end(arguments);
-  return result;
+  }
+  return sarnevo::FromUtf8(value.value_or("")).value_or(L"");
 }
 
 bool CXMLSettingsAPI::CanHold(std::wstring_view value) {
@@ -213,6 +251,7 @@ i32 CXMLSettingsAPI::SetString(const wchar_t* value, const wchar_t* format, ...)
     }
     const std::string text = sarnevo::ToUtf8(value == nullptr ? L"" : value);
     const COptexGuard guard(documentLock_);
+    Restore();
     Element* element = document_.Select(path);
     if (element == nullptr) {
       if (CreateElements(path) == 0) {
@@ -238,6 +277,7 @@ i32 CXMLSettingsAPI::CreatePath(const wchar_t* format, ...) noexcept {
       return 0;
     }
     const COptexGuard guard(documentLock_);
+    Restore();
     return CreateElements(path);
   });
   va_end(arguments);
@@ -311,6 +351,7 @@ i32 CXMLSettingsAPI::Exists(const char* format, ...) noexcept {
       return 0;
     }
     const COptexGuard guard(documentLock_);
+    Restore();
     return document_.Select(path) != nullptr ? 1 : 0;
   });
   va_end(arguments);
@@ -320,12 +361,13 @@ i32 CXMLSettingsAPI::Exists(const char* format, ...) noexcept {
 i32 CXMLSettingsAPI::Delete(const char* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  const i32 result = Guarded(0, [&] {
+  const i32 result = Guarded(-1, [&] {
     const std::string path = FormatPath(format, arguments);
     if (!IsOpen()) {
       return 0;
     }
     const COptexGuard guard(documentLock_);
+    Restore();
     Element* const element = document_.Select(path);
     if (element == nullptr || !document_.Remove(element)) {
       return 0;

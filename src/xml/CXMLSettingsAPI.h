@@ -18,8 +18,8 @@
 /// empty text.
 ///
 /// Any thread may call any operation. The document lives in memory; saving replaces the whole file in one
-/// step, so that a crash or a full disk leaves the old or the new one. Nothing is thrown: each failure is the
-/// operation's failure value.
+/// step, so that a crash or a full disk leaves the old or the new one. Each failure is the operation's failure
+/// value, and nothing is thrown but by GetString.
 class CXMLSettingsAPI {
  public:
   /// An HRESULT-style result.
@@ -48,8 +48,10 @@ class CXMLSettingsAPI {
   /// Writes a document of nothing but a root element to the disk, without opening it. What lay there before
   /// is kept aside under the file's name with ".bad" behind it (see platform/FileReplacement.h); a file that
   /// is there but can't be read is left alone.
+  /// @param overGood  false: so is one that holds a document, whatever it was that Open failed for.
   /// @return 1 done; 0 not done, also when this object is open; -1 no XML library.
-  sarnevo::i32 CreateNewFile(const char* fileName, const char* rootName, sarnevo::u32 initialiseCom) noexcept;
+  sarnevo::i32 CreateNewFile(const char* fileName, const char* rootName, sarnevo::u32 initialiseCom,
+                             bool overGood = true) noexcept;
 
   /// Whether a file can carry the value and give it back: a text of XML 1.0 of at most 1 MiB in UTF-8.
   static bool CanHold(std::wstring_view value);
@@ -57,14 +59,21 @@ class CXMLSettingsAPI {
   // The following give 1 for success and 0 for failure; all fail while the object is closed.
 
   sarnevo::i32 Save() noexcept;
-  std::wstring GetString(const wchar_t* format, ...) noexcept;
+  /// Throws std::bad_alloc: a setting that there is no room for isn't an empty one.
+  std::wstring GetString(const wchar_t* format, ...);
   /// Fails for what CanHold refuses, and then changes nothing.
   sarnevo::i32 SetString(const wchar_t* value, const wchar_t* format, ...) noexcept;
   /// Makes the element and those above it where they are missing, but no root element.
   sarnevo::i32 CreatePath(const wchar_t* format, ...) noexcept;
   [[gnu::format(printf, 2, 3)]] sarnevo::i32 Exists(const char* format, ...) noexcept;
-  /// Removes the element with all that it holds. White space around it stays.
+  /// Removes the element with all that it holds. White space around it stays. -1 when it couldn't be looked for.
   [[gnu::format(printf, 2, 3)]] sarnevo::i32 Delete(const char* format, ...) noexcept;
+
+  /// Remembers the document, so that changes of which one failed halfway can be taken back together.
+  sarnevo::i32 Keep() noexcept;
+  /// Goes back to what Keep has remembered; without memory for that at the next operation, which fails until
+  /// there is some.
+  void Revert() noexcept;
 
  private:
   using Element = sarnevo::platform::XmlElement;
@@ -73,6 +82,7 @@ class CXMLSettingsAPI {
   /// Empty when the name isn't one by itself.
   std::string FullPath(const char* fileName) const;
   bool Load(const std::string& path);
+  void Restore();
   sarnevo::i32 CreateElements(std::string_view path);
   Element* AddElement(Element* parent, std::string_view component);
   sarnevo::i32 SaveIfAutomatic();
@@ -88,6 +98,8 @@ class CXMLSettingsAPI {
   sarnevo::COptex documentLock_;  // recursive: a write makes its path under it; held while saving
   // Guarded by documentLock_.
   sarnevo::platform::XmlDocument document_;
+  std::string kept_;    // the document's text at the last Keep
+  bool stale_ = false;  // document_ is to become kept_ again
   std::string path_;
   sarnevo::u32 autoSave_ = 0;
 };

@@ -1,6 +1,7 @@
 #include "platform/XmlDocument.h"
 
 #include <algorithm>
+#include <new>
 #include <span>
 
 #include <libxml/parser.h>
@@ -98,8 +99,18 @@ Result Guarded(Result failure, Call&& call) noexcept {
   }
 }
 
-bool HasAttributeValue(xmlNode* node, const XmlStep::Condition& condition) {
-  const Text value(xmlGetNoNsProp(node, ToXml(std::string(condition.attribute).c_str())));
+// Null when there is no such attribute.
+Text AttributeOf(const xmlNode* node, std::string_view name) {
+  const std::string terminated(name);
+  Text value(xmlGetNoNsProp(node, ToXml(terminated.c_str())));
+  if (!value && xmlHasProp(node, ToXml(terminated.c_str())) != nullptr) {
+    throw std::bad_alloc();
+  }
+  return value;
+}
+
+bool HasAttributeValue(const xmlNode* node, const XmlStep::Condition& condition) {
+  const Text value = AttributeOf(node, condition.attribute);
   return value != nullptr && FromXml(value.get()) == condition.value;
 }
 
@@ -145,9 +156,10 @@ void RefuseDocumentType(void* context, const xmlChar*, const xmlChar*, const xml
 
 }  // namespace
 
+// Once for all threads: the library's own look at whether it has been done isn't one that threads may share.
 bool EnterXml() noexcept {
-  xmlInitParser();
-  return true;
+  static const bool ready = (xmlInitParser(), true);
+  return ready;
 }
 
 // The library's data is shared with the host, so that there is nothing to be given back.
@@ -235,14 +247,12 @@ std::optional<std::string> XmlDocument::Print() const noexcept {
   });
 }
 
-XmlElement* XmlDocument::Select(std::string_view path) const noexcept {
+XmlElement* XmlDocument::Select(std::string_view path) const {
   if (content_ == nullptr) {
     return nullptr;
   }
-  return Guarded<XmlElement*>(nullptr, [&]() -> XmlElement* {
-    const auto steps = ParseXmlPath(path);
-    return steps ? ToElement(Find(ToDocument(content_.get())->children, *steps)) : nullptr;
-  });
+  const auto steps = ParseXmlPath(path);
+  return steps ? ToElement(Find(ToDocument(content_.get())->children, *steps)) : nullptr;
 }
 
 std::uint32_t XmlDocument::Depth(const XmlElement* element) const noexcept {
@@ -302,21 +312,20 @@ bool XmlDocument::Remove(XmlElement* element) noexcept {
   return true;
 }
 
-std::optional<std::string> XmlDocument::GetAttribute(const XmlElement* element,
-                                                     std::string_view name) const noexcept {
-  return Guarded(std::optional<std::string>(), [&]() -> std::optional<std::string> {
-    const Text value(xmlGetNoNsProp(ToNode(element), ToXml(std::string(name).c_str())));
-    return value ? std::optional<std::string>(FromXml(value.get())) : std::nullopt;
-  });
+std::optional<std::string> XmlDocument::GetAttribute(const XmlElement* element, std::string_view name) const {
+  const Text value = AttributeOf(ToNode(element), name);
+  return value ? std::optional<std::string>(FromXml(value.get())) : std::nullopt;
 }
 
 bool XmlDocument::SetAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept {
   if (value.size() > kMaxValueBytes || !IsElementName(name) || !IsXmlText(value)) {
     return false;
   }
+  // Without memory for the text the library makes an empty one and calls it done.
   return Guarded(false, [&] {
     return xmlSetNsProp(ToNode(element), nullptr, ToXml(std::string(name).c_str()),
-                        ToXml(std::string(value).c_str())) != nullptr;
+                        ToXml(std::string(value).c_str())) != nullptr &&
+           FromXml(AttributeOf(ToNode(element), name).get()) == value;
   });
 }
 

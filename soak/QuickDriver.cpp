@@ -1,0 +1,21 @@
+// The library with one export more: a driver whose channels don't pause. The real pauses of seconds would make
+// thousands of streams last for hours; everything else is the same code.
+#include <new>
+
+#include "driver/CKolvexIPCaptureDriver.h"
+#include "kolvex/Exports.h"
+
+extern "C" KOLVEX_EXPORT sarnevo::ipcapture::IIPCaptureDriverEx3* CreateQuickCapture();
+
+sarnevo::ipcapture::IIPCaptureDriverEx3* CreateQuickCapture() {
+  using sarnevo::platform::Milliseconds;
+  auto* const driver = static_cast<sarnevo::CKolvexIPCaptureDriver*>(CreateIPCaptureEx3());
+  if (driver != nullptr) {
+    driver->SetChannelTiming({.streamPass = Milliseconds{5},
+                              .pause = Milliseconds{5},
+                              .receiveTimeout = Milliseconds{2000},
+                              .startingReceiveTimeout = Milliseconds{2000},
+                              .packetTimeout = Milliseconds{1000}});
+  }
+  return driver;
+}
