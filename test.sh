@@ -4,7 +4,7 @@
 #   ./test.sh             the ordinary build
 #   ./test.sh asan        with the address and undefined behaviour sanitizers
 #   ./test.sh tsan        with the thread sanitizer
-#   ./test.sh coverage    with line and branch counts of src/
+#   ./test.sh coverage    with line and branch counts of src/, and fails when they are too low
 #
 # The result of the last run stays in build/VARIANT/test-result as "PASSED FAILED".
 set -eu
@@ -26,7 +26,10 @@ lap() {
 build=build/$variant
 rm -f "$build/test-result"
 
-scripts/install-packages
+extra=
+[ "$variant" != coverage ] || extra=python3
+# shellcheck disable=SC2086 # none or one word
+scripts/install-packages $extra
 lap 'packages looked at'
 
 cmake --preset "$variant" >/dev/null
@@ -46,7 +49,7 @@ lap 'tested'
 counts=$(scripts/count-tests "$build/ctest-results.xml" "$results")
 echo "$counts" >"$build/test-result"
 if [ "$variant" = coverage ]; then
-  scripts/coverage "$build"
+  scripts/coverage "$build" || status=1
   lap 'coverage counted'
 fi
 echo "-- $variant: ${counts% *} passed, ${counts#* } failed, $(($(date +%s) - started)) s in all"

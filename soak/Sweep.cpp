@@ -58,6 +58,9 @@ std::string Address() { return "00:11:22:33:44:55 of " + std::to_string(getpid()
       good = false;
     }
   }
+  if (auto* const dump = library.Find<void()>("DumpCoverage")) {
+    dump();
+  }
   _exit(!good ? kBad : struck ? kGood : kUnharmed);
 }
 

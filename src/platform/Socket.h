@@ -20,8 +20,6 @@ enum class SocketError : std::uint8_t {
   TimedOut,         ///< the socket's own time-out or the wait's ran out
   TooLong,          ///< a datagram didn't fit the buffer; it is gone
   ConnectionReset,  ///< the peer refused or reset
-  NotConnected,
-  InvalidArgument,
   Fault,
   NetworkDown,
   NotInitialised,  ///< the socket isn't open
@@ -83,8 +81,6 @@ class Socket {
   SocketError Connect(const SocketAddress& peer) noexcept;
   /// Whether a connection that was being made stands. A refused one never becomes writable.
   bool WaitWritable(Milliseconds timeout) noexcept;
-  /// None: readable, or shut down. TimedOut: nothing came.
-  SocketError WaitReadable(Milliseconds timeout) noexcept;
 
   /// One send of all of @p data. The count of bytes taken, or the error.
   ReceiveResult Send(std::span<const std::uint8_t> data) noexcept;

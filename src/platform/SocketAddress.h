@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <string>
 
 struct sockaddr_in;
 
@@ -22,8 +21,6 @@ class SocketAddress {
 
   /// Host byte order.
   std::uint16_t Port() const noexcept;
-  /// Dotted text without the port.
-  std::string Text() const;
 
   const sockaddr_in* Get() const noexcept;
   sockaddr_in* Get() noexcept;

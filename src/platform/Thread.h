@@ -50,8 +50,6 @@ class Thread {
   bool IsAlive() const noexcept;
   /// The caller is the recorded thread.
   bool IsCurrent() const noexcept;
-  /// Id of the recorded thread; 0 without one.
-  ThreadId Id() const noexcept;
 
   /// Waits for the thread's end. An abandoned thread counts as ended. Failed without a thread, and when
   /// the caller is the thread itself.
@@ -76,8 +74,6 @@ class Thread {
 /// The calling thread's relation to code of the host; the machinery under threads/HostCall.h.
 namespace current_thread {
 
-/// The calling thread was started by Thread::Start.
-bool IsOurs() noexcept;
 /// The thread is about to enter code of the host. Calls nest.
 void EnterHost() noexcept;
 /// The host has returned. False when the thread was given up meanwhile: the caller then touches nothing

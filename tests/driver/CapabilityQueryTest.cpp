@@ -3,21 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
 
-#include "kolvex/Exports.h"
+#include "kolvex/IIPCapabilities.h"
 #include "platform/Clock.h"
 #include "platform/Event.h"
 #include "support/CgiCamera.h"
-#include "support/Eventually.h"
 #include "support/RecordingCapabilities.h"
-#include "video/ChannelFixture.h"
 
 namespace sarnevo {
 namespace {
@@ -223,36 +219,6 @@ TEST(CapabilityQuery, EndsWithinItsTimeAgainstAnyCamera) {
   }
 }
 
-// Queries that end well and queries that have to be ended, while another camera streams.
-TEST(CapabilityQuery, DisturbsNoStreamOfAnotherCamera) {
-  kolvex_test::ScriptedCamera streaming(1, "127.0.0.2");
-  kolvex_test::Host viewer;
-  ChannelTiming patient = kolvex_test::SteadyTiming();
-  patient.receiveTimeout = patient.startingReceiveTimeout = 30s;
-  auto& capture = viewer.Open(streaming, 1, CodecMJPEG, patient);
-  streaming.StartSending(kolvex_test::JpegFramePacket(1));
-  ASSERT_TRUE(capture.StartCapture(0, &viewer.sink, &viewer.wanted));
-  ASSERT_TRUE(viewer.log.WaitFor("OnFrame"));
-  const std::size_t silences = viewer.log.Count("OnNoData");
-  const CgiCamera sound(Group2Replies("81"));
-  ScriptedServer dripping([](Connection& connection) {
-    const bool isDetection = connection.ReadHead().find("/GetTime.cgi ") != std::string::npos;
-    isDetection ? connection.Send(Reply(200, "")) : connection.Drip(kStart + std::string(10'000, '1'), 2ms);
-  });
-  for (int i = 0; i < 12; ++i) {
-    Host host;
-    CapabilityQuery query({.stopWait = 20ms, .stopMoment = 300ms});
-    ASSERT_TRUE(query.Init(&host.observer, false));
-    const bool drips = i % 4 == 3;
-    ASSERT_TRUE(query.Start("127.0.0.1", drips ? dripping.Port() : sound.Port(), "u", "p", &host.capabilities));
-    EXPECT_TRUE(drips || host.observer.over.Wait(20s) == WaitResult::Signalled);
-    query.Uninit();
-    EXPECT_TRUE(viewer.log.WaitFor("OnFrame", viewer.log.Count("OnFrame") + 2));
-  }
-  EXPECT_EQ(viewer.log.Count("OnNoData"), silences);
-  EXPECT_EQ(streaming.log.Count("SETUP"), 1u) << streaming.log.Text();
-}
-
 TEST(CapabilityQuery, TheHostsOwnThreadIsHeldForALimitedTime) {
   ScriptedServer camera([](Connection& connection) {
     connection.ReadHead();
@@ -306,50 +272,6 @@ TEST(CapabilityQuery, LeavesAThreadThatTheHostHoldsBehind) {
       std::this_thread::yield();
     }
   }
-}
-
-std::size_t Entries(const char* folder) {
-  return static_cast<std::size_t>(
-      std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator{}));
-}
-
-long ResidentPages() {
-  long all = 0;
-  long resident = 0;
-  std::ifstream("/proc/self/statm") >> all >> resident;
-  return resident;
-}
-
-TEST(CapabilityQuery, AThousandQueriesLeaveNothingBehind) {
-  const ScriptedServer camera([replies = Group2Replies("81")](Connection& connection) {
-    const std::string head = connection.ReadHead();
-    connection.Send(replies.at(head.substr(4, head.find(' ', 4) - 4)));
-  });
-  const auto ask = [&camera](int times) {
-    for (int i = 0; i < times; ++i) {
-      Host host;
-      ASSERT_EQ(InitCapabilityQuery(&host.observer, 0), 1u);
-      ASSERT_EQ(StartCapabilityQuery("127.0.0.1", camera.Port(), "u", "p", &host.capabilities), 1u);
-      if (i % 2 == 0) {  // every other one is ended while it may still run
-        ASSERT_EQ(host.observer.over.Wait(20s), WaitResult::Signalled);
-        ASSERT_EQ(host.observer.ended, "done");
-      }
-      ASSERT_EQ(TerminateCapabilityQuery(), 1u);
-      ASSERT_EQ(UninitCapabilityQuery(), 1u);
-    }
-  };
-  ask(100);
-  const std::size_t descriptors = Entries("/proc/self/fd");
-  const std::size_t threads = Entries("/proc/self/task");
-  [[maybe_unused]] const long pages = ResidentPages();
-  ask(1000);
-  EXPECT_TRUE(kolvex_test::Eventually([&] {  // the test's own server lets go of its ends
-    return Entries("/proc/self/fd") <= descriptors && Entries("/proc/self/task") <= threads;
-  })) << Entries("/proc/self/fd")
-      << " descriptors, " << Entries("/proc/self/task") << " threads";
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // which keep what was freed
-  EXPECT_LT(ResidentPages(), pages + 256);
-#endif
 }
 
 }  // namespace

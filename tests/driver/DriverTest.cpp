@@ -9,7 +9,6 @@
 
 #include "platform/HostProcess.h"
 #include "platform/Thread.h"
-#include "support/CountAllocations.h"
 #include "support/FakeHost.h"
 #include "support/VersionImage.h"
 
@@ -140,31 +139,6 @@ TEST_F(DriverTest, TakesNullAndThrowingHostsForEmptyOnes) {
   params.hasDevice = params.hasConnection = false;
   ASSERT_TRUE(CKolvexIPCaptureDriver().Open(&sink, &allocator, &params));
   EXPECT_FALSE(CKolvexIPCaptureDriver().Open(&sink, &allocator, nullptr));
-}
-
-// Whichever piece of memory is missing, Open either copes without it or gives false, and throws nothing.
-TEST_F(DriverTest, OpensWithoutMemoryForASingleThingOrSaysSo) {
-  struct Frugal : FakeParams {  // takes no memory itself
-    const char* GetCustomSetting(u32 index) override {
-      return index == 8 ? "256,512,e" : index == 9 ? "00:11:22:33:44:55, beyond the small string" : "1";
-    }
-  } frugal;
-  frugal.inputs = 1;
-  frugal.address = "an address beyond the small string";
-  std::size_t refused = 0;
-  bool enough = false;
-  for (std::size_t allowed = 0; !enough; ++allowed) {
-    CKolvexIPCaptureDriver own;
-    bool opened = false;
-    kolvex_test::FailAllocationBehind(allowed);
-    EXPECT_NO_THROW(opened = own.Open(nullptr, &allocator, &frugal)) << allowed;
-    enough = kolvex_test::CancelFailure();
-    refused += opened ? 0 : 1;
-    EXPECT_TRUE(opened || !enough);
-    EXPECT_TRUE(!opened || own.GetAddress() == frugal.address) << allowed;
-    EXPECT_TRUE(!opened || own.GetMacAddress() == frugal.GetCustomSetting(9)) << allowed;
-  }
-  EXPECT_GT(refused, 5U);
 }
 
 TEST_F(DriverTest, LevelsReachTheHostByItsAge) {

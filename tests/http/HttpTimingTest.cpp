@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/Clock.h"
 #include "platform/Event.h"
@@ -228,54 +226,6 @@ TEST(HttpTiming, CancelLastsUntilTheNextSendAndAbortUntilResume) {
   HttpRequest waiting("127.0.0.1", silent.Port(), "u", "p", 60'000, 16, 0);
   EXPECT_TRUE(FailsWhenCancelled(
       waiting, [&] { return waiting.Send("GET", "/", false); }, &HttpRequest::Abort));
-}
-
-TEST(HttpTiming, AHugeBodyComesWholeThroughASmallBuffer) {
-  constexpr std::size_t kSize = 8'000'000;
-  std::string body(kSize, '\0');
-  for (std::size_t i = 0; i < kSize; ++i) {
-    body[i] = static_cast<char>(i * 31 + i / 251);
-  }
-  ScriptedServer server([&body](Connection& connection) {
-    connection.ReadHead();
-    connection.Send("HTTP/1.1 200 OK\r\n\r\n");
-    connection.Send(body);
-  });
-  HttpRequest request("127.0.0.1", server.Port(), "u", "p", 10'000, 16, 0);
-  ASSERT_TRUE(request.Send("GET", "/", false));
-  std::string got;
-  std::vector<char> buffer(100'000);
-  u32 largest = 0;
-  u32 count = 0;
-  while (request.Read(buffer.data(), static_cast<u32>(buffer.size()), &count) && count > 0) {
-    got.append(buffer.data(), count);
-    largest = std::max({largest, count, request.GetDataAvailable()});
-  }
-  EXPECT_LE(largest, 65'536u);
-  EXPECT_TRUE(got == body) << got.size();
-}
-
-std::size_t Descriptors() {
-  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
-                                                std::filesystem::directory_iterator{}));
-}
-
-TEST(HttpTiming, ARequestThatIsOverHoldsNoDescriptor) {
-  kolvex_test::HttpReplies camera(
-      [](const std::string&) { return "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc"; });
-  const std::size_t before = Descriptors();
-  std::vector<std::unique_ptr<HttpRequest>> requests;
-  for (int i = 0; i < 20; ++i) {
-    requests.push_back(std::make_unique<HttpRequest>("127.0.0.1", camera.Port(), "u", "p", 5000, 16, 0));
-    ASSERT_TRUE(requests.back()->Send("GET", "/", false));
-    bool whole = false;
-    EXPECT_EQ(ReadAll(*requests.back(), whole), "abc");
-  }
-  const auto began = MonotonicMilliseconds();
-  while (Descriptors() > before && MonotonicMilliseconds() - began < 10'000) {
-    std::this_thread::yield();  // the test's own server lets go of its ends
-  }
-  EXPECT_EQ(Descriptors(), before);
 }
 
 TEST(SecureErase, LeavesNoCharacterBehind) {

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <thread>
 
 #include "prepositions/ListFixture.h"
 
@@ -138,33 +137,6 @@ TEST(PrepositionList, NamesOfAnyLengthAndAllPlanesSurvive) {
   }
   List list(&camera, OpenReader(folder.Path()));
   EXPECT_EQ(list.AddPreposition(std::wstring((1 << 20) + 1, L'x')), -3) << "more than the file can give back";
-}
-
-// Four threads, two lists, one file: no name is lost.
-TEST(PrepositionList, ManyThreadsLeaveListAndFileInStep) {
-  const TempFolder folder;
-  FakeCamera cameras[2];
-  auto reader = OpenReader(folder.Path());
-  List lists[] = {{&cameras[0], reader, false, 0}, {&cameras[1], reader, false, 1}};
-  std::vector<std::thread> threads;
-  for (u32 thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([&, thread] {
-      List& list = lists[thread % 2];
-      for (u32 i = 0; i < 100; ++i) {
-        list.ClearCurrentPreposition();
-        list.AddPreposition(std::to_wstring(thread) + L"-" + std::to_wstring(i));
-        list.DeletePreposition(std::to_wstring(thread) + L"-" + std::to_wstring(i / 2));
-      }
-    });
-  }
-  for (auto& thread : threads) {
-    thread.join();
-  }
-  for (const u32 channel : {0U, 1U}) {
-    lists[channel].ClearCurrentPreposition();
-    EXPECT_FALSE(lists[channel].Names().empty());
-    EXPECT_EQ(List(nullptr, OpenReader(folder.Path()), false, channel).Names(), lists[channel].Names());
-  }
 }
 
 }  // namespace

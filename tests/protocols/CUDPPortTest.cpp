@@ -213,7 +213,9 @@ TEST(CUDPPort, CloseFromAnotherThreadWaitsForTheCallbackInProgress) {
   sender.Send(port, 10, 2);
   ASSERT_EQ(inside.Wait(20s), platform::WaitResult::Signalled);
   std::thread closing([&] { EXPECT_TRUE(port.Close()); });
+  const u64 began = platform::MonotonicMilliseconds();
   platform::Sleep(20ms);  // room for a Close that wrongly doesn't wait
+  EXPECT_GE(platform::MonotonicMilliseconds() - began, 20U);
   EXPECT_EQ(user.calls.Text().find("SocketClosed"), std::string::npos);
   goOn.Set();
   closing.join();

@@ -10,9 +10,7 @@
 
 #include "platform/Clock.h"
 #include "support/Eventually.h"
-#include "support/StopSlack.h"
 #include "threads/CTickThread.h"
-#include "threads/HostCall.h"
 #include "threads/Timeout.h"
 
 namespace sarnevo {
@@ -97,77 +95,6 @@ TEST(CBaseThread, StartsAgainAfterAStopAReturnAndAnException) {
     EXPECT_TRUE(thread.Stop(kLimit)) << "twice";
   }
   EXPECT_EQ(run, 4);
-}
-
-// How long a stop takes beyond its time-out, milliseconds. A busy machine may add to it by luck: the best of
-// five attempts counts.
-template <typename Attempt>
-void ExpectStopInTime(u32 timeout, Attempt attempt) {
-  u64 best = kNoTimeout;
-  for (int i = 0; i < 5 && best > timeout + kolvex_test::kStopSlack; ++i) {
-    attempt([&](Thread& thread) {
-      const u64 begin = platform::MonotonicMilliseconds();
-      EXPECT_TRUE(thread.Stop(timeout));
-      const u64 took = platform::MonotonicMilliseconds() - begin;
-      EXPECT_GE(took, timeout);
-      best = std::min(best, took);
-    });
-  }
-  EXPECT_LE(best, timeout + kolvex_test::kStopSlack);
-}
-
-// A callback of the host that doesn't return, at the hands of stops with and without a wait. The object is
-// gone when the host returns at last; the sanitizers watch.
-TEST(CBaseThread, GivesAThreadUpInTimeThatTheHostKeeps) {
-  for (const u32 timeout : {0u, 150u}) {
-    ExpectStopInTime(timeout, [](auto stop) {
-      CEvent inside = AutoReset();
-      CEvent left = AutoReset();
-      CManualEvent release;
-      std::atomic<int> steps{0};
-      auto thread = std::make_unique<Thread>([&](Thread&) {
-        CallHost(
-            [&] {
-              inside.Set();
-              release.Wait(kNoTimeout);
-              CallHost([&] { ++steps; });  // doesn't end it
-              ++steps;
-            },
-            [&left] { left.Set(); });
-        steps = 100;
-      });
-      ASSERT_TRUE(thread->Start("kept"));
-      ASSERT_TRUE(inside.Wait(kLimit));
-      stop(*thread);
-      thread.reset();
-      release.Set();
-      EXPECT_TRUE(left.Wait(kLimit));
-      EXPECT_EQ(steps, 2);
-    });
-  }
-}
-
-// The camera says nothing: the thread hangs in a call that only an interrupt ends. The first interrupt comes
-// too early, as when the thread is on its way into the call.
-TEST(CBaseThread, InterruptsAThreadInItsCallAndLetsItEndInOrder) {
-  ExpectStopInTime(20, [](auto stop) {
-    CEvent call = AutoReset();
-    std::atomic<bool> unwound{false};
-    int interrupts = 0;
-    Thread thread([&](Thread&) {
-      call.Wait(kNoTimeout);
-      unwound = true;
-    });
-    thread.SetInterrupt([&] {
-      if (++interrupts == 2) {
-        call.Set();
-      }
-    });
-    ASSERT_TRUE(thread.Start("call"));
-    stop(thread);
-    EXPECT_TRUE(unwound);
-    EXPECT_GE(interrupts, 2);
-  });
 }
 
 class Ticker : public CTickThread {

@@ -10,15 +10,16 @@
 #include <vector>
 
 #include "video/ChannelFixture.h"
+#include "video/InterruptGate.h"
 
 namespace kolvex_test {
 namespace {
 
-// Local UDP ports that somebody else has.
+// All local UDP ports for RTP, which somebody else has.
 class TakenPorts {
  public:
-  explicit TakenPorts(std::uint16_t first, std::uint16_t last, std::uint16_t step = 1) {
-    for (std::uint16_t port = first; port <= last; port = static_cast<std::uint16_t>(port + step)) {
+  TakenPorts() {
+    for (std::uint16_t port = 3556; port < 4556; port = static_cast<std::uint16_t>(port + 2)) {
       sockaddr_in local{.sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {}, .sin_zero = {}};
       descriptors_.push_back(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
       EXPECT_EQ(bind(descriptors_.back(), reinterpret_cast<sockaddr*>(&local), sizeof(local)), 0) << port;
@@ -186,32 +187,37 @@ TEST(Channel, CleansUpBehindEachStepThatFailsAndTriesAgain) {
   }
 }
 
-TEST(Channel, TakesTheFirstFreePortPairAndWaitsWhenThereIsNone) {
+TEST(Channel, WaitsForAPortPairWhenThereIsNone) {
   ScriptedCamera camera(1);
   Host host;
   auto& capture = host.Open(camera, 1, sarnevo::CodecMJPEG);
-  const auto start = [&](std::uint32_t channel, const char* request) {
-    EXPECT_TRUE(capture.StartCapture(channel, &host.sink, &host.wanted));
-    EXPECT_TRUE(camera.log.WaitFor(request)) << request << " in " << camera.log.Text();
-  };
   {
-    const TakenPorts taken(3556, 3556);
-    start(0, "SETUP 3558-3559");
-    EXPECT_TRUE(capture.StopCapture(0));
+    const TakenPorts taken;
+    ASSERT_TRUE(capture.StartCapture(0, &host.sink, &host.wanted));
+    EXPECT_TRUE(camera.log.WaitFor("PAUSE", 2));  // tried, failed, cleaned up, again
+    EXPECT_EQ(camera.log.Count("SETUP"), 0U);
   }
-  {
-    const TakenPorts taken(3557, 3557);  // of the reports; that one doesn't show
-    start(0, "SETUP 3556-3557");
-    EXPECT_TRUE(capture.StopCapture(0));
-  }
-  {
-    const TakenPorts taken(3556, 4552, 2);
-    start(1, "SETUP 4554-4555");  // the last pair
-    const std::size_t farewells = camera.log.Count("PAUSE");
-    start(2, "DESCRIBE");
-    EXPECT_TRUE(camera.log.WaitFor("PAUSE", farewells + 2));  // tried, failed, cleaned up, again
-  }
-  EXPECT_TRUE(camera.log.WaitFor("SETUP 3556-3557", 2)) << camera.log.Text();
+  EXPECT_TRUE(camera.log.WaitFor("SETUP 3556-3557")) << camera.log.Text();
+}
+
+// A stop may come between two things that a worker waits for; the next one must not wait at all.
+TEST(InterruptGate, ReachesWhatIsWatchedNowAndWhatComesBehindIt) {
+  struct Object {
+    void End() noexcept { ++ends; }
+    int ends = 0;
+  } first, second;
+  sarnevo::InterruptGate gate;
+  gate.Watch<&Object::End>(first);
+  gate.Interrupt();
+  gate.Unwatch();
+  gate.Watch<&Object::End>(second);
+  gate.Pause(std::chrono::hours(1));
+  gate.Interrupt();
+  gate.Unwatch();
+  gate.Reset();
+  gate.Watch<&Object::End>(first);
+  EXPECT_EQ(first.ends, 1);
+  EXPECT_EQ(second.ends, 2);
 }
 
 TEST(Channel, ThrowsAFrameAwayAtAGapAndCountsAcrossTheTurn) {

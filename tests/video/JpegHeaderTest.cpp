@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -98,6 +99,17 @@ std::map<u8, Bytes> Segments(const Bytes& file) {
   return segments;
 }
 
+// The Huffman tables of a file by class and destination (ITU-T T.81, B.2.4.2).
+std::map<u8, Bytes> HuffmanTables(const Bytes& segments) {
+  std::map<u8, Bytes> tables;
+  for (auto at = segments.begin(); segments.end() - at > 17;) {
+    const auto end = at + 17 + std::accumulate(at + 1, at + 17, 0);
+    tables[*at] = Bytes(at + 1, end);
+    at = end;
+  }
+  return tables;
+}
+
 TEST(JpegHeader, MakesTheEncodersPictureAgainFromWhatACameraSends) {
   for (const JpegLayout layout : {JpegLayout::Group1, JpegLayout::Group2}) {
     for (const bool is422 : {true, false}) {
@@ -120,6 +132,8 @@ TEST(JpegHeader, MakesTheEncodersPictureAgainFromWhatACameraSends) {
       // Decoders don't care how the components are numbered; some hosts do.
       EXPECT_EQ(Segments(file)[0xC0], (Bytes{8, 0, kHeight, 1, kWidth & 0xFF, 3, 0,
                                              static_cast<u8>(is422 ? 0x21 : 0x22), 0, 1, 0x11, 1, 2, 0x11, 1}));
+      // A picture seldom has each of the codes.
+      EXPECT_EQ(HuffmanTables(Segments(file)[0xC4]), HuffmanTables(parts[0xC4]));
       const Picture expected = Decode(original);
       const Picture picture = Decode(file);
       EXPECT_EQ(picture.warnings, 0);

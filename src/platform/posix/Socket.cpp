@@ -31,10 +31,6 @@ SocketError FromErrno(int error) noexcept {
     case ECONNREFUSED:
     case EPIPE:
       return SocketError::ConnectionReset;
-    case ENOTCONN:
-      return SocketError::NotConnected;
-    case EINVAL:
-      return SocketError::InvalidArgument;
     case EFAULT:
       return SocketError::Fault;
     case ENETDOWN:
@@ -201,17 +197,6 @@ SocketError Socket::Connect(const SocketAddress& peer) noexcept {
 bool Socket::WaitWritable(Milliseconds timeout) noexcept {
   const int events = Poll(descriptor_, POLLOUT, timeout);
   return events > 0 && (events & (POLLERR | POLLHUP | POLLNVAL)) == 0;
-}
-
-SocketError Socket::WaitReadable(Milliseconds timeout) noexcept {
-  const int events = Poll(descriptor_, POLLIN, timeout);
-  if (events == 0) {
-    return SocketError::TimedOut;
-  }
-  if (events < 0) {
-    return FromErrno(errno);
-  }
-  return (events & POLLNVAL) != 0 ? SocketError::NotInitialised : SocketError::None;
 }
 
 ReceiveResult Socket::Send(std::span<const std::uint8_t> data) noexcept {

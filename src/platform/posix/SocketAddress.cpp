@@ -31,12 +31,6 @@ std::optional<SocketAddress> SocketAddress::Parse(const char* dotted, std::uint1
 
 std::uint16_t SocketAddress::Port() const noexcept { return ntohs(Get()->sin_port); }
 
-std::string SocketAddress::Text() const {
-  char text[INET_ADDRSTRLEN] = "";
-  inet_ntop(AF_INET, &Get()->sin_addr, text, sizeof(text));
-  return text;
-}
-
 const sockaddr_in* SocketAddress::Get() const noexcept {
   return std::launder(reinterpret_cast<const sockaddr_in*>(storage_.data()));
 }

@@ -228,8 +228,6 @@ bool Thread::IsAlive() const noexcept {
 
 bool Thread::IsCurrent() const noexcept { return control_ && control_.get() == current; }
 
-ThreadId Thread::Id() const noexcept { return control_ ? control_->id : 0; }
-
 WaitResult Thread::Wait() noexcept { return Wait(Milliseconds::max()); }
 
 WaitResult Thread::Wait(Milliseconds timeout) noexcept {
@@ -289,8 +287,6 @@ void Thread::Release() noexcept {
 }
 
 namespace current_thread {
-
-bool IsOurs() noexcept { return current != nullptr; }
 
 void EnterHost() noexcept {
   if (current != nullptr && ++current->hostDepth == 1) {

@@ -1,61 +1,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <csignal>
-#include <cstdio>
 #include <string>
 
 #include "CameraClient.h"
+#include "support/ProgramRun.h"
 
 namespace {
 
 using namespace simcam_test;
+using kolvex_test::ProgramResult;
+using kolvex_test::ProgramRun;
 using testing::HasSubstr;
-
-/// The program in a process of its own, with both its outputs in one text.
-class Program {
- public:
-  explicit Program(const std::string& arguments, const std::string& environment = "")
-      : output_(popen(
-            ("exec 2>&1; echo $$; exec env " + environment + " " KOLVEX_CAMERA " " + arguments).c_str(), "r")) {
-    ReadLine();
-    id_ = std::stoi(said_);
-    said_.clear();
-  }
-  ~Program() {
-    if (output_ != nullptr) End(SIGKILL);
-  }
-
-  /// Reads the next line; false when there is none.
-  bool ReadLine() {
-    char line[4096];
-    const bool got = fgets(line, sizeof line, output_) != nullptr;
-    said_ += got ? line : "";
-    return got;
-  }
-  bool WaitForReady() {
-    while (!said_.ends_with("ready\n")) {
-      if (!ReadLine()) return false;
-    }
-    return true;
-  }
-  /// Sends a signal, unless 0, and gives the exit code.
-  int End(int signal) {
-    kill(id_, signal);
-    while (ReadLine()) {
-    }
-    const int status = pclose(output_);
-    output_ = nullptr;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-  const std::string& said() const { return said_; }
-
- private:
-  FILE* output_;
-  pid_t id_ = 0;
-  std::string said_;
-};
 
 TEST(CameraProgram, ExplainsWhatIsWrongAndReturnsItsCode) {
   struct Row {
@@ -75,30 +32,32 @@ TEST(CameraProgram, ExplainsWhatIsWrongAndReturnsItsCode) {
        "can't listen on 127.0.1.1:80: Address already"},
   };
   for (const Row& row : rows) {
-    Program program(row.arguments);
-    EXPECT_EQ(program.End(0), row.code) << row.arguments;
-    EXPECT_THAT(program.said(), HasSubstr(row.sentence)) << row.arguments;
+    const ProgramResult result = ProgramRun(KOLVEX_CAMERA).Run(row.arguments);
+    EXPECT_EQ(result.exit, row.code) << row.arguments;
+    EXPECT_THAT(result.out + result.err, HasSubstr(row.sentence)) << row.arguments;
   }
 }
 
 TEST(CameraProgram, TellsWhenItIsReadyChecksCredentialsAndEndsOnEachSignal) {
   for (const int signal : {SIGINT, SIGTERM}) {
-    Program program("--count 3 --first 127.1.0.254 --fleet group=2,codec=mpeg4",
-                    "KOLVEX_CAMERA_USER=guard KOLVEX_CAMERA_PASSWORD=secret");
-    ASSERT_TRUE(program.WaitForReady()) << program.said();
-    EXPECT_EQ(program.said(),
-              "camera 127.1.0.254:80  group 2  Kolvex P-410  mpeg4 352x288 25 fps  serial 0\n"
-              "camera 127.1.0.255:80  group 2  Kolvex P-410  mpeg4 352x288 25 fps  serial 0\n"
-              "camera 127.1.1.0:80  group 2  Kolvex P-410  mpeg4 352x288 25 fps  serial 0\n"
-              "ready\n");
-    EXPECT_FALSE(Stream("127.1.1.0", 2).NextFrame().empty());
+    ProgramRun program(KOLVEX_CAMERA);
+    program.Start("--count 3 --first 127.1.0.254 --fleet group=2,codec=mpeg4",
+                  "export KOLVEX_CAMERA_USER=guard KOLVEX_CAMERA_PASSWORD=secret");
+    ASSERT_TRUE(program.WaitForOutput("ready\n"));
     for (const char* wrong : {"", "Basic YWRtaW46a29sdmV4", "Digest Z3VhcmQ6c2VjcmV0"}) {
       const std::string reply = Get("127.1.0.255", "/GetTime.cgi", wrong);
       EXPECT_THAT(reply, testing::StartsWith("HTTP/1.1 401 Unauthorized\r\n"));
       EXPECT_THAT(reply, HasSubstr("\r\nWWW-Authenticate: Basic realm=\"Kolvex\"\r\n"));
     }
     EXPECT_THAT(Get("127.1.0.255", "/GetTime.cgi", "Basic Z3VhcmQ6c2VjcmV0"), HasSubstr(" 200 "));
-    EXPECT_EQ(program.End(signal), 0);
+    program.Signal(signal);
+    const ProgramResult result = program.Finish();
+    EXPECT_EQ(result.exit, 0);
+    EXPECT_THAT(result.out, testing::StartsWith(
+                                "camera 127.1.0.254:80  group 2  Kolvex P-410  mpeg4 352x288 25 fps  serial 0\n"
+                                "camera 127.1.0.255:80  group 2  Kolvex P-410  mpeg4 352x288 25 fps  serial 0\n"
+                                "camera 127.1.1.0:80  group 2  Kolvex P-410  mpeg4 352x288 25 fps  serial 0\n"
+                                "ready\n"));
   }
 }
 

@@ -47,18 +47,4 @@ TEST(ContactSheet, ShowsEachStreamInItsPlaceAndColour) {
   }
 }
 
-TEST(ContactSheet, TakesTilesThatAreAskedForMeanwhile) {
-  HostRun run;
-  run.File("wishes", "Yard: now\nGate: now\nYard: unfinished");
-  const auto result = run.Run(
-      "capture --duration 1 --out out --tiles-from - "
-      "--camera 127.0.0.1,group=2,size=320x240,model=0,name=Yard <wishes");
-  EXPECT_EQ(result.exit, 0) << result.err;
-  EXPECT_NE(result.err.find("there is no camera \"Gate\" for a tile"), std::string::npos) << result.err;
-  const std::unique_ptr<cairo_surface_t, decltype(&cairo_surface_destroy)> sheet(
-      cairo_image_surface_create_from_png((run.Folder() / "out/contact-sheet.png").c_str()),
-      &cairo_surface_destroy);
-  EXPECT_EQ(cairo_image_surface_get_width(sheet.get()), 24 + 2 * (560 + 24)) << "the stream and one tile";
-}
-
 }  // namespace

@@ -22,37 +22,20 @@ TEST(QueryCommand, SavesAFileThatBringsPicturesWithNothingElseSaid) {
     json device;
     json settings;
   };
-  const json group1 = {{"1", "5000"},
-                       {"2", "1"},
-                       {"4", "16"},
-                       {"5", "4"},
-                       {"6", "3000"},
-                       {"7", "256"},
-                       {"8", "256,512,768,1000,1500,2000,3000,e"},
-                       {"9", "0A1B2C3D4E5F"}};
-  json group1PAL = group1, group1NTSC = group1;
-  group1PAL["3"] = "1";
-  group1NTSC["3"] = "0";
+  const json group1 = {
+      {"1", "5000"},        {"2", "1"},    {"3", "0"},   {"4", "16"},
+      {"5", "4"},           {"6", "3000"}, {"7", "256"}, {"8", "256,512,768,1000,1500,2000,3000,e"},
+      {"9", "0A1B2C3D4E5F"}};
   const Row rows[] = {
       {"group=1,model=P-426,mac=0A:1B:2C:3D:4E:5F",
-       "query 127.0.1.1",
-       "720x576",
-       {{"channels", 1}, {"inputs", 4}, {"outputs", 2}, {"ptz", true}, {"audio", true}},
-       group1PAL},
-      {"group=1,model=P-400,mac=0A:1B:2C:3D:4E:5F",
        "probe --ntsc 127.0.1.1",
        "720x480",
-       {{"channels", 1}, {"inputs", 1}, {"outputs", 1}, {"ptz", false}, {"audio", false}},
-       group1NTSC},
+       {{"channels", 1}, {"inputs", 4}, {"outputs", 2}, {"ptz", true}, {"audio", true}},
+       group1},
       {"group=2,model=P-410,http-port=8080",
        "query localhost:8080",
        "720x576",
        {{"model", "Kolvex P-410"}, {"inputs", 1}, {"outputs", 1}, {"ptz", true}},
-       {{"1", "5000"}, {"2", "2"}, {"3", "1"}}},
-      {"group=2,model=P-405M",
-       "query 127.0.1.1",
-       "640x480",
-       {{"model", "Kolvex P-405M"}, {"inputs", 0}, {"outputs", 0}, {"ptz", false}},
        {{"1", "5000"}, {"2", "2"}, {"3", "1"}}},
   };
   for (const Row& row : rows) {
@@ -61,9 +44,8 @@ TEST(QueryCommand, SavesAFileThatBringsPicturesWithNothingElseSaid) {
     const bool local = std::string(row.arguments).find("localhost") != std::string::npos;
     farm.Add(std::string("address=") + (local ? "127.0.0.1," : "127.0.1.1,") + row.camera);
     HostRun run;
-    const HostResult query = run.Run(
-        std::string("--json --library " FAKE_DRIVER " ") + row.arguments + " --name Yard --save yard.json",
-        kLogin);
+    const HostResult query =
+        run.Run(std::string("--json ") + row.arguments + " --name Yard --save yard.json", kLogin);
     ASSERT_EQ(query.exit, 0) << query.err;
     const json file = json::parse(run.Read("yard.json"));
     json told = json::parse(query.out);
@@ -75,12 +57,12 @@ TEST(QueryCommand, SavesAFileThatBringsPicturesWithNothingElseSaid) {
       EXPECT_EQ(file["device"][key], value) << key;
     }
     EXPECT_EQ(run.Read("yard.json").find("\"kolvex\""), std::string::npos) << "no password stands in it";
-    if (std::string_view(row.arguments).starts_with("probe") || row.settings["2"] == "2") {
+    if (row.settings["2"] == "2") {
       continue;  // a stream takes seconds to start; the demo's test captures both groups
     }
 
-    const HostResult capture = run.Run(
-        "--json --library " FAKE_DRIVER " capture --frames 3 --duration 20 --camera-file yard.json", kLogin);
+    const HostResult capture =
+        run.Run("--json capture --frames 3 --duration 20 --camera-file yard.json", kLogin);
     EXPECT_EQ(capture.exit, 0) << capture.err;
     EXPECT_THAT(capture.out, HasSubstr("\"reason\":\"frames\""));
     EXPECT_THAT(capture.out, HasSubstr("\"damaged\":0"));
@@ -102,20 +84,12 @@ TEST(QueryCommand, SaysWhatIsWrongInOneSentence) {
        "Nobody answers at 127.0.1.9:80: Connection refused"},
       {"a wrong password for group 1", "group=1", "", "query 127.0.1.1", 8,
        "wants another user name or password", "export KOLVEX_USER=admin KOLVEX_PASSWORD=no"},
-      {"a wrong password for group 2", "group=2", "", "query 127.0.1.1", 8,
-       "wants another user name or password", "export KOLVEX_USER=admin KOLVEX_PASSWORD=no"},
       {"a password that is refused late", "group=1", "http=status:401@network", "query 127.0.1.1", 8,
        "wants another user name or password"},
       {"another device", "group=1", "http=status:404", "query 127.0.1.1", 7, "is no camera of this family"},
-      {"no web server", "group=1", "", "query 127.0.1.1:554", 7, "is no camera of this family"},
       {"an unknown model", "group=2,model=P-499", "", "query 127.0.1.1", 7, "can't be used"},
-      {"a reply that is cut off", "group=1", "http=cut:10@network", "query 127.0.1.1", 7, "can't be used"},
       {"a camera that is silent at once", "group=1", "http=stall", "query --timeout 0.5 127.0.1.1", 7,
        "didn't answer in the time of --timeout"},
-      {"a camera that falls silent", "group=1", "http=stall@network", "query --timeout 0.5 127.0.1.1", 7,
-       "didn't answer in the time of --timeout"},
-      {"a port of 0", "group=1", "", "query 127.0.1.1:0", 1, "\"0\" is no port"},
-      {"no address", "group=1", "", "query", 1, "address is required"},
       {"nowhere to write", "group=1", "", "query --save none/yard.json 127.0.1.1", 5, "can't be written"},
   };
   for (const Row& row : rows) {
@@ -124,7 +98,7 @@ TEST(QueryCommand, SaysWhatIsWrongInOneSentence) {
     auto& camera = farm.Add(std::string("address=127.0.1.1,") + row.camera);
     ASSERT_EQ(camera.Control(row.faults), "");
     HostRun run;
-    const HostResult result = run.Run("--library " FAKE_DRIVER " " + row.arguments, row.before);
+    const HostResult result = run.Run(row.arguments, row.before);
     EXPECT_EQ(result.exit, row.exit) << result.err;
     EXPECT_THAT(result.err, HasSubstr(row.sentence));
     EXPECT_EQ(result.out, "");

@@ -1,4 +1,4 @@
-#include "HostRun.h"
+#include "support/ProgramRun.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,15 +9,17 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 namespace kolvex_test {
 
-HostRun::HostRun() : program_(KOLVEX_HOST) {
-  std::string name = (std::filesystem::temp_directory_path() / "kolvex-host-XXXXXX").string();
+ProgramRun::ProgramRun(std::string program, std::string usual)
+    : program_(std::move(program)), usual_(std::move(usual)) {
+  std::string name = (std::filesystem::temp_directory_path() / "kolvex-test-XXXXXX").string();
   folder_ = mkdtemp(name.data());
 }
 
-HostRun::~HostRun() {
+ProgramRun::~ProgramRun() {
   if (child_ > 0) {
     Signal(SIGKILL);
     Finish();
@@ -25,7 +27,7 @@ HostRun::~HostRun() {
   std::filesystem::remove_all(folder_);
 }
 
-std::string HostRun::File(const std::string& name, const std::string& text, bool forOwnerOnly) const {
+std::string ProgramRun::File(const std::string& name, const std::string& text, bool forOwnerOnly) const {
   std::ofstream(folder_ / name) << text;
   const auto rest = std::filesystem::perms::group_read | std::filesystem::perms::others_read;
   std::filesystem::permissions(
@@ -34,28 +36,28 @@ std::string HostRun::File(const std::string& name, const std::string& text, bool
   return (folder_ / name).string();
 }
 
-std::string HostRun::Read(const std::filesystem::path& name) const {
+std::string ProgramRun::Read(const std::filesystem::path& name) const {
   std::ifstream file(folder_ / name, std::ios::binary);
   std::ostringstream text;
   text << file.rdbuf();
   return text.str();
 }
 
-void HostRun::Start(const std::string& arguments, const std::string& before) {
+void ProgramRun::Start(const std::string& arguments, const std::string& before) {
   std::array<int, 2> ends{};
   if (pipe(ends.data()) != 0) {
     return;
   }
-  const std::string library =
-      arguments.find("--library") == arguments.npos ? " --library " FAKE_DRIVER " " : " ";
-  const std::string command = before + "\nexec " + program_ + library + arguments + " 2>error.txt";
+  const std::string option = usual_.substr(0, usual_.find(' '));
+  const std::string rest =
+      option.empty() || arguments.find(option) != arguments.npos ? " " : " " + usual_ + " ";
+  const std::string command = before + "\nexec " + program_ + rest + arguments + " 2>error.txt";
   output_.clear();
   child_ = fork();
   if (child_ == 0) {
     dup2(ends[1], STDOUT_FILENO);
     close(ends[0]);
     close(ends[1]);
-    setenv("FAKE_DRIVER_LOG", (folder_ / "driver.log").c_str(), 1);
     if (chdir(folder_.c_str()) == 0) {
       execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
     }
@@ -65,12 +67,12 @@ void HostRun::Start(const std::string& arguments, const std::string& before) {
   out_ = ends[0];
 }
 
-void HostRun::CopyProgram() {
-  std::filesystem::copy_file(KOLVEX_HOST, folder_ / "kolvex-host");
-  program_ = (folder_ / "kolvex-host").string();
+void ProgramRun::CopyProgram() {
+  std::filesystem::copy_file(program_, folder_ / "program");
+  program_ = (folder_ / "program").string();
 }
 
-bool HostRun::WaitForOutput(const std::string& text) {
+bool ProgramRun::WaitForOutput(const std::string& text) {
   std::array<char, 4096> buffer{};
   while (output_.find(text) == output_.npos) {
     const ssize_t count = read(out_, buffer.data(), buffer.size());
@@ -82,9 +84,9 @@ bool HostRun::WaitForOutput(const std::string& text) {
   return true;
 }
 
-void HostRun::Signal(int number) const { kill(child_, number); }
+void ProgramRun::Signal(int number) const { kill(child_, number); }
 
-HostResult HostRun::Finish() {
+ProgramResult ProgramRun::Finish() {
   // Until the end of the output: it comes when the program ends.
   std::array<char, 4096> buffer{};
   for (ssize_t count = 0; (count = read(out_, buffer.data(), buffer.size())) > 0;) {
