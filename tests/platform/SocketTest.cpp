@@ -38,7 +38,6 @@ TEST(Socket, DatagramsThatTravelTogetherAreReceivedTogetherWithTheirBorders) {
     EXPECT_EQ(got.error, row.error) << row.sent;
     EXPECT_EQ(got.bytes, row.bytes) << row.sent;
     EXPECT_EQ(got.each, row.expectedEach) << row.sent;
-    EXPECT_EQ(from.Text(), "127.0.0.1");
   }
   receiver.SetReceiveTimeout(10ms);
   SocketAddress from;
