@@ -56,11 +56,13 @@ bool CGroupDigitalIO::ReadInputs(u32 count) {
   return true;
 }
 
-// Of a reply that a stop has cut off, nothing counts: an input whose key is missing would be high.
+// Of a reply that a stop or a lack of memory has cut off, nothing counts: an input whose key is missing would be
+// high.
 bool CGroupDigitalIO::FetchInputs() {
-  return Utils::SendRequest(&inputRequest_, words_.inputRequest, reply_, nullptr, true, kAnySuccess,
-                            kBlockBytes) &&
-         Web::LastHttpError() != platform::HttpError::Cancelled;
+  const bool fetched =
+      Utils::SendRequest(&inputRequest_, words_.inputRequest, reply_, nullptr, true, kAnySuccess, kBlockBytes);
+  const platform::HttpError error = Web::LastHttpError();
+  return fetched && error != platform::HttpError::Cancelled && error != platform::HttpError::OutOfResources;
 }
 
 // Whatever has a zero in its value is low; anything else is high, a missing value too.
