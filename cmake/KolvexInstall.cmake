@@ -1,5 +1,6 @@
 # What an installation holds, and how another project finds it:
-#   library, host-facing headers, CMake package kolvexipcapture, pkg-config file kolvexipcapture.pc
+#   library, host-facing headers, CMake package kolvexipcapture, pkg-config file kolvexipcapture.pc,
+#   bill of materials kolvexipcapture.spdx.json
 # and, as component "programs", the sample host and the simulated camera.
 include(CMakePackageConfigHelpers)
 
@@ -13,6 +14,14 @@ target_compile_features(kolvexipcapture INTERFACE cxx_std_20)
 install(TARGETS kolvexipcapture EXPORT kolvexipcapture LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kolvex DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
+# What the library needs of the machine that it was built on; also as target "sbom", into the build folder.
+set(make_sbom ${PROJECT_SOURCE_DIR}/scripts/make-sbom $<TARGET_FILE:kolvexipcapture> ${PROJECT_VERSION}
+              ${PROJECT_BINARY_DIR}/kolvexipcapture.spdx.json)
+add_custom_target(sbom COMMAND ${make_sbom} DEPENDS kolvexipcapture VERBATIM)
+list(JOIN make_sbom "\" \"" make_sbom_words)
+install(CODE "execute_process(COMMAND \"${make_sbom_words}\" COMMAND_ERROR_IS_FATAL ANY)")
+install(FILES ${PROJECT_BINARY_DIR}/kolvexipcapture.spdx.json DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 install(EXPORT kolvexipcapture FILE kolvexipcaptureTargets.cmake NAMESPACE kolvexipcapture::
         DESTINATION ${package_folder})

@@ -4,6 +4,7 @@
 
 #include "FuzzTarget.h"
 #include "camera/CgiText.h"
+#include "ptz/FindCgiValue.h"
 
 using kolvex_fuzz::Check;
 
@@ -31,6 +32,15 @@ FUZZ_TARGET(CgiText) {
     Check(found || end == 0, "nothing found is an empty text");
     Check(out.find_first_of("\r\n") >= end, "a value is one line");
   }
+
+  // The PTZ side's look-up; the value is a view into the reply.
+  const std::string_view ptzValue = sarnevo::FindCgiValue(reply, key, "=");
+  Check(ptzValue.empty() || (ptzValue.data() > reply.data() &&
+                             ptzValue.data() + ptzValue.size() <= reply.data() + reply.size()),
+        "a value lies in the reply, behind its key");
+  Check(ptzValue.find_first_of("<\r\n") == std::string_view::npos, "a value ends at the terminators");
+  Check(ptzValue.empty() || ptzValue.data()[-1] == '=', "a value stands behind its separator");
+
   Check(sarnevo::ToLowerText(reply).size() == reply.size(), "lower case changes no length");
   const std::string trimmed = sarnevo::TrimText(reply);
   Check(sarnevo::TrimText(trimmed) == trimmed, "trimming twice is trimming once");

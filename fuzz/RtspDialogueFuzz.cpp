@@ -1,6 +1,7 @@
 // The real client against a server that says the input's bytes, whatever it is asked, and goes.
+#include <algorithm>
 #include <array>
-#include <csignal>
+#include <string_view>
 
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -27,6 +28,39 @@ int Listen(std::uint16_t& port) {
   return listener;
 }
 
+// Takes the next line off the front.
+std::string_view Line(std::string_view& rest) {
+  const std::size_t end = rest.find("\r\n");
+  Check(end != rest.npos, "each line of a request has its end");
+  const std::string_view line = rest.substr(0, end);
+  rest.remove_prefix(end + 2);
+  return line;
+}
+
+// Nothing that a server says gets more into a request than one word behind "Session:".
+void CheckRequests(std::string_view said, bool setUp) {
+  for (const std::string_view method : {"DESCRIBE", "SETUP", "PLAY", "PAUSE", "TEARDOWN"}) {
+    if (method == "TEARDOWN" && !setUp) {
+      continue;
+    }
+    const std::string_view first = Line(said);
+    Check(first.starts_with(method) && first.substr(method.size()).starts_with(" rtsp://127.0.0.1:") &&
+              first.ends_with(" RTSP/1.0") && std::ranges::count(first, ' ') == 2,
+          "a request line has three words");
+    Check(Line(said).starts_with("CSeq: "), "each request has its number");
+    if (method == "SETUP") {
+      Check(Line(said) == "Transport: RTP/AVP;unicast;client_port=3556-3557", "our ports are told");
+    } else if (method != "DESCRIBE") {
+      const std::string_view session = Line(said);
+      Check(session.starts_with("Session: ") && session.size() < 9 + 256 &&
+                session.find_first_of(" \t\n\v\f\r", 9) == session.npos,
+            "a session is one bounded word");
+    }
+    Check(Line(said).empty(), "a request ends with a blank line");
+  }
+  Check(said.empty(), "no request but these");
+}
+
 }  // namespace
 
 FUZZ_TARGET(RtspDialogue) {
@@ -50,7 +84,10 @@ FUZZ_TARGET(RtspDialogue) {
     const bool setUp = client.Setup(3556, 3557, objectPath);
     client.Play(objectPath);
     client.Pause(objectPath);
-    Check(setUp || !client.Teardown(objectPath), "no farewell to a session that was never set up");
+    Check(!client.Teardown(objectPath) || setUp, "no farewell to a session that was never set up");
+    std::array<char, 8192> requests;
+    const ssize_t count = recv(peer, requests.data(), requests.size(), MSG_DONTWAIT);
+    CheckRequests({requests.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))}, setUp);
   }
   client.Disconnect();
   close(peer);

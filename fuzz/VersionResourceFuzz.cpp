@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 
 #include "FuzzTarget.h"
 #include "platform/VersionResource.h"
@@ -26,4 +27,18 @@ class Input : public sarnevo::platform::ByteSource {
 
 }  // namespace
 
-FUZZ_TARGET(VersionResource) { sarnevo::platform::ReadVersionResource(Input(input)); }
+FUZZ_TARGET(VersionResource) {
+  const auto version = sarnevo::platform::ReadVersionResource(Input(input));
+  if (!version) {
+    return;
+  }
+  // Two little-endian words of two halves each, the upper half first.
+  std::array<std::uint8_t, 8> wanted{};
+  std::size_t at = 0;
+  for (const unsigned half : {version->minor, version->major, version->revision, version->build}) {
+    wanted[at++] = static_cast<std::uint8_t>(half);
+    wanted[at++] = static_cast<std::uint8_t>(half >> 8);
+  }
+  kolvex_fuzz::Check(std::search(input.begin(), input.end(), wanted.begin(), wanted.end()) != input.end(),
+                     "a version stands in the file");
+}

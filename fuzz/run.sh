@@ -12,7 +12,7 @@ command -v clang++-14 >/dev/null || scripts/install-packages clang-14 libclang-r
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz --parallel "$(nproc)"
 
-targets=${*:-$(sed -n 's/^set(KOLVEX_FUZZ_TARGETS \(.*\))/\1/p' fuzz/targets.cmake)}
+targets=${*:-$(cd fuzz && ls ./*Fuzz.cpp | sed 's,./\(.*\)Fuzz.cpp,\1,')}
 status=0
 # The preset target writes files; on a memory file system flushing them is no wait.
 [ -d /dev/shm ] && export TMPDIR=/dev/shm
@@ -22,6 +22,7 @@ for target in $targets; do
   mkdir -p "$work" "$findings"
   echo "-- $target, $seconds s"
   tests/support/in-namespace "build/fuzz/bin/fuzz_$target" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 \
-    -max_len=65536 -print_final_stats=1 -verbosity=0 -artifact_prefix="$findings/" "$work" "fuzz/corpus/$target" || status=1
+    -max_len=65536 -print_final_stats=1 -verbosity=0 -dict=fuzz/words.dict -artifact_prefix="$findings/" \
+    "$work" "fuzz/corpus/$target" || status=1
 done
 exit $status

@@ -5,6 +5,7 @@
 
 #include "driver/CDebugInfo.h"
 #include "driver/MessageText.h"
+#include "platform/SecureErase.h"
 #include "threads/HostCall.h"
 
 namespace sarnevo {
@@ -26,7 +27,10 @@ u8 LevelForHost(u32 level, const HostVersion& host) {
 
 CKolvexIPCaptureDriver::CKolvexIPCaptureDriver() = default;
 
-CKolvexIPCaptureDriver::~CKolvexIPCaptureDriver() { CKolvexIPCaptureDriver::Close(); }
+CKolvexIPCaptureDriver::~CKolvexIPCaptureDriver() {
+  CKolvexIPCaptureDriver::Close();
+  platform::SecureErase(password_);
+}
 
 u32 CKolvexIPCaptureDriver::GetNetworkTimeout() noexcept {
   const COptexGuard guard(lock_);

@@ -94,7 +94,7 @@ class CKolvexIPCaptureDriver final : public ipcapture::IIPCaptureDriverEx3, publ
   std::string address_;
   u16 port_ = 0;
   std::string userName_;
-  std::string password_;
+  std::string password_;  // wiped on every change and at the end
   u32 inputCount_ = 0;
   u32 outputCount_ = 0;
   ICaptureIOApi* digitalIO_ = nullptr;  // owned, built in Open, ended in Close; null without inputs and outputs

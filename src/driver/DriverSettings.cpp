@@ -7,6 +7,7 @@
 #include "driver/CKolvexIPCaptureDriver.h"
 #include "driver/DecimalText.h"
 #include "kolvex/IIPDriverParams.h"
+#include "platform/SecureErase.h"
 #include "threads/HostAsk.h"
 
 namespace sarnevo {
@@ -24,7 +25,10 @@ void CKolvexIPCaptureDriver::ReadConnection(IIPConnectionInfo* connection) {
   address_ = AskText(connection, &IIPConnectionInfo::GetAddress);
   port_ = Ask(connection, &IIPConnectionInfo::GetPort);
   userName_ = AskText(connection, &IIPConnectionInfo::GetUserName);
-  password_ = AskText(connection, &IIPConnectionInfo::GetPassword);
+  // Swapped in and the other wiped: a text that is moved may leave its characters behind.
+  std::string given = AskText(connection, &IIPConnectionInfo::GetPassword);
+  password_.swap(given);
+  platform::SecureErase(given);
 }
 
 void CKolvexIPCaptureDriver::ReadGroup1Settings(ipcapture::IIPDriverParams* params) {

@@ -23,7 +23,7 @@ enum class HttpError : std::uint8_t {
   ConnectionBroken,  ///< reset, or ended before the reply was whole
   InvalidReply,      ///< not HTTP/1.x, or a header that can't be right
   ReplyTooLarge,     ///< more header bytes than are taken
-  RedirectRefused,   ///< more than 10 redirects, or one that leaves plain http
+  RedirectRefused,   ///< more than 10 redirects, or one that leaves plain http or the host
   LoginFailure,      ///< the server wants other credentials (status 401, RFC 9110, 15.5.2)
   OutOfResources,    ///< memory or descriptors
   Other,
@@ -81,7 +81,7 @@ class HttpKeeper {
 /// Goes straight to the server: no proxy, no cache, no cookies, no file or environment variable is looked
 /// at, and the host's process is left alone (no signals, one-time start of the library below apart).
 /// Credentials go out at once and never to another server. Up to 10 redirects are followed, only over plain
-/// http. Chunked bodies (RFC 9112, 7.1) come out plain; compressed ones come out as they are. At most 256 KB
+/// http and only to the same host. Chunked bodies (RFC 9112, 7.1) come out plain; compressed ones come out as they are. At most 256 KB
 /// of headers are taken, and however long a body is, little of it is held here.
 ///
 /// Its connection is new and closed at the end. With a keeper it isn't: a connection that was kept is used,
@@ -92,9 +92,8 @@ class HttpKeeper {
 /// ended, holds no descriptor.
 class HttpExchange {
  public:
-  /// @param settings, server, keeper  are used until Send returns, the keeper until the exchange's end; null
-  ///                                  for a connection of its own
-  HttpExchange(const HttpSettings& settings, const HttpServer& server, HttpKeeper* keeper = nullptr);
+  /// @param keeper  outlives the exchange; null for a connection of its own
+  HttpExchange(HttpSettings settings, HttpServer server, HttpKeeper* keeper = nullptr);
   ~HttpExchange();
   HttpExchange(const HttpExchange&) = delete;
   HttpExchange& operator=(const HttpExchange&) = delete;

@@ -19,7 +19,7 @@ class TSmartPtr {
   virtual ~TSmartPtr() { Release(); }
 
   TSmartPtr& operator=(const TSmartPtr& other) {
-    if (counter_ != other.counter_ || object_ != other.object_) {
+    if (this != &other && (counter_ != other.counter_ || object_ != other.object_)) {
       Release();
       counter_ = other.counter_;
       object_ = other.object_;

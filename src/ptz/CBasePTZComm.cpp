@@ -80,7 +80,7 @@ i32 CBasePTZComm::Post(const char* operation, u32 type, IIPParams* params, u32 a
   // No item without memory; the queue refuses null like any other time when it takes nothing.
   std::unique_ptr<CWorkItem> item(new (std::nothrow) CWorkItem(type, params, a, b, c, d));
   if (PostWorkItem(item.get(), 0)) {
-    item.release();  // the queue's
+    static_cast<void>(item.release());  // the queue's
     return PtzDone;
   }
   item.reset();

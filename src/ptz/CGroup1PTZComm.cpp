@@ -4,6 +4,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "platform/SecureErase.h"
 #include "ptz/FindCgiValue.h"
 
 namespace sarnevo {
@@ -29,8 +30,11 @@ u32 ParseProtocol(std::string_view reply) noexcept {
 }  // namespace
 
 CGroup1PTZComm::Request::Request(IIPDeviceParams& device, const PtzTiming& timing)
-    : HttpRequest(device.GetAddress().c_str(), device.GetPort(), device.GetUserName().c_str(),
-                  device.GetPassword().c_str(), timing.requestTimeout, kMaxConnections, kSystemCodePage) {
+    : HttpRequest(device.GetAddress().c_str(), device.GetPort(), device.GetUserName().c_str(), nullptr,
+                  timing.requestTimeout, kMaxConnections, kSystemCodePage) {
+  std::string password = device.GetPassword();
+  SetPassword(password.c_str());
+  platform::SecureErase(password);
   SetTimeLimit(timing.requestLimit);
 }
 

@@ -95,7 +95,7 @@ bool CPTZHandler::LoadPresetFile() {
   auto reader = std::make_unique<CXMLPrepositionReader>(kPresetRoot, presetFolder_);
   presetReader_.Release();
   presetReader_.Attach(reader.get());
-  reader.release();
+  static_cast<void>(reader.release());
   return presetReader_->Open(fileName, false);
 }
 

@@ -182,8 +182,8 @@ TEST(HttpRequest, TakesRepliesAsTheyCome) {
 
 TEST(HttpRequest, FollowsRedirectsWithoutGivingCredentialsAway) {
   const std::string ok = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nhere";
-  HttpReplies other([&ok](const std::string&) { return ok; }, "127.0.0.2");
-  const std::string there = "http://127.0.0.2:" + std::to_string(other.Port());
+  HttpReplies other([&ok](const std::string&) { return ok; });
+  const std::string port = std::to_string(other.Port());
   struct Case {
     const char* name;
     std::string location;
@@ -195,7 +195,9 @@ TEST(HttpRequest, FollowsRedirectsWithoutGivingCredentialsAway) {
   const Case cases[] = {
       {"to an absolute path", "/new/x.cgi?a=b", true, 2, "GET /new/x.cgi?a=b ", false},
       {"to a relative path with a blank", "x y.cgi", true, 2, "GET /dir/x%20y.cgi ", false},
-      {"to another server", there + "/over?there", true, 1, "GET /over?there ", true},
+      {"to another port", "http://127.0.0.1:" + port + "/over?there", true, 1, "GET /over?there ", true},
+      {"to another host", "http://127.0.0.2:" + port + "/", false, 1, "GET /dir/again ", false},
+      {"to another host without a scheme", "//127.0.0.2:" + port + "/", false, 1, "GET /dir/again ", false},
       {"in a circle", "/dir/again", false, 11, "GET /dir/again ", false},
       {"to https", "https://127.0.0.2/", false, 1, "GET /dir/again ", false},
       {"to a file", "file:///etc/hostname", false, 1, "GET /dir/again ", false},

@@ -40,17 +40,20 @@ TEST(KeptConnection, IsUsedAgainBehindAWholeReplyUnlessTheServerEndsIt) {
   struct Case {
     const char* name;
     std::string reply;
-    const char* body;
+    std::string body;
     bool read;  // to its end
     bool ask;   // to keep it
     bool kept;
   };
   const std::string head = "HTTP/1.1 200 OK\r\n";
+  const std::string longText(99'999, 'x');
   const std::string two = "Content-Length: 2\r\n\r\nok";
   const std::string chunks = head + "Transfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\nX: y\r\n\r\n";
   const Case cases[] = {
       {"HTTP/1.1", kOk, "ok", true, true, true},
       {"a word for it", head + "Connection: keep-alive\r\n" + two, "ok", true, true, true},
+      {"more than all buffers hold", head + "X: " + longText + "\r\nContent-Length: 99999\r\n\r\n" + longText,
+       longText, true, true, true},
       {"chunks", chunks, "ok", true, true, true},
       {"no body", "HTTP/1.1 204 No Content\r\n\r\n", "", true, true, true},
       {"an error status", "HTTP/1.1 404 No\r\n" + two, "ok", true, true, true},
@@ -189,6 +192,47 @@ TEST(KeptConnection, CancelMeetsTheRequestOnItAndEndsItBetweenTwo) {
   EXPECT_EQ(server.Count(), 3u);
   request.KeepConnection(false);
   EXPECT_TRUE(Eventually([&] { return ended == 3; })) << "one that isn't wanted stays open";
+}
+
+// Most of a request stays set from the one before; each of these changes something, on its way or for good.
+TEST(KeptConnection, WhatDiffersFromTheRequestBeforeGoesOut) {
+  std::mutex lock;
+  std::vector<std::string> seen;
+  const auto note = [&](const std::string& server, const std::string& head) {
+    const std::lock_guard guard(lock);
+    const std::size_t credentials = head.find("Basic ");
+    seen.push_back(server + head.substr(0, head.find(" HTTP/")) + " " +
+                   (credentials == head.npos ? "-" : head.substr(credentials + 6, 4)));
+  };
+  ScriptedServer other([&](Connection& connection) {
+    note("other: ", connection.ReadHead());
+    connection.Send(kOk);
+  });
+  const std::string moved =
+      "HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: http://127.0.0.1:" + std::to_string(other.Port()) +
+      "/b?c\r\n\r\n";
+  ScriptedServer server([&](Connection& connection) {
+    for (std::string head; !(head = connection.ReadHead()).empty();) {
+      note("", head);
+      connection.Send(head.starts_with("GET /moved") ? moved : kOk);
+    }
+  });
+  HttpRequest request("127.0.0.1", server.Port(), "u", "p", 5000, 16, 0);
+  request.KeepConnection(true);
+  const auto send = [&](const char* method, const char* path) {
+    ASSERT_TRUE(request.Send(method, path, false)) << method << path;
+    ReadAll(request);
+  };
+  send("GET", "/a?b");
+  send("HEAD", "/a?b");
+  send("GET", "/a?b");
+  send("GET", "/moved");
+  send("PUT", "/a");
+  request.SetPassword("q");
+  send("GET", "/a");
+  EXPECT_EQ(seen,
+            (std::vector<std::string>{"GET /a?b dTpw", "HEAD /a?b dTpw", "GET /a?b dTpw", "GET /moved dTpw",
+                                      "other: GET /b?c -", "PUT /a dTpw", "GET /a dTpx"}));
 }
 
 TEST(KeptConnection, HoldsThreeDescriptorsForTheObjectsLife) {

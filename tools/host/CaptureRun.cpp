@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
 #include <thread>
 
 #include <nlohmann/json.hpp>
@@ -60,16 +61,16 @@ void CaptureRun::Run() {
   drops_.Look();
   StopAll();
 
-  std::optional<Failure> failure;
+  std::exception_ptr failure;
   try {
     writer_->Finish();
-  } catch (const Failure& caught) {
-    failure = caught;
+  } catch (const Failure&) {
+    failure = std::current_exception();
   }
   const auto reports = Reports();
   Tell(reports, reason);
   if (failure) {
-    throw *failure;
+    std::rethrow_exception(failure);
   }
   if (options_.out) {
     WriteResults(reports);

@@ -1,6 +1,6 @@
 #include "platform/posix/BasicCredentials.h"
 
-#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "platform/SecureErase.h"
@@ -9,16 +9,19 @@ namespace sarnevo::platform::posix {
 
 namespace {
 
-// Base64, RFC 4648, 4: three bytes are four digits of six bits.
+constexpr std::string_view kBegin = "Authorization: Basic ";
+constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+// RFC 4648, 4: three bytes are four digits of six bits; a "=" stands for each byte that the last group lacks.
 void AppendBase64(std::string& text, std::string_view bytes) {
-  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  for (; !bytes.empty(); bytes.remove_prefix(std::min<std::size_t>(3, bytes.size()))) {
-    std::uint32_t group = 0;
-    for (std::size_t i = 0; i < 3; ++i) {
-      group = group << 8 | (i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0u);
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    const std::string_view group = bytes.substr(i, 3);
+    std::uint32_t bits = 0;
+    for (std::size_t place = 0; place < 3; ++place) {
+      bits = bits << 8 | (place < group.size() ? static_cast<std::uint8_t>(group[place]) : 0U);
     }
-    for (std::size_t i = 0; i < 4; ++i) {
-      text += i <= bytes.size() ? kDigits[group >> (18 - 6 * i) & 0x3F] : '=';
+    for (std::size_t place = 0; place < 4; ++place) {
+      text += place <= group.size() ? kDigits[bits >> (18 - 6 * place) & 0x3F] : '=';
     }
   }
 }
@@ -26,13 +29,14 @@ void AppendBase64(std::string& text, std::string_view bytes) {
 }  // namespace
 
 std::string BasicCredentials(std::string_view userName, std::string_view password) {
-  std::string secret;
-  secret.reserve(userName.size() + 1 + password.size());  // in one place, so that all of it is wiped
-  secret.append(userName).append(":").append(password);
-  std::string line = "Authorization: Basic ";
-  line.reserve(line.size() + (secret.size() + 2) / 3 * 4);
-  AppendBase64(line, secret);
-  SecureErase(secret);
+  std::string pair;
+  std::string line;
+  pair.reserve(userName.size() + 1 + password.size());
+  line.reserve(kBegin.size() + (pair.capacity() + 2) / 3 * 4);
+  pair.append(userName).append(1, ':').append(password);
+  line.append(kBegin);
+  AppendBase64(line, pair);
+  SecureErase(pair);
   return line;
 }
 

@@ -5,8 +5,8 @@
 
 namespace sarnevo::platform::posix {
 
-/// The header line of Basic credentials, RFC 7617, 2, without its end. @p userName has no ":" in it; one that
-/// has would be read as a shorter name.
+/// The header line of Basic credentials (RFC 7617), without an end. In one piece of memory that it fits into
+/// from the start, so that wiping the text wipes all there is of it.
 std::string BasicCredentials(std::string_view userName, std::string_view password);
 
 }  // namespace sarnevo::platform::posix

@@ -48,8 +48,9 @@ curl_socket_t OpenSocket(void*, curlsocktype, curl_sockaddr* address) noexcept {
 }  // namespace
 
 std::unique_ptr<CurlHandles> CurlHandles::Make(const HttpSettings& settings, bool keep) {
-  std::unique_ptr<CurlHandles> handles(new CurlHandles(settings, keep));
-  const bool good = StartLibrary() && handles->PrepareHandles() && handles->PrepareOptions(settings);
+  std::unique_ptr<CurlHandles> handles(new CurlHandles(keep));
+  const bool good = StartLibrary() && handles->PrepareHeaders(settings) && handles->PrepareHandles() &&
+                    handles->PrepareOptions(settings);
   return good ? std::move(handles) : nullptr;
 }
 
@@ -57,6 +58,21 @@ CurlHandles::~CurlHandles() {
   if (multi_ && easy_) {
     Detach();
   }
+  SecureErase(credentials_);
+}
+
+// libcurl (7.88, for one) keeps a pointer to the last header of the transfer before, whose memory it has freed. A
+// reply that begins with a continuation line (RFC 9112, 5.2) is then joined to that, so that a camera could write
+// into the host's heap. No handle that has seen a reply sees another; the connections belong to the multi handle.
+bool CurlHandles::Renew() noexcept {
+  if (std::exchange(fresh_, false)) {
+    return true;
+  }
+  CURL* const next = curl_easy_duphandle(easy_.get());
+  if (next != nullptr) {
+    easy_.reset(next);
+  }
+  return next != nullptr;
 }
 
 bool CurlHandles::SetMethod(std::string_view method) {
@@ -85,36 +101,22 @@ bool CurlHandles::SetTarget(const HttpUrl& url, const HttpRequestLine& request, 
     options.Set(CURLOPT_REQUEST_TARGET, url.Target().c_str());
     url_ = url;
   }
-  return options.Good() && (withCredentials_ == withCredentials || SetHeaders(request, withCredentials));
+  return options.Good() && (withCredentials_ == withCredentials || SetCredentials(request, withCredentials));
 }
 
-// The lines that libcurl has options for, too: those it would print anew for each request, twice over, which
-// is most of what a request over a kept connection costs.
-bool CurlHandles::SetHeaders(const HttpRequestLine& request, bool withCredentials) {
-  std::string credentials = withCredentials ? BasicCredentials(request.userName, request.password) : "";
-  const std::string agent = "User-Agent: " + agent_;
-  // Connection (RFC 9110, 7.6.1): the cameras' servers have few places, and a connection that idled between
-  // two requests would keep one of them. Without the line HTTP/1.1 keeps it (RFC 9112, 9.3). "Accept:" takes
-  // out what libcurl would send by itself.
-  const char* const lines[] = {credentials.c_str(),       agent.c_str(),      keep_ ? "" : "Connection: close",
-                               "Cache-Control: no-cache", "Pragma: no-cache", "Accept:"};
-  List list;
-  bool good = true;
-  for (const char* const line : lines) {
-    if (*line != '\0') {
-      curl_slist* const first = curl_slist_append(list.get(), line);
-      good = good && first != nullptr;
-      if (!list) {
-        list.reset(first);
-      }
-    }
+bool CurlHandles::SetCredentials(const HttpRequestLine& request, bool withCredentials) {
+  withCredentials_.reset();
+  SecureErase(credentials_);
+  if (withCredentials) {
+    credentials_ = BasicCredentials(request.userName, request.password);
+    credentialsHeader_ = {credentials_.data(), headers_.get()};
   }
-  SecureErase(credentials);
   CurlOptions options(easy_.get());
-  options.Set(CURLOPT_HTTPHEADER, list.get());
-  headers_ = std::move(list);
-  withCredentials_ = good && options.Good() ? std::optional(withCredentials) : std::nullopt;
-  return withCredentials_.has_value();
+  options.Set(CURLOPT_HTTPHEADER, withCredentials ? &credentialsHeader_ : headers_.get());
+  if (options.Good()) {
+    withCredentials_ = withCredentials;
+  }
+  return options.Good();
 }
 
 std::size_t CurlHandles::OnHeader(const char* data, std::size_t size, std::size_t count,
@@ -133,6 +135,28 @@ std::size_t CurlHandles::OnBody(const char* data, std::size_t size, std::size_t 
       break;
   }
   return 0;
+}
+
+// The agent's name and the credentials, too, which libcurl has options for: it would print those anew for each
+// request, byte by byte and twice over, which is most of what a request over a kept connection costs.
+bool CurlHandles::PrepareHeaders(const HttpSettings& settings) {
+  // Connection (RFC 9110, 7.6.1): the cameras' servers have few places, and a connection that idled between
+  // two requests would keep one of them. Without the line HTTP/1.1 keeps it (RFC 9112, 9.3). "Accept:" takes
+  // out what libcurl would send by itself.
+  const std::string agent = "User-Agent: " + settings.agent;
+  for (const char* const line : {agent.c_str(), keep_ ? nullptr : "Connection: close",
+                                 "Cache-Control: no-cache", "Pragma: no-cache", "Accept:"}) {
+    if (line == nullptr) {
+      continue;
+    }
+    curl_slist* const longer = curl_slist_append(headers_.get(), line);
+    if (longer == nullptr) {
+      return false;
+    }
+    static_cast<void>(headers_.release());
+    headers_.reset(longer);
+  }
+  return true;
 }
 
 bool CurlHandles::PrepareHandles() {

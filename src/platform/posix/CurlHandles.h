@@ -57,6 +57,9 @@ class CurlHandles {
   bool SetTarget(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials);
   /// Ends the transfer, if there is one. libcurl closes the connection of one that wasn't over.
   void Detach() noexcept { curl_multi_remove_handle(multi_.get(), easy_.get()); }
+  /// Gives the next transfer an Easy() of its own, with the options of the one before. False when memory is
+  /// short. Between transfers.
+  bool Renew() noexcept;
 
  private:
   struct EasyDeleter {
@@ -71,24 +74,29 @@ class CurlHandles {
 
   using List = std::unique_ptr<curl_slist, ListDeleter>;
 
-  CurlHandles(const HttpSettings& settings, bool keep) : agent_(settings.agent), keep_(keep) {}
+  explicit CurlHandles(bool keep) noexcept : keep_(keep) {}
+  bool PrepareHeaders(const HttpSettings& settings);
   bool PrepareHandles();
   bool PrepareOptions(const HttpSettings& settings);
-  bool SetHeaders(const HttpRequestLine& request, bool withCredentials);
+  bool SetCredentials(const HttpRequestLine& request, bool withCredentials);
   static std::size_t OnHeader(const char* data, std::size_t size, std::size_t count, void* handles) noexcept;
   static std::size_t OnBody(const char* data, std::size_t size, std::size_t count, void* handles) noexcept;
 
-  const std::string agent_;
   const bool keep_;
   CurlSink* sink_ = nullptr;
   // What easy_ is set to; nothing: unknown.
   std::optional<std::string> method_;
   std::optional<HttpUrl> url_;
-  std::optional<bool> withCredentials_;  // headers_
+  std::optional<bool> withCredentials_;
 
   std::unique_ptr<CURLM, MultiDeleter> multi_;
-  List headers_;
+  List headers_;  // of every request
+  // The credentials' line, in front of those. A header of ours, since libcurl would make copies of user name
+  // and password that nobody wipes.
+  std::string credentials_;
+  curl_slist credentialsHeader_{};
   std::unique_ptr<CURL, EasyDeleter> easy_;
+  bool fresh_ = true;  // easy_ has served no transfer
 };
 
 }  // namespace sarnevo::platform::posix

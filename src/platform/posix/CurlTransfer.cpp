@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <csignal>
 #include <utility>
 
 namespace sarnevo::platform::posix {
@@ -16,6 +17,23 @@ void KeepLibraryLoaded() noexcept {
     dlopen(library.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
   }
 }
+
+// A thread begins with the signal mask of the one that makes it. While this lives that is a full one, on whatever
+// thread of the host this runs: libcurl's threads are to leave the host's signals to the host's.
+class SignalBlock {
+ public:
+  SignalBlock() noexcept {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalBlock() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalBlock(const SignalBlock&) = delete;
+  SignalBlock& operator=(const SignalBlock&) = delete;
+
+ private:
+  sigset_t before_{};
+};
 
 HttpError FromCurl(CURLcode code) noexcept {
   switch (code) {
@@ -63,15 +81,20 @@ bool CurlTransfer::Prepare(std::unique_ptr<CurlHandles> handles, std::string_vie
 }
 
 bool CurlTransfer::Begin(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) {
-  if (!url.HasNumericHost()) {
+  looksUp_ = !url.HasNumericHost();
+  if (looksUp_) {
     KeepLibraryLoaded();
   }
   handles_->Detach();
-  return handles_->SetTarget(url, request, withCredentials) &&
+  return handles_->Renew() && handles_->SetTarget(url, request, withCredentials) &&
          curl_multi_add_handle(handles_->Multi(), handles_->Easy()) == CURLM_OK;
 }
 
 std::optional<HttpError> CurlTransfer::Run() noexcept {
+  std::optional<SignalBlock> block;
+  if (looksUp_) {
+    block.emplace();
+  }
   int running = 0;
   if (curl_multi_perform(handles_->Multi(), &running) != CURLM_OK) {
     return HttpError::OutOfResources;

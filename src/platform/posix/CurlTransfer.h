@@ -45,6 +45,7 @@ class CurlTransfer {
   // Keeps Wake off handles_ that go away: written by the owner under the lock, read by the owner without.
   std::mutex wakeLock_;
   std::unique_ptr<CurlHandles> handles_;
+  bool looksUp_ = false;  // the owner's: the server is told by a name
 };
 
 }  // namespace sarnevo::platform::posix

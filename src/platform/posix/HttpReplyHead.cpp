@@ -8,6 +8,7 @@ namespace sarnevo::platform::posix {
 
 namespace {
 
+constexpr std::uint32_t kLowestStatus = 100;
 constexpr std::array<std::uint32_t, 5> kRedirects = {301, 302, 303, 307, 308};
 
 char Lower(char c) noexcept { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
@@ -39,10 +40,15 @@ std::optional<std::uint64_t> Number(std::string_view text) noexcept {
 
 bool HttpReplyHead::IsEnd(std::string_view line) noexcept { return Trimmed(line).empty(); }
 
-void HttpReplyHead::TakeEnd(std::uint32_t status) noexcept {
+HttpError HttpReplyHead::TakeEnd(std::uint32_t status) noexcept {
+  // RFC 9112, 4: three digits. The client library lets a status line pass that has none.
+  if (status < kLowestStatus) {
+    return HttpError::InvalidReply;
+  }
   status_ = status;
   // Behind an informational head (RFC 9110, 15.2) another one follows.
   complete_ = status / 100 != 1;
+  return HttpError::None;
 }
 
 HttpError HttpReplyHead::TakeLine(std::string_view line) {

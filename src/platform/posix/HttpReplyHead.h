@@ -18,7 +18,7 @@ class HttpReplyHead {
   /// Takes the next line, its end included. What isn't None makes the reply unusable. Throws bad_alloc.
   HttpError TakeLine(std::string_view line);
   /// Takes the empty line instead, with the status code of the head that it ends.
-  void TakeEnd(std::uint32_t status) noexcept;
+  HttpError TakeEnd(std::uint32_t status) noexcept;
 
   /// The head of the final reply is whole; lines that follow are trailers and not wanted.
   bool IsComplete() const noexcept { return complete_; }

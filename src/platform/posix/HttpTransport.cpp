@@ -49,8 +49,8 @@ HttpKeeper::~HttpKeeper() = default;
 void HttpKeeper::Drop() noexcept { impl_->Take().reset(); }
 
 struct HttpExchange::Impl final : posix::CurlSink {
-  Impl(const HttpSettings& common, const HttpServer& to, HttpKeeper::Impl* keep) noexcept
-      : settings(common), server(to), timeout(common.timeout), keeper(keep) {}
+  Impl(HttpSettings common, HttpServer to, HttpKeeper::Impl* keep)
+      : settings(std::move(common)), server(std::move(to)), keeper(keep) {}
 
   HttpError Send(const HttpRequestLine& request);
   HttpError AwaitBody();
@@ -68,9 +68,8 @@ struct HttpExchange::Impl final : posix::CurlSink {
   void Settle();
   HttpError Fail(HttpError error) noexcept;
 
-  const HttpSettings& settings;  // in Send only, as server
-  const HttpServer& server;
-  const Milliseconds timeout;
+  const HttpSettings settings;
+  const HttpServer server;
   HttpKeeper::Impl* const keeper;
   // Written by Close on any thread; the wake-up that follows makes the owner look at it.
   std::atomic<bool> closed{false};
@@ -137,7 +136,8 @@ HttpError HttpExchange::Impl::Follow(const posix::HttpUrl& first, const HttpRequ
     }
     const HttpError error = Await([this] { return head.IsComplete(); });
     if (error != HttpError::None) {
-      return error;
+      // What the client library took for a body, behind a head that was none, is nobody's.
+      return Fail(error);
     }
     if (!head.IsComplete()) {
       return Fail(HttpError::InvalidReply);
@@ -207,8 +207,8 @@ HttpError HttpExchange::Impl::Await(Enough enough) {
 Milliseconds HttpExchange::Impl::NextWait(Clock::time_point lastProgress) const noexcept {
   const Clock::time_point now = Clock::now();
   Milliseconds wait = kLongWait;
-  if (timeout.count() > 0) {
-    wait = std::min(wait, std::chrono::ceil<Milliseconds>(lastProgress + timeout - now));
+  if (settings.timeout.count() > 0) {
+    wait = std::min(wait, std::chrono::ceil<Milliseconds>(lastProgress + settings.timeout - now));
   }
   if (limit != Clock::time_point::max()) {
     wait = std::min(wait, std::chrono::ceil<Milliseconds>(limit - now));
@@ -221,7 +221,7 @@ bool HttpExchange::Impl::OnHeaderLine(std::string_view line) noexcept {
   if (headerBytes > kMaxHeaderBytes) {
     refused = HttpError::ReplyTooLarge;
   } else if (!head.IsComplete() && posix::HttpReplyHead::IsEnd(line)) {
-    head.TakeEnd(transfer.Status());
+    refused = head.TakeEnd(transfer.Status());
   } else if (!head.IsComplete()) {
     try {
       refused = head.TakeLine(line);
@@ -275,8 +275,9 @@ void HttpExchange::Impl::Close() noexcept {
   transfer.Wake();
 }
 
-HttpExchange::HttpExchange(const HttpSettings& settings, const HttpServer& server, HttpKeeper* keeper)
-    : impl_(std::make_unique<Impl>(settings, server, keeper != nullptr ? keeper->impl_.get() : nullptr)) {}
+HttpExchange::HttpExchange(HttpSettings settings, HttpServer server, HttpKeeper* keeper)
+    : impl_(std::make_unique<Impl>(std::move(settings), std::move(server),
+                                   keeper != nullptr ? keeper->impl_.get() : nullptr)) {}
 
 HttpExchange::~HttpExchange() = default;
 

@@ -63,7 +63,8 @@ std::optional<HttpUrl> HttpUrl::Resolve(const std::string& location) const {
   for (const CURLUPart part : {CURLUPART_PATH, CURLUPART_QUERY, CURLUPART_FRAGMENT}) {
     curl_url_set(url.get(), part, nullptr, 0);
   }
-  return FromParts(std::move(url), std::move(target));
+  std::optional<HttpUrl> next = FromParts(std::move(url), std::move(target));
+  return next && next->host_ == host_ ? next : std::nullopt;
 }
 
 std::optional<HttpUrl> HttpUrl::FromParts(std::shared_ptr<CURLU> server, std::string target) {

@@ -18,7 +18,8 @@ class HttpUrl {
   static std::optional<HttpUrl> Make(const HttpServer& server, const std::string& target);
 
   /// Where a Location header (RFC 9110, 10.2.2) of a reply from this URL leads, absolute or relative.
-  /// Nothing when that isn't plain http, carries credentials, or can't be read.
+  /// Nothing when that isn't plain http, carries credentials, can't be read, or names another host: a camera
+  /// may move its pages, but not make this process connect to whom it likes.
   std::optional<HttpUrl> Resolve(const std::string& location) const;
 
   /// The same host and port.

@@ -209,7 +209,7 @@ bool Thread::Start(std::string_view name, std::function<void()> body, ThreadPrio
       control_.reset();
       return false;
     }
-    own.release();
+    static_cast<void>(own.release());
     control->changed.wait(guard, [&control] { return control->id != 0; });
     return true;
   } catch (const std::exception&) {

@@ -112,7 +112,7 @@ RtspService::Reply RtspService::Describe(const RtspRequest& request) {
 
 RtspService::Reply RtspService::Setup(const RtspRequest& request) {
   const auto ports = request.clientPorts();
-  if (!ports || request.transport.find("RTP/AVP") != 0 ||
+  if (!ports || !request.transport.starts_with("RTP/AVP") ||
       request.transport.find("unicast") == std::string::npos) {
     return {461, "Unsupported Transport", {}, {}};
   }

@@ -1,0 +1,179 @@
+// What a camera says to the CGI requests, through the HTTP client to whoever asks: the properties of both groups,
+// the look for the group, the digital inputs of both. A reply is a body, or the whole of it if it begins with
+// "HTTP/".
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "FuzzTarget.h"
+#include "HttpScript.h"
+#include "camera/CGroup1CameraProperties.h"
+#include "camera/CGroup2CameraProperties.h"
+#include "camera/DetectCameraGroup.h"
+#include "driver/CKolvexIPCaptureDriver.h"
+#include "io/CGroupDigitalIO.h"
+#include "support/FakeHost.h"
+#include "support/RecordingCapabilities.h"
+
+namespace {
+
+using kolvex_fuzz::Bytes;
+using kolvex_fuzz::Check;
+using namespace sarnevo;
+
+constexpr u32 kTimeout = 3;  // milliseconds; a server that keeps a connection open costs as much
+constexpr u16 kPort = 80;
+
+std::string Reply(Bytes part) {
+  std::string text(part.begin(), part.end());
+  return text.starts_with("HTTP/") ? text : "HTTP/1.1 200 OK\r\n\r\n" + text;
+}
+
+bool Says(const std::vector<std::string>& replies, std::string_view word) {
+  return std::any_of(replies.begin(), replies.end(),
+                     [word](const std::string& reply) { return reply.find(word) != reply.npos; });
+}
+
+// A line of the host's transcript that begins with @p begin; empty when there is none.
+std::string LineOf(const std::string& transcript, const std::string& begin) {
+  const std::size_t at = ("\n" + transcript).find("\n" + begin);
+  return at == transcript.npos || at > transcript.size()
+             ? ""
+             : transcript.substr(at, transcript.find('\n', at) - at);
+}
+
+template <typename Properties>
+std::string ReadAndPublish(Web::HttpRequest& request, const std::vector<std::string>& replies, u32 isNTSC) {
+  Properties properties(isNTSC);
+  u32 level = 0;
+  const bool read = properties.ReadProperties(&request, &properties, &level);
+  Check(read || level == QueryFailureLogin || level == QueryFailureOther, "a failure has its reason");
+  if (!read) {
+    return {};
+  }
+  kolvex_test::RecordingCapabilities host;
+  Check(properties.PublishCapabilities(&host, isNTSC, &request), "what was read is published");
+  std::size_t said = 0;
+  for (const auto& reply : replies) {
+    said += reply.size();
+  }
+  Check(properties.GetChannelCount() <= 1, "a camera has one channel");
+  Check(properties.GetInputCount() <= said && properties.GetOutputCount() <= said, "no more pins than words");
+  std::size_t resolutions = 0;
+  for (auto* info = properties.GetFirstResolution(); info != nullptr; info = properties.GetNextResolution()) {
+    Check(info->GetWidth() > 0 && info->GetHeight() > 0 && !info->FrameIntervals().empty(),
+          "a real resolution");
+    ++resolutions;
+  }
+  Check(resolutions >= 3, "a camera of the family has resolutions");
+  Check(!properties.GetModel().empty() && LineOf(host.Transcript(), "model ").size() > 6, "the model is known");
+  Check(host.Transcript().find("secret") == std::string::npos || Says(replies, "secret"),
+        "no password is published");
+  return host.Transcript();
+}
+
+void ReadGroup1(Web::HttpRequest& request, const std::vector<std::string>& replies, u32 isNTSC) {
+  const std::string transcript = ReadAndPublish<CGroup1CameraProperties>(request, replies, isNTSC);
+  if (transcript.empty()) {
+    return;
+  }
+  Check(Says(replies, "HWADDR0"), "nothing is read from a camera that doesn't tell its address");
+  const std::string begin = "setting 9: name MAC; B 0; A 1; value ";
+  const std::size_t at = transcript.rfind(begin);
+  Check(at != std::string::npos, "the address is published");
+  const std::string mac = transcript.substr(at + begin.size());
+  Check(mac.size() < 1024 && mac.find_first_of(":&\r\n") == std::string::npos,
+        "the address is one bounded word");
+  Check(LineOf(transcript, "capability 4 =").empty() || Says(replies, "aformat"), "audio as the camera says");
+}
+
+void ReadGroup2(Web::HttpRequest& request, const std::vector<std::string>& replies, u32 isNTSC) {
+  const std::string transcript = ReadAndPublish<CGroup2CameraProperties>(request, replies, isNTSC);
+  Check(transcript.empty() || Says(replies, "CameraType"), "a model is what the camera says");
+}
+
+// The words of the two groups' inputs.
+constexpr DigitalIOWords kGroup1Words{"", "", "/gpio.cgi?action=retrieve", "gpio", "", "&"};
+constexpr DigitalIOWords kGroup2Words{"", "", "/GetGPIO.cgi", "Input", "_Sensor", "<>"};
+
+// The inputs of a camera, polled on the fuzzer's thread.
+class Inputs : public CGroupDigitalIO, public ICaptureIOCallback {
+ public:
+  Inputs(const DigitalIOWords& words, CKolvexIPCaptureDriver* driver)
+      : CGroupDigitalIO(words, driver, 1000, 1000) {
+    SetCallback(this);
+  }
+  ~Inputs() override { EndThreads(); }
+
+  void Poll(u32 count) {
+    told_.clear();
+    Check(ReadInputs(count), "a failed read isn't reported");
+    Check(told_.empty() || told_.size() <= count, "each input is told once");
+    for (const auto& [index, state] : told_) {
+      Check(index < count && (state == IOStateLow || state == IOStateHigh), "an input has one of two states");
+      const auto known = states_.find(index);
+      Check(known == states_.end() || known->second != state, "only a change is told");
+      states_[index] = state;
+    }
+    Check(states_.empty() || states_.size() == count, "a reply tells of every input");
+  }
+  void OnInputChanged(u32 index, u32 state) override {
+    Check(told_.emplace(index, state).second, "each input is told once");
+  }
+  void OnIOFailure() override { Check(false, "a failed read isn't reported"); }
+
+ private:
+  std::map<u32, u32> told_;
+  std::map<u32, u32> states_;
+};
+
+void PollInputs(const DigitalIOWords& words, std::size_t polls) {
+  static CKolvexIPCaptureDriver driver;
+  static const bool open = [] {
+    kolvex_test::FakeParams params;
+    params.settings[SettingNetworkTimeout] = std::to_string(kTimeout);
+    return driver.Open(nullptr, nullptr, &params);
+  }();
+  Check(open, "the driver opens");
+  Inputs inputs(words, &driver);
+  for (std::size_t i = 0; i < polls; ++i) {
+    inputs.Poll(4);
+  }
+}
+
+}  // namespace
+
+FUZZ_TARGET(CameraReplies) {
+  kolvex_fuzz::Reader reader(input);
+  const u8 what = reader.Byte();
+  std::vector<std::string> replies;
+  for (const Bytes part : kolvex_fuzz::SplitReplies(reader.Rest())) {
+    replies.push_back(Reply(part));
+  }
+  std::vector<Bytes> parts;
+  for (const std::string& reply : replies) {
+    parts.emplace_back(reinterpret_cast<const u8*>(reply.data()), reply.size());
+  }
+  kolvex_fuzz::HttpScript script(std::move(parts), (what & 0x80) != 0);
+  Web::HttpRequest request("127.0.0.1", kPort, "user", "secret", kTimeout, 16, 0);
+  const u32 isNTSC = what >> 3 & 1;
+  switch (what & 7) {
+    case 0:
+    case 1:
+      return ReadGroup1(request, replies, isNTSC);
+    case 2:
+      return ReadGroup2(request, replies, isNTSC);
+    case 3:
+      return Check(DetectCameraGroup(&request) <= 2, "a group is 1, 2 or none");
+    case 4:
+    case 5:
+      return PollInputs(kGroup1Words, std::min<std::size_t>(replies.size(), 8));
+    default:
+      return PollInputs(kGroup2Words, std::min<std::size_t>(replies.size(), 8));
+  }
+}

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace kolvex_test {
+
+/// While it lives, the functions that change what is the process's own, and those that send and make threads,
+/// are watched: this program's definitions of them stand in front of the system's, for every library in it.
+class Witness {
+ public:
+  Witness();
+  ~Witness();
+  Witness(const Witness&) = delete;
+  Witness& operator=(const Witness&) = delete;
+
+  /// What should not have been: a line for each call that changed something, sent so that SIGPIPE could be
+  /// raised, was for another than the cameras, or made a thread that takes the host's signals.
+  std::string Report() const;
+  std::size_t ThreadsMade() const;
+  std::size_t BytesSent() const;
+};
+
+}  // namespace kolvex_test
