@@ -81,8 +81,8 @@ class HttpKeeper {
 /// Goes straight to the server: no proxy, no cache, no cookies, no file or environment variable is looked
 /// at, and the host's process is left alone (no signals, one-time start of the library below apart).
 /// Credentials go out at once and never to another server. Up to 10 redirects are followed, only over plain
-/// http and only to the same host. Chunked bodies (RFC 9112, 7.1) come out plain; compressed ones come out as they are. At most 256 KB
-/// of headers are taken, and however long a body is, little of it is held here.
+/// http and only to the same host. Chunked bodies (RFC 9112, 7.1) come out plain; compressed ones come out as
+/// they are. At most 256 KB of headers are taken, and however long a body is, little of it is held here.
 ///
 /// Its connection is new and closed at the end. With a keeper it isn't: a connection that was kept is used,
 /// or replaced if the server has closed it meanwhile, and kept again. One whose exchange was closed, failed

@@ -22,8 +22,9 @@ using platform::SocketError;
 
 namespace {
 
-// A UDP datagram over IPv4 never exceeds this, nor do several that the system has joined. The receive thread's memory has this size from the start: pages
-// that no datagram has reached cost nothing, and nothing has to be allocated again when the read size changes.
+// A UDP datagram over IPv4 never exceeds this, nor do several that the system has joined. The receive thread's
+// memory has this size from the start: pages that no datagram has reached cost nothing, and nothing has to be
+// allocated again when the read size changes.
 constexpr std::size_t kMaxDatagramBytes = 65'536;
 constexpr u32 kReadSizeStep = 1024;        // growth after a datagram that didn't fit
 constexpr u32 kKeptSurplus = 2048;         // a read size that is smaller by no more than this changes nothing
@@ -183,8 +184,9 @@ void CUDPPort::SetReadSize(u32 bytes) noexcept { readSize_.store(bytes, std::mem
 
 u32 CUDPPort::ReadSize() const noexcept { return readSize_.load(std::memory_order_relaxed); }
 
-// A blocking receive with the socket's own time-out is one system call, whether datagrams wait or not; waiting for readiness first would make it two. Nothing on this thread's stack owns anything: when the
-// thread is given up inside a callback, its frames are never unwound.
+// A blocking receive with the socket's own time-out is one system call, whether datagrams wait or not; waiting
+// for readiness first would make it two. Nothing on this thread's stack owns anything: when the thread is given
+// up inside a callback, its frames are never unwound.
 void CUDPPort::Receive(Receiving& receiving) {
   SocketAddress from;
   while (running_.load(std::memory_order_relaxed)) {
