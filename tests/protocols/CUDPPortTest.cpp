@@ -131,7 +131,7 @@ TEST(CUDPPort, DatagramsThatTravelTogetherAreHandedOverOneByOne) {
   FakeUser user;
   Event closed;
   user.onData = [&](CUDPPort* own) {
-    if (user.calls.Count("byte 2") != 0) {
+    if (user.calls.Count("DataReceived 1200 byte 2") != 0) {
       EXPECT_TRUE(own->Close());
       closed.Set();
     }
