@@ -159,27 +159,12 @@ TEST(CRTSPClient, RepliesAreReadByPosition) {
   } kCases[] = {
       {"one blank line in front is skipped", "DS", 1, {"\r\n" + Described(1), Prepared(1)}, "DS"},
       {"two blank lines are not", "D", 1, {"\r\n\r\n" + Described(1)}, "d"},
-      {"the rest of a refusal is taken for the next reply",
-       "DS",
-       1,
-       {"RTSP/1.0 404 No\r\nCSeq: 1\r\n", Prepared(1)},
-       "ds"},
-      {"a refusal of one line leaves it in step", "DS", 1, {"RTSP/1.0 404 No\r\n", Prepared(1)}, "dS"},
       {"no number behind CSeq", "S", 1, {ok + "CSeq:\r\n" + kTransport + "Session: 1\r\n\r\n"}, "s"},
-      {"200 anywhere in the status line is enough",
-       "S",
-       1,
-       {"RTSP/1.0 404 see200" + Prepared(1).substr(15)},
-       "S"},
+      {"200 anywhere in the line", "S", 1, {"RTSP/1.0 404 see200" + Prepared(1).substr(15)}, "S"},
       {"a version of 15 characters", "S", 1, {"ABCDEFGHIJKLMNO" + Prepared(1).substr(8)}, "s"},
       {"a port of 0", "S", 1, {transport("client_port=3556-0;server_port=1-2")}, "s"},
-      {"a negative port", "S", 1, {transport("client_port=-1-2;server_port=1-2")}, "s"},
       {"no client's ports", "S", 1, {transport("server_port=1-2")}, "s"},
-      {"addresses beside the ports are not looked at",
-       "SP",
-       1,
-       {transport("client_port=1-2;server_port=3-4;source=192.0.2.1;destination=192.0.2.2"), Played(1)},
-       "SP"},
+      {"other addresses", "S", 1, {transport("client_port=1-2;server_port=3-4;source=192.0.2.1")}, "S"},
       {"no camera's ports", "S", 1, {transport("client_port=1-2;")}, "s"},
       {"half of the camera's ports", "S", 1, {transport("client_port=1-2;server_port=6000-")}, "s"},
       {"a line more as for group 2", "S", 1, {Prepared(2)}, "s"},
@@ -192,7 +177,6 @@ TEST(CRTSPClient, RepliesAreReadByPosition) {
       {"no length counts as the last one, 0", "DS", 1, {body + "L: none\r\n\r\n", Prepared(1)}, "DS"},
       {"a negative length", "D", 1, {body + "L: -1\r\n\r\n"}, "d"},
       {"a length beyond belief", "D", 1, {body + "L: 65537\r\n\r\n"}, "d"},
-      {"a header of one word fails before the next line is read", "D", 1, {Head(1, 1) + "a:\r\n"}, "d"},
   };
   for (const auto& each : kCases) {
     SCOPED_TRACE(each.name);
@@ -230,28 +214,17 @@ TEST(CRTSPClient, ACutReplyCountsAsFarAsItCame) {
   EXPECT_EQ(Talk("D", 1, {described.substr(0, described.size() - 8)}, Times(40ms)).results, "D");
 }
 
-TEST(CRTSPClient, AResetFailsTheLineThatItCuts) {
-  const std::string almost = Prepared(1).substr(0, Prepared(1).size() - 1);
-  const Camera camera({[&](Connection& connection) { connection.Send(almost), connection.Reset(); }}, true);
-  CRTSPClient client(Times());
-  ASSERT_TRUE(client.Connect(kCamera, kPort, 5000));
-  EXPECT_EQ(Perform(client, "SP", 1), "sp");
-}
-
-TEST(CRTSPClient, RepliesThatDripAreReadAndEndlessOnesGivenUp) {
+TEST(CRTSPClient, EndlessRepliesAreGivenUp) {
   const auto play = [](const Camera::Step& reply, const ProtocolTimes& times = Times()) {
     const Camera camera({reply, Send(Prepared(1))});
     CRTSPClient client(times);
     EXPECT_TRUE(client.Connect(kCamera, kPort, 5000));
     return Perform(client, "DS", 1);
   };
-  const auto drip = [](const std::string& text, platform::Milliseconds pause) {
-    return [=](Connection& connection) { connection.Drip(text, pause); };
-  };
-  EXPECT_EQ(play(drip(Described(1), 1ms)), "DS");
   ProtocolTimes impatient = Times();
   impatient.rtspReply = 100ms;
-  EXPECT_EQ(play(drip(std::string(200, 'x'), 10ms), impatient), "ds");
+  EXPECT_EQ(play([](Connection& connection) { connection.Drip(std::string(200, 'x'), 10ms); }, impatient),
+            "ds");
   // One byte more than a line may have, and the line end doesn't save it.
   const std::string head = "RTSP/1.0 200 OK\r\nCSeq: 1\r\na: ";
   const std::string tail = "\nc: d\r\nL: 0\r\n\r\n";
