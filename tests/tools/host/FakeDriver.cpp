@@ -15,10 +15,9 @@
 #include <thread>
 #include <vector>
 
-#include <jpeglib.h>
-
 #include "kolvex/Exports.h"
 #include "simcam/FrameCounter.h"
+#include "simcam/codec/JpegEncoder.h"
 
 namespace {
 
@@ -37,44 +36,22 @@ std::string OrEmpty(const char* text) { return text ? text : ""; }
 
 /// One colour all over, and the counter in its place.
 std::vector<u8> MakeJpeg(unsigned width, unsigned height, char digit, u32 counter) {
-  const u8 colour[3] = {static_cast<u8>(digit == '1' ? 200 : 40), static_cast<u8>(digit == '2' ? 200 : 40),
-                        static_cast<u8>(digit == '3' ? 200 : 40)};
-  std::vector<u8> pixels(std::size_t{3} * width * height);
+  std::vector<u8> pixels(std::size_t{4} * width * height);
   for (std::size_t i = 0; i < pixels.size(); ++i) {
-    pixels[i] = colour[i % 3];
+    pixels[i] = i % 4 == static_cast<unsigned>('3' - digit) ? 200 : 40;  // blue, green, red
   }
   if (const auto strip = simcam::LayOutCounterStrip(width, height)) {
     for (unsigned y = 0; y < 2 * strip->cell; ++y) {
       for (unsigned x = 0; x < simcam::CounterStrip::kColumns * strip->cell; ++x) {
         const unsigned bit = 39 - (y / strip->cell * simcam::CounterStrip::kColumns + x / strip->cell);
         const bool white = (simcam::CounterCells(counter) >> bit & 1U) != 0;
-        std::memset(&pixels[3 * ((strip->top + y) * std::size_t{width} + x)], white ? 255 : 0, 3);
+        std::memset(&pixels[4 * ((strip->top + y) * std::size_t{width} + x)], white ? 255 : 0, 4);
       }
     }
   }
-
-  jpeg_compress_struct compress{};
-  jpeg_error_mgr errors{};
-  compress.err = jpeg_std_error(&errors);
-  jpeg_create_compress(&compress);
-  unsigned char* out = nullptr;
-  unsigned long size = 0;
-  jpeg_mem_dest(&compress, &out, &size);
-  compress.image_width = width;
-  compress.image_height = height;
-  compress.input_components = 3;
-  compress.in_color_space = JCS_RGB;
-  jpeg_set_defaults(&compress);
-  jpeg_start_compress(&compress, TRUE);
-  while (compress.next_scanline < height) {
-    JSAMPROW row = &pixels[std::size_t{3} * width * compress.next_scanline];
-    jpeg_write_scanlines(&compress, &row, 1);
-  }
-  jpeg_finish_compress(&compress);
-  std::vector<u8> jpeg(out, out + size);
-  jpeg_destroy_compress(&compress);
-  std::free(out);
-  return jpeg;
+  return simcam::EncodeJpeg({pixels.data(), width, height, std::size_t{4} * width}, 75,
+                            simcam::Sampling::Yuv420, 0)
+      ->file;
 }
 
 class FakeDriver final : public IIPCaptureDriverEx3, private IIPVideoCaptureEx {

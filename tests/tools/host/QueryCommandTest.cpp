@@ -84,8 +84,6 @@ TEST(QueryCommand, SaysWhatIsWrongInOneSentence) {
        "Nobody answers at 127.0.1.9:80: Connection refused"},
       {"a wrong password for group 1", "group=1", "", "query 127.0.1.1", 8,
        "wants another user name or password", "export KOLVEX_USER=admin KOLVEX_PASSWORD=no"},
-      {"a password that is refused late", "group=1", "http=status:401@network", "query 127.0.1.1", 8,
-       "wants another user name or password"},
       {"another device", "group=1", "http=status:404", "query 127.0.1.1", 7, "is no camera of this family"},
       {"an unknown model", "group=2,model=P-499", "", "query 127.0.1.1", 7, "can't be used"},
       {"a camera that is silent at once", "group=1", "http=stall", "query --timeout 0.5 127.0.1.1", 7,
