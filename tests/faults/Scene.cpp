@@ -44,7 +44,7 @@ void Scene::Control(const std::string& commands) {
 
 Stopwatch Scene::Heal() {
   Control(end_);
-  camera_.WaitUntil([](const simcam::CameraStatus& status) { return status.up; }, kSound);
+  camera_.WaitUntil([](const simcam::CameraStatus& status) { return status.up; }, milliseconds(10'000));
   return {};
 }
 
