@@ -17,6 +17,7 @@
 
 #include "kolvex/Exports.h"
 #include "simcam/FrameCounter.h"
+#include "simcam/base/Text.h"
 #include "simcam/codec/JpegEncoder.h"
 
 namespace {
@@ -32,7 +33,7 @@ void Log(const std::string& line) {
   }
 }
 
-std::string OrEmpty(const char* text) { return text ? text : ""; }
+const char* OrEmpty(const char* text) { return text ? text : ""; }
 
 /// One colour all over, and the counter in its place.
 std::vector<u8> MakeJpeg(unsigned width, unsigned height, char digit, u32 counter) {
@@ -67,9 +68,9 @@ class FakeDriver final : public IIPCaptureDriverEx3, private IIPVideoCaptureEx {
     script_ = params->GetDevice()->GetModel();
     IIPConnectionInfo& connection = *params->GetConnection();
     address_ = connection.GetAddress();
-    std::string line = "open " + address_ + ":" + std::to_string(connection.GetPort()) + " codec " +
-                       std::to_string(connection.GetCodec()) + " login " + OrEmpty(connection.GetUserName()) +
-                       "/" + OrEmpty(connection.GetPassword());
+    std::string line = simcam::Format("open %s:%u codec %u login %s/%s", address_.c_str(), connection.GetPort(),
+                                      connection.GetCodec(), OrEmpty(connection.GetUserName()),
+                                      OrEmpty(connection.GetPassword()));
     for (u32 index = 1; index <= 9; ++index) {
       const char* const setting = params->GetCustomSetting(index);
       line += std::string(" ") + (setting ? setting : "-");
@@ -95,12 +96,10 @@ class FakeDriver final : public IIPCaptureDriverEx3, private IIPVideoCaptureEx {
  private:
   u32 GetChannelCount() override { return 1; }
   bool StartCapture(u32 channel, IFrameSink* sink, IIPVideoParams* params) override {
-    const u16 interval = params->GetRate()->GetFrameInterval();
     const u16 width = params->GetFormat()->GetResolution()->GetWidth();
     const u16 height = params->GetFormat()->GetResolution()->GetHeight();
-    const u16 quality = params->GetRate()->GetQuality();
-    Log("start " + std::to_string(channel) + " " + std::to_string(width) + "x" + std::to_string(height) +
-        " interval " + std::to_string(interval) + " quality " + std::to_string(quality));
+    Log(simcam::Format("start %u %ux%u interval %u quality %u", channel, width, height,
+                       params->GetRate()->GetFrameInterval(), params->GetRate()->GetQuality()));
     if (script_ == "deaf") {
       return false;
     }
