@@ -1,13 +1,11 @@
 // The host's part in all that goes over HTTP alone: query, inputs and outputs, head and stored positions.
 #include <memory>
 
-#include "driver/CKolvexIPCaptureDriver.h"
 #include "driver/CapabilityQuery.h"
 #include "faults/Scene.h"
 #include "io/CKolvexGroup1DigitalIO.h"
 #include "io/CKolvexGroup2DigitalIO.h"
 #include "io/FakeHost.h"
-#include "kolvex/Exports.h"
 #include "ptz/CGroup1PTZComm.h"
 #include "ptz/CPTZControl.h"
 #include "ptz/CPTZHandler.h"
@@ -48,23 +46,9 @@ std::string Ask(Scene& scene) {
   return heard == "done\n" ? heard + capabilities.Transcript() : heard;
 }
 
-struct Driver {
-  Driver(Scene& scene, u32 inputs, u32 outputs, contract::IDebugInfoSink* sink) {
-    params.address = scene.Address();
-    params.user = "admin";
-    params.password = "kolvex";
-    params.inputs = inputs;
-    params.outputs = outputs;
-    params.settings = {{1, std::to_string(kHttpTimeout)}, {2, scene.Status().group}, {3, "1"}};
-    driver->Open(sink, nullptr, &params);
-  }
-  ~Driver() { DeleteIPCaptureEx3(driver); }
-  FakeParams params;
-  CKolvexIPCaptureDriver* const driver = static_cast<CKolvexIPCaptureDriver*>(CreateIPCaptureEx3());
-};
-
-struct Pins : Driver {
-  Pins(Scene& scene, u32 inputs, u32 outputs) : Driver(scene, inputs, outputs, nullptr) {
+struct Pins : SceneDriver {
+  Pins(Scene& scene, u32 inputs, u32 outputs)
+      : SceneDriver(scene, kQuicker, nullptr, nullptr, inputs, outputs) {
     constexpr u32 kPoll = static_cast<u32>(Quick(2000).count());
     if (driver->GetGroup() == 1) {
       io = std::make_unique<CKolvexGroup1DigitalIO>(driver, kPoll);
@@ -79,7 +63,7 @@ struct Pins : Driver {
 };
 
 struct Head {
-  explicit Head(Scene& scene) : driver(scene, 0, 0, &sink) {
+  explicit Head(Scene& scene) : driver(scene, kQuicker, &sink, nullptr) {
     reader.Attach(new CXMLPrepositionReader("Kolvex", folder.Path()));
     scene.Must(reader->Open("faults.preset", false), "no preset file");
   }
@@ -93,7 +77,7 @@ struct Head {
 
   HostLog log;
   FakeDebugSink sink{log};
-  Driver driver;
+  SceneDriver driver;
   TempFolder folder;
   CPTZHandler handler{driver.driver, 1, folder.Path()};
   TSmartPtr<CXMLPrepositionReader> reader;

@@ -5,8 +5,10 @@
 #include <string>
 #include <thread>
 
+#include "driver/CKolvexIPCaptureDriver.h"
 #include "simcam/CameraFarm.h"
 #include "support/Eventually.h"
+#include "support/FakeHost.h"
 
 /// A scene is a camera that goes wrong in one way at one step of a dialogue, and a host that plays its part to
 /// the step, hears what it hears, and goes on once the fault has ended.
@@ -85,6 +87,18 @@ class Scene {
   std::mutex& lock_;
   const std::string fault_, end_, address_;
   simcam::SimulatedCamera& camera_;
+};
+
+/// The driver of a scene's camera, open, with times that are @p quicker.
+struct SceneDriver {
+  SceneDriver(Scene& scene, int quicker, contract::IDebugInfoSink* sink, contract::IFrameAllocator* allocator,
+              std::uint32_t inputs = 0, std::uint32_t outputs = 0);
+  ~SceneDriver();
+  SceneDriver(const SceneDriver&) = delete;
+  SceneDriver& operator=(const SceneDriver&) = delete;
+
+  FakeParams params;
+  sarnevo::CKolvexIPCaptureDriver* const driver;
 };
 
 /// A host's part. It plants the fault, ends it and fills the outcome.

@@ -1,10 +1,7 @@
 // The host's part in all that has to do with a stream.
 #include <atomic>
 
-#include "driver/CKolvexIPCaptureDriver.h"
 #include "faults/Scene.h"
-#include "kolvex/Exports.h"
-#include "support/FakeHost.h"
 
 namespace kolvex_test {
 
@@ -32,38 +29,13 @@ class CountingSink : public contract::IFrameSink {
 
 class VideoHost {
  public:
-  explicit VideoHost(Scene& scene, int times = kQuicker) : quicker(times), scene_(scene) {
-    const simcam::CameraStatus status = scene.Status();
-    const auto quick = [this](int product) { return Quick(product, quicker); };
-    params.address = scene.Address();
-    params.user = "admin";
-    params.password = "kolvex";
-    params.codec = status.video.codec == simcam::Codec::Jpeg ? sarnevo::CodecMJPEG : sarnevo::CodecMPEG4;
-    params.settings = {{1, std::to_string(quick(5000).count())},
-                       {2, status.group},
-                       {3, "1"},
-                       {4, "16"},
-                       {5, "4"},
-                       {6, "3000"},
-                       {7, "256"},
-                       {8, "256,3000,e"}};
-    driver.SetChannelTiming({.streamPass = quick(1000),
-                             .pause = quick(3000),
-                             .receiveTimeout = quick(5000),
-                             .startingReceiveTimeout = quick(10'000),
-                             .packetTimeout = quick(5000),
-                             .rtspReceive = quick(2000),
-                             .rtspConnectStep = quick(100)});
-    driver.Open(nullptr, &allocator, &params);
-  }
-  ~VideoHost() {
-    // Not a packet may come to this port any more when it is another scene's.
-    scene_.Control("silent=1");
-    DeleteIPCaptureEx3(&driver);
-  }
+  explicit VideoHost(Scene& scene, int times = kQuicker)
+      : quicker(times), scene_(scene), open_(scene, times, nullptr, &allocator_) {}
+  // Not a packet may come to this port any more when it is another scene's.
+  ~VideoHost() { scene_.Control("silent=1"); }
 
-  bool Start() { return driver.GetVideoCapture()->StartCapture(0, &sink, &wanted); }
-  bool Stop() { return driver.GetVideoCapture()->StopCapture(0); }
+  bool Start() { return open_.driver->GetVideoCapture()->StartCapture(0, &sink, &wanted_); }
+  bool Stop() { return open_.driver->GetVideoCapture()->StopCapture(0); }
   bool AwaitFrames(int count = 1, milliseconds limit = milliseconds(10'000)) {
     return Await(limit, [&, target = sink.frames + count] { return sink.frames >= target; });
   }
@@ -89,12 +61,10 @@ class VideoHost {
 
  private:
   Scene& scene_;
-  HostLog log;
-  FakeParams params;
-  FakeVideoParams wanted{176, 144, 40};
-  FakeAllocator allocator{log};
-  sarnevo::CKolvexIPCaptureDriver& driver =
-      *static_cast<sarnevo::CKolvexIPCaptureDriver*>(CreateIPCaptureEx3());
+  HostLog log_;
+  FakeVideoParams wanted_{176, 144, 40};
+  FakeAllocator allocator_{log_};
+  SceneDriver open_;
 };
 
 }  // namespace
