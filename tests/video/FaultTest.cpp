@@ -2,12 +2,10 @@
 // stop everywhere, and nothing that touches the others in the process.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <future>
 #include <memory>
 #include <vector>
 
-#include "support/CountAllocations.h"
 #include "video/ChannelFixture.h"
 
 namespace kolvex_test {
@@ -103,28 +101,6 @@ TEST(Fault, WildArgumentsAreRefusedWithoutATrace) {
   EXPECT_TRUE(capture.StopCapture(15));
   EXPECT_EQ(host.log.Count("On"), 0U);
   EXPECT_EQ(camera.log.Count("PLAY"), 1U);
-}
-
-// The host takes a refused sink back and may free it, so that no later start may find it.
-TEST(Fault, AStartWithoutMemoryLeavesNoChannelAndNoSinkBehind) {
-  ScriptedCamera camera(1);
-  Host host;
-  FakeSink refused(host.log, " refused");
-  auto& capture = host.Open(camera, 1, sarnevo::CodecMJPEG);
-  std::size_t refusals = 0;
-  for (std::size_t allowed = 0;; ++allowed) {
-    FailAllocationBehind(allowed);
-    const bool started = capture.StartCapture(0, &refused, &host.wanted);
-    const bool enough = CancelFailure();
-    refusals += started ? 0 : 1;
-    EXPECT_EQ(capture.GetChannelStatus(0, nullptr, nullptr, nullptr, 0), started) << allowed;
-    capture.StopCapture(0);
-    if (enough) {
-      EXPECT_TRUE(started);
-      break;
-    }
-  }
-  EXPECT_GT(refusals, 1U);
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
-#include <numeric>
 #include <string>
 #include <vector>
 
@@ -40,45 +39,13 @@ Bytes Encode(bool is422, unsigned restartInterval) {
   encoder.restart_interval = restartInterval;
   jpeg_start_compress(&encoder, TRUE);
   Bytes line(kWidth * 3);
-  for (u32 y = 0; y < kHeight; ++y) {
-    for (u32 x = 0; x < kWidth * 3; ++x) {
-      line[x] = static_cast<u8>(x * 7 + y * (x % 5) + (x * y >> 4));
-    }
-    unsigned char* row = line.data();
+  for (unsigned char* row = line.data(); encoder.next_scanline < kHeight;) {
     jpeg_write_scanlines(&encoder, &row, 1);
   }
   jpeg_finish_compress(&encoder);
   jpeg_destroy_compress(&encoder);
   const std::unique_ptr<unsigned char, void (*)(void*)> owner(memory, &std::free);
   return {memory, memory + size};
-}
-
-struct Picture {
-  u32 width = 0;
-  u32 height = 0;
-  long warnings = 0;
-  Bytes pixels;
-};
-
-// An independent decoder. A malformed file ends the test program, as libjpeg does by itself.
-Picture Decode(const Bytes& file) {
-  jpeg_decompress_struct decoder{};
-  jpeg_error_mgr errors{};
-  decoder.err = jpeg_std_error(&errors);
-  jpeg_create_decompress(&decoder);
-  jpeg_mem_src(&decoder, file.data(), static_cast<unsigned long>(file.size()));
-  jpeg_read_header(&decoder, TRUE);
-  jpeg_start_decompress(&decoder);
-  Picture picture{decoder.output_width, decoder.output_height, 0, {}};
-  picture.pixels.resize(std::size_t{picture.width} * picture.height * 3);
-  while (decoder.output_scanline < decoder.output_height) {
-    unsigned char* row = &picture.pixels[std::size_t{decoder.output_scanline} * picture.width * 3];
-    jpeg_read_scanlines(&decoder, &row, 1);
-  }
-  jpeg_finish_decompress(&decoder);
-  picture.warnings = errors.num_warnings;
-  jpeg_destroy_decompress(&decoder);
-  return picture;
 }
 
 // The segments of a JPEG file (ITU-T T.81, B.1.1.4), those of one kind joined, and the scan with its end.
@@ -99,18 +66,7 @@ std::map<u8, Bytes> Segments(const Bytes& file) {
   return segments;
 }
 
-// The Huffman tables of a file by class and destination (ITU-T T.81, B.2.4.2).
-std::map<u8, Bytes> HuffmanTables(const Bytes& segments) {
-  std::map<u8, Bytes> tables;
-  for (auto at = segments.begin(); segments.end() - at > 17;) {
-    const auto end = at + 17 + std::accumulate(at + 1, at + 17, 0);
-    tables[*at] = Bytes(at + 1, end);
-    at = end;
-  }
-  return tables;
-}
-
-TEST(JpegHeader, MakesTheEncodersPictureAgainFromWhatACameraSends) {
+TEST(JpegHeader, MakesTheEncodersFileAgainFromWhatACameraSends) {
   for (const JpegLayout layout : {JpegLayout::Group1, JpegLayout::Group2}) {
     for (const bool is422 : {true, false}) {
       const bool isGroup1 = layout == JpegLayout::Group1;
@@ -130,16 +86,12 @@ TEST(JpegHeader, MakesTheEncodersPictureAgainFromWhatACameraSends) {
       WriteJpegHeader(file, *parsed, layout);
       file.insert(file.end(), parts[0].begin(), parts[0].end());
       // Decoders don't care how the components are numbered; some hosts do.
-      EXPECT_EQ(Segments(file)[0xC0], (Bytes{8, 0, kHeight, 1, kWidth & 0xFF, 3, 0,
-                                             static_cast<u8>(is422 ? 0x21 : 0x22), 0, 1, 0x11, 1, 2, 0x11, 1}));
-      // A picture seldom has each of the codes.
-      EXPECT_EQ(HuffmanTables(Segments(file)[0xC4]), HuffmanTables(parts[0xC4]));
-      const Picture expected = Decode(original);
-      const Picture picture = Decode(file);
-      EXPECT_EQ(picture.warnings, 0);
-      EXPECT_EQ(picture.width, kWidth);
-      EXPECT_EQ(picture.height, kHeight);
-      EXPECT_TRUE(picture.pixels == expected.pixels);
+      parts[0xC0] = {8, 0,    kHeight, 1, kWidth & 0xFF, 3, 0, static_cast<u8>(is422 ? 0x21 : 0x22), 0,
+                     1, 0x11, 1,       2, 0x11,          1};
+      parts[0xDA] = {3, 0, 0, 1, 0x11, 2, 0x11, 0, 63, 0};
+      parts.erase(0xE0);  // the encoder's own
+      EXPECT_EQ(Segments(file), parts);
+      EXPECT_EQ(Bytes(file.begin(), file.begin() + 2), (Bytes{0xFF, 0xD8}));
     }
   }
 }
