@@ -23,7 +23,7 @@ using namespace sarnevo::ipcapture;
 /// The driver library, loaded at run time: the quick one of QuickDriver.cpp or, with the real pauses, the one
 /// that hosts get.
 struct Library {
-  explicit Library(const char* path) : handle(dlopen(path, RTLD_NOW | RTLD_LOCAL)) {
+  explicit Library(const char* path, int flags = RTLD_NOW | RTLD_LOCAL) : handle(dlopen(path, flags)) {
     if (handle == nullptr) {
       std::fprintf(stderr, "%s\n", dlerror());
       std::exit(2);
@@ -59,23 +59,23 @@ bool WaitUntil(Holds holds, std::chrono::milliseconds limit) {
 
 /// A whole host with one camera, as group @p group at 127.0.@p group.@p number. It keeps what the checks need,
 /// takes no memory in its callbacks where it can be helped, and that which it takes is its own.
-struct Host final : IIPDriverParams,
-                    IIPDeviceInfo,
-                    IIPConnectionInfo,
-                    IIPVideoParams,
-                    IIPVideoFormat,
-                    IIPVideoRate,
-                    IIPResolution,
-                    IFrameAllocator,
-                    IFrameSink,
-                    IDebugInfoSink,
-                    ICaptureIOCallback,
-                    ICapabilityObserver,
-                    IIPCapabilities,
-                    IIPTextField,
-                    IIPSettingEntry,
-                    IIPResolutionEntry,
-                    IIPValueList {
+struct Host : IIPDriverParams,
+              IIPDeviceInfo,
+              IIPConnectionInfo,
+              IIPVideoParams,
+              IIPVideoFormat,
+              IIPVideoRate,
+              IIPResolution,
+              IFrameAllocator,
+              IFrameSink,
+              IDebugInfoSink,
+              ICaptureIOCallback,
+              ICapabilityObserver,
+              IIPCapabilities,
+              IIPTextField,
+              IIPSettingEntry,
+              IIPResolutionEntry,
+              IIPValueList {
   Host(const char* cameraGroup, int number, const std::string& mac)
       : group(cameraGroup), address("127.0." + group + "." + std::to_string(number)), hardwareAddress(mac) {}
 

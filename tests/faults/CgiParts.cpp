@@ -1,13 +1,11 @@
 // The host's part in all that goes over HTTP alone: query, inputs and outputs, head and stored positions.
 #include <memory>
 
-#include "driver/CKolvexIPCaptureDriver.h"
 #include "driver/CapabilityQuery.h"
 #include "faults/Scene.h"
 #include "io/CKolvexGroup1DigitalIO.h"
 #include "io/CKolvexGroup2DigitalIO.h"
 #include "io/FakeHost.h"
-#include "kolvex/Exports.h"
 #include "ptz/CGroup1PTZComm.h"
 #include "ptz/CPTZControl.h"
 #include "ptz/CPTZHandler.h"
@@ -48,23 +46,9 @@ std::string Ask(Scene& scene) {
   return heard == "done\n" ? heard + capabilities.Transcript() : heard;
 }
 
-struct Driver {
-  Driver(Scene& scene, u32 inputs, u32 outputs, contract::IDebugInfoSink* sink) {
-    params.address = scene.Address();
-    params.user = "admin";
-    params.password = "kolvex";
-    params.inputs = inputs;
-    params.outputs = outputs;
-    params.settings = {{1, std::to_string(kHttpTimeout)}, {2, scene.Status().group}, {3, "1"}};
-    driver->Open(sink, nullptr, &params);
-  }
-  ~Driver() { DeleteIPCaptureEx3(driver); }
-  FakeParams params;
-  CKolvexIPCaptureDriver* const driver = static_cast<CKolvexIPCaptureDriver*>(CreateIPCaptureEx3());
-};
-
-struct Pins : Driver {
-  Pins(Scene& scene, u32 inputs, u32 outputs) : Driver(scene, inputs, outputs, nullptr) {
+struct Pins : SceneDriver {
+  Pins(Scene& scene, u32 inputs, u32 outputs)
+      : SceneDriver(scene, kQuicker, nullptr, nullptr, inputs, outputs) {
     constexpr u32 kPoll = static_cast<u32>(Quick(2000).count());
     if (driver->GetGroup() == 1) {
       io = std::make_unique<CKolvexGroup1DigitalIO>(driver, kPoll);
@@ -79,9 +63,9 @@ struct Pins : Driver {
 };
 
 struct Head {
-  Head(Scene& scene, Outcome& outcome) : driver(scene, 0, 0, &sink) {
+  explicit Head(Scene& scene) : driver(scene, kQuicker, &sink, nullptr) {
     reader.Attach(new CXMLPrepositionReader("Kolvex", folder.Path()));
-    outcome.Must(reader->Open("faults.preset", false), "no preset file");
+    scene.Must(reader->Open("faults.preset", false), "no preset file");
   }
   bool Open() { return control.Open(reader, new CGroup1PTZComm(&handler, {kHttpTimeout, 3 * kHttpTimeout})); }
   /// A position is left, so that nothing is where the head stands.
@@ -93,7 +77,7 @@ struct Head {
 
   HostLog log;
   FakeDebugSink sink{log};
-  Driver driver;
+  SceneDriver driver;
   TempFolder folder;
   CPTZHandler handler{driver.driver, 1, folder.Path()};
   TSmartPtr<CXMLPrepositionReader> reader;
@@ -102,48 +86,42 @@ struct Head {
 
 // One operation on stored positions under the fault, and the same again without.
 template <typename Operation>
-Outcome OnPositions(Scene& scene, bool stored, Operation operation) {
-  Outcome outcome;
-  Head head(scene, outcome);
-  outcome.Must(head.Open(), "the control doesn't open");
+void OnPositions(Scene& scene, bool stored, Operation operation) {
+  Head head(scene);
+  scene.Must(head.Open(), "the control doesn't open");
   if (stored) {
-    outcome.Must(head.control.AddPreposition("gate") == PtzDone, "no position to begin with");
+    scene.Must(head.control.AddPreposition("gate") == PtzDone, "no position to begin with");
     head.Leave();
   }
-  scene.Plant();
-  const Stopwatch watch;
+  const Stopwatch watch = scene.Plant();
   const i32 result = operation(head.control);
-  outcome.after = watch.Read();
+  scene.outcome.after = watch.Read();
   if (result != PtzDone || head.HasMessage()) {
-    outcome.told = std::to_string(result) + (head.HasMessage() ? ", message" : "");
+    scene.outcome.told = std::to_string(result) + (head.HasMessage() ? ", message" : "");
   }
   const Stopwatch healed = scene.Heal();
   head.Leave();
   const bool isDeleted = stored && head.control.GetPrepositionCount() == 0;
-  outcome.Must(isDeleted || operation(head.control) == PtzDone, "it fails without the fault too");
-  outcome.back = healed.Read();
-  return outcome;
+  scene.Must(isDeleted || operation(head.control) == PtzDone, "it fails without the fault too");
+  scene.outcome.back = healed.Read();
 }
 
 }  // namespace
 
-Outcome Query(Scene& scene) {
-  scene.Plant();
-  Outcome outcome;
-  const Stopwatch watch;
+void Query(Scene& scene) {
+  const Stopwatch watch = scene.Plant();
   const std::string heard = Ask(scene);
-  outcome.after = watch.Read();
+  scene.outcome.after = watch.Read();
   const Stopwatch healed = scene.Heal();
   const std::string sound = Ask(scene);
-  outcome.back = healed.Read();
-  outcome.Must(sound.starts_with("done\n"), "no query is done any more");
+  scene.outcome.back = healed.Read();
+  scene.Must(sound.starts_with("done\n"), "no query is done any more");
   const bool isDone = heard.starts_with("done\n");
-  outcome.told = heard == sound ? "" : isDone ? "done, less" : heard.substr(0, heard.find('\n'));
-  return outcome;
+  scene.outcome.told = heard == sound ? "" : isDone ? "done, less" : heard.substr(0, heard.find('\n'));
 }
 
 // All of the camera's inputs are low under the fault. The last one then goes high.
-Outcome PollInputs(Scene& scene) {
+void PollInputs(Scene& scene) {
   const auto count = static_cast<u32>(scene.Status().inputs.size());
   std::string allLow;
   for (u32 i = 0; i < count; ++i) {
@@ -151,91 +129,79 @@ Outcome PollInputs(Scene& scene) {
   }
   const std::string last = "input " + std::to_string(count - 1) + " is ";
   Pins pins(scene, count, 0);
-  scene.Plant();
-  Outcome outcome;
-  const Stopwatch watch;
+  const Stopwatch watch = scene.Plant();
   pins.io->Start();
   Await(Quick(9000), [&] { return pins.log.Count("input") >= count; });
-  outcome.after = watch.Read();
+  scene.outcome.after = watch.Read();
   const std::string heard = pins.log.Text();
-  outcome.told = heard == allLow ? "" : heard.empty() ? "nothing" : "wrong state";
+  scene.outcome.told = heard == allLow ? "" : heard.empty() ? "nothing" : "wrong state";
   const Stopwatch healed = scene.Heal();
   const auto isHeard = [&](const char* state) {
-    return Await(kSound, [&] { return pins.log.Text().ends_with(last + state); });
+    return Eventually([&] { return pins.log.Text().ends_with(last + state); });
   };
-  outcome.Must(isHeard("1\n"), "an input stays wrong");
-  outcome.back = healed.Read();
+  scene.Must(isHeard("1\n"), "an input stays wrong");
+  scene.outcome.back = healed.Read();
   scene.Control("input" + std::to_string(count) + "=1");
-  outcome.Must(isHeard("2\n"), "a change isn't seen");
-  return outcome;
+  scene.Must(isHeard("2\n"), "a change isn't seen");
 }
 
 // The fault meets the request that switches on; the one that switches off tells that the first is over.
-Outcome SwitchOutput(Scene& scene) {
+void SwitchOutput(Scene& scene) {
   Pins pins(scene, 0, 1);
   const char* const off = pins.driver->GetGroup() == 1 ? "relayid=1&value=0" : "Out1STA=0";
   pins.io->Start();
-  Outcome outcome;
-  outcome.Must(Await(kSound, [&] { return scene.HasRequest(off); }), "no output goes low at the start");
-  scene.Plant();
-  const Stopwatch watch;
+  scene.Must(Eventually([&] { return scene.HasRequest(off); }), "no output goes low at the start");
+  const Stopwatch watch = scene.Plant();
   pins.io->SetOutput(0, IOStateHigh);
   pins.io->SetOutput(0, IOStateLow);
   const auto hasFailed = [&] { return pins.log.Count("failure") > 0; };
-  Await(kSound, [&] { return hasFailed() || scene.HasRequest(off, 2); });
-  outcome.after = watch.Read();
-  outcome.told = hasFailed() ? "OnIOFailure" : "";
+  Eventually([&] { return hasFailed() || scene.HasRequest(off, 2); });
+  scene.outcome.after = watch.Read();
+  scene.outcome.told = hasFailed() ? "OnIOFailure" : "";
   const Stopwatch healed = scene.Heal();
   pins.io->SetOutput(0, IOStateLow);
   pins.io->SetOutput(0, IOStateHigh);
-  outcome.Must(Await(kSound, [&]() -> bool { return scene.Status().outputs[0]; }), "the output stays low");
-  outcome.back = healed.Read();
-  return outcome;
+  scene.Must(Eventually([&]() -> bool { return scene.Status().outputs[0]; }), "the output stays low");
+  scene.outcome.back = healed.Read();
 }
 
-Outcome OpenHead(Scene& scene) {
-  Outcome outcome;
-  Head head(scene, outcome);
-  scene.Plant();
-  const Stopwatch watch;
-  outcome.Must(head.Open(), "the control doesn't open");
-  outcome.after = watch.Read();
+void OpenHead(Scene& scene) {
+  Head head(scene);
+  const Stopwatch watch = scene.Plant();
+  scene.Must(head.Open(), "the control doesn't open");
+  scene.outcome.after = watch.Read();
   const bool isAvailable = head.control.IsPTZAvailable() != 0;
-  outcome.told = head.HasMessage() ? "message" : isAvailable ? "" : "no PTZ";
+  scene.outcome.told = head.HasMessage() ? "message" : isAvailable ? "" : "no PTZ";
   const Stopwatch healed = scene.Heal();
-  outcome.Must(head.control.IsPTZAvailable() != 0, "no protocol is found any more");
-  outcome.back = healed.Read();
-  return outcome;
+  scene.Must(head.control.IsPTZAvailable() != 0, "no protocol is found any more");
+  scene.outcome.back = healed.Read();
 }
 
-Outcome MoveHead(Scene& scene) {
-  Outcome outcome;
-  Head head(scene, outcome);
-  outcome.Must(head.Open(), "the control doesn't open");
-  scene.Plant();
-  const Stopwatch watch;
-  outcome.Must(head.control.StartMove(PtzLeft, 8) == PtzDone, "the movement isn't queued");
+void MoveHead(Scene& scene) {
+  Head head(scene);
+  scene.Must(head.Open(), "the control doesn't open");
+  const Stopwatch watch = scene.Plant();
+  scene.Must(head.control.StartMove(PtzLeft, 8) == PtzDone, "the movement isn't queued");
   head.control.StopMove();
-  Await(kSound, [&] { return head.HasMessage() || scene.HasRequest("write=FF0100000000"); });
-  outcome.after = watch.Read();
-  outcome.told = head.HasMessage() ? "message" : "";
+  Eventually([&] { return head.HasMessage() || scene.HasRequest("write=FF0100000000"); });
+  scene.outcome.after = watch.Read();
+  scene.outcome.told = head.HasMessage() ? "message" : "";
   const Stopwatch healed = scene.Heal();
   head.control.StartMove(PtzUp, 8);
-  outcome.Must(Await(kSound, [&] { return scene.Status().head.moving; }), "the head doesn't move any more");
-  outcome.back = healed.Read();
-  return outcome;
+  scene.Must(Eventually([&] { return scene.Status().head.moving; }), "the head doesn't move any more");
+  scene.outcome.back = healed.Read();
 }
 
-Outcome StorePosition(Scene& scene) {
-  return OnPositions(scene, false, [](auto& control) { return control.AddPreposition("gate"); });
+void StorePosition(Scene& scene) {
+  OnPositions(scene, false, [](auto& control) { return control.AddPreposition("gate"); });
 }
 
-Outcome RecallPosition(Scene& scene) {
-  return OnPositions(scene, true, [](auto& control) { return control.SelectPreposition(0, "gate"); });
+void RecallPosition(Scene& scene) {
+  OnPositions(scene, true, [](auto& control) { return control.SelectPreposition(0, "gate"); });
 }
 
-Outcome DeletePosition(Scene& scene) {
-  return OnPositions(scene, true, [](auto& control) { return control.DeletePreposition("gate"); });
+void DeletePosition(Scene& scene) {
+  OnPositions(scene, true, [](auto& control) { return control.DeletePreposition("gate"); });
 }
 
 }  // namespace kolvex_test

@@ -20,9 +20,10 @@ milliseconds BackWithin(const Cell& cell) {
 void Play(simcam::CameraFarm& farm, std::mutex& lock, Cell& cell) {
   try {
     Scene scene(farm, lock, cell.camera, cell.fault, cell.end);
-    cell.outcome = cell.part(scene);
-    cell.outcome.Must(scene.HasStruck(), "the fault never struck");
-    cell.outcome.Must(!kIsTimed || cell.outcome.back < BackWithin(cell), "it took too long to be well again");
+    cell.part(scene);
+    scene.Must(scene.HasStruck(), "the fault never struck");
+    scene.Must(!kIsTimed || scene.outcome.back < BackWithin(cell), "it took too long to be well again");
+    cell.outcome = scene.outcome;
   } catch (const std::exception& error) {
     cell.outcome.wrong = error.what();
   }

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "kolvex/Exports.h"
+
 namespace kolvex_test {
 
 namespace {
@@ -44,7 +46,7 @@ void Scene::Control(const std::string& commands) {
 
 Stopwatch Scene::Heal() {
   Control(end_);
-  camera_.WaitUntil([](const simcam::CameraStatus& status) { return status.up; }, kSound);
+  camera_.WaitUntil([](const simcam::CameraStatus& status) { return status.up; }, milliseconds(10'000));
   return {};
 }
 
@@ -56,5 +58,36 @@ bool Scene::HasStruck() {
              0 ||
          fault_.ends_with("=refuse") || fault_ == "silent=1";
 }
+
+SceneDriver::SceneDriver(Scene& scene, int quicker, contract::IDebugInfoSink* sink,
+                         contract::IFrameAllocator* allocator, std::uint32_t inputs, std::uint32_t outputs)
+    : driver(static_cast<sarnevo::CKolvexIPCaptureDriver*>(CreateIPCaptureEx3())) {
+  const simcam::CameraStatus status = scene.Status();
+  const auto quick = [&](int product) { return Quick(product, quicker); };
+  params.address = scene.Address();
+  params.user = "admin";
+  params.password = "kolvex";
+  params.codec = status.video.codec == simcam::Codec::Jpeg ? sarnevo::CodecMJPEG : sarnevo::CodecMPEG4;
+  params.inputs = inputs;
+  params.outputs = outputs;
+  params.settings = {{1, std::to_string(quick(5000).count())},
+                     {2, status.group},
+                     {3, "1"},
+                     {4, "16"},
+                     {5, "4"},
+                     {6, "3000"},
+                     {7, "256"},
+                     {8, "256,3000,e"}};
+  driver->SetChannelTiming({.streamPass = quick(1000),
+                            .pause = quick(3000),
+                            .receiveTimeout = quick(5000),
+                            .startingReceiveTimeout = quick(10'000),
+                            .packetTimeout = quick(5000),
+                            .rtspReceive = quick(2000),
+                            .rtspConnectStep = quick(100)});
+  driver->Open(sink, allocator, &params);
+}
+
+SceneDriver::~SceneDriver() { DeleteIPCaptureEx3(driver); }
 
 }  // namespace kolvex_test

@@ -5,7 +5,10 @@
 #include <string>
 #include <thread>
 
+#include "driver/CKolvexIPCaptureDriver.h"
 #include "simcam/CameraFarm.h"
+#include "support/Eventually.h"
+#include "support/FakeHost.h"
 
 /// A scene is a camera that goes wrong in one way at one step of a dialogue, and a host that plays its part to
 /// the step, hears what it hears, and goes on once the fault has ended.
@@ -29,21 +32,6 @@ constexpr int kLessQuick = 4;
 constexpr milliseconds Quick(int productMilliseconds, int quicker = kQuicker) {
   return milliseconds(productMilliseconds / quicker);
 }
-/// Longer than anything that goes well takes on the busiest machine.
-constexpr milliseconds kSound{10'000};
-
-/// Waits until @p holds gives true. False when @p limit runs out before.
-template <typename Predicate>
-bool Await(milliseconds limit, Predicate holds) {
-  for (const auto end = Clock::now() + limit; !holds();) {
-    if (Clock::now() >= end) {
-      return false;
-    }
-    std::this_thread::sleep_for(milliseconds(3));
-  }
-  return true;
-}
-
 /// What came of a scene, in the product's time.
 struct Outcome {
   std::string told{};      ///< how the host heard of the fault; empty when it didn't and had all it asked for
@@ -51,8 +39,6 @@ struct Outcome {
   milliseconds back{0};    ///< from the fault's end until all was well
   bool restarted = false;  ///< it took a new StartCapture
   std::string wrong{};     ///< what must not be
-
-  void Must(bool holds, const char* otherwise) { wrong += holds ? "" : otherwise + std::string("; "); }
 };
 
 class Stopwatch {
@@ -77,6 +63,9 @@ class Scene {
   Scene(const Scene&) = delete;
   Scene& operator=(const Scene&) = delete;
 
+  Outcome outcome;
+  void Must(bool holds, const char* otherwise) { outcome.wrong += holds ? "" : otherwise + std::string("; "); }
+
   const char* Address() const { return address_.c_str(); }
   void Control(const std::string& commands);
   simcam::CameraStatus Status() { return camera_.Status(); }
@@ -84,7 +73,10 @@ class Scene {
     return camera_.WaitForRequest(part, milliseconds(0), count);
   }
 
-  void Plant() { Control(fault_); }
+  Stopwatch Plant() {
+    Control(fault_);
+    return {};
+  }
   /// The fault ends, and a camera that was gone is there again.
   Stopwatch Heal();
   /// A packet, a report or a reply was spoiled, or it couldn't be counted.
@@ -97,20 +89,32 @@ class Scene {
   simcam::SimulatedCamera& camera_;
 };
 
-/// A host's part. It plants the fault and ends it.
-using Part = Outcome (*)(Scene& scene);
+/// The driver of a scene's camera, open, with times that are @p quicker.
+struct SceneDriver {
+  SceneDriver(Scene& scene, int quicker, contract::IDebugInfoSink* sink, contract::IFrameAllocator* allocator,
+              std::uint32_t inputs = 0, std::uint32_t outputs = 0);
+  ~SceneDriver();
+  SceneDriver(const SceneDriver&) = delete;
+  SceneDriver& operator=(const SceneDriver&) = delete;
 
-Outcome Query(Scene& scene);
-Outcome StartVideo(Scene& scene);      ///< the fault is there before the host starts the stream
-Outcome DisturbVideo(Scene& scene);    ///< it comes when frames do
-Outcome DisturbReports(Scene& scene);  ///< it is there before; over when reports are answered
-Outcome StopVideo(Scene& scene);
-Outcome PollInputs(Scene& scene);
-Outcome SwitchOutput(Scene& scene);
-Outcome OpenHead(Scene& scene);
-Outcome MoveHead(Scene& scene);
-Outcome StorePosition(Scene& scene);
-Outcome RecallPosition(Scene& scene);
-Outcome DeletePosition(Scene& scene);
+  FakeParams params;
+  sarnevo::CKolvexIPCaptureDriver* const driver;
+};
+
+/// A host's part. It plants the fault, ends it and fills the outcome.
+using Part = void (*)(Scene& scene);
+
+void Query(Scene& scene);
+void StartVideo(Scene& scene);      ///< the fault is there before the host starts the stream
+void DisturbVideo(Scene& scene);    ///< it comes when frames do
+void DisturbReports(Scene& scene);  ///< it is there before; over when reports are answered
+void StopVideo(Scene& scene);
+void PollInputs(Scene& scene);
+void SwitchOutput(Scene& scene);
+void OpenHead(Scene& scene);
+void MoveHead(Scene& scene);
+void StorePosition(Scene& scene);
+void RecallPosition(Scene& scene);
+void DeletePosition(Scene& scene);
 
 }  // namespace kolvex_test

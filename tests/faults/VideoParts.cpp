@@ -1,10 +1,7 @@
 // The host's part in all that has to do with a stream.
 #include <atomic>
 
-#include "driver/CKolvexIPCaptureDriver.h"
 #include "faults/Scene.h"
-#include "kolvex/Exports.h"
-#include "support/FakeHost.h"
 
 namespace kolvex_test {
 
@@ -32,55 +29,30 @@ class CountingSink : public contract::IFrameSink {
 
 class VideoHost {
  public:
-  explicit VideoHost(Scene& scene, int times = kQuicker) : quicker(times), scene_(scene) {
-    const simcam::CameraStatus status = scene.Status();
-    const auto quick = [this](int product) { return Quick(product, quicker); };
-    params.address = scene.Address();
-    params.user = "admin";
-    params.password = "kolvex";
-    params.codec = status.video.codec == simcam::Codec::Jpeg ? sarnevo::CodecMJPEG : sarnevo::CodecMPEG4;
-    params.settings = {{1, std::to_string(quick(5000).count())},
-                       {2, status.group},
-                       {3, "1"},
-                       {4, "16"},
-                       {5, "4"},
-                       {6, "3000"},
-                       {7, "256"},
-                       {8, "256,3000,e"}};
-    driver.SetChannelTiming({.streamPass = quick(1000),
-                             .pause = quick(3000),
-                             .receiveTimeout = quick(5000),
-                             .startingReceiveTimeout = quick(10'000),
-                             .packetTimeout = quick(5000),
-                             .rtspReceive = quick(2000),
-                             .rtspConnectStep = quick(100)});
-    driver.Open(nullptr, &allocator, &params);
-  }
-  ~VideoHost() {
-    // Not a packet may come to this port any more when it is another scene's.
-    scene_.Control("silent=1");
-    DeleteIPCaptureEx3(&driver);
-  }
+  explicit VideoHost(Scene& scene, int times = kQuicker)
+      : quicker(times), scene_(scene), open_(scene, times, nullptr, &allocator_) {}
+  // Not a packet may come to this port any more when it is another scene's.
+  ~VideoHost() { scene_.Control("silent=1"); }
 
-  bool Start() { return driver.GetVideoCapture()->StartCapture(0, &sink, &wanted); }
-  bool Stop() { return driver.GetVideoCapture()->StopCapture(0); }
-  bool AwaitFrames(milliseconds limit, int count = 1) {
+  bool Start() { return open_.driver->GetVideoCapture()->StartCapture(0, &sink, &wanted_); }
+  bool Stop() { return open_.driver->GetVideoCapture()->StopCapture(0); }
+  bool AwaitFrames(int count = 1, milliseconds limit = milliseconds(10'000)) {
     return Await(limit, [&, target = sink.frames + count] { return sink.frames >= target; });
   }
   /// Whether frames come or silence is told, whichever is first.
-  void AwaitNews(Outcome& outcome, int frames, int silences) {
+  void AwaitNews(int frames, int silences) {
     const Stopwatch watch;
     Await(Quick(kNever, quicker), [&] { return sink.frames >= frames || sink.silences >= silences; });
-    outcome.after = watch.Read(quicker);
-    outcome.told = sink.frames >= frames ? "" : sink.silences >= silences ? "OnNoData" : "nothing";
+    scene_.outcome.after = watch.Read(quicker);
+    scene_.outcome.told = sink.frames >= frames ? "" : sink.silences >= silences ? "OnNoData" : "nothing";
   }
   /// The fault ends; the stream has to come back.
-  void Recover(Outcome& outcome) {
+  void Recover() {
     const Stopwatch watch = scene_.Heal();
-    outcome.restarted = !AwaitFrames(Quick(kNever, quicker), 3);
-    outcome.back = outcome.restarted ? milliseconds{0} : watch.Read(quicker);
-    outcome.Must(!outcome.restarted || (Restart() && AwaitFrames(kSound, 3)), "no frame comes any more");
-    outcome.Must(!sink.damaged, "a damaged frame came");
+    scene_.outcome.restarted = !AwaitFrames(3, Quick(kNever, quicker));
+    scene_.outcome.back = scene_.outcome.restarted ? milliseconds{0} : watch.Read(quicker);
+    scene_.Must(!scene_.outcome.restarted || (Restart() && AwaitFrames(3)), "no frame comes any more");
+    scene_.Must(!sink.damaged, "a damaged frame came");
   }
   bool Restart() { return Stop() && Start(); }
 
@@ -89,64 +61,54 @@ class VideoHost {
 
  private:
   Scene& scene_;
-  HostLog log;
-  FakeParams params;
-  FakeVideoParams wanted{176, 144, 40};
-  FakeAllocator allocator{log};
-  sarnevo::CKolvexIPCaptureDriver& driver =
-      *static_cast<sarnevo::CKolvexIPCaptureDriver*>(CreateIPCaptureEx3());
+  HostLog log_;
+  FakeVideoParams wanted_{176, 144, 40};
+  FakeAllocator allocator_{log_};
+  SceneDriver open_;
 };
 
 }  // namespace
 
-Outcome StartVideo(Scene& scene) {
+void StartVideo(Scene& scene) {
   VideoHost host(scene);
   scene.Plant();
-  Outcome outcome;
-  outcome.Must(host.Start(), "StartCapture gives false");
+  scene.Must(host.Start(), "StartCapture gives false");
   // The first OnNoData comes with every start, while the camera gets used to its configuration.
-  host.AwaitNews(outcome, 1, 2);
-  host.Recover(outcome);
-  return outcome;
+  host.AwaitNews(1, 2);
+  host.Recover();
 }
 
-Outcome DisturbVideo(Scene& scene) {
+void DisturbVideo(Scene& scene) {
   VideoHost host(scene, kLessQuick);
-  Outcome outcome;
-  outcome.Must(host.Start() && host.AwaitFrames(kSound), "no stream to disturb");
+  scene.Must(host.Start() && host.AwaitFrames(), "no stream to disturb");
   scene.Plant();
-  host.AwaitNews(outcome, host.sink.frames + 5, host.sink.silences + 1);
-  host.Recover(outcome);
-  return outcome;
+  host.AwaitNews(host.sink.frames + 5, host.sink.silences + 1);
+  host.Recover();
 }
 
-Outcome DisturbReports(Scene& scene) {
+void DisturbReports(Scene& scene) {
   VideoHost host(scene, kLessQuick);
   scene.Plant();
-  Outcome outcome;
-  outcome.Must(host.Start() && Await(kSound, [&] { return scene.HasStruck(); }), "no report to spoil");
-  host.AwaitNews(outcome, host.sink.frames + 5, host.sink.silences + 1);
-  outcome.Must(scene.Status().counters.answersOk == 0, "a spoiled report was answered");
-  host.Recover(outcome);
+  scene.Must(host.Start() && Eventually([&] { return scene.HasStruck(); }), "no report to spoil");
+  host.AwaitNews(host.sink.frames + 5, host.sink.silences + 1);
+  scene.Must(scene.Status().counters.answersOk == 0, "a spoiled report was answered");
+  host.Recover();
   const auto isAnswered = [&] { return scene.Status().counters.answersOk > 0; };
   // The simulated camera reports every 5 seconds, which nothing makes quicker.
-  outcome.restarted = !Await(milliseconds(6000), isAnswered);
-  outcome.Must(!outcome.restarted || (host.Restart() && Await(kSound, isAnswered)), "no report is answered");
-  return outcome;
+  scene.outcome.restarted = !Await(milliseconds(6000), isAnswered);
+  scene.Must(!scene.outcome.restarted || (host.Restart() && Eventually(isAnswered)), "no report is answered");
 }
 
-Outcome StopVideo(Scene& scene) {
+void StopVideo(Scene& scene) {
   VideoHost host(scene);
   scene.Plant();
-  Outcome outcome;
-  outcome.Must(host.Start() && host.AwaitFrames(kSound), "no stream to stop");
+  scene.Must(host.Start() && host.AwaitFrames(), "no stream to stop");
   const Stopwatch watch;
-  outcome.told = host.Stop() ? "stopped" : "false";
-  outcome.after = watch.Read();
+  scene.outcome.told = host.Stop() ? "stopped" : "false";
+  scene.outcome.after = watch.Read();
   const Stopwatch healed = scene.Heal();
-  outcome.Must(host.Start() && host.AwaitFrames(kSound), "no frame comes any more");
-  outcome.back = healed.Read();
-  return outcome;
+  scene.Must(host.Start() && host.AwaitFrames(), "no frame comes any more");
+  scene.outcome.back = healed.Read();
 }
 
 }  // namespace kolvex_test

@@ -1,15 +1,15 @@
 #pragma once
 
+#include <array>
 #include <string>
 
-#include "kolvex/Exports.h"
-#include "kolvex/ICaptureIOCallback.h"
-#include "support/FakeHost.h"
+#include "soak/Host.h"
+#include "support/HostLog.h"
 
 namespace kolvex_test {
 
-/// Simulated cameras in a process of their own: group 1 at 127.0.0.1, group 2 at 127.0.0.2. Their password is
-/// drawn anew, and this process holds it in the clear only while a host has to.
+/// Simulated cameras in a process of their own: group 1 at 127.0.1.1, group 2 at 127.0.2.1. This process holds
+/// their password in the clear only while a host has to.
 class Cameras {
  public:
   Cameras();
@@ -19,8 +19,8 @@ class Cameras {
 
   /// They are gone, and their ports refuse.
   void SwitchOff();
-  /// How often the password, or its Base64 form, stands in the text.
-  static std::size_t PasswordsIn(const std::string& text);
+  /// Whether the password, or its Base64 form, stands in the text.
+  static bool IsPasswordIn(const std::string& text);
   /// The parts of this process's memory in which the password still lies, a line each.
   static std::string MemoryWithPassword();
 
@@ -30,15 +30,15 @@ class Cameras {
 
 /// One copy of the library in use: a driver for each camera, with video, digital I/O and PTZ. Unloads it at the
 /// end. What goes wrong fails the test that runs.
-class GuestRun : sarnevo::ICaptureIOCallback, sarnevo::ipcapture::ICapabilityObserver {
+class GuestRun {
  public:
-  GuestRun(const std::string& path, int flags);
-  ~GuestRun() override;
+  GuestRun(const std::string& path, int flags) : library_(path.c_str(), flags) {}
+  ~GuestRun();
 
   /// Whether a capability query begins, which leaves it begun.
-  bool BeginsQueries();
-  /// A capability query from its begin to its end.
-  void Query(const char* address, bool isCamera = true);
+  bool BeginsQueries() { return library_.init(&hosts_[0], 0) != 0; }
+  /// A capability query from its begin to its end. True when it told the whole camera.
+  bool Query(const char* address);
   /// Opens the drivers and moves a head, stores a position and forgets it.
   void Open();
   /// Opens, and starts video, inputs and outputs.
@@ -49,23 +49,31 @@ class GuestRun : sarnevo::ICaptureIOCallback, sarnevo::ipcapture::ICapabilityObs
   void FailToStore();
   /// Ends and deletes the drivers.
   void EndAll();
-  /// All that the host was told.
+  /// All texts that the host was told.
   std::string Told() const { return log_.Text(); }
 
  private:
-  struct Driver;
+  struct Host final : kolvex_soak::Host {
+    Host(const char* cameraGroup, HostLog& hostLog)
+        : kolvex_soak::Host(cameraGroup, 1, std::string("guest-") + cameraGroup), log(hostLog) {}
 
-  void OnInputChanged(sarnevo::u32, sarnevo::u32) override { log_.Add("input"); }
-  void OnIOFailure() override { log_.Add("I/O failure"); }
-  void OnQueryDone() override { log_.Add("query done"); }
-  void OnQueryFailed(sarnevo::u32, const char* text) override { log_.Add(std::string("query failed ") + text); }
+    const char* GetUserName() override;
+    const char* GetPassword() override;
+    void OnDebugInfo(CDebugInfoIf* info) override {
+      log.Add(info->GetText() != nullptr ? info->GetText() : "");
+    }
+    void OnQueryFailed(sarnevo::u32, const char* text) override {
+      log.Add(text);
+      queryEnd = 2;
+    }
 
-  template <typename Function>
-  Function* Look(const char* name);
+    HostLog& log;
+    sarnevo::ipcapture::IIPCaptureDriverEx3* driver = nullptr;
+  };
 
   HostLog log_;
-  void* library_ = nullptr;
-  std::vector<std::unique_ptr<Driver>> drivers_;
+  const kolvex_soak::Library library_;
+  std::array<Host, 2> hosts_{Host("1", log_), Host("2", log_)};
 };
 
 }  // namespace kolvex_test

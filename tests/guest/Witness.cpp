@@ -49,7 +49,7 @@ bool BlocksAll(const sigset_t& mask) {
 bool IsCamera(const sockaddr* address) {
   const auto* const internet = reinterpret_cast<const sockaddr_in*>(address);
   const in_addr_t host = address->sa_family == AF_INET ? ntohl(internet->sin_addr.s_addr) : 0;
-  return host == INADDR_LOOPBACK || host == INADDR_LOOPBACK + 1;
+  return host == INADDR_LOOPBACK + 0x100 || host == INADDR_LOOPBACK + 0x200;
 }
 
 }  // namespace

@@ -38,31 +38,28 @@ inline CgiReplies Group2Replies(const std::string& cameraType) {
 }
 
 /// Answers by target; 404 to what isn't there.
-class CgiCamera {
+class CgiCamera : public HttpReplies {
  public:
   explicit CgiCamera(CgiReplies replies)
-      : server_([replies = std::move(replies)](const std::string& head) {
+      : HttpReplies([replies = std::move(replies)](const std::string& head) {
           const auto reply = replies.find(Target(head));
           return reply != replies.end() ? reply->second : Reply(404, "no such CGI");
         }) {}
 
-  std::uint16_t Port() const { return server_.Port(); }
   /// One a line, in the order in which they came.
   std::string Targets() const {
     std::string targets;
-    for (const std::string& head : server_.Heads()) {
+    for (const std::string& head : Heads()) {
       targets += Target(head) + "\n";
     }
     return targets;
   }
-  std::vector<std::string> Heads() const { return server_.Heads(); }
 
  private:
   static std::string Target(const std::string& head) {
     const std::size_t begin = head.find(' ') + 1;
     return head.substr(begin, head.find(' ', begin) - begin);
   }
-  HttpReplies server_;
 };
 
 }  // namespace kolvex_test

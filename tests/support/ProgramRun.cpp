@@ -6,41 +6,21 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
-#include <utility>
 
 namespace kolvex_test {
-
-ProgramRun::ProgramRun(std::string program, std::string usual)
-    : program_(std::move(program)), usual_(std::move(usual)) {
-  std::string name = (std::filesystem::temp_directory_path() / "kolvex-test-XXXXXX").string();
-  folder_ = mkdtemp(name.data());
-}
 
 ProgramRun::~ProgramRun() {
   if (child_ > 0) {
     Signal(SIGKILL);
     Finish();
   }
-  std::filesystem::remove_all(folder_);
 }
 
 std::string ProgramRun::File(const std::string& name, const std::string& text, bool forOwnerOnly) const {
-  std::ofstream(folder_ / name) << text;
-  const auto rest = std::filesystem::perms::group_read | std::filesystem::perms::others_read;
-  std::filesystem::permissions(
-      folder_ / name, rest,
-      forOwnerOnly ? std::filesystem::perm_options::remove : std::filesystem::perm_options::add);
-  return (folder_ / name).string();
-}
-
-std::string ProgramRun::Read(const std::filesystem::path& name) const {
-  std::ifstream file(folder_ / name, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
+  folder_.Write(name, text);
+  using std::filesystem::perms;
+  std::filesystem::permissions(folder_ / name, forOwnerOnly ? perms(0600) : perms(0644));
+  return folder_ / name;
 }
 
 void ProgramRun::Start(const std::string& arguments, const std::string& before) {
@@ -58,7 +38,7 @@ void ProgramRun::Start(const std::string& arguments, const std::string& before) 
     dup2(ends[1], STDOUT_FILENO);
     close(ends[0]);
     close(ends[1]);
-    if (chdir(folder_.c_str()) == 0) {
+    if (chdir(folder_.Path().c_str()) == 0) {
       execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
     }
     _exit(127);
@@ -69,7 +49,7 @@ void ProgramRun::Start(const std::string& arguments, const std::string& before) 
 
 void ProgramRun::CopyProgram() {
   std::filesystem::copy_file(program_, folder_ / "program");
-  program_ = (folder_ / "program").string();
+  program_ = folder_ / "program";
 }
 
 bool ProgramRun::WaitForOutput(const std::string& text) {

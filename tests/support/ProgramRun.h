@@ -4,7 +4,9 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
+#include <utility>
+
+#include "support/TempFolder.h"
 
 namespace kolvex_test {
 
@@ -19,13 +21,14 @@ struct ProgramResult {
 class ProgramRun {
  public:
   /// @p usual is an option with its value, for all runs whose arguments don't hold that option.
-  explicit ProgramRun(std::string program, std::string usual = "");
+  explicit ProgramRun(std::string program, std::string usual = "")
+      : program_(std::move(program)), usual_(std::move(usual)) {}
   ~ProgramRun();
 
-  const std::filesystem::path& Folder() const { return folder_; }
+  std::filesystem::path Folder() const { return folder_.Path(); }
   /// A file in the folder; gives its path.
   std::string File(const std::string& name, const std::string& text, bool forOwnerOnly = false) const;
-  std::string Read(const std::filesystem::path& name) const;
+  std::string Read(const std::string& name) const { return folder_.Read(name); }
 
   /// Starts the program with @p arguments through a shell, in the folder. @p before are shell commands that run
   /// first.
@@ -44,7 +47,7 @@ class ProgramRun {
   }
 
  private:
-  std::filesystem::path folder_;
+  TempFolder folder_;
   std::string program_;
   const std::string usual_;
   pid_t child_ = -1;

@@ -89,15 +89,11 @@ void ScriptedCamera::Send(std::uint16_t sequence, bool marker, const Payload& pa
                  static_cast<std::uint8_t>(sequence >> 8), static_cast<std::uint8_t>(sequence)};
   packet.resize(12);
   packet.insert(packet.end(), payload.begin(), payload.end());
-  SendRaw(packet);
-}
-
-void ScriptedCamera::SendRaw(const Payload& datagram) {
   sockaddr_in peer{};
   peer.sin_family = AF_INET;
   peer.sin_port = htons(rtpPort_);
   inet_pton(AF_INET, "127.0.0.1", &peer.sin_addr);
-  sendto(socket_, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr*>(&peer), sizeof(peer));
+  sendto(socket_, packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr*>(&peer), sizeof(peer));
 }
 
 void ScriptedCamera::StartSending(Payload payload) {

@@ -40,8 +40,6 @@ class ScriptedCamera {
 
   /// One RTP packet to the client's port.
   void Send(std::uint16_t sequence, bool marker, const Payload& payload);
-  /// Any datagram to the client's RTP port.
-  void SendRaw(const Payload& datagram);
   /// A stream of one-packet frames every few milliseconds, until StopSending.
   void StartSending(Payload payload);
   /// Gives the sequence number that would come next.

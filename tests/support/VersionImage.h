@@ -52,7 +52,6 @@ class Image : public ByteSource {
     Put16(kFixed + 22, kVersion.build).Put16(kFixed + 20, kVersion.revision);
   }
 
-  bool IsWide() const { return wide_; }
   std::uint16_t OptionalBytes() const { return wide_ ? 240 : 224; }
   std::size_t Directories() const { return kOptional + (wide_ ? 112 : 96); }
   std::size_t Sections() const { return kOptional + OptionalBytes(); }

@@ -10,48 +10,30 @@ namespace {
 using namespace simcam;
 using namespace simcam_test;
 
-std::string Describe(const Decoded& decoded) {
-  if (const auto* error = std::get_if<std::string>(&decoded)) {
-    return "error: " + *error;
-  }
-  const HeadCommand& c = std::get<HeadCommand>(decoded);
-  static constexpr const char* kNames[] = {"drive",  "focus stop", "auto focus",    "auto iris", "store",
-                                           "recall", "clear",      "store at last", "clear all"};
-  const std::pair<const char*, double> values[] = {{"pan", c.pan},     {"tilt", c.tilt}, {"zoom", c.zoom},
-                                                   {"focus", c.focus}, {"iris", c.iris}, {"no.", c.number}};
-  std::string text = kNames[static_cast<unsigned>(c.kind)];
-  for (const auto& [name, value] : values) {
-    text += value != 0 ? Format(" %s %g", name, value) : "";
-  }
-  return text;
-}
-
-TEST(CameraHead, DecodesEachFrameStrictly) {
+TEST(CameraHead, RefusesFramesThatNoHeadUnderstands) {
   struct Row {
     HeadProtocol protocol;
     const char* hex;
-    const char* meaning;
+    const char* error;
   };
   constexpr HeadProtocol kThree = HeadProtocol::ThreeByte;
   constexpr HeadProtocol kPelco = HeadProtocol::PelcoD;
   const Row rows[] = {
-      {kThree, "010280", "drive pan -0.125"},
-      {kThree, "0100D5", "auto focus"},
-      {kThree, "810570", "store at last"},
-      {kThree, "01", "error: a message has 3 bytes, not 1"},
-      {kThree, "0101b8", "error: speed B8 doesn't belong to movement 01"},
-      {kThree, "414000", "error: unknown message 41 40 00"},
-      {kPelco, "FF01000C20204D", "drive pan -0.5 tilt 0.5"},
-      {kPelco, "FF01000700141C", "recall no. 20"},
-      {kPelco, "FF010002200024", "error: checksum 24, not 23"},
-      {kPelco, "FF020002200024", "error: address 2, this head is 1"},
-      {kPelco, "FF0100022000", "error: a frame has 7 bytes, not 6"},
-      {kPelco, "FF010002410044", "error: speeds 65 and 0 don't belong to command 00 02"},
-      {kPelco, "FF010007002129", "error: unknown extended command 07 00 21"},
-      {HeadProtocol::None, "FF010000000001", "error: no head at the serial port"},
+      {kThree, "810570", ""},
+      {kThree, "01", "a message has 3 bytes, not 1"},
+      {kThree, "0101b8", "speed B8 doesn't belong to movement 01"},
+      {kThree, "414000", "unknown message 41 40 00"},
+      {kPelco, "FF010002200024", "checksum 24, not 23"},
+      {kPelco, "FF020002200024", "address 2, this head is 1"},
+      {kPelco, "FF0100022000", "a frame has 7 bytes, not 6"},
+      {kPelco, "FF010002410044", "speeds 65 and 0 don't belong to command 00 02"},
+      {kPelco, "FF010007002129", "unknown extended command 07 00 21"},
+      {HeadProtocol::None, "FF010000000001", "no head at the serial port"},
   };
   for (const Row& row : rows) {
-    EXPECT_EQ(Describe(DecodeFrame(row.protocol, *DecodeHex(row.hex))), row.meaning) << row.hex;
+    const Decoded decoded = DecodeFrame(row.protocol, *DecodeHex(row.hex));
+    const auto* const error = std::get_if<std::string>(&decoded);
+    EXPECT_EQ(error != nullptr ? *error : "", row.error) << row.hex;
   }
 }
 

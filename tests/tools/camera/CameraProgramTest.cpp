@@ -5,10 +5,12 @@
 #include <string>
 
 #include "CameraClient.h"
+#include "simcam/CameraFarm.h"
 #include "support/ProgramRun.h"
 
 namespace {
 
+using namespace simcam;
 using namespace simcam_test;
 using kolvex_test::ProgramResult;
 using kolvex_test::ProgramRun;
@@ -21,10 +23,8 @@ TEST(CameraProgram, ExplainsWhatIsWrongAndReturnsItsCode) {
     const char* sentence;
   };
   const Row rows[] = {
-      {"--help", 0, "Control commands"},
       {"--camera group=3", 2, "\"3\" is no value for \"group\""},
       {"--camera colour=red", 2, "a camera has no property \"colour\""},
-      {"--camera address=camera.example", 2, "\"camera.example\" is no value for \"address\""},
       {"--camera group=2,model=P-400", 1, "group 2 has no model \"P-400\""},
       {"--fault lose=2", 1, "the camera can't do \"lose=2\""},
       {"--password-file /nonexistent", 2, "can't read a password from /nonexistent"},
@@ -59,6 +59,22 @@ TEST(CameraProgram, TellsWhenItIsReadyChecksCredentialsAndEndsOnEachSignal) {
                                 "camera 127.1.1.0:80  group 2  Kolvex P-410  mpeg4 352x288 25 fps  serial 0\n"
                                 "ready\n"));
   }
+}
+
+TEST(CameraProgram, IsControlledOverHttpEvenWhileRepliesAreSpoiled) {
+  CameraFarm farm;
+  farm.Add({.group = Group::One, .address = "127.0.1.1"});
+  farm.Add({.group = Group::Two, .address = "127.0.2.1"});
+  std::string error;
+  ASSERT_TRUE(farm.ServeControl("127.0.0.1", 80, error)) << error;
+  EXPECT_EQ(BodyOf(Get("127.0.1.1", "/sim.cgi?http=stall&lose=every:9", "")), "ok\n");
+  const std::string status = BodyOf(Get("127.0.1.1", "/sim.cgi", ""));
+  EXPECT_THAT(status, HasSubstr("\"http\": \"stall\""));
+  EXPECT_THAT(status, HasSubstr("\"lose\": \"every:9\""));
+  EXPECT_EQ(BodyOf(Get("127.0.0.1", "/?camera=127.0.2.1&silent=1", "")), "ok\n");
+  EXPECT_EQ(BodyOf(Get("127.0.0.1", "/?camera=127.0.9.9&silent=1", "")), "no camera at 127.0.9.9\n");
+  EXPECT_TRUE(farm.cameras()[1]->Status().faults.silent);
+  EXPECT_FALSE(farm.cameras()[0]->Status().faults.silent);
 }
 
 }  // namespace

@@ -2,10 +2,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <csignal>
-#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,7 +22,8 @@ using testing::HasSubstr;
 
 constexpr const char* kLogin = "export KOLVEX_USER=admin KOLVEX_PASSWORD=kolvex";
 constexpr const char* kWhere = " --camera-file yard.json";
-constexpr milliseconds kLimit{10'000};
+bool Moving(const HeadStatus& head) { return head.moving; }
+bool Still(const HeadStatus& head) { return !head.moving; }
 
 /// A camera with a head, and a host that has its record.
 class HeadCommand : public testing::Test {
@@ -38,8 +37,8 @@ class HeadCommand : public testing::Test {
 
   HostResult Host(const std::string& arguments) { return run_.Run("ptz " + arguments + kWhere, kLogin); }
   HeadStatus Head() { return camera_.Status().head; }
-  bool Comes(const std::function<bool(const HeadStatus&)>& holds) {
-    return camera_.WaitUntil([&holds](const CameraStatus& status) { return holds(status.head); }, kLimit);
+  bool Comes(const std::function<bool(const HeadStatus&)>& holds, milliseconds limit = milliseconds(10'000)) {
+    return camera_.WaitUntil([&holds](const CameraStatus& status) { return holds(status.head); }, limit);
   }
 
   simcam::CameraFarm farm_;
@@ -54,11 +53,8 @@ TEST_F(HeadCommand, MovesEachWayAndStops) {
     int sign;
   };
   const Row rows[] = {
-      {"right", &HeadStatus::pan, 1},
-      {"left", &HeadStatus::pan, -1},
-      {"left-up --speed 16", &HeadStatus::pan, -1},
-      {"zoom-in", &HeadStatus::zoom, 1},
-      {"focus-far", &HeadStatus::focus, 1},
+      {"right", &HeadStatus::pan, 1},      {"left-up --speed 16", &HeadStatus::pan, -1},
+      {"zoom-in", &HeadStatus::zoom, 1},   {"focus-far", &HeadStatus::focus, 1},
       {"iris-open", &HeadStatus::iris, 1},
   };
   for (const Row& row : rows) {
@@ -66,30 +62,28 @@ TEST_F(HeadCommand, MovesEachWayAndStops) {
     const double before = Head().*row.moved;
     const HostResult result = Host(std::string("move --for 150ms ") + row.movement);
     EXPECT_EQ(result.exit, 0) << result.err;
-    ASSERT_TRUE(Comes([](const HeadStatus& head) { return !head.moving; }));
+    ASSERT_TRUE(Comes(Still));
     EXPECT_GT((Head().*row.moved - before) * row.sign, 0);
   }
   EXPECT_EQ(Head().errors, 0U) << Head().lastError;
 }
 
-TEST_F(HeadCommand, StopsTheHeadOnEachSignal) {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+TEST_F(HeadCommand, StopsTheHeadOnEachSignalOrTellsThatTheStopDidNotArrive) {
+  struct Row {
+    int signal;
+    const char* fault;
+    int exit;
+  };
+  for (const Row& row : {Row{SIGINT, "", 0}, {SIGTERM, "", 0}, {SIGHUP, "", 0}, {SIGINT, "http=reset", 7}}) {
     run_.Start(std::string("ptz move left --speed 1 --for 60s") + kWhere, kLogin);
-    ASSERT_TRUE(Comes([](const HeadStatus& head) { return head.moving; }));
-    run_.Signal(signal);
-    EXPECT_EQ(run_.Finish().exit, 0);
-    EXPECT_TRUE(Comes([](const HeadStatus& head) { return !head.moving; }));
+    ASSERT_TRUE(Comes(Moving));
+    ASSERT_EQ(camera_.Control(row.fault), "");
+    run_.Signal(row.signal);
+    const HostResult result = run_.Finish();
+    EXPECT_EQ(result.exit, row.exit);
+    EXPECT_THAT(result.err, HasSubstr(row.exit == 0 ? "" : "may still be moving"));
+    EXPECT_TRUE(row.exit != 0 || Comes(Still));
   }
-}
-
-TEST_F(HeadCommand, TellsWhenTheStopDoesNotArrive) {
-  run_.Start(std::string("ptz move left --speed 1 --for 60s") + kWhere, kLogin);
-  ASSERT_TRUE(Comes([](const HeadStatus& head) { return head.moving; }));
-  ASSERT_EQ(camera_.Control("http=reset"), "");
-  run_.Signal(SIGINT);
-  const HostResult result = run_.Finish();
-  EXPECT_EQ(result.exit, 7);
-  EXPECT_THAT(result.err, HasSubstr("may still be moving"));
 }
 
 TEST_F(HeadCommand, KeepsPositionsUnderNamesFromRunToRun) {
@@ -132,7 +126,7 @@ TEST_F(HeadCommand, SaysWhyThereIsNoHead) {
 }
 
 /// The program on a terminal of its own.
-class DriveCommand : public HeadCommand {
+class DriveCommand : public HeadCommand, public testing::WithParamInterface<const char*> {
  protected:
   DriveCommand() {
     child_ = forkpty(&terminal_, nullptr, nullptr, nullptr);
@@ -168,16 +162,11 @@ class DriveCommand : public HeadCommand {
   }
   /// Holds a key, as a terminal does by repeating it, until @p holds.
   bool Hold(std::string_view key, const std::function<bool(const HeadStatus&)>& holds) {
-    std::atomic<bool> held{true};
-    std::thread finger([this, key, &held] {
-      while (held) {
-        Press(key);
-        std::this_thread::sleep_for(milliseconds(50));
-      }
-    });
-    const bool came = Comes(holds);
-    held = false;
-    finger.join();
+    bool came = false;
+    for (int repeats = 0; repeats < 200 && !came; ++repeats) {
+      Press(key);
+      came = Comes(holds, milliseconds(50));
+    }
     return came;
   }
   void HangUp() {
@@ -195,35 +184,20 @@ class DriveCommand : public HeadCommand {
   int terminal_ = -1;
 };
 
-constexpr const char* kLeft = "\x1B[D";
-bool Moving(const HeadStatus& head) { return head.moving; }
-bool Still(const HeadStatus& head) { return !head.moving; }
-
-TEST_F(DriveCommand, MovesWhileAKeyIsHeldAndStopsOnItsRelease) {
+TEST_P(DriveCommand, MovesWhileAKeyIsHeldAndStopsOnItsReleaseAndOnEachWayOut) {
+  const std::string keys = GetParam();
   const std::uint64_t before = Head().frames;
-  EXPECT_TRUE(Hold(kLeft, [](const HeadStatus& head) { return head.pan < -2; }));
+  EXPECT_TRUE(Hold("\x1B[D", [](const HeadStatus& head) { return head.pan < -2; }));
   EXPECT_LE(Head().frames - before, 2U) << "repeats aren't sent again";
+  EXPECT_TRUE(keys != "q" || Comes(Still));
+  keys.empty() ? HangUp() : Press(keys);
+  const int exit = Exit();
+  EXPECT_TRUE(keys.empty() || exit == 0) << exit;
   EXPECT_TRUE(Comes(Still));
-  Press("q");
-  EXPECT_EQ(Exit(), 0);
   EXPECT_EQ(Head().errors, 0U) << Head().lastError;
 }
 
-// With the parameter the terminal goes, else Ctrl-C is pressed.
-class EndOfDrive : public DriveCommand, public testing::WithParamInterface<bool> {};
-
-TEST_P(EndOfDrive, StopsTheHead) {
-  ASSERT_TRUE(Hold(kLeft, Moving));
-  if (GetParam()) {
-    HangUp();
-    Exit();
-  } else {
-    Press("\x03");
-    EXPECT_EQ(Exit(), 0);
-  }
-  EXPECT_TRUE(Comes(Still));
-}
-
-INSTANTIATE_TEST_SUITE_P(EachWay, EndOfDrive, testing::Bool());
+// Without keys the terminal goes.
+INSTANTIATE_TEST_SUITE_P(EachWay, DriveCommand, testing::Values("q", "\x03", ""));
 
 }  // namespace

@@ -31,16 +31,12 @@ TEST(IoCommand, SwitchesTheOutputsThatAreNamedAndTellsWhetherTheCameraTookThem) 
       {"several", "", "set 1 low 3 high", 0, "Output 3", {false, false, true}},
       {"refused", "http=refuse", "set 1 high", 7, "didn't take", {false, false, true}},
       {"no such output", "", "set 4 high", 1, "there is no output 4", {false, false, true}},
-      {"another state", "", "set 1 on", 1, "high or low", {false, false, true}},
   };
   for (const char* group : {"1", "2"}) {
     simcam::CameraFarm farm(1);
     auto& camera = farm.Add(std::string("address=127.0.1.1,outputs=3,group=") + group);
     for (const Row& row : rows) {
       SCOPED_TRACE(std::string("group ") + group + ": " + row.name);
-      if (group[0] == '2' && row.faults[0] != '\0') {
-        continue;  // the request has other words there; the host's side is the same
-      }
       ASSERT_EQ(camera.Control(std::string("heal=1&") + row.faults), "");
       HostRun run;
       const HostResult result =
@@ -60,7 +56,6 @@ TEST(IoCommand, WatchesInputsAndSwitchesNothing) {
     HostRun run;
     const std::string where = std::string(" --camera 127.0.1.1,inputs=2,outputs=2,group=") + group;
     ASSERT_EQ(run.Run("io set 1 high" + where, kLogin).exit, 0);
-
     run.Start("--json io watch" + where, kLogin);
     ASSERT_TRUE(run.WaitForOutput(R"("input":2,"state":"low")"));
     ASSERT_EQ(camera.Control("input2=1"), "");
@@ -71,13 +66,6 @@ TEST(IoCommand, WatchesInputsAndSwitchesNothing) {
     EXPECT_THAT(result.out, testing::ContainsRegex(R"("time":"20[0-9-]*T[0-9:]*[.][0-9]*Z")"));
     EXPECT_THAT(camera.Status().outputs, ElementsAre(true, false)) << "as they were before";
   }
-}
-
-TEST(IoCommand, AsksForWhatTheRecordLacks) {
-  HostRun run;
-  const HostResult result = run.Run("io watch --camera 127.0.1.1,group=1");
-  EXPECT_EQ(result.exit, 1);
-  EXPECT_THAT(result.err, HasSubstr("has no inputs on record"));
 }
 
 }  // namespace
