@@ -12,6 +12,7 @@
 #include <libxml/xmlerror.h>
 
 #include "support/TempFolder.h"
+#include "xml/CDinaFileBase.h"
 
 namespace {
 
@@ -203,6 +204,10 @@ TEST(XmlSettings, NamesAndFilesThatCantBeUsedAreRefused) {
   EXPECT_EQ(settings.CreateNewFile(std::string(300, 'm').c_str(), "R", 1), 0);
   EXPECT_EQ(settings.CreateNewFile("s.xml", "not a name", 1), 0);
   EXPECT_THAT(settings.List(), ElementsAre("folder.xml", "pipe.xml"));
+
+  CDinaFileBase file;
+  EXPECT_FALSE(file.Open((settings / "s.xml").c_str(), 1, 1));
+  EXPECT_TRUE(file.Open((settings / "s.xml").c_str(), 0, 0)) << "made when it needn't exist";
 }
 
 TEST(XmlSettings, OfEqualNamesTheFirstThatLeadsOnIsTaken) {
