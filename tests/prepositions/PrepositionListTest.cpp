@@ -30,6 +30,7 @@ TEST(PrepositionList, TellsTheHostOfRenamesAndOfNamesThatItRefuses) {
   camera.onMessage = [&] { list.ClearCurrentPreposition(), list.Names(); };
   EXPECT_EQ(add(L"b"), renamed("B c", "b") + "a,b,") << "the host moves on in the message";
   camera.onMessage = nullptr;
+  EXPECT_EQ(list.RenameCurrentPreposition(L"c"), -18) << "at no position";
   EXPECT_TRUE(list.SelectPreposition(L"a", 7));
   EXPECT_EQ(camera.TakeLog(), "go 0/7; ");
 
