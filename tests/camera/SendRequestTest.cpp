@@ -37,7 +37,6 @@ TEST(SendRequest, ReportsEachFailureInItsOwnWords) {
   const std::string zero(1, '\0');
   const std::string incorrect = "1 F: incorrect response for request \"/x%20y.cgi\" from host H";
   const std::string refused = "1 F: host H sent does not process request \"/x%20y.cgi\", status code = ";
-  const std::string cut = "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nret";
   struct Case {
     const char* name;
     std::string reply;  // empty: the connection ends
@@ -55,7 +54,6 @@ TEST(SendRequest, ReportsEachFailureInItsOwnWords) {
       {"another success than the expected one", Reply(204, ""), false, 200, false, "", refused + "204"},
       {"wrong credentials", Reply(401, "no"), true, 0, false, "", refused + "401"},
       {"nobody answers", "", true, 0, false, "", "4 F: can not send request \"/x%20y.cgi\" to host H"},
-      {"a body that breaks off", cut, true, 0, true, "ret" + zero, ""},
   };
   for (const Case& c : cases) {
     for (const u32 block : {1u, 8096u}) {
@@ -88,17 +86,12 @@ TEST(DetectCameraGroup, GoesByTheTimeRequestsAlone) {
   };
   const Case cases[] = {
       {"group 2 at once", Reply(200, ""), Reply(200, keys), 2},
-      {"group 1", Reply(404, ""), Reply(200, keys), 1},
       {"group 1 in capitals, over several lines", Reply(404, ""),
        Reply(200, "RET=200\r\nMethod=GET SERVERTIME=07:08\nServerDate=x\r\n"), 1},
-      {"the first request failed altogether", "", Reply(200, keys), 1},
       {"a key missing", Reply(404, ""), Reply(200, "ret=200&method=get&servertime=1"), 0},
       {"a key behind a zero byte", Reply(404, ""),
        Reply(200, std::string("ret=200&method=get&servertime=1\0&serverdate=2", 45)), 0},
       {"wrong credentials", Reply(401, ""), Reply(401, keys), 0},
-      {"wrong credentials at the first alone", Reply(401, ""), Reply(200, keys), 1},
-      {"an empty reply", Reply(404, ""), Reply(200, ""), 0},
-      {"nobody there", "", "", 0},
   };
   for (const Case& c : cases) {
     CgiCamera camera(CgiReplies{{"/GetTime.cgi", c.getTime}, {"/time.cgi?action=retrieve", c.time}});

@@ -181,41 +181,36 @@ TEST(CapabilityQuery, EndsWithinItsTimeAgainstAnyCamera) {
          }
        }},
   };
-  // Of group 1 four requests would follow.
-  for (const CgiReplies& sound : {Group1Replies(), Group2Replies("81")}) {
-    for (const auto& [name, torment] : torments) {
-      SCOPED_TRACE(name);
-      Event reached;
-      Event letGo;
-      std::atomic<int> tormented{0};
-      ScriptedServer camera([&, torment = torment](Connection& connection) {
-        const std::string head = connection.ReadHead();
-        for (const char* const target : {"/GetTime.cgi", "/time.cgi?action=retrieve", "/GetMAC.cgi"}) {
-          if (head.find(std::string(target) + " ") != head.npos) {
-            const auto reply = sound.find(target);
-            connection.Send(reply != sound.end() ? reply->second : Reply(404, ""));
-            return;
-          }
-        }
-        ++tormented;
-        reached.Set();
-        torment(connection);
-        letGo.Set();
-      });
-      auto host = std::make_unique<Host>();
-      CapabilityQuery query(kQuick);
-      ASSERT_TRUE(query.Init(&host->observer, false));
-      ASSERT_TRUE(query.Start("127.0.0.1", camera.Port(), "u", "p", &host->capabilities));
-      ASSERT_EQ(reached.Wait(20s), WaitResult::Signalled);
-      const auto began = MonotonicMilliseconds();
-      query.Uninit();
-      const auto took = MonotonicMilliseconds() - began;
-      EXPECT_GE(took, 300u);
-      EXPECT_LT(took, 5000u);
-      EXPECT_EQ(host->observer.ended, "") << "the observer was out of reach";
-      EXPECT_EQ(letGo.Wait(5s), WaitResult::Signalled) << "the thread still talks to the camera";
-      EXPECT_EQ(tormented, 1) << "the thread went on to its next request";
-    }
+  for (const auto& [name, torment] : torments) {
+    SCOPED_TRACE(name);
+    Event reached;
+    Event letGo;
+    std::atomic<int> tormented{0};
+    ScriptedServer camera([&, torment = torment](Connection& connection) {
+      const std::string head = connection.ReadHead();
+      if (head.find("ime.cgi") != head.npos) {  // a camera of group 1, to which four more requests would go
+        connection.Send(head.find("/time.cgi") != head.npos ? Group1Replies().at("/time.cgi?action=retrieve")
+                                                            : Reply(404, ""));
+        return;
+      }
+      ++tormented;
+      reached.Set();
+      torment(connection);
+      letGo.Set();
+    });
+    auto host = std::make_unique<Host>();
+    CapabilityQuery query(kQuick);
+    ASSERT_TRUE(query.Init(&host->observer, false));
+    ASSERT_TRUE(query.Start("127.0.0.1", camera.Port(), "u", "p", &host->capabilities));
+    ASSERT_EQ(reached.Wait(20s), WaitResult::Signalled);
+    const auto began = MonotonicMilliseconds();
+    query.Uninit();
+    const auto took = MonotonicMilliseconds() - began;
+    EXPECT_GE(took, 300u);
+    EXPECT_LT(took, 5000u);
+    EXPECT_EQ(host->observer.ended, "") << "the observer was out of reach";
+    EXPECT_EQ(letGo.Wait(5s), WaitResult::Signalled) << "the thread still talks to the camera";
+    EXPECT_EQ(tormented, 1) << "the thread went on to its next request";
   }
 }
 

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <string>
 
+#include "driver/CKolvexIPCaptureDriver.h"
 #include "kolvex/ICaptureIOCallback.h"
 #include "support/Eventually.h"
 #include "support/FakeHost.h"
@@ -46,6 +49,18 @@ class FakeCallback : public ICaptureIOCallback {
 
   HostLog& log_;
   const std::function<void()> then_;
+};
+
+/// The host's side of a camera's digital I/O; @p then as above.
+struct IOHost {
+  explicit IOHost(kolvex_test::FakeParams params, std::function<void()> then = {})
+      : callback(log, std::move(then)) {
+    EXPECT_TRUE(driver.Open(nullptr, nullptr, &params));
+  }
+
+  HostLog log;
+  FakeCallback callback;
+  CKolvexIPCaptureDriver driver;
 };
 
 }  // namespace sarnevo

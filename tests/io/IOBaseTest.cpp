@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <functional>
 #include <memory>
+#include <vector>
 
-#include "driver/CKolvexIPCaptureDriver.h"
 #include "io/FakeHost.h"
-#include "io/FakeIO.h"
+#include "io/CKolvexIOHandler.h"
 #include "platform/Clock.h"
 #include "support/Eventually.h"
 #include "support/StopSlack.h"
@@ -21,19 +23,61 @@ using kolvex_test::Eventually;
 constexpr platform::Milliseconds kLimit{10'000};
 using kolvex_test::kStopSlack;
 
-struct Fixture {
+// Digital I/O with a camera that is a handful of fields. Polls are often, and only their effects are
+// written down.
+class FakeIO : public CIOBase {
+ public:
+  FakeIO(CKolvexIPCaptureDriver* driver, HostLog& log, u32 stopTimeoutMs = kStopTimeoutMs)
+      : CIOBase(driver, 2, stopTimeoutMs), log_(log) {}
+  ~FakeIO() override { EndThreads(); }
+
+  using CIOBase::SetInterrupts;
+
+  // Waits until a poll has begun and ended after this call.
+  void AwaitPoll() {
+    const u32 seen = polls;
+    EXPECT_TRUE(kolvex_test::Eventually([&] { return polls >= seen + 2; }));
+  }
+
+  std::atomic<u32> polls{0};
+  std::atomic<u32> highInputs{0};  // a bit for each of the first 32 inputs
+  std::atomic<bool> readsFail{false};
+  std::atomic<bool> writesFail{false};
+  std::function<void()> duringWrite;  // set before Start
+
+ protected:
+  bool WriteOutput(u32 index, u32 state) override {
+    if (duringWrite) {
+      duringWrite();
+    }
+    if (writesFail) {
+      return false;
+    }
+    log_.Add("output " + std::to_string(index) + " to " + std::to_string(state));
+    return true;
+  }
+
+  bool ReadInputs(u32 count) override {
+    const bool good = !readsFail;
+    for (u32 index = 0; good && index < count; ++index) {
+      UpdateInput(index, (highInputs >> index % 32 & 1) != 0 ? IOStateHigh : IOStateLow);
+    }
+    ++polls;
+    return good;
+  }
+
+ private:
+  HostLog& log_;
+};
+
+struct Fixture : IOHost {
   explicit Fixture(u32 inputs, u32 outputs, u32 stopTimeoutMs = CIOBase::kStopTimeoutMs,
                    std::function<void()> inCallback = {})
-      : callback(log, std::move(inCallback)) {
-    kolvex_test::FakeParams params = Camera(inputs, outputs);
-    EXPECT_TRUE(driver.Open(nullptr, nullptr, &params));
+      : IOHost(Camera(inputs, outputs), std::move(inCallback)) {
     io = std::make_unique<FakeIO>(&driver, log, stopTimeoutMs);
     EXPECT_TRUE(io->SetCallback(&callback));
   }
 
-  HostLog log;
-  FakeCallback callback;
-  CKolvexIPCaptureDriver driver;
   std::unique_ptr<FakeIO> io;
 };
 
@@ -116,29 +160,37 @@ TEST(CIOBase, TakesAnyNumberOfPortsUpToItsBound) {
   }
 }
 
-// A callback that stops, starts or sets, on the input thread and on the output thread.
-TEST(CIOBase, MayBeCalledFromItsOwnCallbacks) {
+// A callback that stops, starts or sets, or destroys the object, on the input thread and on the output thread.
+TEST(CIOBase, MayBeCalledAndDestroyedInItsOwnCallbacks) {
   for (const bool onInput : {true, false}) {
-    FakeIO* io = nullptr;
-    std::atomic<int> calls{0};
-    platform::Event done;
-    Fixture f(onInput ? 1 : 0, 1, CIOBase::kStopTimeoutMs, [&] {
-      if (++calls == 1) {
-        EXPECT_TRUE(io->SetOutput(0, IOStateHigh));
-        EXPECT_FALSE(io->Start());
-        EXPECT_FALSE(io->Stop());
-        EXPECT_FALSE(io->SetOutput(0, IOStateHigh));
+    for (const bool destroys : {true, false}) {
+      std::unique_ptr<FakeIO> io;
+      std::atomic<int> calls{0};
+      platform::Event started;
+      platform::Event done;
+      Fixture f(onInput ? 1 : 0, 1, CIOBase::kStopTimeoutMs, [&] {
+        if (++calls > 1) {
+          return;
+        }
+        started.Wait();
+        if (destroys) {
+          io.reset();
+        } else {
+          EXPECT_TRUE(io->SetOutput(0, IOStateHigh));
+          EXPECT_FALSE(io->Start());
+          EXPECT_FALSE(io->Stop());
+          EXPECT_FALSE(io->SetOutput(0, IOStateHigh));
+        }
         done.Set();
-      }
-    });
-    io = f.io.get();
-    io->writesFail = !onInput;
-    ASSERT_TRUE(io->Start());
-    ASSERT_EQ(done.Wait(kLimit), platform::WaitResult::Signalled);
-    EXPECT_TRUE(io->Stop());
-    EXPECT_EQ(calls, 1);
-    io->writesFail = false;
-    EXPECT_TRUE(io->Start());
+      });
+      io = std::move(f.io);
+      io->writesFail = !onInput;
+      ASSERT_TRUE(io->Start());
+      started.Set();
+      ASSERT_EQ(done.Wait(kLimit), platform::WaitResult::Signalled);
+      EXPECT_TRUE(destroys || io->Stop());
+      EXPECT_EQ(calls, 1);
+    }
   }
 }
 
@@ -174,24 +226,6 @@ TEST(CIOBase, StopsInTimeWithACallbackThatNeverReturnsAndMayThenGo) {
   }
 }
 
-TEST(CIOBase, MayBeDestroyedInACallback) {
-  for (const bool onInput : {true, false}) {
-    platform::Event started;
-    platform::Event gone;
-    std::unique_ptr<FakeIO> io;
-    Fixture f(onInput ? 2 : 0, onInput ? 0 : 2, CIOBase::kStopTimeoutMs, [&] {
-      started.Wait();
-      io.reset();
-      gone.Set();
-    });
-    io = std::move(f.io);
-    io->writesFail = true;
-    ASSERT_TRUE(io->Start());
-    started.Set();
-    EXPECT_EQ(gone.Wait(kLimit), platform::WaitResult::Signalled);
-  }
-}
-
 // A callback is in the middle of a stop, which waits for a request, while the object ends on another thread.
 TEST(CIOBase, MayBeDestroyedWhileACallbackStopsIt) {
   FakeIO* io = nullptr;
@@ -213,6 +247,26 @@ TEST(CIOBase, MayBeDestroyedWhileACallbackStopsIt) {
   ASSERT_TRUE(Eventually([&] { return !io->SetOutput(0, IOStateHigh); })) << "the callback doesn't stop";
   f.io.reset();
   EXPECT_EQ(left.Wait(platform::Milliseconds{0}), platform::WaitResult::Signalled);
+}
+
+TEST(CKolvexIOHandler, DescribesTheCameraAndWritesFinishedText) {
+  HostLog log;
+  kolvex_test::FakeDebugSink sink(log);
+  kolvex_test::FakeParams params = Camera(3, 5, 8080);
+  CKolvexIPCaptureDriver driver;
+  ASSERT_TRUE(driver.Open(&sink, nullptr, &params));
+  CKolvexIOHandler handler(&driver);
+  CIPCaptureIOBaseHandlerIf& host = handler;
+  EXPECT_EQ(host.GetDriverName() + host.GetAddress() + host.GetUserName() + host.GetPassword(),
+            "NewKolvexIPCapture127.0.0.1usersecret");
+  const CameraIOSettings& settings = *host.GetSettings();
+  EXPECT_EQ((std::vector<u32>{host.GetPort(), settings.inputCount, settings.outputCount, settings.interval}),
+            (std::vector<u32>{8080, 3, 5, 1000}));
+  EXPECT_EQ(settings.texts, decltype(settings.texts){});
+  log.Clear();
+  host.WriteDebug(DebugLevelFailure, "%s at %u%%", "100%s", 7u);
+  host.WriteDebug(DebugLevelDropped, "nobody hears this");
+  EXPECT_EQ(log.Text(), "OnDebugInfo 1 100%s at 7%\n");
 }
 
 }  // namespace

@@ -3,9 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "support/TempFolder.h"
 
@@ -56,22 +54,6 @@ TEST(FileReplacement, KeepsOldContentUnderNamesOfItsOwn) {
   EXPECT_EQ(folder.Read(longest), "1");
   EXPECT_THAT(folder.List(), ElementsAre("f", "f.bad", "f.bad.1", longest));
   EXPECT_EQ(folder.Read("f") + folder.Read("f.bad") + folder.Read("f.bad.1"), "312");
-}
-
-TEST(FileReplacement, OnlyOldLeftoversOfOurOwnAreRemoved) {
-  const TempFolder folder;
-  const std::time_t hourAgo = std::time(nullptr) - 3600;
-  const auto leave = [&](const char* name, std::time_t when) {
-    folder.Write(name, "x");
-    const timespec times[] = {{when, 0}, {when, 0}};
-    ASSERT_EQ(::utimensat(AT_FDCWD, (folder / name).c_str(), times, 0), 0);
-  };
-  leave(".kolvex-1-0.tmp", hourAgo - 100);
-  leave(".kolvex-1-1.tmp", hourAgo + 100);
-  leave(".kolvex-1-2", hourAgo - 100);
-  leave("other.tmp", hourAgo - 100);
-  RemoveLeftovers(folder / "f");
-  EXPECT_THAT(folder.List(), ElementsAre(".kolvex-1-1.tmp", ".kolvex-1-2", "other.tmp"));
 }
 
 }  // namespace

@@ -191,10 +191,6 @@ TEST(PresetCrash, BetweenAnyTwoSystemCallsLeavesTheFileBeforeOrAfterTheOperation
   } kOperations[] = {
       {"add", onList([](List& list) { list.AddPreposition(L"c"); }), holds("a=0,b=1,"), holds("a=0,b=1,c=2,"),
        "write flush rename flush "},
-      {"rename", onList([](List& list) { list.SelectPreposition(L"b", 0), list.AddPreposition(L"c"); }),
-       holds("a=0,b=1,"), holds("a=0,c=1,"), "write flush rename flush "},
-      {"delete", onList([](List& list) { list.DeletePreposition(L"a"); }), holds("a=0,b=1,"), holds("b=1,"),
-       "write flush rename flush "},
       {"a torn file is replaced, and what it held is always there under one name or the other",
        [&](const TempFolder& folder) {
          folder.Write("p.preset", torn);

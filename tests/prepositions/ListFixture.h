@@ -9,7 +9,7 @@
 #include "support/TempFolder.h"
 #include "xml/Utf8.h"
 
-/// Writes down what the list tells the camera and the host, and refuses on request.
+/// Writes down what the list tells the camera and the host.
 class FakeCamera : public sarnevo::IPrepositionComm {
  public:
   bool StorePreset(sarnevo::u32 slot) override { return Note("store " + std::to_string(slot)); }
@@ -30,14 +30,13 @@ class FakeCamera : public sarnevo::IPrepositionComm {
   }
   std::string TakeLog() { return std::exchange(log, {}); }
 
-  bool refuses = false;
   std::function<void()> onMessage;  ///< what the host does on a message
   std::string log;
 
  private:
   bool Note(const std::string& command) {
-    log += command + (refuses ? " refused; " : "; ");
-    return !refuses;
+    log += command + "; ";
+    return true;
   }
 };
 

@@ -1,126 +1,54 @@
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <string>
 
 #include "prepositions/ListFixture.h"
 
 namespace sarnevo {
 namespace {
 
-// One call on a list, its result, what the camera and the host were told, and the names afterwards.
-struct Step {
-  const char* name;
-  std::function<i32(List&)> run;
-  i32 result;
-  std::string log;
-  std::string names;
-};
-
-auto Add(std::wstring name) {
-  return [name](List& list) { return list.AddPreposition(name); };
-}
-auto Select(std::wstring name) {
-  return [name](List& list) { return static_cast<i32>(list.SelectPreposition(name, 7)); };
-}
-auto Delete(std::wstring name) {
-  return [name](List& list) { return static_cast<i32>(list.DeletePreposition(name)); };
-}
-i32 Move(List& list) {
-  list.ClearCurrentPreposition();
-  return 0;
-}
-
-const std::string kRenamed = "3 sarnevo::CPrepositionList::RenameCurrentPreposition: A preposition with index ";
-std::string Refused(const std::string& name) {
-  return "1 sarnevo::CPrepositionList::AddPreposition: A preposition \"" + name +
-         "\" cannot be added - the name is invalid.; ";
-}
-
-void Walk(List& list, FakeCamera& camera, const std::vector<Step>& steps, const TempFolder& folder) {
-  for (const Step& step : steps) {
-    SCOPED_TRACE(step.name);
-    EXPECT_EQ(step.run(list), step.result);
-    EXPECT_EQ(camera.TakeLog(), step.log);
-    EXPECT_EQ(list.Names(), step.names);
-    // What a host would find after a restart: the same, but at no known position.
-    std::string stored = step.names;
-    std::erase(stored, '*');
-    EXPECT_EQ(List(nullptr, OpenReader(folder.Path(), true)).Names(), stored);
-  }
-}
-
-TEST(PrepositionList, NormalModeKeepsListCameraAndFileInStep) {
+// The list's dealings with the camera and the file are shown by a day of an operator; here is what the host hears.
+TEST(PrepositionList, TellsTheHostOfRenamesAndOfNamesThatItRefuses) {
   const TempFolder folder;
   FakeCamera camera;
   List list(&camera, OpenReader(folder.Path()));
-  std::vector<Step> steps{
-      {"the first takes slot 0", Add(L"a"), 1, "store 0; ", "a*,"},
-      {"again without a movement: a rename", Add(L"A"), 1, kRenamed + "0 was renamed from \"a\" to \"A\".; ",
-       "A*,"},
-      {"a movement forgets where the camera is", Move, 0, "", "A,"},
-      {"the next slot", Add(L"b"), 1, "store 1; ", "A,b*,"},
-      {"the current one needs no command", Select(L"b"), 1, "", "A,b*,"},
-      {"another is gone to", Select(L"A"), 1, "go 0/7; ", "A*,b,"},
-      {"a movement and a third", [](List& list) { return Move(list), list.AddPreposition(L"c d"); }, 1,
-       "store 2; ", "A,b,c d*,"},
-      {"a delete frees the slot", Delete(L"b"), 1, "delete 1; ", "A,c d,"},
-      {"the freed slot is used, the order goes on", Add(L"e"), 1, "store 1; ", "A,c d,e*,"},
-      {"an apostrophe", Add(L"it's"), -3, Refused("it's"), "A,c d,e*,"},
-      {"a lone surrogate", Add(std::wstring(1, wchar_t{0xDC00})), -3, Refused("\uFFFD"), "A,c d,e*,"},
-      {"no name", Add(L""), -3, Refused(""), "A,c d,e*,"},
+  const auto add = [&](const std::wstring& name) {
+    const i32 result = list.AddPreposition(name);
+    return std::to_string(result) + " " + camera.TakeLog() + list.Names();
   };
-  for (const wchar_t character : std::wstring(L"&!<>\"")) {
-    steps.push_back(
-        {"a refused character", Add({character}), -3, Refused({static_cast<char>(character)}), "A,c d,e*,"});
-  }
-  Walk(list, camera, steps, folder);
-
-  camera.onMessage = [&] { list.ClearCurrentPreposition(), list.Names(); };
-  Walk(list, camera,
-       {{"the host moves on in the message", Add(L"E"), 1, kRenamed + "2 was renamed from \"e\" to \"E\".; ",
-         "A,c d,E,"}},
-       folder);
-  camera.onMessage = nullptr;
-  ASSERT_TRUE(list.SelectPreposition(L"E", 0) && list.AddPreposition(L"e") == 1);
-  camera.TakeLog();
-  camera.refuses = true;
-  Walk(list, camera,
-       {{"a refused recall keeps the current one", Select(L"A"), 0, "go 0/7 refused; ", "A,c d,e*,"},
-        {"a refused delete keeps the entry", Delete(L"A"), 1, "delete 0 refused; ", "A,c d,e,"},
-        {"a refused store adds nothing", Add(L"f"), -18, "store 3 refused; ", "A,c d,e,"}},
-       folder);
-  camera.refuses = false;
-
-  for (u32 slot = 3; slot < 32; ++slot) {
-    list.ClearCurrentPreposition();
-    ASSERT_EQ(list.AddPreposition(L"n" + std::to_wstring(slot)), 1);
-  }
-  camera.TakeLog();
+  const auto renamed = [](const std::string& from, const std::string& to) {
+    return "1 3 sarnevo::CPrepositionList::RenameCurrentPreposition: A preposition with index 1 was renamed "
+           "from \"" +
+           from + "\" to \"" + to + "\".; ";
+  };
+  EXPECT_EQ(add(L"a"), "1 store 0; a*,");
   list.ClearCurrentPreposition();
+  EXPECT_EQ(add(L"b"), "1 store 1; a,b*,");
+  EXPECT_EQ(add(L"B c"), renamed("b", "B c") + "a,B c*,") << "without a movement";
+  EXPECT_TRUE(list.SelectPreposition(L"B c", 7));
+  EXPECT_EQ(camera.TakeLog(), "") << "the camera stands there";
+  camera.onMessage = [&] { list.ClearCurrentPreposition(), list.Names(); };
+  EXPECT_EQ(add(L"b"), renamed("B c", "b") + "a,b,") << "the host moves on in the message";
+  camera.onMessage = nullptr;
+  EXPECT_EQ(list.RenameCurrentPreposition(L"c"), -18) << "at no position";
+  EXPECT_TRUE(list.SelectPreposition(L"a", 7));
+  EXPECT_EQ(camera.TakeLog(), "go 0/7; ");
+
+  const std::string why = "1 sarnevo::CPrepositionList::AddPreposition: A preposition \"";
+  for (const std::wstring name : {L"it's", L"&", L"!", L"<", L">", L"\"", L"\xDC00", L""}) {
+    const std::string text = name == L"\xDC00" ? "\uFFFD" : ToUtf8(name);
+    EXPECT_EQ(add(name), "-3 " + why + text + "\" cannot be added - the name is invalid.; a*,b,");
+  }
+  list.DeletePreposition(L"a");
+  for (u32 count = 1; count < 32; ++count) {
+    list.ClearCurrentPreposition();
+    ASSERT_EQ(list.AddPreposition(L"n" + std::to_wstring(count)), 1);
+  }
+  list.ClearCurrentPreposition();
+  camera.TakeLog();
   EXPECT_EQ(list.AddPreposition(L"one more"), -26);
   EXPECT_EQ(camera.TakeLog(),
-            "1 sarnevo::CPrepositionList::AddPreposition: A preposition \"one more\" cannot be added. Camera "
-            "supports "
-            "saving not more than 32 prepositions.; ");
-  std::wstring name = L"left over";
-  EXPECT_FALSE(list.GetPrepositionName(32, name));
-  EXPECT_EQ(name, L"");
-}
-
-TEST(PrepositionList, WithoutCameraOrFileEachOperationFails) {
-  const TempFolder folder;
-  OpenReader(folder.Path())->Write(0, 0, {L"a", 0});
-  List list(nullptr, OpenReader(folder.Path()));
-  EXPECT_EQ(list.AddPreposition(L"b"), -18);
-  EXPECT_FALSE(list.SelectPreposition(L"a", 0));
-  EXPECT_FALSE(list.DeletePreposition(L"a"));
-  EXPECT_EQ(list.RenameCurrentPreposition(L"b"), -18);
-  EXPECT_EQ(list.Names(), "a,");
-
-  FakeCamera camera;
-  List closed(&camera, OpenReader(folder.Path() + "/none"));
-  EXPECT_EQ(closed.AddPreposition(L"b"), -18) << "the camera has it and the list, not the file";
-  EXPECT_EQ(closed.Names(), "b*,");
+            why + "one more\" cannot be added. Camera supports saving not more than 32 prepositions.; ");
 }
 
 TEST(PrepositionList, NamesOfAnyLengthAndAllPlanesSurvive) {

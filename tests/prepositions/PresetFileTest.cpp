@@ -47,18 +47,10 @@ TEST(PresetFile, WhatOthersWroteIsReadAndNothingOfItIsLostByTheNextAdd) {
     return "<Preposition" + index + "><Name value='" + name + "'/><Slot value='" + slot + "'/></Preposition" +
            index + ">";
   };
-  std::string full;
-  std::string fullNames;
-  for (int i = 0; i < 40; ++i) {
-    const std::string number = std::to_string(i);
-    full += entry(std::string(3 - number.size(), '0') + number, "n" + number, number);
-    fullNames += i < 32 ? "n" + number + "," : "";
-  }
   const struct {
     const char* name;
     std::string channel;
-    std::string names;
-    const char* added = "New,";
+    const char* names;
   } kFiles[] = {
       {"gaps close up", entry("000", "a", "0") + entry("002", "b", "5") + entry("031", "c", "1"), "a,b,c,"},
       {"leading zeros and what follows", entry("000", "a", "007") + entry("001", "b", " +8x"), "a,b,"},
@@ -72,9 +64,6 @@ TEST(PresetFile, WhatOthersWroteIsReadAndNothingOfItIsLostByTheNextAdd) {
        "b,"},
       {"doubled entries", entry("000", "a", "0") + entry("000", "b", "1"), "a,"},
       {"a doubled slot has the later name", entry("000", "a", "3") + entry("001", "b", "3"), "b,b,"},
-      {"more than the camera has", full, fullNames, ""},
-      {"text and other elements", "Door <x/>" + entry("000", "a", "0") + "<Preposition001>b</Preposition001>",
-       "a,"},
   };
   for (const auto& file : kFiles) {
     SCOPED_TRACE(file.name);
@@ -84,7 +73,7 @@ TEST(PresetFile, WhatOthersWroteIsReadAndNothingOfItIsLostByTheNextAdd) {
     List list(&camera, OpenReader(folder.Path()));
     EXPECT_EQ(list.Names(), file.names);
     list.AddPreposition(L"New");
-    EXPECT_EQ(List(&camera, OpenReader(folder.Path())).Names(), file.names + file.added);
+    EXPECT_EQ(List(&camera, OpenReader(folder.Path())).Names(), std::string(file.names) + "New,");
   }
   // Another program's document isn't ours to change, nor to empty.
   const TempFolder folder;

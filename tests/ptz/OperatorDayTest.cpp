@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <random>
 #include <set>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "PresetModel.h"
 #include "platform/HostProcess.h"
+#include "prepositions/CXMLPrepositionReader.h"
 #include "ptz/PtzFixture.h"
 #include "xml/Utf8.h"
 
@@ -17,6 +21,7 @@ using kolvex_test::Current;
 using kolvex_test::Names;
 using kolvex_test::PresetHead;
 using kolvex_test::PtzFixture;
+using kolvex_test::SerialCamera;
 
 // 200 operations on the whole driver, the host restarted now and then, and a camera that refuses some.
 TEST(OperatorsDay, LeavesListCameraAndFileInStep) {
@@ -38,16 +43,16 @@ TEST(OperatorsDay, LeavesListCameraAndFileInStep) {
         SCOPED_TRACE((fixed ? "fixed slots, day " : "normal, day ") + std::to_string(seed) + ", operation " +
                      std::to_string(step));
         if (step % 25 == 0) {
-          head.RefuseEvery(0);
+          head.refuseEvery = 0;
           fixture.driver->Close();
           ASSERT_TRUE(fixture.driver->Open(nullptr, nullptr, &fixture.params));
           control = fixture.driver->GetPTZDriverEx()->GetPTZApiEx(0);
           ASSERT_NE(control, nullptr);
           model.Load();
-          head.GoTo(0);  // where a list with fixed slots takes the head to be
+          head.standsAt = 0;  // where a list with fixed slots takes the head to be
         }
         const bool refused = random() % 8 == 0;
-        head.RefuseEvery(refused ? 1 : 0);
+        head.refuseEvery = refused ? 1 : 0;
         model.cameraRefuses = refused;
         const std::wstring listed = model.NameAt(static_cast<u32>(random()) % positions);
         const std::wstring known = listed.empty() ? L"none" : listed;
@@ -66,7 +71,7 @@ TEST(OperatorsDay, LeavesListCameraAndFileInStep) {
           const bool deleted = model.Delete(known);
           EXPECT_EQ(control->DeletePreposition(ToUtf8(known).c_str()), deleted ? PtzDone : PtzNoPreposition);
           if (deleted) {
-            head.GoTo(0);
+            head.standsAt = 0;
           }
         } else {
           const std::wstring name = L"n" + std::to_wstring(step);
@@ -88,6 +93,57 @@ TEST(OperatorsDay, LeavesListCameraAndFileInStep) {
       EXPECT_TRUE(std::filesystem::remove(file));
     }
   }
+}
+
+// One host thread: what an operator does, at random but the same each time.
+void Operate(IIPPTZApiEx& control, unsigned seed) {
+  std::mt19937 random(seed);
+  for (int step = 0; step < 60; ++step) {
+    char name[64] = "nothing";
+    control.GetPrepositionName(static_cast<u32>(random() % 8), name, sizeof(name));
+    const auto number = static_cast<u32>(random());
+    if (number % 6 < 2) {
+      EXPECT_EQ(number % 2 == 0 ? control.StartMove(number / 6 % 10, 1) : control.FocusNear(1), PtzDone);
+    } else if (number % 6 < 4) {
+      number % 2 == 0 ? control.DeletePreposition(name) : control.SelectPreposition(0, name);
+    } else {
+      EXPECT_EQ(control.StartMove(PtzLeft, 0), PtzDone);
+      control.AddPreposition(("t" + std::to_string(seed) + "." + std::to_string(step)).c_str());
+    }
+  }
+}
+
+TEST(OperatorsDay, OfFourHostThreadsLeavesListCameraAndFileInStep) {
+  PtzFixture fixture("2");
+  IIPPTZApiEx& control = fixture.Control();
+  PresetHead head(false);
+  head.refuseEvery = 7;
+  fixture.camera.SetAnswer([&](SerialCamera::Connection& connection, const std::string& request) {
+    std::this_thread::sleep_for(std::chrono::milliseconds{request.back() % 3});  // takes its time over some
+    head(connection, request);
+  });
+  std::vector<std::thread> hosts;
+  for (unsigned seed = 1; seed <= 4; ++seed) {
+    hosts.emplace_back([&control, seed] { Operate(control, seed); });
+  }
+  for (std::thread& host : hosts) {
+    host.join();
+  }
+  const std::string names = Names(control);
+  fixture.handler.reset();  // behind it nothing is on its way to the camera
+
+  CXMLPrepositionReader file("Kolvex", fixture.folder.Path());
+  ASSERT_TRUE(file.Open("Kolvex_00:11:22:aB.preset", true));
+  std::string namesInFile;
+  std::set<u32> slotsInFile;
+  PrepositionRecord record;
+  for (u32 index = 0; file.Read(0, index, record); ++index) {
+    namesInFile += ToUtf8(record.name) + ",";
+    EXPECT_TRUE(slotsInFile.insert(record.slot).second) << "two names for slot " << record.slot;
+  }
+  EXPECT_EQ(namesInFile, names);
+  EXPECT_EQ(slotsInFile, head.Stored());
+  EXPECT_FALSE(names.empty());
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -34,9 +35,6 @@ class SerialCamera {
   static void Ok(Connection& connection, const std::string&) { connection.Send("HTTP/1.1 200 OK\r\n\r\n"); }
   static void Refuse(Connection& connection, const std::string&) { connection.Reset(); }
   static void Hang(Connection& connection, const std::string&) { connection.WaitForEnd(); }
-  static void Drip(Connection& connection, const std::string&) {
-    connection.Drip("HTTP/1.1 200 OK\r\nX: " + std::string(100'000, 'x'), std::chrono::milliseconds{20});
-  }
 
   explicit SerialCamera(const std::string& protocol)
       : comportReply_("HTTP/1.1 200 OK\r\n\r\nserial_device=" + protocol + "\r\n"),
@@ -90,27 +88,21 @@ class PresetHead {
   explicit PresetHead(bool fixed) : fixed_(fixed) {}
 
   void operator()(SerialCamera::Connection& connection, const std::string& request) {
-    std::unique_lock guard(lock_);
-    const bool refuses = refuseEvery_ != 0 && ++count_ % refuseEvery_ == 0;
+    const int every = refuseEvery;
+    const bool refuses = every != 0 && ++count_ % every == 0;
     if (!refuses) {
+      const std::lock_guard guard(lock_);
       Do(request);
     }
-    guard.unlock();
     (refuses ? SerialCamera::Refuse : SerialCamera::Ok)(connection, request);
-  }
-  /// Each @p count th request is refused; 0 for none.
-  void RefuseEvery(int count) {
-    const std::lock_guard guard(lock_);
-    refuseEvery_ = count;
-  }
-  void GoTo(sarnevo::u32 slot) {
-    const std::lock_guard guard(lock_);
-    lastGone_ = slot;
   }
   std::set<sarnevo::u32> Stored() const {
     const std::lock_guard guard(lock_);
     return stored_;
   }
+
+  std::atomic<int> refuseEvery{0};        ///< each of so many requests is refused; 0 for none
+  std::atomic<sarnevo::u32> standsAt{0};  ///< the slot last gone to
 
  private:
   void Do(const std::string& request) {
@@ -120,9 +112,9 @@ class PresetHead {
     if (fixed_ && request == "01FFF5") {
       stored_.clear();
     } else if (fixed_ && request == "810570") {
-      stored_.insert(lastGone_);
+      stored_.insert(standsAt);
     } else if (fixed_ && request.starts_with("41")) {
-      lastGone_ = number(2);
+      standsAt = number(2);
     } else if (request.starts_with("FF01000300")) {
       stored_.insert(number(10) - 1);
     } else if (request.starts_with("FF01000500")) {
@@ -132,18 +124,15 @@ class PresetHead {
 
   const bool fixed_;
   mutable std::mutex lock_;
-  // Under lock_.
-  std::set<sarnevo::u32> stored_;
-  sarnevo::u32 lastGone_ = 0;
-  int refuseEvery_ = 0;
-  int count_ = 0;
+  std::set<sarnevo::u32> stored_;  // under lock_
+  std::atomic<int> count_{0};
 };
 
 /// A driver with its host, a camera, and the PTZ side between them.
 struct PtzFixture {
   explicit PtzFixture(const std::string& protocol, sarnevo::u32 channels = 1,
                       const std::string& hardwareAddress = "00:11:22:aB", const char* group = "1")
-      : camera(protocol), channelCount(channels) {
+      : camera(protocol) {
     params.port = camera.Port();
     params.channels = channels;
     params.user = "root";
@@ -153,12 +142,7 @@ struct PtzFixture {
       throw std::runtime_error("the driver doesn't open");
     }
     messages.Clear();
-    Restart();
-  }
-
-  /// As a host does: everything is built anew, the camera and the file stay.
-  void Restart() {
-    handler = std::make_unique<sarnevo::CPTZHandler>(driver.get(), channelCount, folder.Path());
+    handler = std::make_unique<sarnevo::CPTZHandler>(driver.get(), channels, folder.Path());
   }
 
   /// The channel's object, with the question for the protocol forgotten.
@@ -184,7 +168,6 @@ struct PtzFixture {
   FakeDebugSink sink{messages};
   FakeParams params;
   std::unique_ptr<sarnevo::CKolvexIPCaptureDriver> driver = std::make_unique<sarnevo::CKolvexIPCaptureDriver>();
-  const sarnevo::u32 channelCount;
   std::unique_ptr<sarnevo::CPTZHandler> handler;
 };
 

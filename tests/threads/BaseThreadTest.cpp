@@ -127,13 +127,6 @@ TEST(CTickThread, TicksAtOnceOrAfterAnIntervalAndAStopLetsTheTickFinish) {
     EXPECT_GE(ticker.times[0] - begin, first == 0 ? kInterval : 0);
     EXPECT_GE(ticker.times[2] - ticker.times[0], 2 * kInterval);
   }
-  for (const u8 first : {u8{1}, u8{0}}) {
-    Ticker never(kNoTimeout);
-    never.times.resize(2);
-    ASSERT_TRUE(never.Start("at once, whatever the interval", first));
-    EXPECT_EQ(never.third.Wait(first == 0 ? 50 : kLimit), first != 0);
-    EXPECT_TRUE(never.Stop(kLimit));
-  }
 }
 
 }  // namespace

@@ -17,9 +17,7 @@ TEST(Utf8, IsReadStrictlyAndWrittenBack) {
        L"\x7F\x80\u07FF\u0800\U00010000", true},
       {"around the surrogates", "\xED\x9F\xBF\xEE\x80\x80", L"\uD7FF\uE000", true},
       {"the last of all planes", "\xF4\x8F\xBF\xBF", L"\U0010FFFF", true},
-      {"the last that XML has of the first plane", "\xEF\xBF\xBD", L"\uFFFD", true},
-      {"and the two behind it", "\xEF\xBF\xBE", L"\uFFFE", false},
-      {"", "\xEF\xBF\xBF", L"\uFFFF", false},
+      {"no character of XML's", "\xEF\xBF\xBE", L"\uFFFE", false},
       {"blanks", " \t\n\r", L" \t\n\r", true},
       {"zero", std::string_view("\0", 1), std::wstring(1, L'\0'), false},
       {"a continuation by itself", "\x80", {}, false},
@@ -28,13 +26,8 @@ TEST(Utf8, IsReadStrictlyAndWrittenBack) {
       {"overlong, four bytes", "\xF0\x8F\xBF\xBF", {}, false},
       {"a surrogate", "\xED\xA0\x80", {}, false},
       {"behind all planes", "\xF4\x90\x80\x80", {}, false},
-      {"a lead byte of five", "\xF8\x88\x80\x80\x80", {}, false},
       {"cut", "\xF0\x9F\x8E", {}, false},
-      {"cut by a letter",
-       "\xE2\x82"
-       "A",
-       {},
-       false},
+      {"cut by a blank", "\xE2\x82 ", {}, false},
   };
   for (const auto& text : kTexts) {
     SCOPED_TRACE(text.name);

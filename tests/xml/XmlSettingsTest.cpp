@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <functional>
@@ -41,15 +42,12 @@ TEST(XmlSettings, ElementsAreMadeOnTheWayAndLaidOutForReaders) {
       {"the same again changes the attribute only",
        [&] { return settings.SetString(L"\u00e4\U0001F3A5 \t2", L"Root/%ls/B", L"A"); }, 1,
        "<Root><A>\n\t\t<B value=\"\u00e4\U0001F3A5 &#9;2\">\n\t\t</B>\n\t</A>\n</Root>"},
-      {"conditions become attributes", [&] { return settings.CreatePath(L"Root/I[@id=\"7\"][@k=\"x y\"]"); }, 1,
-       "<Root><A>\n\t\t<B value=\"\u00e4\U0001F3A5 &#9;2\">\n\t\t</B>\n\t</A>\n<I id=\"7\" k=\"x "
-       "y\">\n\t</I>\n</Root>"},
-      {"an element that is there is left as it is", [&] { return settings.CreatePath(L"Root/I[@id=\"7\"]"); },
-       1,
-       "<Root><A>\n\t\t<B value=\"\u00e4\U0001F3A5 &#9;2\">\n\t\t</B>\n\t</A>\n<I id=\"7\" k=\"x "
-       "y\">\n\t</I>\n</Root>"},
+      {"an element that is there is left as it is", [&] { return settings.CreatePath(L"Root/A/B"); }, 1,
+       nullptr},
       {"an element goes with all that it holds, the white space around it stays",
-       [&] { return settings.Delete("Root/%s", "A"); }, 1, "<Root>\n<I id=\"7\" k=\"x y\">\n\t</I>\n</Root>"},
+       [&] { return settings.Delete("Root/%s", "A"); }, 1, "<Root>\n</Root>"},
+      {"conditions become attributes", [&] { return settings.CreatePath(L"Root/I[@id=\"7\"][@k=\"x y\"]"); }, 1,
+       "<Root>\n<I id=\"7\" k=\"x y\">\n\t</I>\n</Root>"},
       {"an empty value", [&] { return settings.SetString(L"", L"Root/I"); }, 1,
        "<Root>\n<I id=\"7\" k=\"x y\" value=\"\">\n\t</I>\n</Root>"},
       {"what isn't there can't go", [&] { return settings.Delete("Root/A"); }, 0, nullptr},
@@ -70,7 +68,6 @@ TEST(XmlSettings, ElementsAreMadeOnTheWayAndLaidOutForReaders) {
   EXPECT_EQ(settings.GetString(L"Root/I"), L"");
   EXPECT_EQ(settings.GetString(L"Root/I[@k=\"no\"]"), L"");
   EXPECT_EQ(settings.Exists("Root/%s[@k='x y']", "I"), 1);
-  EXPECT_EQ(settings.Exists("Root/A/B"), 0);
 }
 
 TEST(XmlSettings, PathsEndAfter1023Characters) {
@@ -104,9 +101,6 @@ TEST(XmlSettings, OpenCountsItsUsersAndClosedMeansFailure) {
   EXPECT_EQ(settings.Open("none.xml", 0, 1), static_cast<int>(0x80004005));
   EXPECT_EQ(settings.Open("empty.xml", 0, 1), static_cast<int>(0x80004005));
   EXPECT_EQ(settings.Open(nullptr, 0, 1), static_cast<int>(0x80004005));
-  settings.Write(".kolvex-1-0.tmp", "left by a killed process");
-  std::filesystem::last_write_time(settings / ".kolvex-1-0.tmp",
-                                   std::filesystem::file_time_type::clock::now() - std::chrono::hours(2));
   for (const bool open : {false, true, false}) {
     if (open) {
       ASSERT_EQ(settings.Open("s.xml", 0, 1), 0);
@@ -124,7 +118,23 @@ TEST(XmlSettings, OpenCountsItsUsersAndClosedMeansFailure) {
       EXPECT_EQ(settings.Close(), 0U);
     }
   }
-  EXPECT_FALSE(settings.List().contains(".kolvex-1-0.tmp"));
+}
+
+TEST(XmlSettings, OpenRemovesOldLeftoversOfItsOwnAlone) {
+  Settings folder;
+  const std::time_t hourAgo = std::time(nullptr) - 3600;
+  const auto leave = [&](const char* name, std::time_t when) {
+    folder.Write(name, "x");
+    const timespec times[] = {{when, 0}, {when, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, (folder / name).c_str(), times, 0), 0);
+  };
+  leave(".kolvex-1-0.tmp", hourAgo - 100);
+  leave(".kolvex-1-1.tmp", hourAgo + 100);
+  leave(".kolvex-1-2", hourAgo - 100);
+  leave("other.tmp", hourAgo - 100);
+  folder.Write("f", "<R/>");
+  EXPECT_EQ(folder.Open("f", 0, 1), 0);
+  EXPECT_THAT(folder.List(), ElementsAre(".kolvex-1-1.tmp", ".kolvex-1-2", "f", "other.tmp"));
 }
 
 TEST(XmlSettings, OnlyWhatIsPlainlyXmlIsOpened) {
@@ -157,13 +167,10 @@ TEST(XmlSettings, OnlyWhatIsPlainlyXmlIsOpened) {
       {"nesting too deep", nested(300), false},
       {"UTF-16", std::string("\xFF\xFE<\0R\0/\0>\0", 10), false},
       {"cut in an element", "<R><A value=\"1\"/>", false},
-      {"behind the end", "<R/>x", false},
       {"zero byte behind the end", std::string("<R/>\0", 5), false},
       {"internal subset", "<!DOCTYPE R [<!ELEMENT R ANY>]><R/>", false},
       {"entity bomb", bomb, false},
       {"external entity", "<!DOCTYPE R [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><R>&x;</R>", false},
-      {"unknown entity", "<R>&x;</R>", false},
-      {"unknown prefix", "<R><a:A/></R>", false},
       {"control character", "<R a='\x01'/>", false},
   };
   for (const auto& file : kFiles) {
@@ -199,12 +206,8 @@ TEST(XmlSettings, NamesAndFilesThatCantBeUsedAreRefused) {
   EXPECT_THAT(settings.List(), ElementsAre("folder.xml", "pipe.xml"));
 
   CDinaFileBase file;
-  EXPECT_FALSE(file.Open(nullptr, 0, 0));
   EXPECT_FALSE(file.Open((settings / "s.xml").c_str(), 1, 1));
   EXPECT_TRUE(file.Open((settings / "s.xml").c_str(), 0, 0)) << "made when it needn't exist";
-  EXPECT_FALSE(file.IsNonEmpty((settings / "s.xml").c_str()));
-  settings.Write("s.xml", "x");
-  EXPECT_TRUE(file.IsNonEmpty((settings / "s.xml").c_str()));
 }
 
 TEST(XmlSettings, OfEqualNamesTheFirstThatLeadsOnIsTaken) {

@@ -2,21 +2,50 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <functional>
+#include <string>
 #include <thread>
 
-#include "QueueItem.h"
+#include "platform/Event.h"
 #include "support/Eventually.h"
+#include "support/HostLog.h"
+#include "threads/CQueueThread.h"
 #include "threads/HostCall.h"
 
 namespace sarnevo::thread {
 namespace {
 
 using kolvex_test::Eventually;
-using kolvex_test::Hold;
-using kolvex_test::Item;
-using kolvex_test::kItemLimit;
-using kolvex_test::Words;
+using kolvex_test::HostLog;
+
+constexpr std::chrono::seconds kItemLimit{10};
+
+// Tells when it is done and when it is destroyed.
+struct Item : CWorkItemThread::IWorkItem {
+  Item(HostLog& out, std::string text, std::function<void()> work = {})
+      : words(out), name(std::move(text)), action(std::move(work)) {}
+  ~Item() override { words.Add("~" + name); }
+  void Do() const {
+    words.Add(name);
+    if (action) {
+      action();
+    }
+  }
+  HostLog& words;
+  const std::string name;
+  const std::function<void()> action;
+};
+
+// Holds a thread in an item until it is let go.
+struct Hold {
+  void operator()() {
+    inside.Set();
+    goOn.Wait(kItemLimit);
+  }
+  bool Entered() { return inside.Wait(kItemLimit) == platform::WaitResult::Signalled; }
+  platform::Event inside;
+  platform::Event goOn;
+};
 
 class Worker : public CWorkItemThread {
  public:
@@ -27,7 +56,7 @@ class Worker : public CWorkItemThread {
 };
 
 TEST(CWorkItemThread, KeepsTheOrderButForThoseInFrontAndThrowsAwayAtAStopWhatWaits) {
-  Words words;
+  HostLog words;
   Worker worker;
   Hold hold;
   Item refused(words, "refused");
@@ -48,11 +77,12 @@ TEST(CWorkItemThread, KeepsTheOrderButForThoseInFrontAndThrowsAwayAtAStopWhatWai
     worker.Stop();
     words.Add("stopped");
   });
-  EXPECT_TRUE(Eventually([&] { return words.Text() == "1 ~1 front ~front 2 ~2 3 ~waits"; })) << words.Text();
+  EXPECT_TRUE(Eventually([&] { return words.Text() == "1\n~1\nfront\n~front\n2\n~2\n3\n~waits\n"; }))
+      << words.Text();
   EXPECT_FALSE(worker.PostWorkItem(&refused, 0)) << "stopped";
   hold.goOn.Set();
   stopper.join();
-  EXPECT_EQ(words.Text(), "1 ~1 front ~front 2 ~2 3 ~waits ~3 stopped");
+  EXPECT_EQ(words.Text(), "1\n~1\nfront\n~front\n2\n~2\n3\n~waits\n~3\nstopped\n");
 }
 
 // The handler stops its own thread, while the owner stops it too, and the owner starts anew at once: the old
@@ -61,7 +91,7 @@ TEST(CWorkItemThread, MayBeStoppedByItsHandlerAndStartedAgain) {
   // Time for a new thread to get in by mistake.
   constexpr std::chrono::milliseconds kTemptation{2};
   for (int round = 0; round < 50; ++round) {
-    Words words;
+    HostLog words;
     Worker worker;
     Hold hold;
     ASSERT_TRUE(worker.Start("self"));
@@ -84,19 +114,58 @@ TEST(CWorkItemThread, MayBeStoppedByItsHandlerAndStartedAgain) {
     ASSERT_TRUE(worker.PostWorkItem(new Item(words, "c", [&] { hold.inside.Set(); }), 0));
     ASSERT_TRUE(hold.Entered());
     worker.Stop();
-    EXPECT_EQ(words.Text(), "a ~b out ~a c ~c");
+    EXPECT_EQ(words.Text(), "a\n~b\nout\n~a\nc\n~c\n");
   }
 }
 
 TEST(CWorkItemThread, MayBeDestroyedByTheHostInACallbackOutOfTheHandler) {
-  Words words;
+  HostLog words;
   platform::Event left;
   auto* const worker = new Worker;
   ASSERT_TRUE(worker->Start("destroyed"));
   worker->PostWorkItem(
       new Item(words, "a", [&] { CallHost([worker] { delete worker; }, [&left] { left.Set(); }); }), 0);
   EXPECT_EQ(left.Wait(kItemLimit), platform::WaitResult::Signalled);
-  EXPECT_EQ(words.Text(), "a ~a");
+  EXPECT_EQ(words.Text(), "a\n~a\n");
+}
+
+class Queue : public CQueueThread<Item> {
+ public:
+  ~Queue() override { Stop(); }
+
+ protected:
+  void ProcessItem(Item* item) override { item->Do(); }
+};
+
+TEST(CQueueThread, WorksOffTheNewestItemsAndFinishesOnlyTheOneInProgressAtAStop) {
+  HostLog words;
+  Queue queue;
+  Hold hold;
+  for (const char* const name : {"1", "2", "3"}) {
+    EXPECT_TRUE(queue.Post(new Item(words, name, [] { throw 42; }), 2));
+  }
+  EXPECT_EQ(words.Text(), "~1\n");
+  ASSERT_TRUE(queue.Start("queue"));
+  queue.Post(new Item(words, "4",
+                      [&] {
+                        hold();
+                        EXPECT_FALSE(queue.Stop()) << "on the thread itself";
+                        EXPECT_FALSE(queue.Post(new Item(words, "late"), 0));
+                      }),
+             2);
+  ASSERT_TRUE(hold.Entered());
+  EXPECT_FALSE(queue.Start("again"));
+  queue.Post(new Item(words, "waits"), 0);
+  hold.goOn.Set();
+  EXPECT_TRUE(queue.Stop());
+  const std::string sofar = "~1\n~2\n3\n~3\n4\n~waits\n~late\n~4\n";
+  EXPECT_EQ(words.Text(), sofar);
+  EXPECT_FALSE(queue.Post(new Item(words, "after"), 0));
+  ASSERT_TRUE(queue.Start("anew"));
+  queue.Post(new Item(words, "new", [&] { hold.inside.Set(); }), 0);
+  ASSERT_TRUE(hold.Entered());
+  EXPECT_TRUE(queue.Stop());
+  EXPECT_EQ(words.Text(), sofar + "~after\nnew\n~new\n");
 }
 
 }  // namespace

@@ -1,17 +1,9 @@
-#include "platform/ProductVersion.h"
+#include "platform/VersionResource.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <vector>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include "platform/HostProcess.h"
-#include "platform/VersionResource.h"
 #include "support/VersionImage.h"
 
 namespace sarnevo::platform {
@@ -41,19 +33,13 @@ TEST(VersionResource, ToleratesWhatIsHarmlessAndRefusesWhatIsMalformed) {
     std::function<void(Image&)> change;
   } const cases[] = {
       {"no MZ", false, [](Image& i) { i.Put16(0, 0x4D5A); }},
-      {"headers at the last address", false, [](Image& i) { i.Put32(0x3C, kMax); }},
       {"unknown optional header", false, [](Image& i) { i.Put16(kOptional, 0x107); }},
       {"optional header too short for the directory", false, [](Image& i) { i.Put16(kPe + 20, 0x60); }},
-      {"resources in no section", false, [](Image& i) { i.Put32(i.Directories() + 16, kMax); }},
-      {"section data past the end", false, [](Image& i) { i.Put32(i.Sections() + 60, kMax); }},
       {"section too short for the data", false, [](Image& i) { i.Put32(i.Sections() + 56, kSize - kRaw - 1); }},
       {"no version type", false, [](Image& i) { i.Put32(kTypes + 24, 17); }},
       {"type among the names", true, [](Image& i) { i.Put16(kTypes + 12, 1).Put16(kTypes + 14, 1); }},
-      {"more entries than the section holds, ours first", true, [](Image& i) { i.Put32(kTypes + 12, kMax); }},
       {"more entries than the section holds, ours nowhere", false,
        [](Image& i) { i.Put32(kTypes + 12, kMax).Put32(kTypes + 24, 17); }},
-      {"type leads past the section", false, [](Image& i) { i.Put32(kTypes + 28, kMax); }},
-      {"name 2", false, [](Image& i) { i.Put32(kNames + 16, 2); }},
       {"language leads past the section", false, [](Image& i) { i.Put32(kLanguages + 20, kSize - kRaw - 15); }},
       {"data below the section", false, [](Image& i) { i.Put32(kData, kAddress - 1); }},
       {"data larger than its section", false, [](Image& i) { i.Put32(kData + 4, 93); }},
@@ -61,7 +47,6 @@ TEST(VersionResource, ToleratesWhatIsHarmlessAndRefusesWhatIsMalformed) {
       {"length too short", false, [](Image& i) { i.Put16(kInfo, 91); }},
       {"length past the data", false, [](Image& i) { i.Put16(kInfo, 93); }},
       {"other key", false, [](Image& i) { i.Put16(kInfo + 6, 'v'); }},
-      {"key goes on", false, [](Image& i) { i.Put16(kInfo + 36, '2'); }},
       {"no signature", false, [](Image& i) { i.Put32(kFixed, 0); }},
   };
   for (const auto& c : cases) {
@@ -72,27 +57,6 @@ TEST(VersionResource, ToleratesWhatIsHarmlessAndRefusesWhatIsMalformed) {
       EXPECT_TRUE(c.found ? IsRight(found) : !found) << c.name << (wide ? ", PE32+" : ", PE32");
     }
   }
-}
-
-TEST(ProductVersion, IsThatOfTheFileBesideTheHostsExecutable) {
-  const std::string name = "version-test-" + std::to_string(getpid()) + ".dll";
-  const std::string path = HostExecutableFolder().value() + "/" + name;
-  EXPECT_FALSE(ReadProductVersion(name));
-  const Image image(true);
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(image.Bytes().data()),
-             static_cast<std::streamsize>(image.Bytes().size()));
-  EXPECT_TRUE(IsRight(ReadProductVersion(name)));
-  std::filesystem::resize_file(path, kSize - 1);
-  EXPECT_FALSE(ReadProductVersion(name));
-  std::filesystem::remove(path);
-  // Opening a pipe would wait for a writer, and a folder has no bytes.
-  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  EXPECT_FALSE(ReadProductVersion(name));
-  std::filesystem::remove(path);
-  std::filesystem::create_directory(path);
-  EXPECT_FALSE(ReadProductVersion(name));
-  std::filesystem::remove(path);
 }
 
 }  // namespace
