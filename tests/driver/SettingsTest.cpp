@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "driver/CQualitySettings.h"
+#include "driver/ChannelTiming.h"
 #include "driver/DecimalText.h"
 
 namespace sarnevo {
@@ -39,6 +40,17 @@ TEST(BitrateList, CountsNumbersBehindWhichACommaStands) {
   for (const auto& [text, bitrates] : rows) {
     EXPECT_EQ(ParseBitrateList(text), bitrates) << text;
   }
+}
+
+TEST(ChannelTiming, IsWhatCamerasNeedAndHostsExpect) {
+  const ChannelTiming timing;
+  EXPECT_EQ(timing.streamPass.count(), 1000);
+  EXPECT_EQ(timing.pause.count(), 3000);
+  EXPECT_EQ(timing.receiveTimeout.count(), 5000);
+  EXPECT_EQ(timing.startingReceiveTimeout.count(), 10000);
+  EXPECT_EQ(timing.packetTimeout.count(), 5000);
+  EXPECT_EQ(timing.rtspReceive.count(), 2000);
+  EXPECT_EQ(timing.rtspConnectStep.count(), 100);
 }
 
 }  // namespace
