@@ -15,10 +15,10 @@
 #include <thread>
 #include <vector>
 
+#include <jpeglib.h>
+
 #include "kolvex/Exports.h"
 #include "simcam/FrameCounter.h"
-#include "simcam/base/Text.h"
-#include "simcam/codec/JpegEncoder.h"
 
 namespace {
 
@@ -33,26 +33,48 @@ void Log(const std::string& line) {
   }
 }
 
-const char* OrEmpty(const char* text) { return text ? text : ""; }
+std::string OrEmpty(const char* text) { return text ? text : ""; }
 
 /// One colour all over, and the counter in its place.
 std::vector<u8> MakeJpeg(unsigned width, unsigned height, char digit, u32 counter) {
-  std::vector<u8> pixels(std::size_t{4} * width * height);
+  const u8 colour[3] = {static_cast<u8>(digit == '1' ? 200 : 40), static_cast<u8>(digit == '2' ? 200 : 40),
+                        static_cast<u8>(digit == '3' ? 200 : 40)};
+  std::vector<u8> pixels(std::size_t{3} * width * height);
   for (std::size_t i = 0; i < pixels.size(); ++i) {
-    pixels[i] = i % 4 == static_cast<unsigned>('3' - digit) ? 200 : 40;  // blue, green, red
+    pixels[i] = colour[i % 3];
   }
   if (const auto strip = simcam::LayOutCounterStrip(width, height)) {
     for (unsigned y = 0; y < 2 * strip->cell; ++y) {
       for (unsigned x = 0; x < simcam::CounterStrip::kColumns * strip->cell; ++x) {
         const unsigned bit = 39 - (y / strip->cell * simcam::CounterStrip::kColumns + x / strip->cell);
         const bool white = (simcam::CounterCells(counter) >> bit & 1U) != 0;
-        std::memset(&pixels[4 * ((strip->top + y) * std::size_t{width} + x)], white ? 255 : 0, 4);
+        std::memset(&pixels[3 * ((strip->top + y) * std::size_t{width} + x)], white ? 255 : 0, 3);
       }
     }
   }
-  return simcam::EncodeJpeg({pixels.data(), width, height, std::size_t{4} * width}, 75,
-                            simcam::Sampling::Yuv420, 0)
-      ->file;
+
+  jpeg_compress_struct compress{};
+  jpeg_error_mgr errors{};
+  compress.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&compress);
+  unsigned char* out = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&compress, &out, &size);
+  compress.image_width = width;
+  compress.image_height = height;
+  compress.input_components = 3;
+  compress.in_color_space = JCS_RGB;
+  jpeg_set_defaults(&compress);
+  jpeg_start_compress(&compress, TRUE);
+  while (compress.next_scanline < height) {
+    JSAMPROW row = &pixels[std::size_t{3} * width * compress.next_scanline];
+    jpeg_write_scanlines(&compress, &row, 1);
+  }
+  jpeg_finish_compress(&compress);
+  std::vector<u8> jpeg(out, out + size);
+  jpeg_destroy_compress(&compress);
+  std::free(out);
+  return jpeg;
 }
 
 class FakeDriver final : public IIPCaptureDriverEx3, private IIPVideoCaptureEx {
@@ -68,9 +90,9 @@ class FakeDriver final : public IIPCaptureDriverEx3, private IIPVideoCaptureEx {
     script_ = params->GetDevice()->GetModel();
     IIPConnectionInfo& connection = *params->GetConnection();
     address_ = connection.GetAddress();
-    std::string line = simcam::Format("open %s:%u codec %u login %s/%s", address_.c_str(), connection.GetPort(),
-                                      connection.GetCodec(), OrEmpty(connection.GetUserName()),
-                                      OrEmpty(connection.GetPassword()));
+    std::string line = "open " + address_ + ":" + std::to_string(connection.GetPort()) + " codec " +
+                       std::to_string(connection.GetCodec()) + " login " + OrEmpty(connection.GetUserName()) +
+                       "/" + OrEmpty(connection.GetPassword());
     for (u32 index = 1; index <= 9; ++index) {
       const char* const setting = params->GetCustomSetting(index);
       line += std::string(" ") + (setting ? setting : "-");
@@ -96,10 +118,12 @@ class FakeDriver final : public IIPCaptureDriverEx3, private IIPVideoCaptureEx {
  private:
   u32 GetChannelCount() override { return 1; }
   bool StartCapture(u32 channel, IFrameSink* sink, IIPVideoParams* params) override {
+    const u16 interval = params->GetRate()->GetFrameInterval();
     const u16 width = params->GetFormat()->GetResolution()->GetWidth();
     const u16 height = params->GetFormat()->GetResolution()->GetHeight();
-    Log(simcam::Format("start %u %ux%u interval %u quality %u", channel, width, height,
-                       params->GetRate()->GetFrameInterval(), params->GetRate()->GetQuality()));
+    const u16 quality = params->GetRate()->GetQuality();
+    Log("start " + std::to_string(channel) + " " + std::to_string(width) + "x" + std::to_string(height) +
+        " interval " + std::to_string(interval) + " quality " + std::to_string(quality));
     if (script_ == "deaf") {
       return false;
     }
