@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "support/Listener.h"
+
 namespace kolvex_bench {
 
 namespace {
@@ -17,19 +19,6 @@ constexpr std::uint16_t kCgiPort = 80;
 constexpr std::uint16_t kRtspPort = 554;
 constexpr int kCamerasPerNet = 250;
 constexpr int kLookMs = 50;  // longest time until an absence shows
-
-int ListenOn(std::uint16_t port) {
-  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const int on = 1;
-  setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-  sockaddr_in any{};
-  any.sin_family = AF_INET;
-  any.sin_port = htons(port);
-  if (bind(listener, reinterpret_cast<sockaddr*>(&any), sizeof(any)) != 0 || listen(listener, 1024) != 0) {
-    throw std::runtime_error("port " + std::to_string(port) + " is taken; run this in a namespace of its own");
-  }
-  return listener;
-}
 
 }  // namespace
 

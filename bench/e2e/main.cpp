@@ -14,6 +14,7 @@
 #include "e2e/Limits.h"
 #include "e2e/Table.h"
 #include "support/Loopback.h"
+#include "support/Main.h"
 
 namespace kolvex_bench {
 namespace {
@@ -140,11 +141,4 @@ int Run(int argc, char** argv) {
 }  // namespace
 }  // namespace kolvex_bench
 
-int main(int argc, char** argv) {
-  try {
-    return kolvex_bench::Run(argc, argv);
-  } catch (const std::exception& failure) {
-    std::fprintf(stderr, "bench_e2e: %s\n", failure.what());
-    return 1;
-  }
-}
+int main(int argc, char** argv) { return kolvex_bench::Main("bench_e2e", &kolvex_bench::Run, argc, argv); }

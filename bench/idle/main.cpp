@@ -18,6 +18,7 @@
 #include "e2e/Camera.h"
 #include "kolvex/ICaptureIOApi.h"
 #include "support/HostCamera.h"
+#include "support/Main.h"
 #include "support/Processes.h"
 #include "support/Statistics.h"
 
@@ -214,11 +215,4 @@ int Run(int argc, char** argv) {
 }  // namespace
 }  // namespace kolvex_bench
 
-int main(int argc, char** argv) {
-  try {
-    return kolvex_bench::Run(argc, argv);
-  } catch (const std::exception& failure) {
-    std::fprintf(stderr, "bench_idle: %s\n", failure.what());
-    return 1;
-  }
-}
+int main(int argc, char** argv) { return kolvex_bench::Main("bench_idle", &kolvex_bench::Run, argc, argv); }

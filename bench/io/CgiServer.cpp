@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "support/Listener.h"
+
 namespace kolvex_bench {
 
 namespace {
@@ -19,19 +21,6 @@ std::string Reply(bool keepAlive) {
   return "HTTP/1.1 200 OK\r\nServer: camera\r\nContent-Type: text/plain\r\nContent-Length: " +
          std::to_string(kInputs.size()) + "\r\nConnection: " + (keepAlive ? "keep-alive" : "close") +
          "\r\n\r\n" + std::string(kInputs);
-}
-
-int Listen(std::uint16_t port) {
-  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  const int on = 1;
-  setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-  sockaddr_in any{};
-  any.sin_family = AF_INET;
-  any.sin_port = htons(port);
-  if (bind(listener, reinterpret_cast<sockaddr*>(&any), sizeof(any)) != 0 || listen(listener, 1024) != 0) {
-    throw std::runtime_error("port " + std::to_string(port) + " is taken; run this in a namespace of its own");
-  }
-  return listener;
 }
 
 void Watch(int epoll, int descriptor) {
@@ -70,7 +59,7 @@ bool Answer(int descriptor, bool keepAlive, Served& served) {
 }  // namespace
 
 void ServeInputs(std::uint16_t port, bool keepAlive, Served& served, void (*ready)()) {
-  const int listener = Listen(port);
+  const int listener = ListenOn(port, SOCK_NONBLOCK);
   const int epoll = epoll_create1(EPOLL_CLOEXEC);
   Watch(epoll, listener);
   ready();

@@ -20,6 +20,7 @@
 
 #include "io/CgiServer.h"
 #include "io/PollCost.h"
+#include "support/Main.h"
 
 namespace kolvex_bench {
 namespace {
@@ -258,11 +259,4 @@ int Run(int argc, char** argv) {
 }  // namespace
 }  // namespace kolvex_bench
 
-int main(int argc, char** argv) {
-  try {
-    return kolvex_bench::Run(argc, argv);
-  } catch (const std::exception& failure) {
-    std::fprintf(stderr, "bench_io: %s\n", failure.what());
-    return 1;
-  }
-}
+int main(int argc, char** argv) { return kolvex_bench::Main("bench_io", &kolvex_bench::Run, argc, argv); }

@@ -14,6 +14,7 @@
 #include "e2e/Stamp.h"
 #include "support/HostCamera.h"
 #include "support/Loopback.h"
+#include "support/Main.h"
 #include "support/Processes.h"
 #include "support/Statistics.h"
 
@@ -212,11 +213,4 @@ int Run(int argc, char** argv) {
 }  // namespace
 }  // namespace kolvex_bench
 
-int main(int argc, char** argv) {
-  try {
-    return kolvex_bench::Run(argc, argv);
-  } catch (const std::exception& failure) {
-    std::fprintf(stderr, "bench_scale: %s\n", failure.what());
-    return 1;
-  }
-}
+int main(int argc, char** argv) { return kolvex_bench::Main("bench_scale", &kolvex_bench::Run, argc, argv); }
