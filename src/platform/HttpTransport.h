@@ -56,10 +56,10 @@ struct HttpRequestLine {
 /// credentials in it.
 bool IsHttpHost(std::string_view host) noexcept;
 
-/// What an exchange leaves for the next one with the same settings, server and credentials: the client
-/// library's tables, and the connection if the server keeps it and the reply was read to its end. Saves most
-/// of what an exchange costs, the more so for the same request again; takes about three descriptors and 30 KB
-/// in between, and one of the server's places.
+/// What an exchange leaves for the next one with the same settings, server and credentials: the connection if the
+/// server keeps it and the reply was read to its end, and the request. Saves most of what an exchange costs, the
+/// more so for the same GET again; takes a descriptor, for a server with a name or with odd replies about three
+/// and 30 KB, and one of the server's places.
 class HttpKeeper {
  public:
   HttpKeeper();

@@ -77,16 +77,19 @@ class Socket {
   void JoinDatagrams() noexcept;
   bool SetSendTimeout(Milliseconds timeout) noexcept;
 
-  /// WouldBlock while the connection is being made (non-blocking mode).
+  /// WouldBlock while the connection is being made (non-blocking mode); once more then tells how far it is.
   SocketError Connect(const SocketAddress& peer) noexcept;
   /// Whether a connection that was being made stands. A refused one never becomes writable.
   bool WaitWritable(Milliseconds timeout) noexcept;
+  /// Whether a receive has something to tell: bytes, the end, or an error.
+  bool WaitReadable(Milliseconds timeout) noexcept;
 
   /// One send of all of @p data. The count of bytes taken, or the error.
   ReceiveResult Send(std::span<const std::uint8_t> data) noexcept;
   SocketError SendTo(std::span<const std::uint8_t> data, const SocketAddress& peer) noexcept;
 
-  /// One receive of up to @p into.size() bytes. A time-out of the socket's gives TimedOut.
+  /// One receive of up to @p into.size() bytes. TimedOut behind a time-out of the socket's, and in non-blocking
+  /// mode when nothing is there.
   ReceiveResult Receive(std::span<std::uint8_t> into) noexcept;
   /// One datagram and where it came from. A datagram that doesn't fit gives TooLong and is gone.
   ReceiveResult ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept;

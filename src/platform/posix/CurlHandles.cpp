@@ -121,17 +121,17 @@ bool CurlHandles::SetCredentials(const HttpRequestLine& request, bool withCreden
 
 std::size_t CurlHandles::OnHeader(const char* data, std::size_t size, std::size_t count,
                                   void* handles) noexcept {
-  CurlSink* const sink = static_cast<CurlHandles*>(handles)->sink_;
+  HttpSink* const sink = static_cast<CurlHandles*>(handles)->sink_;
   return sink->OnHeaderLine({data, size * count}) ? size * count : 0;
 }
 
 std::size_t CurlHandles::OnBody(const char* data, std::size_t size, std::size_t count, void* handles) noexcept {
   switch (static_cast<CurlHandles*>(handles)->sink_->OnBody({data, size * count})) {
-    case CurlSink::Answer::Taken:
+    case HttpSink::Answer::Taken:
       return size * count;
-    case CurlSink::Answer::Later:
+    case HttpSink::Answer::Later:
       return CURL_WRITEFUNC_PAUSE;
-    case CurlSink::Answer::Refused:
+    case HttpSink::Answer::Refused:
       break;
   }
   return 0;

@@ -7,28 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/HttpTransport.h"
-#include "platform/posix/HttpUrl.h"
+#include "platform/posix/HttpTransfer.h"
 
 namespace sarnevo::platform::posix {
-
-/// Takes what a transfer brings, on the thread that runs it.
-class CurlSink {
- public:
-  enum class Answer {
-    Taken,
-    Later,    ///< not now, give it again after the transfer's Resume
-    Refused,  ///< ends the transfer
-  };
-
-  /// One line of a reply's head, its end included. False refuses the reply.
-  virtual bool OnHeaderLine(std::string_view line) noexcept = 0;
-  /// A piece of the body, at most CURL_MAX_WRITE_SIZE bytes.
-  virtual Answer OnBody(std::string_view piece) noexcept = 0;
-
- protected:
-  ~CurlSink() = default;
-};
 
 /// What libcurl needs for transfers one after the other: some 30 KB, a pair of descriptors for the wake-up,
 /// and, when connections are kept, the last one of them. Set up to be a plain client that leaves the process
@@ -50,7 +31,7 @@ class CurlHandles {
   CURLM* Multi() const noexcept { return multi_.get(); }
 
   /// Where everything of the next transfers goes. Outlives them; null in between.
-  void SetSink(CurlSink* sink) noexcept { sink_ = sink; }
+  void SetSink(HttpSink* sink) noexcept { sink_ = sink; }
   /// What the next transfer requests. False when memory is short.
   bool SetMethod(std::string_view method);
   /// @param withCredentials  those of @p request, which are the same for all requests over these handles
@@ -83,7 +64,7 @@ class CurlHandles {
   static std::size_t OnBody(const char* data, std::size_t size, std::size_t count, void* handles) noexcept;
 
   const bool keep_;
-  CurlSink* sink_ = nullptr;
+  HttpSink* sink_ = nullptr;
   // What easy_ is set to; nothing: unknown.
   std::optional<std::string> method_;
   std::optional<HttpUrl> url_;

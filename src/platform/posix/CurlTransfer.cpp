@@ -68,7 +68,7 @@ HttpError FromCurl(CURLcode code) noexcept {
 
 }  // namespace
 
-bool CurlTransfer::Prepare(std::unique_ptr<CurlHandles> handles, std::string_view method, CurlSink& sink) {
+bool CurlTransfer::Prepare(std::unique_ptr<CurlHandles> handles, std::string_view method, HttpSink& sink) {
   if (!handles) {
     return false;
   }
@@ -81,7 +81,7 @@ bool CurlTransfer::Prepare(std::unique_ptr<CurlHandles> handles, std::string_vie
 }
 
 bool CurlTransfer::Begin(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) {
-  looksUp_ = !url.HasNumericHost();
+  looksUp_ = !url.Address();
   if (looksUp_) {
     KeepLibraryLoaded();
   }

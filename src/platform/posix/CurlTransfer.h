@@ -5,38 +5,32 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/HttpTransport.h"
 #include "platform/posix/CurlHandles.h"
-#include "platform/posix/HttpUrl.h"
+#include "platform/posix/HttpTransfer.h"
 
 namespace sarnevo::platform::posix {
 
-/// A request, moved on by its owner's thread: run, wait, run again.
-class CurlTransfer {
+/// A request with all that libcurl knows of HTTP.
+class CurlTransfer final : public HttpTransfer {
  public:
   CurlTransfer() = default;
   ~CurlTransfer() = default;
   CurlTransfer(const CurlTransfer&) = delete;
   CurlTransfer& operator=(const CurlTransfer&) = delete;
 
-  /// Makes ready on @p handles, which may have served other transfers. False when memory is short, or
-  /// @p handles null.
-  bool Prepare(std::unique_ptr<CurlHandles> handles, std::string_view method, CurlSink& sink);
-  /// Begins a request, in place of the one before. False as above.
-  bool Begin(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials);
+  /// Makes ready on @p handles, which may have served other transfers, for requests to come. False when memory is
+  /// short, or @p handles null.
+  bool Prepare(std::unique_ptr<CurlHandles> handles, std::string_view method, HttpSink& sink);
+  bool IsPrepared() const noexcept { return handles_ != nullptr; }
 
-  /// Does what can be done without waiting. Nothing while the request goes on, else how it ended.
-  std::optional<HttpError> Run() noexcept;
-  /// Waits until Run has something to do, for up to @p timeout, or until Wake. True when bytes came, or went,
-  /// or the connection stands.
-  bool Wait(Milliseconds timeout) noexcept;
+  bool Begin(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) override;
+  std::optional<HttpError> Run() noexcept override;
+  bool Wait(Milliseconds timeout) noexcept override;
+  std::uint32_t Status() const noexcept override;
+  void Wake() noexcept override;
+
   /// Gives the sink what it has put off. Calls it.
   void Resume() noexcept;
-  /// Status code of the reply whose head is coming in.
-  std::uint32_t Status() const noexcept;
-
-  /// Ends the wait under way, or else the next. Any thread, while the object lives.
-  void Wake() noexcept;
   /// Ends the transfer and gives its handles away, for another one or to be deleted, which closes the
   /// connection. Null if it has none. Prepare may follow.
   std::unique_ptr<CurlHandles> Release() noexcept;

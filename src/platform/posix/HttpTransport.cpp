@@ -12,6 +12,7 @@
 #include "platform/posix/HttpReplyHead.h"
 #include "platform/posix/HttpTarget.h"
 #include "platform/posix/HttpUrl.h"
+#include "platform/posix/KeptConnection.h"
 
 namespace sarnevo::platform {
 
@@ -30,15 +31,19 @@ constexpr Milliseconds kLongWait{60'000};
 
 struct HttpKeeper::Impl {
   std::mutex lock;
-  std::unique_ptr<posix::CurlHandles> handles;  // under lock
-  // The request before and its URL. The exchanges' thread only.
+  // Both under lock.
+  std::unique_ptr<posix::KeptConnection> connection;
+  std::unique_ptr<posix::CurlHandles> handles;
+  // The exchanges' thread only: libcurl understands what the connection doesn't; the request before and its URL.
+  bool strange = false;
   std::string path;
   bool escapeQuery = false;
   std::optional<posix::HttpUrl> url;
 
-  std::unique_ptr<posix::CurlHandles> Take() noexcept {
+  template <typename Kept>
+  std::unique_ptr<Kept> Take(std::unique_ptr<Kept>& kept) noexcept {
     const std::lock_guard guard(lock);
-    return std::move(handles);
+    return std::move(kept);
   }
 };
 
@@ -46,9 +51,12 @@ HttpKeeper::HttpKeeper() : impl_(std::make_unique<Impl>()) {}
 
 HttpKeeper::~HttpKeeper() = default;
 
-void HttpKeeper::Drop() noexcept { impl_->Take().reset(); }
+void HttpKeeper::Drop() noexcept {
+  impl_->Take(impl_->connection).reset();
+  impl_->Take(impl_->handles).reset();
+}
 
-struct HttpExchange::Impl final : posix::CurlSink {
+struct HttpExchange::Impl final : posix::HttpSink {
   Impl(HttpSettings common, HttpServer to, HttpKeeper::Impl* keep)
       : settings(std::move(common)), server(std::move(to)), keeper(keep) {}
 
@@ -62,6 +70,11 @@ struct HttpExchange::Impl final : posix::CurlSink {
 
   std::optional<posix::HttpUrl> UrlOf(const HttpRequestLine& request) const;
   HttpError Follow(const posix::HttpUrl& first, const HttpRequestLine& request);
+  HttpError Ask(const posix::HttpUrl& url, const HttpRequestLine& request, bool firstServer);
+  HttpError AskOverConnection(const posix::HttpUrl& url, const HttpRequestLine& request);
+  HttpError AskBy(posix::HttpTransfer& by, const posix::HttpUrl& url, const HttpRequestLine& request,
+                  bool withCredentials);
+  std::unique_ptr<posix::KeptConnection> SetConnection(std::unique_ptr<posix::KeptConnection> next) noexcept;
   template <typename Enough>
   HttpError Await(Enough enough);
   Milliseconds NextWait(Clock::time_point lastProgress) const noexcept;
@@ -73,9 +86,13 @@ struct HttpExchange::Impl final : posix::CurlSink {
   HttpKeeper::Impl* const keeper;
   // Written by Close on any thread; the wake-up that follows makes the owner look at it.
   std::atomic<bool> closed{false};
-  posix::CurlTransfer transfer;
+  posix::CurlTransfer curl;
+  // Keeps Close off a connection that goes away: written by the owner under the lock, read by the owner without.
+  std::mutex connectionLock;
+  std::unique_ptr<posix::KeptConnection> connection;
 
   // From here on the owner's thread only.
+  posix::HttpTransfer* transfer = nullptr;  // the last one begun
   Milliseconds total{0};
   Clock::time_point limit = Clock::time_point::max();
   posix::HttpReplyHead head;
@@ -94,13 +111,6 @@ HttpError HttpExchange::Impl::Send(const HttpRequestLine& request) {
   }
   if (total.count() > 0) {
     limit = Clock::now() + total;
-  }
-  auto handles = keeper != nullptr ? keeper->Take() : nullptr;
-  if (!handles) {
-    handles = posix::CurlHandles::Make(settings, keeper != nullptr);
-  }
-  if (!transfer.Prepare(std::move(handles), request.method, *this)) {
-    return Fail(HttpError::OutOfResources);
   }
   const HttpError error = Follow(*url, request);
   if (outcome) {
@@ -129,18 +139,10 @@ std::optional<posix::HttpUrl> HttpExchange::Impl::UrlOf(const HttpRequestLine& r
 HttpError HttpExchange::Impl::Follow(const posix::HttpUrl& first, const HttpRequestLine& request) {
   std::optional<posix::HttpUrl> url = first;
   for (int redirects = 0; url; ++redirects) {
-    head = posix::HttpReplyHead{};
-    outcome.reset();
-    if (!transfer.Begin(*url, request, url->IsSameServer(first))) {
-      return Fail(HttpError::OutOfResources);
-    }
-    const HttpError error = Await([this] { return head.IsComplete(); });
+    const HttpError error = Ask(*url, request, url->IsSameServer(first));
     if (error != HttpError::None) {
       // What the client library took for a body, behind a head that was none, is nobody's.
       return Fail(error);
-    }
-    if (!head.IsComplete()) {
-      return Fail(HttpError::InvalidReply);
     }
     if (!head.IsRedirect()) {
       return HttpError::None;
@@ -149,6 +151,62 @@ HttpError HttpExchange::Impl::Follow(const posix::HttpUrl& first, const HttpRequ
     url = redirects < kMaxRedirects ? url->Resolve(head.Location()) : std::nullopt;
   }
   return Fail(HttpError::RedirectRefused);
+}
+
+// Credentials go to the first server alone, and so does the kept connection.
+HttpError HttpExchange::Impl::Ask(const posix::HttpUrl& url, const HttpRequestLine& request, bool firstServer) {
+  if (firstServer && keeper != nullptr && !keeper->strange && posix::KeptConnection::Suits(url, request)) {
+    const HttpError error = AskOverConnection(url, request);
+    if (!connection->IsStrange()) {
+      return error;
+    }
+    // libcurl stays with it as long as it gets on better.
+    keeper->strange = true;
+    SetConnection(nullptr);
+    headerBytes = 0;
+  }
+  if (!curl.IsPrepared()) {
+    auto handles = keeper != nullptr ? keeper->Take(keeper->handles) : nullptr;
+    if (!handles) {
+      handles = posix::CurlHandles::Make(settings, keeper != nullptr);
+    }
+    if (!curl.Prepare(std::move(handles), request.method, *this)) {
+      return HttpError::OutOfResources;
+    }
+  }
+  return AskBy(curl, url, request, firstServer);
+}
+
+HttpError HttpExchange::Impl::AskOverConnection(const posix::HttpUrl& url, const HttpRequestLine& request) {
+  if (!connection) {
+    auto kept = keeper->Take(keeper->connection);
+    SetConnection(kept ? std::move(kept) : std::make_unique<posix::KeptConnection>(settings.agent));
+  }
+  const HttpError error = AskBy(*connection, url, request, true);
+  return connection->WasLetGo() ? AskBy(*connection, url, request, true) : error;
+}
+
+HttpError HttpExchange::Impl::AskBy(posix::HttpTransfer& by, const posix::HttpUrl& url,
+                                    const HttpRequestLine& request, bool withCredentials) {
+  transfer = &by;
+  head = posix::HttpReplyHead{};
+  outcome.reset();
+  refused = HttpError::None;
+  if (!by.Begin(url, request, withCredentials)) {
+    return HttpError::OutOfResources;
+  }
+  const HttpError error = Await([this] { return head.IsComplete(); });
+  return error == HttpError::None && !head.IsComplete() ? HttpError::InvalidReply : error;
+}
+
+// Whoever closes the exchange meanwhile finds the one or the other.
+std::unique_ptr<posix::KeptConnection> HttpExchange::Impl::SetConnection(
+    std::unique_ptr<posix::KeptConnection> next) noexcept {
+  if (next) {
+    next->SetSink(this);
+  }
+  const std::lock_guard guard(connectionLock);
+  return std::exchange(connection, std::move(next));
 }
 
 HttpError HttpExchange::Impl::AwaitBody() {
@@ -168,13 +226,16 @@ HttpError HttpExchange::Impl::AwaitBody() {
     return HttpError::InvalidRequest;  // nothing was sent
   }
   if (std::exchange(paused, false)) {
-    transfer.Resume();
+    curl.Resume();
   }
   const HttpError error = Await([this] { return !body.empty(); });
+  if (error != HttpError::None) {
+    return Fail(error);
+  }
   if (outcome) {
     Settle();
   }
-  return error;
+  return HttpError::None;
 }
 
 // Moves the transfer on until there is enough of it or it has ended. Whatever makes the connection ready
@@ -183,7 +244,7 @@ template <typename Enough>
 HttpError HttpExchange::Impl::Await(Enough enough) {
   Clock::time_point lastProgress = Clock::now();
   while (!closed.load(std::memory_order_acquire)) {
-    outcome = transfer.Run();
+    outcome = transfer->Run();
     if (outcome && refused != HttpError::None) {
       outcome = refused;
     }
@@ -195,13 +256,13 @@ HttpError HttpExchange::Impl::Await(Enough enough) {
     }
     const Milliseconds wait = NextWait(lastProgress);
     if (wait.count() <= 0) {
-      return Fail(HttpError::TimedOut);
+      return HttpError::TimedOut;
     }
-    if (transfer.Wait(wait)) {
+    if (transfer->Wait(wait)) {
       lastProgress = Clock::now();
     }
   }
-  return Fail(HttpError::Cancelled);
+  return HttpError::Cancelled;
 }
 
 Milliseconds HttpExchange::Impl::NextWait(Clock::time_point lastProgress) const noexcept {
@@ -221,7 +282,7 @@ bool HttpExchange::Impl::OnHeaderLine(std::string_view line) noexcept {
   if (headerBytes > kMaxHeaderBytes) {
     refused = HttpError::ReplyTooLarge;
   } else if (!head.IsComplete() && posix::HttpReplyHead::IsEnd(line)) {
-    refused = head.TakeEnd(transfer.Status());
+    refused = head.TakeEnd(transfer->Status());
   } else if (!head.IsComplete()) {
     try {
       refused = head.TakeLine(line);
@@ -251,13 +312,15 @@ HttpExchange::Impl::Answer HttpExchange::Impl::OnBody(std::string_view piece) no
 
 // Nothing more comes: what is still to be read stays, without the room for more.
 void HttpExchange::Impl::Settle() {
-  std::unique_ptr<posix::CurlHandles> handles = transfer.Release();
+  std::unique_ptr<posix::CurlHandles> handles = curl.Release();
+  std::unique_ptr<posix::KeptConnection> kept = SetConnection(nullptr);
   body.shrink_to_fit();
   if (keeper != nullptr && outcome == HttpError::None) {
     // A Close from now on is followed by the keeper's Drop, which finds them; one from before is seen here.
     const std::lock_guard guard(keeper->lock);
     if (!closed.load(std::memory_order_acquire)) {
       keeper->handles = std::move(handles);
+      keeper->connection = std::move(kept);
     }
   }
 }
@@ -266,13 +329,21 @@ HttpError HttpExchange::Impl::Fail(HttpError error) noexcept {
   outcome = error;
   std::vector<std::uint8_t>().swap(body);
   taken = 0;
-  transfer.Release().reset();
+  curl.Release().reset();
+  SetConnection(nullptr).reset();
+  if (keeper != nullptr) {
+    keeper->strange = false;
+  }
   return error;
 }
 
 void HttpExchange::Impl::Close() noexcept {
   closed.store(true, std::memory_order_release);
-  transfer.Wake();
+  curl.Wake();
+  const std::lock_guard guard(connectionLock);
+  if (connection) {
+    connection->Wake();
+  }
 }
 
 HttpExchange::HttpExchange(HttpSettings settings, HttpServer server, HttpKeeper* keeper)

@@ -1,11 +1,10 @@
 #include "platform/posix/HttpUrl.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <new>
 #include <utility>
-
-#include "platform/SocketAddress.h"
 
 namespace sarnevo::platform::posix {
 
@@ -27,6 +26,12 @@ std::string Part(CURLU* url, CURLUPart part, unsigned flags = 0) {
   }
   const std::unique_ptr<char, decltype(&curl_free)> owner(text, &curl_free);
   return text;
+}
+
+std::uint16_t Number(const std::string& port) {
+  std::uint16_t value = 0;
+  std::from_chars(port.data(), port.data() + port.size(), value);
+  return value;
 }
 
 }  // namespace
@@ -76,10 +81,14 @@ std::optional<HttpUrl> HttpUrl::FromParts(std::shared_ptr<CURLU> server, std::st
   if (url.host_.empty()) {
     return std::nullopt;
   }
-  url.numericHost_ = SocketAddress::Parse(url.host_.c_str(), 0).has_value();
+  url.address_ = SocketAddress::Parse(url.host_.c_str(), Number(url.port_));
   url.server_ = std::move(server);
   url.target_ = std::move(target);
   return url;
+}
+
+std::string HttpUrl::Authority() const {
+  return Number(port_) == kHttpPort ? host_ : host_ + ":" + port_;
 }
 
 bool HttpUrl::IsSameServer(const HttpUrl& other) const { return host_ == other.host_ && port_ == other.port_; }

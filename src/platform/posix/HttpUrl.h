@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/HttpTransport.h"
+#include "platform/SocketAddress.h"
 
 namespace sarnevo::platform::posix {
 
@@ -24,8 +25,10 @@ class HttpUrl {
 
   /// The same host and port.
   bool IsSameServer(const HttpUrl& other) const;
-  /// The host is an IPv4 address, so that no name has to be looked up.
-  bool HasNumericHost() const noexcept { return numericHost_; }
+  /// The server's address and port if its host is an IPv4 address, so that no name has to be looked up.
+  const std::optional<SocketAddress>& Address() const noexcept { return address_; }
+  /// Host and, unless it is http's own, port, as a Host header has them (RFC 9110, 7.2).
+  std::string Authority() const;
 
   /// For CURLOPT_CURLU, which only reads it. Lives as long as this object or a copy of it.
   CURLU* Server() const noexcept { return server_.get(); }
@@ -40,7 +43,7 @@ class HttpUrl {
   std::string target_;
   std::string host_;  // lower case
   std::string port_;  // decimal
-  bool numericHost_ = false;
+  std::optional<SocketAddress> address_;
 };
 
 }  // namespace sarnevo::platform::posix

@@ -22,6 +22,7 @@ SocketError FromErrno(int error) noexcept {
   switch (error) {
     case EAGAIN:
     case EINPROGRESS:
+    case EALREADY:
       return SocketError::WouldBlock;
     case ETIMEDOUT:
       return SocketError::TimedOut;
@@ -191,13 +192,16 @@ bool Socket::SetSendTimeout(Milliseconds timeout) noexcept {
 
 SocketError Socket::Connect(const SocketAddress& peer) noexcept {
   const auto* const address = reinterpret_cast<const sockaddr*>(peer.Get());
-  return connect(descriptor_, address, sizeof(sockaddr_in)) == 0 ? SocketError::None : FromErrno(errno);
+  const bool stands = connect(descriptor_, address, sizeof(sockaddr_in)) == 0 || errno == EISCONN;
+  return stands ? SocketError::None : FromErrno(errno);
 }
 
 bool Socket::WaitWritable(Milliseconds timeout) noexcept {
   const int events = Poll(descriptor_, POLLOUT, timeout);
   return events > 0 && (events & (POLLERR | POLLHUP | POLLNVAL)) == 0;
 }
+
+bool Socket::WaitReadable(Milliseconds timeout) noexcept { return Poll(descriptor_, POLLIN, timeout) > 0; }
 
 ReceiveResult Socket::Send(std::span<const std::uint8_t> data) noexcept {
   const ssize_t count = Retried([&] { return send(descriptor_, data.data(), data.size(), MSG_NOSIGNAL); });

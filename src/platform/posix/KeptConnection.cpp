@@ -1,0 +1,231 @@
+#include "platform/posix/KeptConnection.h"
+
+#include <array>
+#include <exception>
+#include <utility>
+
+#include "platform/SecureErase.h"
+#include "platform/posix/BasicCredentials.h"
+
+namespace sarnevo::platform::posix {
+
+namespace {
+
+// A request with no more than this fits into the send buffer of an idle connection whole.
+constexpr std::size_t kMaxTarget = 2048;
+// Of what comes in at once, so that a sink which takes no more than its own buffer always takes it.
+constexpr std::size_t kBlock = 4096;
+
+bool IsInformational(std::uint32_t status) noexcept { return status / 100 == 1; }
+
+std::span<const std::uint8_t> BytesOf(std::string_view text) noexcept {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+}  // namespace
+
+// What http_parser calls. What isn't 0 ends the reading.
+struct KeptConnection::Callbacks {
+  static KeptConnection& Of(http_parser* parser) noexcept { return *static_cast<KeptConnection*>(parser->data); }
+
+  static int OnBegin(http_parser* parser) noexcept { return Of(parser).GiveLine("HTTP/"); }
+
+  static int OnField(http_parser* parser, const char* text, std::size_t size) noexcept {
+    KeptConnection& connection = Of(parser);
+    const int refused = connection.lineHasValue_ ? connection.GiveLine(connection.line_) : 0;
+    return refused != 0 ? refused : connection.Gather({text, size});
+  }
+
+  static int OnValue(http_parser* parser, const char* text, std::size_t size) noexcept {
+    KeptConnection& connection = Of(parser);
+    const int failed = std::exchange(connection.lineHasValue_, true) ? 0 : connection.Gather(":");
+    return failed != 0 ? failed : connection.Gather({text, size});
+  }
+
+  static int OnHeadEnd(http_parser* parser) noexcept {
+    KeptConnection& connection = Of(parser);
+    connection.strange_ = parser->http_major != 1;
+    const int refused = connection.lineHasValue_ ? connection.GiveLine(connection.line_) : 0;
+    return refused != 0 || connection.strange_ ? -1 : connection.GiveLine("\r\n");
+  }
+
+  static int OnBody(http_parser* parser, const char* text, std::size_t size) noexcept {
+    return Of(parser).sink_->OnBody({text, size}) == HttpSink::Answer::Taken ? 0 : -1;
+  }
+
+  static int OnEnd(http_parser* parser) noexcept {
+    if (!IsInformational(parser->status_code)) {
+      Of(parser).complete_ = true;
+      Of(parser).staysOpen_ = http_should_keep_alive(parser) != 0;
+      http_parser_pause(parser, 1);
+    }
+    return 0;
+  }
+
+  static http_parser_settings All() noexcept {
+    http_parser_settings settings;
+    http_parser_settings_init(&settings);
+    settings.on_message_begin = &OnBegin;
+    settings.on_header_field = &OnField;
+    settings.on_header_value = &OnValue;
+    settings.on_headers_complete = &OnHeadEnd;
+    settings.on_body = &OnBody;
+    settings.on_message_complete = &OnEnd;
+    return settings;
+  }
+};
+
+KeptConnection::KeptConnection(std::string_view agent) : agent_(agent) {}
+
+KeptConnection::~KeptConnection() { SecureErase(request_); }
+
+bool KeptConnection::Suits(const HttpUrl& url, const HttpRequestLine& request) noexcept {
+  return request.method == "GET" && url.Address() && url.Target().size() <= kMaxTarget;
+}
+
+bool KeptConnection::Begin(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) {
+  if (request_.empty() || target_ != url.Target()) {
+    MakeRequest(url, request, withCredentials);
+  }
+  peer_ = *url.Address();
+  reused_ = std::exchange(complete_, false) && IsIdle();
+  answered_ = letGo_ = strange_ = shortOfMemory_ = lineHasValue_ = false;
+  line_.clear();
+  http_parser_init(&parser_, HTTP_RESPONSE);
+  parser_.data = this;
+  if (!reused_) {
+    socket_ = Socket::CreateTcp();
+  }
+  state_ = reused_ ? State::Sending : State::Connecting;
+  return reused_ || (socket_.IsOpen() && socket_.SetNonBlocking(true));
+}
+
+// In a piece of memory that it fits into from the start, so that no copy of the credentials is left behind.
+void KeptConnection::MakeRequest(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) {
+  const std::string authority = url.Authority();
+  std::string credentials = withCredentials ? BasicCredentials(request.userName, request.password) : "";
+  SecureErase(request_);
+  request_.clear();
+  target_ = url.Target();
+  const std::string_view parts[] = {"GET ",       target_,
+                                    " HTTP/1.1\r\nHost: ", authority,
+                                    withCredentials ? "\r\n" : "", credentials,
+                                    "\r\nUser-Agent: ", agent_,
+                                    "\r\nCache-Control: no-cache\r\nPragma: no-cache\r\n\r\n"};
+  std::size_t size = 0;
+  for (const std::string_view part : parts) {
+    size += part.size();
+  }
+  request_.reserve(size);
+  for (const std::string_view part : parts) {
+    request_ += part;
+  }
+  SecureErase(credentials);
+}
+
+// A server that has closed the connection, or says something unasked, isn't asked over it.
+bool KeptConnection::IsIdle() noexcept {
+  std::uint8_t byte = 0;
+  return socket_.IsOpen() && socket_.Receive({&byte, 1}).error == SocketError::TimedOut;
+}
+
+std::optional<HttpError> KeptConnection::Run() noexcept {
+  switch (state_) {
+    case State::Connecting:
+      return Connect();
+    case State::Sending:
+      return Transmit();
+    case State::Receiving:
+      break;
+  }
+  return Receive();
+}
+
+bool KeptConnection::Wait(Milliseconds timeout) noexcept {
+  return state_ == State::Connecting ? socket_.WaitWritable(timeout) : socket_.WaitReadable(timeout);
+}
+
+std::optional<HttpError> KeptConnection::Connect() noexcept {
+  switch (socket_.Connect(peer_)) {
+    case SocketError::None:
+      return Transmit();
+    case SocketError::WouldBlock:
+      return std::nullopt;
+    case SocketError::TimedOut:
+      return HttpError::TimedOut;
+    default:
+      return HttpError::CannotConnect;
+  }
+}
+
+std::optional<HttpError> KeptConnection::Transmit() noexcept {
+  state_ = State::Receiving;
+  return socket_.Send(BytesOf(request_)).count == request_.size() ? std::nullopt : std::optional(Broken());
+}
+
+std::optional<HttpError> KeptConnection::Receive() noexcept {
+  std::array<std::uint8_t, kBlock> block;
+  const ReceiveResult received = socket_.Receive(block);
+  if (received.error == SocketError::TimedOut) {
+    return std::nullopt;
+  }
+  // The end of the connection is the end of a reply that has no length.
+  if (received.error != SocketError::None || (received.count == 0 && !answered_)) {
+    return Broken();
+  }
+  answered_ = true;
+  const std::optional<HttpError> outcome = Parse(std::span(block).first(received.count));
+  return outcome || received.count > 0 ? outcome : Broken();
+}
+
+std::optional<HttpError> KeptConnection::Parse(std::span<const std::uint8_t> bytes) noexcept {
+  static const http_parser_settings callbacks = Callbacks::All();
+  const std::size_t parsed = http_parser_execute(
+      &parser_, &callbacks, reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (complete_) {
+    // Bytes behind the reply belong to nothing that was asked.
+    if (bytes.empty() || parsed < bytes.size() || !staysOpen_) {
+      socket_.Close();
+    }
+    return HttpError::None;
+  }
+  const http_errno error = HTTP_PARSER_ERRNO(&parser_);
+  if (error == HPE_OK && parser_.upgrade == 0) {
+    return std::nullopt;
+  }
+  if (error == HPE_INVALID_EOF_STATE) {
+    return Broken();
+  }
+  socket_.Close();
+  if (shortOfMemory_) {
+    return HttpError::OutOfResources;
+  }
+  const bool refused = error >= HPE_CB_message_begin && error <= HPE_CB_chunk_complete;
+  strange_ = strange_ || !refused;
+  return HttpError::InvalidReply;
+}
+
+HttpError KeptConnection::Broken() noexcept {
+  letGo_ = reused_ && !answered_;
+  socket_.Close();
+  return HttpError::ConnectionBroken;
+}
+
+int KeptConnection::GiveLine(std::string_view line) noexcept {
+  const bool taken = sink_->OnHeaderLine(line);
+  line_.clear();
+  lineHasValue_ = false;
+  return taken ? 0 : -1;
+}
+
+int KeptConnection::Gather(std::string_view piece) noexcept {
+  try {
+    line_ += piece;
+    return 0;
+  } catch (const std::exception&) {
+    shortOfMemory_ = true;
+    return -1;
+  }
+}
+
+}  // namespace sarnevo::platform::posix
