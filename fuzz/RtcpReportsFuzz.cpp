@@ -2,6 +2,7 @@
 // An input is a list of datagrams, each with its length in front.
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -45,7 +46,11 @@ class Peer {
   std::optional<std::vector<u8>> Receive(int milliseconds) {
     pollfd wanted{socket_, POLLIN, 0};
     std::vector<u8> answer(2048);
-    if (poll(&wanted, 1, milliseconds) != 1) {
+    int ready = 0;
+    do {
+      ready = poll(&wanted, 1, milliseconds);
+    } while (ready < 0 && errno == EINTR);  // by libFuzzer's alarm, for one
+    if (ready != 1) {
       return std::nullopt;
     }
     const ssize_t size = ::read(socket_, answer.data(), answer.size());
