@@ -87,9 +87,7 @@ std::optional<HttpUrl> HttpUrl::FromParts(std::shared_ptr<CURLU> server, std::st
   return url;
 }
 
-std::string HttpUrl::Authority() const {
-  return Number(port_) == kHttpPort ? host_ : host_ + ":" + port_;
-}
+std::string HttpUrl::Authority() const { return Number(port_) == kHttpPort ? host_ : host_ + ":" + port_; }
 
 bool HttpUrl::IsSameServer(const HttpUrl& other) const { return host_ == other.host_ && port_ == other.port_; }
 

@@ -2,6 +2,8 @@
 
 #include <array>
 #include <exception>
+#include <iterator>
+#include <numeric>
 #include <utility>
 
 #include "platform/SecureErase.h"
@@ -16,6 +18,15 @@ constexpr std::size_t kMaxTarget = 2048;
 // Of what comes in at once, so that a sink which takes no more than its own buffer always takes it.
 constexpr std::size_t kBlock = 4096;
 
+struct Wiped {
+  explicit Wiped(std::string secret) noexcept : text(std::move(secret)) {}
+  ~Wiped() { SecureErase(text); }
+  Wiped(const Wiped&) = delete;
+  Wiped& operator=(const Wiped&) = delete;
+
+  std::string text;
+};
+
 bool IsInformational(std::uint32_t status) noexcept { return status / 100 == 1; }
 
 std::span<const std::uint8_t> BytesOf(std::string_view text) noexcept {
@@ -26,7 +37,9 @@ std::span<const std::uint8_t> BytesOf(std::string_view text) noexcept {
 
 // What http_parser calls. What isn't 0 ends the reading.
 struct KeptConnection::Callbacks {
-  static KeptConnection& Of(http_parser* parser) noexcept { return *static_cast<KeptConnection*>(parser->data); }
+  static KeptConnection& Of(http_parser* parser) noexcept {
+    return *static_cast<KeptConnection*>(parser->data);
+  }
 
   static int OnBegin(http_parser* parser) noexcept { return Of(parser).GiveLine("HTTP/"); }
 
@@ -102,25 +115,20 @@ bool KeptConnection::Begin(const HttpUrl& url, const HttpRequestLine& request, b
 
 // In a piece of memory that it fits into from the start, so that no copy of the credentials is left behind.
 void KeptConnection::MakeRequest(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) {
-  const std::string authority = url.Authority();
-  std::string credentials = withCredentials ? BasicCredentials(request.userName, request.password) : "";
   SecureErase(request_);
   request_.clear();
   target_ = url.Target();
-  const std::string_view parts[] = {"GET ",       target_,
-                                    " HTTP/1.1\r\nHost: ", authority,
-                                    withCredentials ? "\r\n" : "", credentials,
-                                    "\r\nUser-Agent: ", agent_,
-                                    "\r\nCache-Control: no-cache\r\nPragma: no-cache\r\n\r\n"};
-  std::size_t size = 0;
-  for (const std::string_view part : parts) {
-    size += part.size();
-  }
-  request_.reserve(size);
+  const std::string host = "\r\nHost: " + url.Authority() + "\r\n";
+  const Wiped credentials{withCredentials ? BasicCredentials(request.userName, request.password) : ""};
+  const std::string_view parts[] = {
+      "GET ",         target_,          " HTTP/1.1",
+      host,           credentials.text, withCredentials ? "\r\n" : "",
+      "User-Agent: ", agent_,           "\r\nCache-Control: no-cache\r\nPragma: no-cache\r\n\r\n"};
+  const auto longer = [](std::size_t size, std::string_view part) { return size + part.size(); };
+  request_.reserve(std::accumulate(std::begin(parts), std::end(parts), std::size_t{0}, longer));
   for (const std::string_view part : parts) {
     request_ += part;
   }
-  SecureErase(credentials);
 }
 
 // A server that has closed the connection, or says something unasked, isn't asked over it.
@@ -180,8 +188,8 @@ std::optional<HttpError> KeptConnection::Receive() noexcept {
 
 std::optional<HttpError> KeptConnection::Parse(std::span<const std::uint8_t> bytes) noexcept {
   static const http_parser_settings callbacks = Callbacks::All();
-  const std::size_t parsed = http_parser_execute(
-      &parser_, &callbacks, reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  const std::size_t parsed =
+      http_parser_execute(&parser_, &callbacks, reinterpret_cast<const char*>(bytes.data()), bytes.size());
   if (complete_) {
     // Bytes behind the reply belong to nothing that was asked.
     if (bytes.empty() || parsed < bytes.size() || !staysOpen_) {
