@@ -19,9 +19,17 @@ std::shared_ptr<CURLU> Owned(CURLU* url) {
   return {url, &curl_url_cleanup};
 }
 
+// Want of memory is no part that is missing: an URL without its port would stay wrong for as long as it is kept.
+bool Done(CURLUcode code) {
+  if (code == CURLUE_OUT_OF_MEMORY) {
+    throw std::bad_alloc();
+  }
+  return code == CURLUE_OK;
+}
+
 std::string Part(CURLU* url, CURLUPart part, unsigned flags = 0) {
   char* text = nullptr;
-  if (curl_url_get(url, part, &text, flags) != CURLUE_OK) {
+  if (!Done(curl_url_get(url, part, &text, flags))) {
     return {};
   }
   const std::unique_ptr<char, decltype(&curl_free)> owner(text, &curl_free);
@@ -43,7 +51,7 @@ std::optional<HttpUrl> HttpUrl::Make(const HttpServer& server, const std::string
   const std::uint16_t port = server.port != 0 ? server.port : kHttpPort;
   const std::string text = "http://" + server.host + ":" + std::to_string(port);
   auto url = Owned(curl_url());
-  if (curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0) != CURLUE_OK) {
+  if (!Done(curl_url_set(url.get(), CURLUPART_URL, text.c_str(), 0))) {
     return std::nullopt;
   }
   return FromParts(std::move(url), target);
@@ -55,8 +63,8 @@ std::optional<HttpUrl> HttpUrl::Resolve(const std::string& location) const {
   // CURLU_PATH_AS_IS: a camera is asked for exactly the path that it gave, dots included. Servers write blanks
   // and raw bytes in Location; they are escaped as browsers do.
   constexpr unsigned kFlags = CURLU_URLENCODE | CURLU_ALLOW_SPACE | CURLU_PATH_AS_IS | CURLU_DISALLOW_USER;
-  if (curl_url_set(url.get(), CURLUPART_PATH, path.c_str(), 0) != CURLUE_OK ||
-      curl_url_set(url.get(), CURLUPART_URL, location.c_str(), kFlags) != CURLUE_OK ||
+  if (!Done(curl_url_set(url.get(), CURLUPART_PATH, path.c_str(), 0)) ||
+      !Done(curl_url_set(url.get(), CURLUPART_URL, location.c_str(), kFlags)) ||
       Part(url.get(), CURLUPART_SCHEME) != "http") {
     return std::nullopt;
   }
@@ -78,7 +86,7 @@ std::optional<HttpUrl> HttpUrl::FromParts(std::shared_ptr<CURLU> server, std::st
   url.port_ = Part(server.get(), CURLUPART_PORT, CURLU_DEFAULT_PORT);
   std::transform(url.host_.begin(), url.host_.end(), url.host_.begin(),
                  [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  if (url.host_.empty()) {
+  if (url.host_.empty() || url.port_.empty()) {
     return std::nullopt;
   }
   url.address_ = SocketAddress::Parse(url.host_.c_str(), Number(url.port_));
