@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "camera/SendRequest.h"
@@ -23,24 +24,18 @@ std::string Get(const char* address, const std::string& path, const char* passwo
 }
 
 TEST(CameraProgram, ExplainsWhatIsWrongAndReturnsItsCode) {
-  struct Row {
-    const char* arguments;
-    int code;
-    const char* sentence;
-  };
-  const Row rows[] = {
-      {"--camera group=3", 2, "\"3\" is no value for \"group\""},
-      {"--camera colour=red", 2, "a camera has no property \"colour\""},
-      {"--camera group=2,model=P-400", 1, "group 2 has no model \"P-400\""},
-      {"--fault lose=2", 1, "the camera can't do \"lose=2\""},
-      {"--password-file /nonexistent", 2, "can't read a password from /nonexistent"},
-      {"--camera address=127.0.1.1 --camera address=127.0.1.1", 1,
-       "can't listen on 127.0.1.1:80: Address already"},
-  };
-  for (const Row& row : rows) {
-    const ProgramResult result = ProgramRun(KOLVEX_CAMERA).Run(row.arguments);
-    EXPECT_EQ(result.exit, row.code) << row.arguments;
-    EXPECT_THAT(result.out + result.err, HasSubstr(row.sentence)) << row.arguments;
+  for (const auto& [arguments, code, sentence] : {
+           std::tuple("--camera group=3", 2, "\"3\" is no value for \"group\""),
+           {"--camera colour=red", 2, "a camera has no property \"colour\""},
+           {"--camera group=2,model=P-400", 1, "group 2 has no model \"P-400\""},
+           {"--fault lose=2", 1, "the camera can't do \"lose=2\""},
+           {"--password-file /nonexistent", 2, "can't read a password from /nonexistent"},
+           {"--camera address=127.0.1.1 --camera address=127.0.1.1", 1,
+            "can't listen on 127.0.1.1:80: Address already"},
+       }) {
+    const ProgramResult result = ProgramRun(KOLVEX_CAMERA).Run(arguments);
+    EXPECT_EQ(result.exit, code) << arguments;
+    EXPECT_THAT(result.err, HasSubstr(sentence)) << arguments;
   }
 }
 
