@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cinttypes>
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
@@ -18,7 +17,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
+#include <unistd.h>
 
 #include "Witness.h"
 #include "soak/Host.h"
@@ -46,26 +45,21 @@ std::array<char, kPassword.size() + 1> inTheClear{};
 void Unveil() { std::ranges::transform(kPassword, inTheClear.begin(), Turned); }
 void Wipe() { explicit_bzero(inTheClear.data(), inTheClear.size()); }
 
-bool IsIn(const char* from, const char* to, std::string_view sought) {
+bool IsIn(std::string_view text, std::string_view sought) {
   const auto same = [](char there, char turned) { return Turned(there) == turned; };
-  return std::search(from, to, sought.begin(), sought.end(), same) != to;
+  return std::search(text.begin(), text.end(), sought.begin(), sought.end(), same) != text.end();
 }
 
-bool IsPasswordIn(const std::string& text) {
-  const char* const end = text.data() + text.size();
-  return IsIn(text.data(), end, kSought) || IsIn(text.data(), end, kSoughtInBase64);
-}
+bool IsPasswordIn(const std::string& text) { return IsIn(text, kSought) || IsIn(text, kSoughtInBase64); }
 
 // The parts of this process's memory in which the password still lies, a line each.
 std::string MemoryWithPassword() {
   std::ifstream maps("/proc/self/maps");
   std::string text;
   for (std::string line; std::getline(maps, line);) {
-    std::uintptr_t from = 0;
-    std::uintptr_t to = 0;
-    if (line.find(" rw-p ") != line.npos &&
-        std::sscanf(line.c_str(), "%" SCNxPTR "-%" SCNxPTR, &from, &to) == 2 &&
-        IsIn(reinterpret_cast<const char*>(from), reinterpret_cast<const char*>(to), kSought)) {
+    const auto from = std::stoull(line, nullptr, 16),
+               to = std::stoull(line.substr(line.find('-') + 1), nullptr, 16);
+    if (line.find(" rw-p ") != line.npos && IsIn({reinterpret_cast<const char*>(from), to - from}, kSought)) {
       text += line + "\n";
     }
   }
@@ -165,10 +159,6 @@ class GuestRun {
     void OnDebugInfo(CDebugInfoIf* info) override {
       log.Add(info->GetText() != nullptr ? info->GetText() : "");
     }
-    void OnQueryFailed(sarnevo::u32, const char* text) override {
-      log.Add(text);
-      queryEnd = 2;
-    }
 
     HostLog& log;
     sarnevo::ipcapture::IIPCaptureDriverEx3* driver = nullptr;
@@ -238,18 +228,6 @@ std::string InheritedBeyond(const std::set<std::string>& known) {
   return text;
 }
 
-// The child's process ends as any does, with the destructors of static objects. -1: it hangs.
-int ExitCodeOfFork() {
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(10);
-    std::exit(7);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 // Descriptors that the host has open to its end, above which the library's own come to lie.
 void OpenDescriptors(rlim_t count) {
   rlimit limit{};
@@ -278,7 +256,8 @@ TEST(Guest, LeavesItsHostAsItWas) {
     run.AwaitAll();
     EXPECT_EQ(HostState(), before) << "while all runs";
     EXPECT_EQ(InheritedBeyond(descriptors), "");
-    EXPECT_EQ(ExitCodeOfFork(), 7);
+    // A fork ends as any process does, with the destructors of static objects, and doesn't hang there.
+    EXPECT_EXIT((alarm(10), std::exit(7)), testing::ExitedWithCode(7), "");
     EXPECT_EQ(std::system("exit 8"), 8 << 8);
     run.AwaitAll();
     run.EndAll();
