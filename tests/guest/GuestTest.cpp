@@ -53,7 +53,7 @@ bool IsIn(std::string_view text, std::string_view sought) {
 bool IsPasswordIn(const std::string& text) { return IsIn(text, kSought) || IsIn(text, kSoughtInBase64); }
 
 // The parts of this process's memory in which the password still lies, a line each.
-std::string MemoryWithPassword() {
+[[maybe_unused]] std::string MemoryWithPassword() {
   std::ifstream maps("/proc/self/maps");
   std::string text;
   for (std::string line; std::getline(maps, line);) {
