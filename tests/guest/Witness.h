@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
 
 namespace kolvex_test {
@@ -14,11 +13,10 @@ class Witness {
   Witness(const Witness&) = delete;
   Witness& operator=(const Witness&) = delete;
 
-  /// What should not have been: a line for each call that changed something, sent so that SIGPIPE could be
-  /// raised, was for another than the cameras, or made a thread that takes the host's signals.
+  /// What should not have been: the name of each function that changed something, sent so that SIGPIPE could be
+  /// raised, was for another than the cameras, or made a thread that takes the host's signals; and a line when
+  /// hardly anything was seen.
   std::string Report() const;
-  std::size_t ThreadsMade() const;
-  std::size_t BytesSent() const;
 };
 
 }  // namespace kolvex_test

@@ -43,7 +43,12 @@ class FakeParams : public contract::IIPDriverParams,
   contract::IIPConnectionInfo* GetConnection() override {
     return Say("GetConnection", hasConnection ? this : nullptr);
   }
-  const char* GetCustomSetting(std::uint32_t index) override;
+  const char* GetCustomSetting(std::uint32_t index) override {
+    const auto found = settings.find(index);
+    handedOut_ = found != settings.end() ? found->second : "";
+    return Say(("GetCustomSetting " + std::to_string(index)).c_str(),
+               found != settings.end() ? handedOut_.c_str() : nullptr);
+  }
 
   const char* GetModel() override { return Say("GetModel", model); }
   std::uint32_t GetChannelCount() override { return Say("GetChannelCount", channels); }
@@ -89,40 +94,48 @@ class FakeVideoParams : public contract::IIPVideoParams,
   std::uint16_t GetWidth() override { return width_; }
   std::uint16_t GetHeight() override { return height_; }
   std::uint16_t GetFrameInterval() override { return interval_; }
-  std::uint16_t GetQuality() override;
+  std::uint16_t GetQuality() override {
+    if (onAsked) {
+      onAsked();
+    }
+    return quality_;
+  }
 
  private:
-  const std::uint16_t width_;
-  const std::uint16_t height_;
-  const std::uint16_t interval_;
-  const std::uint16_t quality_;
+  const std::uint16_t width_, height_, interval_, quality_;
 };
+
+/// The four characters of a frame's code.
+inline std::string FourCCText(std::uint32_t fourCC) {
+  return {static_cast<char>(fourCC), static_cast<char>(fourCC >> 8), static_cast<char>(fourCC >> 16),
+          static_cast<char>(fourCC >> 24)};
+}
 
 /// A frame's data area has exactly the asked size, so that the sanitizers see a write behind it.
 class FakeFrame : public contract::IFrame {
  public:
-  FakeFrame(HostLog& log, std::uint32_t size) : log_(log), data(size) {}
+  FakeFrame(HostLog& log, std::uint32_t size, bool hasData) : data(size), log_(log), hasData_(hasData) {}
 
-  std::uint8_t* GetData() override;
+  std::vector<std::uint8_t> data;
+  std::uint32_t used = 0;
+
+  std::uint8_t* GetData() override {
+    log_.Add("GetData");
+    return hasData_ ? data.data() : nullptr;
+  }
   void SetDataSize(std::uint32_t size) override { Note("SetDataSize", used = size); }
   void Finish() override { log_.Add("Finish"); }
-  void SetFourCC(std::uint32_t fourCC) override;
+  void SetFourCC(std::uint32_t fourCC) override { log_.Add("SetFourCC " + FourCCText(fourCC)); }
   void SetHeight(std::uint32_t height) override { Note("SetHeight", height); }
   void SetWidth(std::uint32_t width) override { Note("SetWidth", width); }
   void SetSizeClass(std::uint32_t sizeClass) override { Note("SetSizeClass", sizeClass); }
 
  private:
-  void Note(const char* name, std::uint32_t value);
+  void Note(const char* name, std::uint32_t value) { log_.Add(name + (" " + std::to_string(value))); }
+
   HostLog& log_;
-
- public:
-  std::vector<std::uint8_t> data;
-  std::uint32_t used = 0;
-  bool hasData = true;
+  const bool hasData_;
 };
-
-/// The four characters of a frame's code.
-std::string FourCCText(std::uint32_t fourCC);
 
 /// Gives out and takes back frames; a frame that comes back twice or was never given is a line of its own.
 class FakeAllocator : public contract::IFrameAllocator {
@@ -134,7 +147,10 @@ class FakeAllocator : public contract::IFrameAllocator {
   std::atomic<bool> refuses{false};
   std::atomic<bool> withoutData{false};
   /// Frames that the library has now.
-  std::size_t Outstanding() const;
+  std::size_t Outstanding() const {
+    const std::lock_guard guard(lock_);
+    return frames_.size();
+  }
 
   contract::IFrame* AllocateFrame(std::uint32_t fourCC, std::uint32_t size, const char* owner) override;
   void ReleaseFrame(contract::IFrame* frame) override;
@@ -152,10 +168,18 @@ class FakeSink : public contract::IFrameSink {
 
   std::function<bool()> onFrame;
   std::function<void()> onNoData;
-  std::vector<std::vector<std::uint8_t>> Frames() const;
+  std::vector<std::vector<std::uint8_t>> Frames() const {
+    const std::lock_guard guard(lock_);
+    return frames_;
+  }
 
   bool OnFrame(contract::IFrame* frame) override;
-  void OnNoData() override;
+  void OnNoData() override {
+    log_.Add("OnNoData" + name_);
+    if (onNoData) {
+      onNoData();
+    }
+  }
 
  private:
   HostLog& log_;
@@ -168,7 +192,13 @@ class FakeDebugSink : public contract::IDebugInfoSink {
  public:
   explicit FakeDebugSink(HostLog& log) : log_(log) {}
   std::function<void()> onDebugInfo;
-  void OnDebugInfo(CDebugInfoIf* info) override;
+  void OnDebugInfo(CDebugInfoIf* info) override {
+    log_.Add("OnDebugInfo " + std::to_string(info->GetLevel()) + " " +
+             (info->GetText() != nullptr ? info->GetText() : "(null)"));
+    if (onDebugInfo) {
+      onDebugInfo();
+    }
+  }
 
  private:
   HostLog& log_;

@@ -1,44 +1,31 @@
 #include "support/ScriptedCamera.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 namespace kolvex_test {
+
+using namespace sarnevo::platform;
 
 namespace {
 
-std::string Word(const std::string& text, std::size_t number) {
-  std::size_t begin = 0;
-  for (; number > 0; --number) {
-    begin = text.find(' ', begin) + 1;
-  }
-  return text.substr(begin, text.find_first_of(" \r", begin) - begin);
-}
-
+// What stands behind a mark, up to the next space or the end of the line.
 std::string Behind(const std::string& text, const std::string& mark) {
   const std::size_t begin = text.find(mark);
-  return begin == std::string::npos
-             ? ""
-             : text.substr(begin + mark.size(), text.find('\r', begin) - begin - mark.size());
+  return begin == text.npos ? ""
+                            : text.substr(begin + mark.size(),
+                                          text.find_first_of(" \r", begin + mark.size()) - begin - mark.size());
 }
+
+std::string Method(const std::string& request) { return request.substr(0, request.find(' ')); }
 
 }  // namespace
 
 ScriptedCamera::ScriptedCamera(int group, std::string address, bool speaksRtsp)
     : group_(group),
       address_(std::move(address)),
-      socket_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
+      socket_(Socket::CreateUdp()),
       http_([this](Connection& connection) { ServeHttp(connection); }, Address()) {
   if (speaksRtsp) {
     rtsp_.emplace([this](Connection& connection) { ServeRtsp(connection); }, Address(), 554);
   }
-}
-
-ScriptedCamera::~ScriptedCamera() {
-  StopSending();
-  close(socket_);
 }
 
 void ScriptedCamera::ServeHttp(Connection& connection) {
@@ -46,7 +33,7 @@ void ScriptedCamera::ServeHttp(Connection& connection) {
   if (request.empty()) {
     return;
   }
-  log.Add("GET " + Word(request, 1));
+  log.Add("GET " + Behind(request, "GET "));
   if (!onHttp || !onHttp(connection, request)) {
     connection.Send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nret=200\r\n");
   }
@@ -54,7 +41,7 @@ void ScriptedCamera::ServeHttp(Connection& connection) {
 
 void ScriptedCamera::ServeRtsp(Connection& connection) {
   for (std::string request = connection.ReadHead(); !request.empty(); request = connection.ReadHead()) {
-    const std::string method = Word(request, 0);
+    const std::string method = Method(request);
     const std::string ports = Behind(request, "client_port=");
     if (method == "SETUP") {
       rtpPort_ = static_cast<std::uint16_t>(std::stoi(ports));
@@ -67,21 +54,18 @@ void ScriptedCamera::ServeRtsp(Connection& connection) {
 }
 
 std::string ScriptedCamera::Reply(const std::string& request) const {
-  const std::string method = Word(request, 0);
+  const std::string method = Method(request);
   std::string reply = "RTSP/1.0 200 OK\r\nCSeq: " + Behind(request, "CSeq: ") + "\r\n";
-  if (group_ == 2) {
-    reply += "Server: camera\r\n";
-  }
+  reply += group_ == 2 ? "Server: camera\r\n" : "";
   if (method == "DESCRIBE") {
-    reply +=
-        "Content-Base: rtsp://camera/\r\nContent-Type: application/sdp\r\nContent-Length: 5\r\n\r\nv=0\r\n";
-  } else if (method == "SETUP") {
-    reply += "Transport: RTP/AVP;unicast;client_port=" + Behind(request, "client_port=") +
-             ";server_port=6970-6971\r\nSession: 12345\r\n\r\n";
-  } else {
-    reply += method == "TEARDOWN" ? "\r\n" : "Session: 12345\r\n\r\n";
+    return reply +
+           "Content-Base: rtsp://camera/\r\nContent-Type: application/sdp\r\nContent-Length: 5\r\n\r\nv=0\r\n";
   }
-  return reply;
+  if (method == "SETUP") {
+    reply += "Transport: RTP/AVP;unicast;client_port=" + Behind(request, "client_port=") +
+             ";server_port=6970-6971\r\n";
+  }
+  return reply + (method == "TEARDOWN" ? "\r\n" : "Session: 12345\r\n\r\n");
 }
 
 void ScriptedCamera::Send(std::uint16_t sequence, bool marker, const Payload& payload) {
@@ -89,11 +73,7 @@ void ScriptedCamera::Send(std::uint16_t sequence, bool marker, const Payload& pa
                  static_cast<std::uint8_t>(sequence >> 8), static_cast<std::uint8_t>(sequence)};
   packet.resize(12);
   packet.insert(packet.end(), payload.begin(), payload.end());
-  sockaddr_in peer{};
-  peer.sin_family = AF_INET;
-  peer.sin_port = htons(rtpPort_);
-  inet_pton(AF_INET, "127.0.0.1", &peer.sin_addr);
-  sendto(socket_, packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr*>(&peer), sizeof(peer));
+  socket_.SendTo(packet, *SocketAddress::Parse("127.0.0.1", rtpPort_));
 }
 
 void ScriptedCamera::StartSending(Payload payload) {

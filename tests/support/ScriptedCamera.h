@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/Socket.h"
 #include "support/HostLog.h"
 #include "support/ScriptedServer.h"
 
@@ -27,7 +28,7 @@ class ScriptedCamera {
 
   /// @param speaksRtsp  false leaves port 554 to somebody else
   explicit ScriptedCamera(int group, std::string address = "127.0.0.1", bool speaksRtsp = true);
-  ~ScriptedCamera();
+  ~ScriptedCamera() { StopSending(); }
 
   const char* Address() const { return address_.c_str(); }
   std::uint16_t HttpPort() const { return http_.Port(); }
@@ -51,7 +52,7 @@ class ScriptedCamera {
 
   const int group_;
   const std::string address_;
-  const int socket_;
+  sarnevo::platform::Socket socket_;
   std::atomic<std::uint16_t> rtpPort_{0};
   std::thread sender_;
   std::atomic<bool> sending_{false};

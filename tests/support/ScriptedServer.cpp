@@ -1,38 +1,37 @@
 #include "support/ScriptedServer.h"
 
-#include <arpa/inet.h>
-#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <future>
+#include <list>
+#include <memory>
 #include <stdexcept>
+
+#include "platform/SocketAddress.h"
 
 namespace kolvex_test {
 
 namespace {
 
-sockaddr_in Address(const char* address, std::uint16_t port) {
-  sockaddr_in result{};
-  result.sin_family = AF_INET;
-  result.sin_port = htons(port);
-  inet_pton(AF_INET, address, &result.sin_addr);
-  return result;
-}
+using sarnevo::platform::SocketAddress;
+
+const sockaddr* Bare(const SocketAddress& address) { return reinterpret_cast<const sockaddr*>(address.Get()); }
 
 int Listen(const char* address, std::uint16_t& port, int backlog) {
   const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const int on = 1;
   setsockopt(descriptor, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
-  sockaddr_in local = Address(address, port);
-  socklen_t size = sizeof(local);
-  if (bind(descriptor, reinterpret_cast<sockaddr*>(&local), size) != 0 || listen(descriptor, backlog) != 0 ||
-      getsockname(descriptor, reinterpret_cast<sockaddr*>(&local), &size) != 0) {
+  SocketAddress local = *SocketAddress::Parse(address, port);
+  socklen_t size = sizeof(sockaddr_in);
+  if (bind(descriptor, Bare(local), size) != 0 || listen(descriptor, backlog) != 0 ||
+      getsockname(descriptor, reinterpret_cast<sockaddr*>(local.Get()), &size) != 0) {
     close(descriptor);
     throw std::runtime_error("the test server can't listen");
   }
-  port = ntohs(local.sin_port);
+  port = local.Port();
   return descriptor;
 }
 
@@ -50,24 +49,15 @@ std::string ScriptedServer::Connection::ReadHead() {
 }
 
 bool ScriptedServer::Connection::Send(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t sent = send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (sent <= 0) {
-      return false;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(sent));
-  }
-  return true;
+  // It blocks until all is on its way.
+  return send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
 }
 
 bool ScriptedServer::Connection::Drip(std::string_view bytes, std::chrono::milliseconds pause) {
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    if (!Send(bytes.substr(i, 1))) {
-      return false;
-    }
+  for (; !bytes.empty() && Send(bytes.substr(0, 1)); bytes.remove_prefix(1)) {
     std::this_thread::sleep_for(pause);
   }
-  return true;
+  return bytes.empty();
 }
 
 void ScriptedServer::Connection::WaitForEnd() {
@@ -84,31 +74,34 @@ void ScriptedServer::Connection::Reset() {
 void ScriptedServer::Connection::Shutdown() { shutdown(descriptor_, SHUT_RDWR); }
 
 ScriptedServer::ScriptedServer(Script script, const char* address, std::uint16_t port)
-    : script_(std::move(script)), port_(port) {
-  listener_ = Listen(address, port_, 64);
-  accepting_ = std::thread([this] { Accept(); });
-}
+    : script_(std::move(script)),
+      port_(port),
+      listener_(Listen(address, port_, 64)),
+      accepting_([this] { Accept(); }) {}
 
 void ScriptedServer::Accept() {
-  for (;;) {
-    const int descriptor = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-    if (descriptor < 0) {
-      return;
-    }
+  struct Running {
+    std::weak_ptr<Connection> connection;
+    std::future<void> end;
+  };
+  std::list<Running> all;
+  for (int descriptor = -1; (descriptor = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
     const int on = 1;
     setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+    all.remove_if([](const Running& one) {
+      return one.end.wait_for(std::chrono::seconds(0)) != std::future_status::timeout;
+    });
     auto connection = std::make_shared<Connection>(descriptor, count_++);
-    {
-      const std::lock_guard guard(lock_);
-      open_.push_back(connection);
-    }
-    std::thread([this, connection = std::move(connection)]() mutable {
+    all.push_back({connection, {}});
+    all.back().end = std::async(std::launch::async, [this, connection = std::move(connection)]() mutable {
       script_(*connection);
-      const std::lock_guard guard(lock_);
-      std::erase(open_, connection);
       connection.reset();
-      ended_.notify_all();
-    }).detach();
+    });
+  }
+  for (const Running& one : all) {
+    if (const auto connection = one.connection.lock()) {
+      connection->Shutdown();
+    }
   }
 }
 
@@ -116,11 +109,6 @@ ScriptedServer::~ScriptedServer() {
   shutdown(listener_, SHUT_RDWR);
   accepting_.join();
   close(listener_);
-  std::unique_lock guard(lock_);
-  for (const auto& connection : open_) {
-    connection->Shutdown();
-  }
-  ended_.wait(guard, [this] { return open_.empty(); });
 }
 
 HttpReplies::HttpReplies(std::function<std::string(const std::string&)> reply, const char* address)
@@ -145,10 +133,8 @@ Blackhole::Blackhole(const char* address, std::uint16_t port) : port_(port) {
   descriptors_.push_back(Listen(address, port_, 0));
   // The queue takes one more than it is told; the others stay on their way.
   for (int i = 0; i < 4; ++i) {
-    const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    const sockaddr_in peer = Address(address, port_);
-    static_cast<void>(connect(descriptor, reinterpret_cast<const sockaddr*>(&peer), sizeof(peer)));
-    descriptors_.push_back(descriptor);
+    descriptors_.push_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    connect(descriptors_.back(), Bare(*SocketAddress::Parse(address, port_)), sizeof(sockaddr_in));
   }
 }
 

@@ -2,10 +2,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -53,12 +51,9 @@ class ScriptedServer {
   void Accept();
 
   const Script script_;
-  int listener_ = -1;
-  std::uint16_t port_ = 0;
+  std::uint16_t port_;
+  const int listener_;
   std::atomic<std::size_t> count_{0};
-  std::mutex lock_;
-  std::vector<std::shared_ptr<Connection>> open_;  // under lock_
-  std::condition_variable ended_;                  // a connection has left open_
   std::thread accepting_;
 };
 

@@ -1,21 +1,22 @@
 #pragma once
 
-#include <cstdlib>
-#include <string>
+#include <stdlib.h>
 
+#include "simcam/CameraFarm.h"
 #include "support/ProgramRun.h"
 
 namespace kolvex_test {
 
-using HostResult = ProgramResult;
-
-/// kolvex-host with the test's driver as its library.
+/// kolvex-host with the library beside it, in a folder of its own where it may leave files, with the credentials
+/// of the simulated cameras in its environment.
 class HostRun : public ProgramRun {
  public:
-  HostRun() : ProgramRun(KOLVEX_HOST, "--library " FAKE_DRIVER) { setenv("FAKE_DRIVER_LOG", "driver.log", 1); }
-
-  /// The calls that the fake driver was given.
-  std::string DriverLog() const { return Read("driver.log"); }
+  HostRun() : ProgramRun("./kolvex-host") {
+    std::filesystem::copy_file(KOLVEX_HOST, Folder() / "kolvex-host");
+    std::filesystem::create_symlink(KOLVEX_LIBRARY, Folder() / "libkolvexipcapture.so");
+    setenv("KOLVEX_USER", "admin", 1);
+    setenv("KOLVEX_PASSWORD", "kolvex", 1);
+  }
 };
 
 }  // namespace kolvex_test
