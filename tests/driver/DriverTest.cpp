@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <optional>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "platform/HostProcess.h"
 #include "platform/Thread.h"
@@ -15,26 +17,8 @@
 namespace sarnevo {
 namespace {
 
-using kolvex_test::FakeAllocator;
-using kolvex_test::FakeDebugSink;
-using kolvex_test::FakeParams;
-using kolvex_test::HostLog;
-
-// The host's core library, of a given version, beside the test program for as long as the object lives.
-class CoreLibrary {
- public:
-  CoreLibrary(u16 major, u16 minor) : path_(platform::HostExecutableFolder().value() + "/ovanhost.dll") {
-    platform::Image image(true);
-    image.Put16(platform::kFixed + 18, major).Put16(platform::kFixed + 16, minor);
-    std::ofstream(path_, std::ios::binary)
-        .write(reinterpret_cast<const char*>(image.Bytes().data()),
-               static_cast<std::streamsize>(image.Bytes().size()));
-  }
-  ~CoreLibrary() { std::filesystem::remove(path_); }
-
- private:
-  const std::string path_;
-};
+using namespace std::chrono_literals;
+using namespace kolvex_test;
 
 class DriverTest : public testing::Test {
  protected:
@@ -47,6 +31,8 @@ class DriverTest : public testing::Test {
 };
 
 TEST_F(DriverTest, OpenAsksTheHostInAFixedOrder) {
+  params.settings = {{2, "1"},    {3, "1"},   {4, "16"},        {5, "4"},
+                     {6, "3000"}, {7, "256"}, {8, "256,512,e"}, {9, "00:11"}};
   ASSERT_TRUE(driver.Open(&sink, &allocator, &params));
   EXPECT_EQ(questions.Text(),
             "GetCustomSetting 1\n"
@@ -60,17 +46,10 @@ TEST_F(DriverTest, OpenAsksTheHostInAFixedOrder) {
   EXPECT_EQ(log.Text(),
             "OnDebugInfo 3 DRIVER IS OPENED (name: NewKolvexIPCapture, device model: KX-1, "
             "address: 127.0.0.1:80)\n");
-}
-
-TEST_F(DriverTest, TakesEachSettingForItsOwnField) {
-  params.settings = {{2, "1"},    {3, "1"},   {4, "16"},        {5, "4"},
-                     {6, "3000"}, {7, "256"}, {8, "256,512,e"}, {9, "00:11"}};
-  ASSERT_TRUE(driver.Open(&sink, &allocator, &params));
   const CQualitySettings& quality = driver.GetQualitySettings();
-  EXPECT_EQ(quality.maxQualityJPEG, 16);
-  EXPECT_EQ(quality.minQualityJPEG, 4);
-  EXPECT_EQ(quality.maxQualityMPEG, 3000);
-  EXPECT_EQ(quality.minQualityMPEG, 256);
+  EXPECT_EQ((std::vector{quality.maxQualityJPEG, quality.minQualityJPEG, quality.maxQualityMPEG,
+                         quality.minQualityMPEG}),
+            (std::vector{16, 4, 3000, 256}));
   EXPECT_EQ(quality.bitrates, (std::vector<i32>{256, 512}));
   EXPECT_EQ(driver.GetMacAddress(), "00:11");
   EXPECT_EQ(driver.GetVideoStandard(), VideoStandardPAL);
@@ -78,10 +57,10 @@ TEST_F(DriverTest, TakesEachSettingForItsOwnField) {
   EXPECT_EQ(driver.GetVideoCapture(), driver.GetVideoCaptureEx());
   EXPECT_EQ(driver.GetCaptureIO(), nullptr);
 
-  CKolvexIPCaptureDriver group2;
   params.settings[2] = "2";
   params.settings[3] = "0";
   questions.Clear();
+  CKolvexIPCaptureDriver group2;
   ASSERT_TRUE(group2.Open(&sink, &allocator, &params));
   EXPECT_EQ(questions.Count("GetCustomSetting"), 3U) << "the others are group 1's";
   EXPECT_EQ(group2.GetVideoStandard(), VideoStandardNTSC);
@@ -95,29 +74,44 @@ TEST_F(DriverTest, SettingsDecideWhetherItOpens) {
     u32 timeout;
     bool hasVideo;
   } rows[] = {
-      {{{1, "700"}, {2, "1"}, {3, "1"}}, true, 700, true},
-      {{{2, "1"}, {3, "1"}}, true, 5000, true},
-      {{{1, "0"}, {2, "1"}, {3, "1"}}, true, 5000, true},
-      {{{1, "-1"}, {2, "1"}, {3, "1"}}, true, 5000, true},
-      {{{1, "99999999999"}, {2, "1"}, {3, "1"}}, true, 2147483647, true},
-      {{{1, "1"}, {3, "1"}}, false, 1, false},
-      {{{2, "3"}, {3, "1"}}, false, 5000, false},
-      {{{2, "2"}}, false, 5000, true},
+      {{{1, "700"}, {2, "1"}, {3, "1"}}, true, 700, true}, {{{2, "1"}, {3, "1"}}, true, 5000, true},
+      {{{1, "0"}, {2, "1"}, {3, "1"}}, true, 5000, true},  {{{1, "1"}, {3, "1"}}, false, 1, false},
+      {{{2, "3"}, {3, "1"}}, false, 5000, false},          {{{2, "2"}}, false, 5000, true},
       {{{2, "2"}, {3, "PAL"}}, true, 5000, true},
-      {{}, false, 5000, false},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::PrintToString(row.settings));
-    CKolvexIPCaptureDriver own;
     log.Clear();
     params.settings = row.settings;
-    EXPECT_EQ(own.Open(&sink, &allocator, &params), row.opens);
-    EXPECT_EQ(own.GetNetworkTimeout(), row.timeout);
-    EXPECT_EQ(own.GetVideoCapture() != nullptr, row.hasVideo);
+    EXPECT_EQ(driver.Open(&sink, &allocator, &params), row.opens);
+    EXPECT_EQ(driver.GetNetworkTimeout(), row.timeout);
+    EXPECT_EQ(driver.GetVideoCapture() != nullptr, row.hasVideo);
     EXPECT_EQ(log.Text().empty(), !row.opens);  // a failure sends no message
-    own.Close();
-    EXPECT_EQ(own.GetVideoCapture(), nullptr);
+    driver.Close();
+    EXPECT_EQ(driver.GetVideoCapture(), nullptr);
   }
+}
+
+TEST(BitrateList, CountsNumbersBehindWhichACommaStands) {
+  const std::pair<std::string, std::vector<i32>> rows[] = {
+      {"256,512", {256}},    // the last one is lost
+      {"256,e512,", {256}},  // the letter ends it
+      {"", {}},
+      {",x,7y,-3,+5,+-5,", {0, 0, 7, -3, 5, 0}},
+      {" \t\r\n900 , 0100 ,", {900, 100}},  // not sorted
+      {"2147483648,-2147483649," + std::string(10'000, '9') + ",", {2147483647, INT32_MIN, 2147483647}},
+  };
+  for (const auto& [text, bitrates] : rows) {
+    EXPECT_EQ(ParseBitrateList(text), bitrates) << text;
+  }
+}
+
+TEST_F(DriverTest, HasTheTimesThatCamerasNeedAndHostsExpect) {
+  const ChannelTiming& timing = driver.GetChannelTiming();
+  const std::vector times{
+      timing.streamPass,    timing.pause,       timing.receiveTimeout, timing.startingReceiveTimeout,
+      timing.packetTimeout, timing.rtspReceive, timing.rtspConnectStep};
+  EXPECT_EQ(times, (std::vector{1000ms, 3000ms, 5000ms, 10'000ms, 5000ms, 2000ms, 100ms}));
 }
 
 TEST_F(DriverTest, TakesNullAndThrowingHostsForEmptyOnes) {
@@ -128,14 +122,13 @@ TEST_F(DriverTest, TakesNullAndThrowingHostsForEmptyOnes) {
   ASSERT_TRUE(driver.Open(&sink, nullptr, &thrower));
   EXPECT_EQ(driver.GetDeviceModel() + std::to_string(driver.GetPort()), "0");
 
-  CKolvexIPCaptureDriver second;
   params.model = params.address = params.user = params.password = nullptr;
-  ASSERT_TRUE(second.Open(nullptr, nullptr, &params));
-  EXPECT_EQ(second.GetAddress() + second.GetUserName() + second.GetPassword() + second.GetDeviceModel(), "");
+  ASSERT_TRUE(driver.Open(nullptr, nullptr, &params));
+  EXPECT_EQ(driver.GetAddress() + driver.GetUserName() + driver.GetPassword() + driver.GetDeviceModel(), "");
 
   params.hasDevice = params.hasConnection = false;
-  ASSERT_TRUE(CKolvexIPCaptureDriver().Open(&sink, &allocator, &params));
-  EXPECT_FALSE(CKolvexIPCaptureDriver().Open(&sink, &allocator, nullptr));
+  EXPECT_TRUE(driver.Open(&sink, &allocator, &params));
+  EXPECT_FALSE(driver.Open(&sink, &allocator, nullptr));
 }
 
 TEST_F(DriverTest, LevelsReachTheHostByItsAge) {
@@ -148,15 +141,17 @@ TEST_F(DriverTest, LevelsReachTheHostByItsAge) {
       {0, 0, 1, 1},  {0, 0, 3, 3},  {0, 0, 4, 0},     {0, 0, 0x14, 4}, {5, 12, 3, 3}, {5, 11, 3, 2},
       {5, 11, 1, 1}, {5, 11, 4, 0}, {5, 11, 0x13, 3}, {4, 99, 3, 2},   {6, 0, 3, 3},
   };
+  const std::string library = *platform::HostExecutableFolder() + "/ovanhost.dll";
   for (const auto& row : rows) {
-    std::optional<CoreLibrary> library;
     if (row.major != 0) {
-      library.emplace(row.major, row.minor);
+      platform::Image image(true);
+      image.Put16(platform::kFixed + 18, row.major).Put16(platform::kFixed + 16, row.minor);
+      std::ofstream(library, std::ios::binary) << std::string(image.Bytes().begin(), image.Bytes().end());
     }
-    CKolvexIPCaptureDriver own;
-    ASSERT_TRUE(own.Open(&sink, &allocator, &params));
+    ASSERT_TRUE(driver.Open(&sink, &allocator, &params));
+    std::filesystem::remove(library);
     log.Clear();
-    own.DebugMessage(row.level, "text %d", 7);
+    driver.DebugMessage(row.level, "text %d", 7);
     EXPECT_EQ(log.Text(), row.seen != 0 ? "OnDebugInfo " + std::to_string(row.seen) + " text 7\n" : "")
         << row.level << " in " << row.major << '.' << row.minor;
   }
@@ -173,20 +168,16 @@ TEST_F(DriverTest, MessagesOfAnyLengthArriveWholeAndAnEmptyOneAsNull) {
   driver.DebugMessage(1, "%s: 100%% %s", "name", "of it");
   EXPECT_EQ(log.Text(),
             "OnDebugInfo 1 " + longText + "\nOnDebugInfo 1 (null)\nOnDebugInfo 1 name: 100% of it\n");
-}
-
-// What the message holds must not stay behind when the sink's host ends the thread that wrote it.
-TEST_F(DriverTest, AMessageWhoseThreadIsGivenUpInTheSinkLeavesNothingBehind) {
-  ASSERT_TRUE(driver.Open(&sink, &allocator, &params));
+  // What the message holds must not stay behind when the sink's host ends the thread that wrote it.
   sink.onDebugInfo = [] { EXPECT_TRUE(platform::current_thread::Abandon()); };
   bool cameBack = false;
   platform::Thread thread;
   ASSERT_TRUE(thread.Start("writer", [&] {
-    driver.DebugMessage(1, "%s", "a text on the heap");
+    driver.DebugMessage(1, "%s", longText.c_str());
     cameBack = true;
   }));
-  EXPECT_TRUE(log.WaitFor("OnDebugInfo 1 a text"));
   EXPECT_EQ(thread.Wait(), platform::WaitResult::Signalled);
+  EXPECT_EQ(log.Count("OnDebugInfo 1 xxx"), 2U);
   EXPECT_FALSE(cameBack);
 }
 

@@ -3,9 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "ptz/PtzFixture.h"
@@ -13,66 +11,88 @@
 namespace sarnevo {
 namespace {
 
-using kolvex_test::Current;
-using kolvex_test::PtzFixture;
-using kolvex_test::Take;
+using namespace kolvex_test;
 using Control = IIPPTZApiEx;
 
-// In front of a movement the lens goes back to automatic, focus first.
-TEST(CPTZControl, MovesAndForgetsWhereTheCameraStood) {
+// In order: in front of a movement the lens goes back to automatic, focus first.
+TEST(CPTZControl, SendsTheseFramesAndForgetsWhereTheCameraStood) {
   struct Row {
     const char* name;
     i32 (*call)(Control&);
-    i32 result;
-    const char* requests[2];  // protocol 1 and 2
-    bool forgets;             // protocol 2; protocol 1 never does
+    std::string threeByte;
+    std::string pelcoD;
+    std::string current;  // behind it; empty: Pelco-D doesn't know, while the other one never forgets
   };
-  constexpr Row kRows[] = {
-      {"move", [](Control& c) { return c.StartMove(0, 1); }, 1, {"010280\n", "FF010004040009\n"}, true},
-      {"too fast", [](Control& c) { return c.StartMove(0, 17); }, -3, {"", ""}, false},
-      {"below 0", [](Control& c) { return c.StartMove(0, -1); }, -3, {"", ""}, false},
-      {"speed 0 only forgets", [](Control& c) { return c.StartMove(0, 0); }, 1, {"", ""}, true},
-      {"zoom out", [](Control& c) { return c.ZoomOut(16); }, 1, {"0120FF\n", "FF010040000041\n"}, true},
-      {"center", [](Control& c) { return c.Center(1, 2, 3); }, 1, {"", ""}, true},
-      {"unzoom", [](Control& c) { return c.Unzoom(1); }, 1, {"", ""}, true},
-      {"area zoom", [](Control& c) { return c.AreaZoom(1, 2, 3, 4); }, 1, {"", ""}, true},
-      {"far", [](Control& c) { return c.FocusFar(9); }, 1, {"0140FF\n", "FF010080000081\n"}, true},
-      {"focus stop", [](Control& c) { return c.FocusNear(0); }, 1, {"0100FF\n", "FF010027000028\n"}, true},
-      {"stop", [](Control& c) { return c.StopMove(); }, 1, {"0100FF\n", "FF010000000001\n"}, false},
-      {"zoom, focus manual",
-       [](Control& c) { return c.ZoomIn(1); },
-       1,
-       {"0100D5\n0110FF\n", "FF01002B00002C\nFF010020000021\n"},
-       true},
-      {"open", [](Control& c) { return c.IrisOpen(1); }, 1, {"010000\n", "FF010200000003\n"}, true},
-      {"close", [](Control& c) { return c.IrisClose(1); }, 1, {"010001\n", "FF010400000005\n"}, true},
-      {"iris stop", [](Control& c) { return c.IrisOpen(0); }, 1, {"0100FF\n", "FF010000000001\n"}, true},
-      {"near", [](Control& c) { return c.FocusNear(1); }, 1, {"0180FF\n", "FF010100000002\n"}, true},
-      {"no direction, all manual",
-       [](Control& c) { return c.StartMove(12, 5); },
-       1,
-       {"0100D5\n0100D4\n01\n", "FF01002B00002C\nFF01002D00002E\nFF010000000001\n"},
-       true},
-      {"again", [](Control& c) { return c.StartMove(12, 5); }, 1, {"01\n", "FF010000000001\n"}, true},
-      {"a value", [](Control& c) { return i32(10 * c.CheckValue(7) + c.CheckValue(0)); }, 10, {"", ""}, false},
-      {"availability", [](Control& c) { return i32(c.IsPTZAvailable()); }, 1, {"", ""}, false},
+  const Row rows[] = {
+      {"left", [](Control& c) { return c.StartMove(0, 8); }, "010283", "FF010004200025", ""},
+      {"right", [](Control& c) { return c.StartMove(1, 8); }, "010183", "FF010002200023", ""},
+      {"up", [](Control& c) { return c.StartMove(2, 8); }, "010498", "FF010008002029", ""},
+      {"down", [](Control& c) { return c.StartMove(3, 8); }, "010898", "FF010010002031", ""},
+      {"left and up", [](Control& c) { return c.StartMove(4, 8); }, "01069b", "FF01000C20204D", ""},
+      {"right and up", [](Control& c) { return c.StartMove(5, 8); }, "01059b", "FF01000A20204B", ""},
+      {"left and down", [](Control& c) { return c.StartMove(6, 8); }, "010A9b", "FF010014202055", ""},
+      {"right and down", [](Control& c) { return c.StartMove(7, 8); }, "01099b", "FF010012202053", ""},
+      {"slowest", [](Control& c) { return c.StartMove(0, 1); }, "010280", "FF010004040009", ""},
+      {"fastest diagonal", [](Control& c) { return c.StartMove(4, 16); }, "0106bf", "FF01000C40408D", ""},
+      {"zoom out", [](Control& c) { return c.ZoomOut(16); }, "0120FF", "FF010040000041", ""},
+      {"speed 0 only forgets", [](Control& c) { return c.StartMove(0, 0); }, "", "", ""},
+      {"center", [](Control& c) { return c.Center(1, 2, 3); }, "", "", ""},
+      {"zooms", [](Control& c) { return std::min(c.Unzoom(1), c.AreaZoom(1, 2, 3, 4)); }, "", "", ""},
+      {"far", [](Control& c) { return c.FocusFar(9); }, "0140FF", "FF010080000081", ""},
+      {"focus stop", [](Control& c) { return c.FocusNear(0); }, "0100FF", "FF010027000028", ""},
+      {"stop", [](Control& c) { return c.StopMove(); }, "0100FF", "FF010000000001", "a"},
+      {"zoom in, focus manual", [](Control& c) { return c.ZoomIn(1); }, "0100D5\n0110FF",
+       "FF01002B00002C\nFF010020000021", ""},
+      {"open", [](Control& c) { return c.IrisOpen(1); }, "010000", "FF010200000003", ""},
+      {"close", [](Control& c) { return c.IrisClose(1); }, "010001", "FF010400000005", ""},
+      {"iris stop", [](Control& c) { return c.IrisOpen(0); }, "0100FF", "FF010000000001", ""},
+      {"near", [](Control& c) { return c.FocusNear(1); }, "0180FF", "FF010100000002", ""},
+      {"no direction, all manual", [](Control& c) { return c.StartMove(12, 5); }, "0100D5\n0100D4\n01",
+       "FF01002B00002C\nFF01002D00002E\nFF010000000001", ""},
+      {"again", [](Control& c) { return c.StartMove(12, 5); }, "01", "FF010000000001", ""},
+      {"to slot 31", [](Control& c) { return c.SelectPreposition(0, "z"); }, "411f00", "FF010007002028", "z"},
+      {"a slot that Pelco-D lacks", [](Control& c) { return c.SelectPreposition(0, "far"); }, "413f00",
+       "FF010000000001", "far"},
+      {"back to slot 0",
+       [](Control& c) { return c.SelectPreposition(0, "z") == 1 ? c.SelectPreposition(0, "a") : 0; },
+       "411f00\n410000", "FF010007002028\nFF010007000109", "a"},
+      {"store", [](Control& c) { return c.StartMove(0, 0) == 1 ? c.AddPreposition("new") : 0; }, "810570",
+       "FF010003000206", "new"},
   };
-  for (const std::size_t protocol : {0, 1}) {
-    PtzFixture fixture(protocol == 0 ? "1" : "2");
+  for (const bool fixed : {true, false}) {
+    PtzFixture fixture(fixed ? "1" : "2");
+    CXMLPrepositionReader file("Kolvex", fixture.folder.Path());
+    file.Open("Kolvex_00:11:22:aB.preset", false);
+    ASSERT_TRUE(file.Write(0, 0, {L"a", 0}) && file.Write(0, 5, {L"far", 63}) &&
+                file.Write(0, 31, {L"z", 31}) && file.Write(0, 63, {L"far", 63}));
     Control& control = fixture.Control();
-    ASSERT_EQ(control.AddPreposition("a"), 1);
-    const std::string stop = protocol == 0 ? "0100FF\n" : "FF010000000001\n";
-    for (const Row& row : kRows) {
+    EXPECT_EQ(control.SelectPreposition(0, "a"), 1);
+    for (const Row& row : rows) {
       fixture.camera.requests.Clear();
-      EXPECT_EQ(row.call(control), row.result) << row.name;
-      EXPECT_EQ(Current(control), row.forgets && protocol == 1 ? "-23" : "a") << row.name;
+      EXPECT_EQ(row.call(control), 1) << row.name;
+      const std::string current = fixed ? "a" : "-23";
+      EXPECT_EQ(Current(control), !row.current.empty() ? row.current : current) << row.name;
       // The stop behind it shows that nothing else went out.
       ASSERT_EQ(control.StopMove(), 1);
-      const std::string expected = row.requests[protocol] + stop;
-      const auto lines = static_cast<std::size_t>(std::count(expected.begin(), expected.end(), '\n'));
+      const std::string frames = fixed ? row.threeByte : row.pelcoD;
+      const std::string expected =
+          frames + (frames.empty() ? "" : "\n") + (fixed ? "0100FF\n" : "FF010000000001\n");
+      const auto lines = static_cast<std::size_t>(std::ranges::count(expected, '\n'));
       EXPECT_EQ(Take(fixture.camera.requests, lines), expected) << row.name;
-      EXPECT_EQ(control.SelectPreposition(0, "a"), 1) << row.name;
+      control.SelectPreposition(0, "a");
     }
+    fixture.camera.requests.Clear();
+    EXPECT_EQ(control.DeletePreposition("new"), 1);
+    EXPECT_EQ(fixture.camera.requests.Text(), fixed ? "01FFF5\n" : "FF010005000208\n");
+    EXPECT_EQ(control.StartMove(0, 17) + control.StartMove(0, -1), -6);
+    EXPECT_EQ(control.IsPTZAvailable() + control.CheckValue(7), 2U);
+    EXPECT_EQ(control.CheckValue(0), 0U);
+    CPtzCapabilities record;
+    std::ranges::fill(record.words, 99);
+    EXPECT_EQ(control.GetCapabilities(&record), 1);
+    const std::vector<u32> words{99, 1, 1, 1, 1, 1, 0, fixed ? 65U : 33U, fixed ? 64U : 3U, 0, 0, 0, 0, 0};
+    EXPECT_EQ(std::vector<u32>(std::begin(record.words), std::end(record.words)), words);
+    EXPECT_EQ(control.GetCapabilities(nullptr), -3);
     EXPECT_EQ(fixture.messages.Count("OnDebugInfo 1"), 0U);
   }
 }
@@ -96,40 +116,47 @@ TEST(CPTZControl, HandsNamesOutWholeOrNotAtAll) {
   EXPECT_EQ(control.GetPrepositionName(0xFFFFFFFF, nullptr, 0), -23);
 }
 
-// By what adding, selecting and deleting give. Nothing of it reaches list or camera.
-TEST(CPTZControl, RefusesWhatIsNoName) {
-  const std::pair<const char*, std::array<i32, 3>> rows[] = {
-      {nullptr, {-3, -3, -3}},        {"", {-3, -23, -23}},    {"a'b", {-3, -23, -23}},
-      {"a\x01", {-3, -23, -23}},      {"a\xFF", {-3, -3, -3}}, {"a\xC3", {-3, -3, -3}},
-      {"a\xED\xA0\x80", {-3, -3, -3}}};
+// What the host hears of names; list, camera and file are in an operator's day. Nothing refused reaches those.
+TEST(CPTZControl, TellsOfRenamesAndOfNamesThatItRefuses) {
   PtzFixture fixture("2");
   Control& control = fixture.Control();
-  for (const auto& [text, results] : rows) {
-    const std::array<i32, 3> found{control.AddPreposition(text), control.SelectPreposition(0, text),
-                                   control.DeletePreposition(text)};
-    EXPECT_EQ(found, results) << (text != nullptr ? text : "null");
+  const std::string add = "OnDebugInfo 1 sarnevo::CPrepositionList::AddPreposition: A preposition \"";
+  const std::string notUtf8 =
+      "OnDebugInfo 1 sarnevo::CPTZControl::AddPreposition: the name of the "
+      "preposition is not UTF-8\n";
+  for (const char* const name :
+       {"", "it's", "&", "!", "<", ">", "\"", "a\x01", "\xFF", "a\xC3", "\xED\xA0\x80"}) {
+    const bool isText = static_cast<unsigned char>(*name) < 0x80 && name != std::string("a\xC3");
+    EXPECT_EQ(control.AddPreposition(name), -3);
+    EXPECT_EQ(Take(fixture.messages),
+              isText ? add + name + "\" cannot be added - the name is invalid.\n" : notUtf8);
+    EXPECT_EQ(control.SelectPreposition(0, name), isText ? -23 : -3) << name;
+    EXPECT_EQ(control.DeletePreposition(name), isText ? -23 : -3) << name;
+    fixture.messages.Clear();
   }
-  EXPECT_EQ(control.GetPrepositionCount(), 0U);
-  EXPECT_EQ(fixture.camera.requests.Text(), "");
-  fixture.messages.Clear();
-  control.AddPreposition("\xFF");
-  EXPECT_EQ(fixture.messages.Text(),
-            "OnDebugInfo 1 sarnevo::CPTZControl::AddPreposition: the name of the preposition is not UTF-8\n");
-}
+  EXPECT_EQ(control.AddPreposition(nullptr) + control.SelectPreposition(0, nullptr), -6);
+  EXPECT_EQ(control.DeletePreposition(nullptr), -3);
+  EXPECT_EQ(Names(control) + fixture.camera.requests.Text() + Take(fixture.messages), "");
 
-TEST(CPTZControl, FillsTheCapabilitiesWordByWord) {
-  for (const bool fixedSlots : {false, true}) {
-    PtzFixture fixture(fixedSlots ? "1" : "2");
-    Control& control = fixture.Control();
-    ASSERT_EQ(control.AddPreposition("a"), 1);
-    CPtzCapabilities record;
-    std::fill(std::begin(record.words), std::end(record.words), 99);
-    EXPECT_EQ(control.GetCapabilities(&record), 1);
-    const std::vector<u32> words{99, 1, 1, 1, 1, 1, 0, fixedSlots ? 65U : 33U, fixedSlots ? 64U : 1U,
-                                 0,  0, 0, 0, 0};
-    EXPECT_EQ(std::vector<u32>(std::begin(record.words), std::end(record.words)), words);
-    EXPECT_EQ(control.GetCapabilities(nullptr), -3);
+  std::string names;
+  for (int count = 0; count < 32; ++count) {
+    ASSERT_EQ(control.AddPreposition(("n" + std::to_string(count)).c_str()), 1);
+    names += "n" + std::to_string(count) + ",";
+    ASSERT_EQ(control.StartMove(0, 0), 1);
   }
+  EXPECT_EQ(control.AddPreposition("one more"), -26);
+  EXPECT_EQ(Take(fixture.messages),
+            add + "one more\" cannot be added. Camera supports saving not more than 32 prepositions.\n");
+  EXPECT_EQ(control.SelectPreposition(0, "n31"), 1);
+  fixture.sink.onDebugInfo = [&] {
+    control.StartMove(0, 0), Names(control);
+  };  // the host moves on in the message
+  EXPECT_EQ(control.AddPreposition("B c"), 1);
+  EXPECT_EQ(
+      Take(fixture.messages),
+      "OnDebugInfo 3 sarnevo::CPrepositionList::RenameCurrentPreposition: A preposition with index 31 was "
+      "renamed from \"n31\" to \"B c\".\n");
+  EXPECT_EQ(Names(control) + Current(control), names.replace(names.find("n31"), 3, "B c") + "-23");
 }
 
 }  // namespace

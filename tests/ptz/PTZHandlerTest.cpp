@@ -6,67 +6,52 @@
 #include <filesystem>
 #include <set>
 #include <string>
-#include <utility>
+#include <thread>
 
 #include "kolvex/Exports.h"
+#include "platform/Event.h"
 #include "platform/HostProcess.h"
+#include "ptz/CGroup1PTZComm.h"
 #include "ptz/PtzFixture.h"
 
 namespace sarnevo {
 namespace {
 
-using kolvex_test::Names;
-using kolvex_test::PtzFixture;
-using kolvex_test::SerialCamera;
-using kolvex_test::Take;
+using namespace kolvex_test;
+using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr char kQuestion[] = "/comport.cgi?action=retrieve\n";
-using Files = std::set<std::string>;
+constexpr char kQuestion[] = "/comport.cgi?action=retrieve";
+constexpr char kFile[] = "Kolvex_00:11:22:aB.preset";
 
 TEST(CPTZHandler, BuildsAChannelWhenItIsAskedForIt) {
   PtzFixture fixture("2", 2);
-  EXPECT_EQ(fixture.folder.List(), Files{});
+  EXPECT_EQ(fixture.folder.List(), std::set<std::string>{});
   EXPECT_EQ(fixture.handler->GetPTZApiEx(2), nullptr);
   EXPECT_EQ(fixture.camera.requests.Text(), "");
 
   IIPPTZApiEx* const second = fixture.handler->GetPTZApiEx(1);
   ASSERT_NE(second, nullptr);
-  EXPECT_EQ(Take(fixture.camera.requests), kQuestion);
-  EXPECT_EQ(fixture.folder.List(), Files{"Kolvex_00:11:22:aB.preset"}) << "the address as it is";
+  EXPECT_EQ(Take(fixture.camera.requests), std::string(kQuestion) + "\n");
+  EXPECT_EQ(fixture.folder.List(), std::set<std::string>{kFile}) << "the address as it is";
   EXPECT_EQ(fixture.handler->GetPTZApi(1), second);
-  IIPPTZApiEx* const first = fixture.handler->GetPTZApiEx(0);
-  ASSERT_NE(first, nullptr);
-  EXPECT_EQ(Take(fixture.camera.requests), kQuestion);
-
-  // One file for both, a part of its own for each.
-  EXPECT_EQ(first->AddPreposition("Door"), 1);
   EXPECT_EQ(second->AddPreposition("Yard"), 1);
-  EXPECT_EQ(Names(*first) + Names(*second), "Door,Yard,");
-  const std::string file = fixture.folder.Read("Kolvex_00:11:22:aB.preset");
-  EXPECT_LT(file.find("PtzChannel01"), file.find("Door"));
-  EXPECT_LT(file.find("PtzChannel02"), file.find("Yard"));
-  EXPECT_EQ(fixture.messages.Text(), "");
+  EXPECT_EQ(Names(fixture.Control(0)) + Names(*second), "Yard,");
+  EXPECT_NE(fixture.folder.Read(kFile).find("<PtzChannel02>"), std::string::npos);
 }
 
 // Without a head or a hardware address there is no control. With an address that can't name a file the control is
 // there, but nothing can be stored; the camera doesn't choose where the host writes.
 TEST(CPTZHandler, GoesOnWithoutWhatItLacks) {
-  const std::pair<std::string, const char*> rows[] = {
-      {"00:11", "2"}, {"", "1"}, {"/../../x", "1"}, {"a/b", "1"}, {std::string(300, 'm'), "1"}};
-  for (const auto& [address, group] : rows) {
-    SCOPED_TRACE(address + " in group " + group);
-    PtzFixture fixture("2", 1, address, group);
-    const bool hasControl = address.size() > 2 && group == std::string("1");
-    ASSERT_EQ(fixture.handler->GetPTZApiEx(0) != nullptr, hasControl);
-    if (hasControl) {
-      EXPECT_EQ(fixture.Control().StartMove(PtzLeft, 8), 1);
-      EXPECT_EQ(Take(fixture.camera.requests, 1), "FF010004200025\n");
-      EXPECT_EQ(fixture.Control().AddPreposition("a"), -18);
-    } else {
-      EXPECT_EQ(fixture.messages.Text(), "");
-    }
-    EXPECT_EQ(fixture.folder.List(), Files{});
+  EXPECT_EQ(PtzFixture("2", 1, "00:11", "2").handler->GetPTZApiEx(0), nullptr);
+  EXPECT_EQ(PtzFixture("2", 1, "").handler->GetPTZApiEx(0), nullptr);
+  for (const std::string& address : {std::string("/../../x"), std::string("a/b"), std::string(300, 'm')}) {
+    SCOPED_TRACE(address);
+    PtzFixture fixture("2", 1, address);
+    EXPECT_EQ(fixture.Control().StartMove(PtzLeft, 8), 1);
+    EXPECT_EQ(Take(fixture.camera.requests, 1), "FF010004200025\n");
+    EXPECT_EQ(fixture.Control().AddPreposition("a"), -18);
+    EXPECT_EQ(fixture.folder.List(), std::set<std::string>{});
   }
 }
 
@@ -75,22 +60,19 @@ TEST(CPTZHandler, EndsWithTheDriverAndAllChannelsOfACameraThatHangsAtOnce) {
   constexpr u32 kChannels = 8;
   for (const bool byDelete : {false, true}) {
     PtzFixture fixture("1", kChannels);
+    fixture.handler.reset();  // not the driver's
     IIPPTZDriverEx* const ptz = fixture.driver->GetPTZDriverEx();
-    ASSERT_NE(ptz, nullptr);
     EXPECT_EQ(fixture.driver->GetPTZDriver(), ptz);
     for (u32 channel = 0; channel < kChannels; ++channel) {
       ASSERT_NE(ptz->GetPTZApiEx(channel), nullptr);
     }
-    EXPECT_TRUE(std::filesystem::remove(*platform::HostExecutableFolder() + "/Kolvex_00:11:22:aB.preset"));
+    EXPECT_TRUE(std::filesystem::remove(*platform::HostExecutableFolder() + "/" + kFile));
     Take(fixture.camera.requests);
-    fixture.camera.SetAnswer(SerialCamera::Hang);
-    for (u32 channel = 0; channel < kChannels; ++channel) {
-      for (int i = 0; i < 5; ++i) {
-        ASSERT_EQ(ptz->GetPTZApiEx(channel)->StartMove(PtzLeft, 16), 1);
-      }
+    fixture.camera.SetAnswer([](auto& connection, auto&) { connection.WaitForEnd(); });
+    for (u32 item = 0; item < 5 * kChannels; ++item) {
+      ASSERT_EQ(ptz->GetPTZApiEx(item % kChannels)->StartMove(PtzLeft, 16), 1);
     }
     fixture.camera.requests.WaitFor("", kChannels);
-    fixture.handler.reset();  // not the driver's
     const auto start = steady_clock::now();
     if (byDelete) {
       DeleteIPCapture(fixture.driver.release());
@@ -98,9 +80,108 @@ TEST(CPTZHandler, EndsWithTheDriverAndAllChannelsOfACameraThatHangsAtOnce) {
       fixture.driver->Close();
       EXPECT_EQ(fixture.driver->GetPTZDriverEx(), nullptr);
     }
-    EXPECT_LT(steady_clock::now() - start, std::chrono::milliseconds{2500}) << "half the time-out";
+    EXPECT_LT(steady_clock::now() - start, milliseconds{2500}) << "half the time-out";
     EXPECT_EQ(fixture.camera.requests.Count(""), kChannels);
   }
+}
+
+TEST(CGroup1PTZComm, AsksForTheProtocolUntilItIsKnown) {
+  const struct {
+    std::string reply;
+    u32 protocol;
+    int status = 200;  // in the message
+  } rows[] = {
+      {"HTTP/1.1 200 OK\r\n\r\nserial_device=0\n", 0},
+      {"HTTP/1.1 200 OK\r\n\r\nserial_device=3\n", 0},
+      {"HTTP/1.1 200 OK\r\n\r\nserial_device=4294967297\n", 0},
+      {"HTTP/1.1 200 OK\r\n\r\n<p>serial_device=2<br>1", 2},
+      {"HTTP/1.1 200 OK\r\n\r\nserial_device=02x", 2},
+      {"HTTP/1.1 401 No\r\n\r\nserial_device=1\n", 0, 401},
+      {"", 0, 0},
+  };
+  for (const auto& [reply, protocol, status] : rows) {
+    SCOPED_TRACE(reply);
+    PtzFixture fixture("");
+    fixture.camera.SetAnswer([&](auto& connection, auto&) { connection.Send(reply); });
+    CGroup1PTZComm comm(fixture.handler.get());
+    EXPECT_EQ(fixture.camera.requests.Text(), "");
+    EXPECT_EQ(comm.GetPtzProtocol(), protocol);
+    EXPECT_EQ(comm.IsPTZAvailable(nullptr), protocol != 0 ? 1U : 0U);
+    std::string message = fixture.NotSent("UpdatePtzProtocol", kQuestion);
+    if (status == 401) {
+      message.replace(message.find("cannot send "), 12, "")
+          .replace(message.find(", http"), 15, " returned error, http status=401");
+    }
+    EXPECT_EQ(Take(fixture.messages), status == 200 ? "" : message + message) << "asked twice, not thinned out";
+    fixture.camera.SetAnswer(SerialCamera::WithBody("serial_device=1"));
+    EXPECT_EQ(comm.GetPtzProtocol(), protocol != 0 ? 2U : 1U);
+    EXPECT_EQ(fixture.camera.requests.Count(kQuestion), protocol != 0 ? 1U : 3U);
+  }
+}
+
+// What the camera learns after the opening comes too late for the commands. A preset command goes out empty.
+TEST(CGroup1PTZComm, WithoutAProtocolDropsItemsInSilence) {
+  PtzFixture fixture("0");
+  IIPPTZApiEx& control = fixture.Control();
+  fixture.camera.SetAnswer(SerialCamera::WithBody("serial_device=1"));
+  EXPECT_EQ(control.IsPTZAvailable(), 1U);
+  EXPECT_EQ(control.FocusNear(1) + control.StartMove(PtzLeft, 1) + control.AddPreposition("a"), 3);
+  fixture.handler.reset();
+  EXPECT_EQ(fixture.camera.requests.Text(), std::string(kQuestion) + "\n/\n");
+  EXPECT_EQ(fixture.messages.Text(), "");
+}
+
+TEST(CGroup1PTZComm, WritesFailuresDownAndThinsThemOut) {
+  PtzFixture fixture("1");
+  IIPPTZApiEx& control = fixture.Control();
+  ASSERT_EQ(control.FocusNear(1), 1);
+  ASSERT_EQ(control.IrisOpen(1), 1);
+  ASSERT_EQ(Take(fixture.camera.requests, 2), "0180FF\n010000\n");
+  fixture.camera.SetAnswer([](auto& connection, auto&) { connection.Reset(); });
+  ASSERT_EQ(control.StartMove(PtzRight, 8), 1);
+  const std::string path = "/serial.cgi?action=apply&port=2&write=";
+  EXPECT_EQ(Take(fixture.messages, 3), fixture.NotSent("SetFocusIris", path + "0100D5") +
+                                           fixture.NotSent("SetFocusIris", path + "0100D4") +
+                                           fixture.NotSent("HandleWorkItem", path + "010183"));
+  EXPECT_EQ(Take(fixture.camera.requests), "0100D5\n0100D4\n010183\n") << "a failure holds nothing up";
+
+  std::string expected;
+  for (int failure = 2; failure <= 17; ++failure) {  // one counter for items and presets
+    EXPECT_EQ(control.SelectPreposition(0, "empty p10 "), -23);
+    expected += failure != 15 && failure != 17 ? fixture.NotSent("ProcessPresetCommand", path + "410a00") : "";
+  }
+  EXPECT_EQ(Take(fixture.messages), expected);
+}
+
+TEST(CGroup1PTZComm, AMovementNeverWaitsForARecallAndCloseLetsItReachTheCamera) {
+  platform::Event answerRecall(false, true), closing(false, true);  // outlive the camera
+  PtzFixture fixture("2");
+  IIPPTZApiEx& control = fixture.Control();
+  ASSERT_EQ(control.AddPreposition("a"), 1);
+  ASSERT_EQ(control.FocusNear(1), 1);
+  ASSERT_EQ(Take(fixture.camera.requests, 2), "FF010003000105\nFF010100000002\n");
+  fixture.camera.SetAnswer([&](auto& connection, auto& request) {
+    const bool isRecall = request == "FF010007000109";
+    (isRecall ? answerRecall : closing)
+        .Wait(platform::Milliseconds{4'000});                      // less than the request's time-out
+    std::this_thread::sleep_for(milliseconds{isRecall ? 0 : 50});  // a camera that takes its time
+    SerialCamera::WithBody("")(connection, request);
+  });
+  std::thread recalling([&] { EXPECT_EQ(control.SelectPreposition(0, "a"), 1); });
+  ASSERT_TRUE(fixture.camera.requests.WaitFor(""));
+  const auto start = steady_clock::now();
+  EXPECT_EQ(control.StartMove(PtzLeft, 8), 1);
+  EXPECT_EQ(control.ZoomIn(8), 1);
+  EXPECT_LT(steady_clock::now() - start, milliseconds{2000});
+  ASSERT_TRUE(fixture.camera.requests.WaitFor("", 2));
+  answerRecall.Set();
+  recalling.join();
+  EXPECT_EQ(Current(control), "-23") << "the movement is remembered behind the recall";
+  closing.Set();
+  fixture.handler.reset();
+  EXPECT_EQ(fixture.camera.requests.Text(), "FF010007000109\nFF01002B00002C\nFF010004200025\n")
+      << "all of the item under way, and none behind it";
+  EXPECT_EQ(fixture.messages.Text(), "");
 }
 
 }  // namespace

@@ -1,12 +1,12 @@
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <stdexcept>
 #include <string>
+
+#include <gtest/gtest.h>
 
 #include "driver/CKolvexIPCaptureDriver.h"
 #include "ptz/CPTZHandler.h"
@@ -32,19 +32,16 @@ class SerialCamera {
   /// Answers a request, told as its line in @c requests.
   using Answer = std::function<void(Connection&, const std::string& request)>;
 
-  static void Ok(Connection& connection, const std::string&) { connection.Send("HTTP/1.1 200 OK\r\n\r\n"); }
-  static void Refuse(Connection& connection, const std::string&) { connection.Reset(); }
-  static void Hang(Connection& connection, const std::string&) { connection.WaitForEnd(); }
+  static Answer WithBody(const std::string& body) {
+    return [body](Connection& connection, const std::string&) {
+      connection.Send("HTTP/1.1 200 OK\r\n\r\n" + body);
+    };
+  }
 
   explicit SerialCamera(const std::string& protocol)
-      : comportReply_("HTTP/1.1 200 OK\r\n\r\nserial_device=" + protocol + "\r\n"),
-        server_([this](Connection& connection) { Serve(connection); }) {}
+      : answer_(WithBody("serial_device=" + protocol + "\r\n")) {}
 
   std::uint16_t Port() const { return server_.Port(); }
-  void SetComportReply(const std::string& reply) {
-    const std::lock_guard guard(lock_);
-    comportReply_ = reply;
-  }
   void SetAnswer(Answer answer) {
     const std::lock_guard guard(lock_);
     answer_ = std::move(answer);
@@ -56,76 +53,22 @@ class SerialCamera {
   void Serve(Connection& connection) {
     const std::string head = connection.ReadHead();
     // "root:pass"; a request without it isn't answered.
-    if (!head.starts_with("GET /") ||
-        head.find("\r\nAuthorization: Basic cm9vdDpwYXNz\r\n") == std::string::npos) {
+    if (!head.starts_with("GET /") || head.find("\r\nAuthorization: Basic cm9vdDpwYXNz\r\n") == head.npos) {
       return;
     }
     const std::string path = head.substr(4, head.find(' ', 4) - 4);
     const std::string write = "/serial.cgi?action=apply&port=2&write=";
     const std::string request = path.starts_with(write) ? path.substr(write.size()) : path;
     std::unique_lock guard(lock_);
-    const std::string comportReply = comportReply_;
     const Answer answer = answer_;
     guard.unlock();
     requests.Add(request);
-    if (path == "/comport.cgi?action=retrieve") {
-      connection.Send(comportReply);
-    } else {
-      answer(connection, request);
-    }
+    answer(connection, request);
   }
 
   std::mutex lock_;
-  std::string comportReply_;  // under lock_
-  Answer answer_ = Ok;        // under lock_
-  ScriptedServer server_;
-};
-
-/// What a head remembers, as an answer of SerialCamera: in Pelco-D the slots that it is told; with fixed slots
-/// it stores at the one last gone to and forgets all at once.
-class PresetHead {
- public:
-  explicit PresetHead(bool fixed) : fixed_(fixed) {}
-
-  void operator()(SerialCamera::Connection& connection, const std::string& request) {
-    const int every = refuseEvery;
-    const bool refuses = every != 0 && ++count_ % every == 0;
-    if (!refuses) {
-      const std::lock_guard guard(lock_);
-      Do(request);
-    }
-    (refuses ? SerialCamera::Refuse : SerialCamera::Ok)(connection, request);
-  }
-  std::set<sarnevo::u32> Stored() const {
-    const std::lock_guard guard(lock_);
-    return stored_;
-  }
-
-  std::atomic<int> refuseEvery{0};        ///< each of so many requests is refused; 0 for none
-  std::atomic<sarnevo::u32> standsAt{0};  ///< the slot last gone to
-
- private:
-  void Do(const std::string& request) {
-    const auto number = [&](std::size_t at) {
-      return static_cast<sarnevo::u32>(std::stoul(request.substr(at, 2), nullptr, 16));
-    };
-    if (fixed_ && request == "01FFF5") {
-      stored_.clear();
-    } else if (fixed_ && request == "810570") {
-      stored_.insert(standsAt);
-    } else if (fixed_ && request.starts_with("41")) {
-      standsAt = number(2);
-    } else if (request.starts_with("FF01000300")) {
-      stored_.insert(number(10) - 1);
-    } else if (request.starts_with("FF01000500")) {
-      stored_.erase(number(10) - 1);
-    }
-  }
-
-  const bool fixed_;
-  mutable std::mutex lock_;
-  std::set<sarnevo::u32> stored_;  // under lock_
-  std::atomic<int> count_{0};
+  Answer answer_;  // under lock_
+  ScriptedServer server_{[this](Connection& connection) { Serve(connection); }};
 };
 
 /// A driver with its host, a camera, and the PTZ side between them.
@@ -138,9 +81,7 @@ struct PtzFixture {
     params.user = "root";
     params.password = "pass";
     params.settings = {{2, group}, {3, "1"}, {9, hardwareAddress}};
-    if (!driver->Open(&sink, nullptr, &params)) {
-      throw std::runtime_error("the driver doesn't open");
-    }
+    EXPECT_TRUE(driver->Open(&sink, nullptr, &params));
     messages.Clear();
     handler = std::make_unique<sarnevo::CPTZHandler>(driver.get(), channels, folder.Path());
   }
