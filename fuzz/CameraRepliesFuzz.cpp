@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -68,6 +69,15 @@ std::string ReadAndPublish(Web::HttpRequest& request, const std::vector<std::str
   for (auto* info = properties.GetFirstResolution(); info != nullptr; info = properties.GetNextResolution()) {
     Check(info->GetWidth() > 0 && info->GetHeight() > 0 && !info->FrameIntervals().empty(),
           "a real resolution");
+    if constexpr (std::is_same_v<Properties, CGroup1CameraProperties>) {
+      std::string intervals;
+      for (u32 one = info->GetFirstFrameInterval(); one != 0; one = info->GetNextFrameInterval()) {
+        intervals += std::to_string(one) + " ";
+      }
+      Check(intervals == (isNTSC != 0 ? "1000 500 333 250 200 166 142 100 66 33 "
+                                      : "1000 500 333 250 200 166 125 83 40 "),
+            "the standard's intervals");
+    }
     ++resolutions;
   }
   Check(resolutions >= 3, "a camera of the family has resolutions");
