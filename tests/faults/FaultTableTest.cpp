@@ -69,31 +69,31 @@ constexpr Step kSteps[] = {
     {kHead, "1", "delete position", "http", "write=FF010005", kHttp, DeletePosition},
 };
 
-// A column of the tables of dialogues.
+// A column of a table.
 struct Way {
   const char* column;
-  const char* reply;    // the fault of a reply
-  const char* connect;  // of a connect; null where it makes no sense
-  bool hasPlace;
-  bool isExit;  // the camera leaves
+  const char* reply;              // the fault of a reply; the camera in the table of packets
+  const char* connect = nullptr;  // the fault of a connect; null where it makes no sense
+  bool hasPlace = false;
+  bool isExit = false;  // the camera leaves
 };
 constexpr const char* kDrip = "drip";
 constexpr Way kWays[] = {
-    {"cut", "cut", "cut/connect", true, false},
-    {"stall", "stall", "stall/connect", true, false},
-    {kDrip, "drip:2", nullptr, true, false},
-    {"garbage", "garbage:64", "garbage:64/connect", true, false},
-    {"oversize", "oversize:300000", nullptr, true, false},
-    {"reset", "reset", "reset/connect", true, false},
-    {"503", "status:503", nullptr, false, false},
-    {"401", "status:401", nullptr, false, false},
-    {"endless", "endless", nullptr, false, false},
+    {"cut", "cut", "cut/connect", true},
+    {"stall", "stall", "stall/connect", true},
+    {kDrip, "drip:2", nullptr, true},
+    {"garbage", "garbage:64", "garbage:64/connect", true},
+    {"oversize", "oversize:300000", nullptr, true},
+    {"reset", "reset", "reset/connect", true},
+    {"503", "status:503"},
+    {"401", "status:401"},
+    {"endless", "endless"},
     {"gone", "gone:600000", "refuse", false, true},
     {"other group", "turn:100", nullptr, false, true},
 };
 
 constexpr const char* kDatagrams = "Packets and reports of a stream that plays";
-constexpr std::pair<const char*, const char*> kStreams[] = {
+constexpr Way kStreams[] = {
     {"group 1, MJPEG", "group=1,codec=mjpeg"},
     {"group 1, MPEG-4", "group=1,codec=mpeg4"},
     {"group 2, MJPEG", "group=2,codec=mjpeg"},
@@ -176,14 +176,14 @@ void Add(const Step& step, char group, std::vector<Cell>& cells) {
 }
 
 void Add(const char* step, const Disturbance& row, Part part, std::vector<Cell>& cells) {
-  for (const auto& [column, camera] : kStreams) {
-    cells.push_back({kDatagrams, step, row.where, column, camera, row.fault, part});
+  for (const Way& stream : kStreams) {
+    cells.push_back({kDatagrams, step, row.where, stream.column, stream.reply, row.fault, part});
     Cell& cell = cells.back();
     if (const std::size_t other = cell.fault.find("OTHER"); other != std::string::npos) {
-      cell.fault.replace(other, 5, camera[6] == '1' ? "2" : "1");
+      cell.fault.replace(other, 5, cell.camera[6] == '1' ? "2" : "1");
     }
     const bool isExit = cell.fault.find("reboot") != std::string::npos;
-    cell.end = isExit ? std::string("answer-as=") + camera[6] + "&heal=1&reboot=0" : "heal=1";
+    cell.end = isExit ? std::string("answer-as=") + cell.camera[6] + "&heal=1&reboot=0" : "heal=1";
   }
 }
 
@@ -226,23 +226,17 @@ struct Row {
   std::span<Cell> cells;
 };
 
-// Calls @p add for each column of a table.
-template <typename Add>
-void ForColumns(const std::string& table, Add add) {
-  if (table == kDatagrams) {
-    std::ranges::for_each(kStreams, [&](const auto& stream) { add(stream.first); });
-  } else {
-    std::ranges::for_each(kWays, [&](const Way& way) { add(way.column); });
-  }
+std::span<const Way> ColumnsOf(const std::string& table) {
+  return table == kDatagrams ? std::span<const Way>(kStreams) : kWays;
 }
 
 std::string HeadOf(const std::string& table) {
   std::string head = "\n## " + table + "\n\n| step | where |";
   std::string line = "\n|---|---|";
-  ForColumns(table, [&](const char* column) {
-    head += std::string(" ") + column + " |";
+  for (const Way& way : ColumnsOf(table)) {
+    head += std::string(" ") + way.column + " |";
     line += "---|";
-  });
+  }
   return head + line;
 }
 
@@ -260,10 +254,10 @@ std::vector<Row> Render(std::vector<Cell>& cells) {
       above.clear();
     }
     std::string line;
-    ForColumns(table, [&](const char* column) {
-      const auto cell = std::find_if(first, end, [&](const Cell& one) { return one.column == column; });
+    for (const Way& way : ColumnsOf(table)) {
+      const auto cell = std::find_if(first, end, [&](const Cell& one) { return one.column == way.column; });
       line += " | " + (cell != end ? Text(*cell) : "");
-    });
+    }
     auto begin = first;
     if (line == above && table != kDatagrams && rows.back().cells.front().IsOfStep(*first)) {
       begin -= static_cast<std::ptrdiff_t>(rows.back().cells.size());

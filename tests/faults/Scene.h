@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstring>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -105,12 +106,10 @@ class Scene {
   }
   /// A packet, a report or a reply was spoiled, or it couldn't be counted.
   bool HasStruck() {
-    const simcam::FaultCounts counts = Status().counters.faults;
-    return counts.lost + counts.duplicated + counts.reordered + counts.truncated + counts.corrupted +
-                   counts.garbage + counts.oversized + counts.emptied + counts.strangers + counts.mistyped +
-                   counts.unmarked + counts.reports + counts.httpReplies + counts.rtspReplies + counts.reboots >
-               0 ||
-           fault_.ends_with("=refuse") || fault_ == "silent=1";
+    const auto counts = Status().counters.faults;
+    constexpr decltype(counts) kNone{};
+    return std::memcmp(&counts, &kNone, sizeof(counts)) != 0 || fault_.ends_with("=refuse") ||
+           fault_ == "silent=1";
   }
 
  private:

@@ -250,30 +250,6 @@ TEST(HttpTiming, ADrippingReplyDoesNotTimeOutUnlessARequestHasALimit) {
   }
 }
 
-TEST(HttpTiming, NobodyThereFailsAtOnceOrWithinTheTimeOut) {
-  const Blackhole blackhole;
-  const u16 closed = ScriptedServer([](Connection&) {}).Port();
-  const struct {
-    const char* host;
-    u16 port;
-    HttpError error;
-    HttpError orElse;
-  } cases[] = {
-      {"127.0.0.1", closed, HttpError::CannotConnect, HttpError::CannotConnect},
-      {"127.0.0.1", 0, HttpError::CannotConnect, HttpError::CannotConnect},  // means 80
-      {"127.0.0.1", blackhole.Port(), HttpError::TimedOut, HttpError::TimedOut},
-      {"no-such-camera.invalid", 80, HttpError::NameNotResolved, HttpError::TimedOut},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.port);
-    HttpRequest request(c.host, c.port, "u", "p", 300, 16, 0);
-    const auto began = MonotonicMilliseconds();
-    EXPECT_FALSE(request.Send("GET", "/", false));
-    EXPECT_TRUE(LastHttpError() == c.error || LastHttpError() == c.orElse) << static_cast<int>(LastHttpError());
-    EXPECT_LT(MonotonicMilliseconds() - began, 5000u);
-  }
-}
-
 // By how much of a reply comes before the silence, and what of its body Read gives before it waits.
 TEST(HttpTiming, CancelAndAbortEndWhateverTheOwnersThreadWaitsFor) {
   const Blackhole blackhole;
