@@ -99,10 +99,8 @@ constexpr Way kStreams[] = {
     {"group 2, MJPEG", "group=2,codec=mjpeg"},
     {"group 2, MPEG-4", "group=2,codec=mpeg4"},
 };
-struct Disturbance {
-  const char* where;
-  const char* fault;
-};
+// Where, and the fault.
+using Disturbance = std::pair<const char*, const char*>;
 constexpr Disturbance kPackets[] = {
     {"three lost", "lose=next:3"},
     {"three doubled", "duplicate=next:3"},
@@ -177,7 +175,7 @@ void Add(const Step& step, char group, std::vector<Cell>& cells) {
 
 void Add(const char* step, const Disturbance& row, Part part, std::vector<Cell>& cells) {
   for (const Way& stream : kStreams) {
-    cells.push_back({kDatagrams, step, row.where, stream.column, stream.reply, row.fault, part});
+    cells.push_back({kDatagrams, step, row.first, stream.column, stream.reply, row.second, part});
     Cell& cell = cells.back();
     if (const std::size_t other = cell.fault.find("OTHER"); other != std::string::npos) {
       cell.fault.replace(other, 5, cell.camera[6] == '1' ? "2" : "1");
