@@ -289,16 +289,13 @@ void PlayAll(const std::vector<Cell*>& cells, std::size_t threads) {
   simcam::CameraFarm farm;
   std::mutex lock;
   std::atomic<std::size_t> next{0};
-  std::vector<std::thread> players;
+  std::vector<std::jthread> players;
   for (std::size_t i = 0; i < threads; ++i) {
     players.emplace_back([&] {
       for (std::size_t index = next++; index < cells.size(); index = next++) {
         Play(farm, lock, *cells[index]);
       }
     });
-  }
-  for (std::thread& player : players) {
-    player.join();
   }
 }
 

@@ -431,21 +431,20 @@ TEST(GroupDigitalIO, KeepsStepWithACameraThatComesAndGoes) {
     };
     Fixture f(group, 1, kOutputs, camera.Port(), inCallback, 20);
     operated = f.io.get();
-    std::vector<std::thread> hosts;
-    for (u32 seed = 0; seed < 4; ++seed) {
-      hosts.emplace_back([&, random = std::mt19937(seed)]() mutable {
-        for (int i = 0; i < 2500; ++i) {
-          const u32 number = static_cast<u32>(random());
-          if (number % 16 == 15) {
-            mood = number / 16 % 8 == 0 ? number / 128 % kMoods : u32{Sound};
-          } else {
-            operate(*f.io, number % 16, number / 16);
+    {
+      std::vector<std::jthread> hosts;
+      for (u32 seed = 0; seed < 4; ++seed) {
+        hosts.emplace_back([&, random = std::mt19937(seed)]() mutable {
+          for (int i = 0; i < 2500; ++i) {
+            const u32 number = static_cast<u32>(random());
+            if (number % 16 == 15) {
+              mood = number / 16 % 8 == 0 ? number / 128 % kMoods : u32{Sound};
+            } else {
+              operate(*f.io, number % 16, number / 16);
+            }
           }
-        }
-      });
-    }
-    for (auto& host : hosts) {
-      host.join();
+        });
+      }
     }
     operated = nullptr;
     mood = Sound;

@@ -93,18 +93,13 @@ TEST(CEvent, NoSetIsLostOrSpentTwiceUnderContention) {
   EXPECT_EQ(spent, kRounds);
 }
 
-class Thread : public CBaseThread {
- public:
-  explicit Thread(std::function<void(Thread&)> body) : body_(std::move(body)) {}
+struct Thread : CBaseThread {
+  explicit Thread(std::function<void(Thread&)> work) : body(std::move(work)) {}
   ~Thread() override { CBaseThread::Stop(kLimit); }
   using CBaseThread::IsAlive;
   using CBaseThread::stopEvent;
-
- protected:
-  void Run() override { body_(*this); }
-
- private:
-  std::function<void(Thread&)> body_;
+  void Run() override { body(*this); }
+  const std::function<void(Thread&)> body;
 };
 
 TEST(CBaseThread, StartsAgainAfterAStopAReturnAndAnException) {
@@ -168,11 +163,8 @@ struct Hold {
   AutoEvent goOn;
 };
 
-class Worker : public CWorkItemThread {
- public:
+struct Worker : CWorkItemThread {
   ~Worker() override { Stop(); }
-
- protected:
   void HandleWorkItem(IWorkItem* item) override { static_cast<Item*>(item)->Do(); }
 };
 
@@ -231,11 +223,8 @@ TEST(CWorkItemThread, MayBeDestroyedByTheHostInACallbackOutOfTheHandler) {
   EXPECT_EQ(words.Text(), "a\n~a\n");
 }
 
-class Queue : public CQueueThread<Item> {
- public:
+struct Queue : CQueueThread<Item> {
   ~Queue() override { Stop(); }
-
- protected:
   void ProcessItem(Item* item) override { item->Do(); }
 };
 
