@@ -1,4 +1,5 @@
-#include <array>
+#include <algorithm>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -7,6 +8,38 @@
 #include "ptz/FindCgiValue.h"
 
 using kolvex_fuzz::Check;
+
+namespace {
+
+// What GetCgiValue gives, told by words instead of positions: for keys without terminators.
+std::string ValueOf(const std::string& reply, const std::string& key, const std::string& stops) {
+  for (std::size_t begin = 0; begin < reply.size();) {
+    const std::size_t end = std::min(reply.find_first_of(stops, begin), reply.size());
+    const std::string word = reply.substr(begin, end - begin);
+    const std::size_t at = word.find(key);
+    const std::size_t equals = at == word.npos ? at : word.find('=', at);
+    if (equals != word.npos && sarnevo::TrimText(word.substr(at, equals - at)) == key) {
+      return word.substr(equals + 1);
+    }
+    begin = end + 1;
+  }
+  return {};
+}
+
+// What ExtractCgiValue puts into a buffer with room for @p room characters; nothing when it finds nothing.
+std::optional<std::string> LineValueOf(const std::string& reply, const std::string& key, std::string stops,
+                                       std::size_t room) {
+  const std::size_t at = reply.find(key);
+  const std::size_t equals = at == reply.npos ? at : reply.find('=', at);
+  if (equals == reply.npos) {
+    return {};
+  }
+  const std::string rest = reply.substr(equals + 1);
+  stops += std::string("\r\n\0", 3);
+  return rest.substr(0, std::min(rest.find_first_of(stops), room));
+}
+
+}  // namespace
 
 FUZZ_TARGET(CgiText) {
   kolvex_fuzz::Reader reader(input);
@@ -19,18 +52,21 @@ FUZZ_TARGET(CgiText) {
   const std::string reply = text(reader.Rest());
 
   const std::string value = sarnevo::GetCgiValue(reply, key, "=", stops);
+  if (!key.empty() && !stops.empty() && key.find_first_of(stops + "=") == key.npos) {
+    Check(value == ValueOf(reply, key, stops), "a value is what stands behind its key in one word");
+  }
   Check(value.find_first_of(stops) == std::string::npos || stops.empty(), "a value ends at the terminators");
   Check(value.empty() || reply.find(value) != std::string::npos, "a value stands in the reply");
 
   // A buffer of exactly the room, on the heap, so that the sanitizer sees a write behind it.
   std::string out(room, 'x');
-  const bool found =
-      sarnevo::ExtractCgiValue(reply, key, {out.data(), out.size()}, stops.empty() ? '<' : stops[0]);
+  const char stop = stops.empty() ? '<' : stops[0];
+  const bool found = sarnevo::ExtractCgiValue(reply, key, {out.data(), out.size()}, stop);
   if (!out.empty()) {
-    const auto end = out.find('\0');
-    Check(end != std::string::npos, "the text has its end");
-    Check(found || end == 0, "nothing found is an empty text");
-    Check(out.find_first_of("\r\n") >= end, "a value is one line");
+    const auto expected = LineValueOf(reply, key, {stop}, room - 1);
+    Check(found == expected.has_value(), "what is there is found");
+    Check(out.find('\0') != out.npos && out.c_str() == expected.value_or(""),
+          "a value is the rest of its line");
   }
 
   // The PTZ side's look-up; the value is a view into the reply.

@@ -1,10 +1,12 @@
 #include <algorithm>
-#include <array>
+#include <string_view>
 
 #include "FuzzTarget.h"
 #include "platform/VersionResource.h"
 
 namespace {
+
+using kolvex_fuzz::Check;
 
 class Input : public sarnevo::platform::ByteSource {
  public:
@@ -12,7 +14,7 @@ class Input : public sarnevo::platform::ByteSource {
 
   bool Read(std::uint64_t offset, std::span<std::uint8_t> into) const override {
     // Reads are bounded whatever the file says.
-    kolvex_fuzz::Check(into.size() <= (std::size_t{1} << 20) && ++reads_ < 100'000, "bounded work");
+    Check(into.size() <= (std::size_t{1} << 20) && ++reads_ < 100'000, "bounded work");
     if (offset > bytes_.size() || into.size() > bytes_.size() - offset) {
       return false;
     }
@@ -25,6 +27,18 @@ class Input : public sarnevo::platform::ByteSource {
   mutable int reads_ = 0;
 };
 
+// "VS_VERSION_INFO" with its end, in UTF-16.
+constexpr std::string_view kKey{"V\0S\0_\0V\0E\0R\0S\0I\0O\0N\0_\0I\0N\0F\0O\0\0\0", 32};
+
+// A little-endian number; 0 where the input has ended.
+std::uint32_t U(kolvex_fuzz::Bytes input, std::size_t at, std::size_t size) {
+  std::uint32_t value = 0;
+  for (std::size_t i = size; i-- > 0 && at + size <= input.size();) {
+    value = value << 8 | input[at + i];
+  }
+  return value;
+}
+
 }  // namespace
 
 FUZZ_TARGET(VersionResource) {
@@ -32,13 +46,15 @@ FUZZ_TARGET(VersionResource) {
   if (!version) {
     return;
   }
-  // Two little-endian words of two halves each, the upper half first.
-  std::array<std::uint8_t, 8> wanted{};
-  std::size_t at = 0;
-  for (const unsigned half : {version->minor, version->major, version->revision, version->build}) {
-    wanted[at++] = static_cast<std::uint8_t>(half);
-    wanted[at++] = static_cast<std::uint8_t>(half >> 8);
+  Check(U(input, 0, 2) == 0x5A4D && U(input, U(input, 0x3C, 4), 4) == 0x4550, "it is an executable");
+  Check((U(input, U(input, 0x3C, 4) + 24, 2) | 0x300) == 0x30B, "of one of the two forms");
+  const std::uint32_t high = std::uint32_t{version->major} << 16 | version->minor;
+  const std::uint32_t low = std::uint32_t{version->build} << 16 | version->revision;
+  bool stands = false;
+  for (std::size_t at = 0; at + 92 <= input.size() && !stands; ++at) {
+    stands = U(input, at, 2) >= 92 && U(input, at, 2) <= input.size() - at && U(input, at + 2, 2) >= 52 &&
+             std::equal(kKey.begin(), kKey.end(), input.begin() + static_cast<std::ptrdiff_t>(at + 6)) &&
+             U(input, at + 40, 4) == 0xFEEF'04BD && U(input, at + 56, 4) == high && U(input, at + 60, 4) == low;
   }
-  kolvex_fuzz::Check(std::search(input.begin(), input.end(), wanted.begin(), wanted.end()) != input.end(),
-                     "a version stands in the file");
+  Check(stands, "a version stands in the file, in a whole version resource");
 }

@@ -1,4 +1,5 @@
-// The host's part in all that goes over HTTP alone: query, inputs and outputs, head and stored positions.
+// What the host does in each scene.
+#include <atomic>
 #include <memory>
 
 #include "driver/CapabilityQuery.h"
@@ -19,6 +20,7 @@ namespace {
 using namespace sarnevo;
 
 constexpr u32 kHttpTimeout = static_cast<u32>(Quick(5000).count());
+constexpr int kNever = 28'000;  // of the product; beyond all its time-outs and a repetition
 
 struct Observer : contract::ICapabilityObserver {
   void OnQueryDone() override { log.Add("done"); }
@@ -46,9 +48,65 @@ std::string Ask(Scene& scene) {
   return heard == "done\n" ? heard + capabilities.Transcript() : heard;
 }
 
+// Counts what it hears; a frame that isn't whole shows.
+class CountingSink : public contract::IFrameSink {
+ public:
+  bool OnFrame(contract::IFrame* frame) override {
+    const auto* const own = static_cast<FakeFrame*>(frame);
+    const std::uint8_t* const data = own->data.data();
+    damaged = damaged || own->used < 4 ||
+              !((data[0] == 0xFF && data[1] == 0xD8) || (data[0] == 0 && data[1] == 0 && data[2] == 1));
+    ++frames;
+    return true;
+  }
+  void OnNoData() override { ++silences; }
+
+  std::atomic<int> frames{0};
+  std::atomic<int> silences{0};
+  std::atomic<bool> damaged{false};
+};
+
+class VideoHost {
+ public:
+  explicit VideoHost(Scene& scene) : scene_(scene), open_(scene, nullptr, &allocator_) {}
+  // Not a packet may come to this port any more when it is another scene's.
+  ~VideoHost() { scene_.Control("silent=1"); }
+
+  bool Start() { return open_.driver->GetVideoCapture()->StartCapture(0, &sink, &wanted_); }
+  bool Stop() { return open_.driver->GetVideoCapture()->StopCapture(0); }
+  bool Restart() { return Stop() && Start(); }
+  bool AwaitFrames(int count = 1, milliseconds limit = milliseconds(10'000)) {
+    return Await(limit, [&, target = sink.frames + count] { return sink.frames >= target; });
+  }
+  /// Whether frames come or silence is told, whichever is first.
+  void AwaitNews(int frames, int silences) {
+    scene_.StartClock();
+    Await(Never(), [&] { return sink.frames >= frames || sink.silences >= silences; });
+    scene_.Hear(sink.frames >= frames ? "" : sink.silences >= silences ? "OnNoData" : "nothing");
+  }
+  /// The fault ends; the stream has to come back.
+  void Recover() {
+    scene_.Heal();
+    scene_.outcome.restarted = !AwaitFrames(3, Never());
+    scene_.outcome.back = scene_.outcome.restarted ? milliseconds{0} : scene_.Elapsed();
+    scene_.Must(!scene_.outcome.restarted || (Restart() && AwaitFrames(3)), "no frame comes any more");
+    scene_.Must(!sink.damaged, "a damaged frame came");
+  }
+
+  CountingSink sink;
+
+ private:
+  milliseconds Never() const { return Quick(kNever, scene_.quicker); }
+
+  Scene& scene_;
+  HostLog log_;
+  FakeVideoParams wanted_{176, 144, 40};
+  FakeAllocator allocator_{log_};
+  SceneDriver open_;
+};
+
 struct Pins : SceneDriver {
-  Pins(Scene& scene, u32 inputs, u32 outputs)
-      : SceneDriver(scene, kQuicker, nullptr, nullptr, inputs, outputs) {
+  Pins(Scene& scene, u32 inputs, u32 outputs) : SceneDriver(scene, nullptr, nullptr, inputs, outputs) {
     constexpr u32 kPoll = static_cast<u32>(Quick(2000).count());
     if (driver->GetGroup() == 1) {
       io = std::make_unique<CKolvexGroup1DigitalIO>(driver, kPoll);
@@ -63,7 +121,7 @@ struct Pins : SceneDriver {
 };
 
 struct Head {
-  explicit Head(Scene& scene) : driver(scene, kQuicker, &sink, nullptr) {
+  explicit Head(Scene& scene) : driver(scene, &sink, nullptr) {
     reader.Attach(new CXMLPrepositionReader("Kolvex", folder.Path()));
     scene.Must(reader->Open("faults.preset", false), "no preset file");
   }
@@ -93,31 +151,71 @@ void OnPositions(Scene& scene, bool stored, Operation operation) {
     scene.Must(head.control.AddPreposition("gate") == PtzDone, "no position to begin with");
     head.Leave();
   }
-  const Stopwatch watch = scene.Plant();
+  scene.Plant();
   const i32 result = operation(head.control);
-  scene.outcome.after = watch.Read();
-  if (result != PtzDone || head.HasMessage()) {
-    scene.outcome.told = std::to_string(result) + (head.HasMessage() ? ", message" : "");
-  }
-  const Stopwatch healed = scene.Heal();
+  const bool isTold = result != PtzDone || head.HasMessage();
+  scene.Hear(!isTold ? "" : std::to_string(result) + (head.HasMessage() ? ", message" : ""));
+  scene.Heal();
   head.Leave();
   const bool isDeleted = stored && head.control.GetPrepositionCount() == 0;
-  scene.Must(isDeleted || operation(head.control) == PtzDone, "it fails without the fault too");
-  scene.outcome.back = healed.Read();
+  scene.Back(isDeleted || operation(head.control) == PtzDone, "it fails without the fault too");
 }
 
 }  // namespace
 
 void Query(Scene& scene) {
-  const Stopwatch watch = scene.Plant();
+  scene.Plant();
   const std::string heard = Ask(scene);
-  scene.outcome.after = watch.Read();
-  const Stopwatch healed = scene.Heal();
-  const std::string sound = Ask(scene);
-  scene.outcome.back = healed.Read();
-  scene.Must(sound.starts_with("done\n"), "no query is done any more");
   const bool isDone = heard.starts_with("done\n");
-  scene.outcome.told = heard == sound ? "" : isDone ? "done, less" : heard.substr(0, heard.find('\n'));
+  scene.Hear(isDone ? "done, less" : heard.substr(0, heard.find('\n')));
+  scene.Heal();
+  const std::string sound = Ask(scene);
+  scene.Back(sound.starts_with("done\n"), "no query is done any more");
+  if (heard == sound) {
+    scene.outcome.told.clear();
+  }
+}
+
+void StartVideo(Scene& scene) {
+  VideoHost host(scene);
+  scene.Plant();
+  scene.Must(host.Start(), "StartCapture gives false");
+  // The first OnNoData comes with every start, while the camera gets used to its configuration.
+  host.AwaitNews(1, 2);
+  host.Recover();
+}
+
+void DisturbVideo(Scene& scene) {
+  scene.quicker = kLessQuick;
+  VideoHost host(scene);
+  scene.Must(host.Start() && host.AwaitFrames(), "no stream to disturb");
+  scene.Plant();
+  host.AwaitNews(host.sink.frames + 5, host.sink.silences + 1);
+  host.Recover();
+}
+
+void DisturbReports(Scene& scene) {
+  scene.quicker = kLessQuick;
+  VideoHost host(scene);
+  scene.Plant();
+  scene.Must(host.Start() && Eventually([&] { return scene.HasStruck(); }), "no report to spoil");
+  host.AwaitNews(host.sink.frames + 5, host.sink.silences + 1);
+  scene.Must(scene.Status().counters.answersOk == 0, "a spoiled report was answered");
+  host.Recover();
+  const auto isAnswered = [&] { return scene.Status().counters.answersOk > 0; };
+  // The simulated camera reports every 5 seconds, which nothing makes quicker.
+  scene.outcome.restarted = !Await(milliseconds(6000), isAnswered);
+  scene.Must(!scene.outcome.restarted || (host.Restart() && Eventually(isAnswered)), "no report is answered");
+}
+
+void StopVideo(Scene& scene) {
+  VideoHost host(scene);
+  scene.Plant();
+  scene.Must(host.Start() && host.AwaitFrames(), "no stream to stop");
+  scene.StartClock();
+  scene.Hear(host.Stop() ? "stopped" : "false");
+  scene.Heal();
+  scene.Back(host.Start() && host.AwaitFrames(), "no frame comes any more");
 }
 
 // All of the camera's inputs are low under the fault. The last one then goes high.
@@ -127,20 +225,18 @@ void PollInputs(Scene& scene) {
   for (u32 i = 0; i < count; ++i) {
     allLow += "input " + std::to_string(i) + " is 1\n";
   }
-  const std::string last = "input " + std::to_string(count - 1) + " is ";
   Pins pins(scene, count, 0);
-  const Stopwatch watch = scene.Plant();
+  scene.Plant();
   pins.io->Start();
   Await(Quick(9000), [&] { return pins.log.Count("input") >= count; });
-  scene.outcome.after = watch.Read();
   const std::string heard = pins.log.Text();
-  scene.outcome.told = heard == allLow ? "" : heard.empty() ? "nothing" : "wrong state";
-  const Stopwatch healed = scene.Heal();
+  scene.Hear(heard == allLow ? "" : heard.empty() ? "nothing" : "wrong state");
+  scene.Heal();
+  const std::string last = "input " + std::to_string(count - 1) + " is ";
   const auto isHeard = [&](const char* state) {
     return Eventually([&] { return pins.log.Text().ends_with(last + state); });
   };
-  scene.Must(isHeard("1\n"), "an input stays wrong");
-  scene.outcome.back = healed.Read();
+  scene.Back(isHeard("1\n"), "an input stays wrong");
   scene.Control("input" + std::to_string(count) + "=1");
   scene.Must(isHeard("2\n"), "a change isn't seen");
 }
@@ -151,45 +247,40 @@ void SwitchOutput(Scene& scene) {
   const char* const off = pins.driver->GetGroup() == 1 ? "relayid=1&value=0" : "Out1STA=0";
   pins.io->Start();
   scene.Must(Eventually([&] { return scene.HasRequest(off); }), "no output goes low at the start");
-  const Stopwatch watch = scene.Plant();
+  scene.Plant();
   pins.io->SetOutput(0, IOStateHigh);
   pins.io->SetOutput(0, IOStateLow);
   const auto hasFailed = [&] { return pins.log.Count("failure") > 0; };
   Eventually([&] { return hasFailed() || scene.HasRequest(off, 2); });
-  scene.outcome.after = watch.Read();
-  scene.outcome.told = hasFailed() ? "OnIOFailure" : "";
-  const Stopwatch healed = scene.Heal();
+  scene.Hear(hasFailed() ? "OnIOFailure" : "");
+  scene.Heal();
   pins.io->SetOutput(0, IOStateLow);
   pins.io->SetOutput(0, IOStateHigh);
-  scene.Must(Eventually([&]() -> bool { return scene.Status().outputs[0]; }), "the output stays low");
-  scene.outcome.back = healed.Read();
+  scene.Back(Eventually([&]() -> bool { return scene.Status().outputs[0]; }), "the output stays low");
 }
 
 void OpenHead(Scene& scene) {
   Head head(scene);
-  const Stopwatch watch = scene.Plant();
+  scene.Plant();
   scene.Must(head.Open(), "the control doesn't open");
-  scene.outcome.after = watch.Read();
+  scene.Hear("");
   const bool isAvailable = head.control.IsPTZAvailable() != 0;
   scene.outcome.told = head.HasMessage() ? "message" : isAvailable ? "" : "no PTZ";
-  const Stopwatch healed = scene.Heal();
-  scene.Must(head.control.IsPTZAvailable() != 0, "no protocol is found any more");
-  scene.outcome.back = healed.Read();
+  scene.Heal();
+  scene.Back(head.control.IsPTZAvailable() != 0, "no protocol is found any more");
 }
 
 void MoveHead(Scene& scene) {
   Head head(scene);
   scene.Must(head.Open(), "the control doesn't open");
-  const Stopwatch watch = scene.Plant();
+  scene.Plant();
   scene.Must(head.control.StartMove(PtzLeft, 8) == PtzDone, "the movement isn't queued");
   head.control.StopMove();
   Eventually([&] { return head.HasMessage() || scene.HasRequest("write=FF0100000000"); });
-  scene.outcome.after = watch.Read();
-  scene.outcome.told = head.HasMessage() ? "message" : "";
-  const Stopwatch healed = scene.Heal();
+  scene.Hear(head.HasMessage() ? "message" : "");
+  scene.Heal();
   head.control.StartMove(PtzUp, 8);
-  scene.Must(Eventually([&] { return scene.Status().head.moving; }), "the head doesn't move any more");
-  scene.outcome.back = healed.Read();
+  scene.Back(Eventually([&] { return scene.Status().head.moving; }), "the head doesn't move any more");
 }
 
 void StorePosition(Scene& scene) {

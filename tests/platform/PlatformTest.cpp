@@ -1,11 +1,12 @@
-#include "platform/FileReplacement.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
 
+#include "platform/FileReplacement.h"
+#include "platform/VersionResource.h"
 #include "support/TempFolder.h"
+#include "support/VersionImage.h"
 
 namespace sarnevo::platform {
 namespace {
@@ -45,8 +46,7 @@ TEST(FileReplacement, KeepsRightsAndFollowsLinks) {
 TEST(FileReplacement, KeepsOldContentUnderNamesOfItsOwn) {
   const TempFolder folder;
   const std::string longest(255, 'n');  // no room for ".bad"
-  EXPECT_TRUE(ReplaceFile(folder / "f", "", OldContent::KeepAside)) << "nothing to keep";
-  for (const char* content : {"1", "2", "3"}) {
+  for (const char* content : {"", "1", "2", "3"}) {
     EXPECT_TRUE(ReplaceFile(folder / "f", content, OldContent::KeepAside));
   }
   EXPECT_TRUE(ReplaceFile(folder / longest, "1"));
@@ -54,6 +54,23 @@ TEST(FileReplacement, KeepsOldContentUnderNamesOfItsOwn) {
   EXPECT_EQ(folder.Read(longest), "1");
   EXPECT_THAT(folder.List(), ElementsAre("f", "f.bad", "f.bad.1", longest));
   EXPECT_EQ(folder.Read("f") + folder.Read("f.bad") + folder.Read("f.bad.1"), "312");
+}
+
+// What is malformed is in the corpus of the fuzz target.
+TEST(VersionResource, IsFoundInBothFormsAndInNoneThatIsCutAnywhere) {
+  for (const bool wide : {false, true}) {
+    Image image(wide);
+    const std::optional<Version> found = ReadVersionResource(image);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->major, kVersion.major);
+    EXPECT_EQ(found->minor, kVersion.minor);
+    EXPECT_EQ(found->build, kVersion.build);
+    EXPECT_EQ(found->revision, kVersion.revision);
+    for (std::size_t length = kSize; length-- > 0;) {
+      image.Cut(length);
+      EXPECT_FALSE(ReadVersionResource(image)) << wide << ' ' << length;
+    }
+  }
 }
 
 }  // namespace
