@@ -169,7 +169,7 @@ FUZZ_TARGET(ChannelPackets) {
   u16 sequence = 0;
   for (int packets = 0; !reader.IsEmpty() && packets < 1024; ++packets) {
     const u8 how = reader.Byte();
-    const u8 answer = (how & Answer) != 0 ? reader.Byte() & 15 : 0;
+    const u8 answer = (how & Answer) != 0 ? reader.Byte() & 63 : 0;
     sequence = static_cast<u16>(sequence + 1 + ((how & Step) != 0 ? reader.Byte() : 0));
     if ((how & Jump) != 0) {
       sequence = static_cast<u16>(reader.Byte() << 8 | reader.Byte());

@@ -23,8 +23,15 @@ class FrameHost : public sarnevo::ipcapture::IFrameAllocator, public sarnevo::ip
   using u32 = sarnevo::u32;
 
   /// What the host does with the next frame, by the bits of a byte: gives none, gives one without room, throws in
-  /// OnFrame, refuses it there.
-  enum Answer : std::uint8_t { NoFrame = 1, NoRoom = 2, Throws = 4, Refuses = 8 };
+  /// OnFrame, refuses it there, throws where it should give one, throws where it takes one back.
+  enum Answer : std::uint8_t {
+    NoFrame = 1,
+    NoRoom = 2,
+    Throws = 4,
+    Refuses = 8,
+    ThrowsAtFirst = 16,
+    ThrowsAtLast = 32,
+  };
 
   /// A frame as OnFrame saw it.
   struct Seen {
@@ -45,6 +52,9 @@ class FrameHost : public sarnevo::ipcapture::IFrameAllocator, public sarnevo::ip
 
   sarnevo::ipcapture::IFrame* AllocateFrame(u32 code, u32 size, const char* owner) override {
     Check(!out_ && owner != nullptr && size > 0, "one frame at a time, with its owner's name");
+    if ((answer_ & ThrowsAtFirst) != 0) {
+      throw std::exception();
+    }
     if ((answer_ & NoFrame) != 0) {
       return nullptr;
     }
@@ -54,6 +64,9 @@ class FrameHost : public sarnevo::ipcapture::IFrameAllocator, public sarnevo::ip
   void ReleaseFrame(sarnevo::ipcapture::IFrame* frame) override {
     Check(out_ && frame == out_.get(), "a frame comes back once");
     out_.reset();
+    if ((answer_ & ThrowsAtLast) != 0) {
+      throw std::exception();
+    }
   }
   bool OnFrame(sarnevo::ipcapture::IFrame* frame) override {
     Check(out_ && frame == out_.get() && !seen_, "the frame is the one that was given out");

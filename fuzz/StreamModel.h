@@ -113,7 +113,7 @@ class StreamModel {
   }
 
   std::optional<std::vector<std::uint8_t>> End(std::vector<std::uint8_t> frame, std::uint8_t answer) {
-    const bool arrives = (answer & (FrameHost::NoFrame | FrameHost::NoRoom)) == 0;
+    const bool arrives = (answer & (FrameHost::NoFrame | FrameHost::NoRoom | FrameHost::ThrowsAtFirst)) == 0;
     if (jpeg_) {
       if (frame.size() <= (group1_ ? 140U : 245U)) {
         return std::nullopt;  // no scan
@@ -132,7 +132,7 @@ class StreamModel {
       width = size->width;
       height = size->height;
     }
-    waiting_ = answer != 0;
+    waiting_ = !arrives || (answer & (FrameHost::Throws | FrameHost::Refuses)) != 0;
     return arrives ? std::optional(std::move(frame)) : std::nullopt;
   }
 

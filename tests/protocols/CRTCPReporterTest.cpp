@@ -1,3 +1,4 @@
+// When a reporter answers. What it answers is asked of it byte by byte with the corpora (fuzz/RtcpReportsFuzz.cpp).
 #include "protocols/CRTCPReporter.h"
 
 #include <gtest/gtest.h>
@@ -6,8 +7,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-#include "protocols/RtcpAnswer.h"
 
 namespace sarnevo {
 namespace {
@@ -20,61 +19,24 @@ using Bytes = std::vector<u8>;
 
 constexpr u16 kPort = 3557;
 
-// 0x10 to 0x10 + size - 1, so that each byte of an answer shows where it came from.
-Bytes Report(std::size_t size) {
-  Bytes bytes(size);
-  for (std::size_t i = 0; i < size; ++i) {
-    bytes[i] = static_cast<u8>(0x10 + i);
-  }
-  return bytes;
-}
-
-TEST(RtcpAnswer, ByteForByte) {
-  const Bytes expected = {
-      0x81, 201,  0x00, 0x07,                           // receiver report
-      0xA1, 0xB2, 0xC3, 0xD4,                           // own SSRC
-      0x14, 0x15, 0x16, 0x17,                           // the source's
-      0x00, 0x00, 0x00, 0x00,                           // losses
-      0x00, 0x00, 0x12, 0x34,                           // cycles, sequence number
-      0x00, 0x00, 0x00, 0x00,                           // jitter
-      0x1A, 0x1B, 0x1C, 0x1D,                           // last SR
-      0x00, 0x00, 0x00, 0x01,                           // delay since
-      0x81, 202,  0x00, 0x05,                           // source description
-      0xA1, 0xB2, 0xC3, 0xD4,                           //
-      0x01, 0x07, 'd',  'e',  'f', 'a', 'u', 'l', 't',  // CNAME
-      0,    0,    0,    0,    0,   0,   0,   0,   0,   0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-  };
-  const auto answer = AnswerSenderReport(Report(20), {0xA1B2C3D4, "default"}, 0x1234);
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(Bytes(answer->begin(), answer->end()), expected);
-  EXPECT_FALSE(AnswerSenderReport(Report(19), {0xA1B2C3D4, "default"}, 0x1234));
-}
-
 // The camera's RTCP socket.
 class Camera {
  public:
-  void Send(const Bytes& datagram) {
-    EXPECT_EQ(socket_.SendTo(datagram, *SocketAddress::Parse("127.0.0.1", kPort)), SocketError::None);
-  }
-  Bytes Receive(platform::Milliseconds limit) {
-    Bytes answer(200);
+  Camera() { EXPECT_TRUE(socket_.SetReceiveTimeout(50ms)); }
+  // The answer to a report of so many bytes. Asks again, since the reporter may still be binding its port.
+  Bytes Ask(std::size_t size, int attempts = 400) {
     SocketAddress from;
-    socket_.SetReceiveTimeout(limit);
-    const auto got = socket_.ReceiveFrom(answer, from);
-    EXPECT_TRUE(got.error != SocketError::None || from.Port() == kPort);
-    answer.resize(got.error == SocketError::None ? got.count : 0);
-    return answer;
-  }
-  // The answer to a report; sends it again while the reporter may still be binding its port.
-  Bytes Ask(const Bytes& report) {
-    Bytes answer;
-    for (int i = 0; i < 400 && answer.empty(); ++i) {
-      Send(report);
-      answer = Receive(50ms);
+    for (Bytes answer(200); attempts > 0; --attempts) {
+      EXPECT_EQ(socket_.SendTo(Bytes(size, 0xFF), *SocketAddress::Parse("127.0.0.1", kPort)),
+                SocketError::None);
+      if (const auto got = socket_.ReceiveFrom(answer, from); got.error == SocketError::None) {
+        EXPECT_EQ(from.Port(), kPort);
+        answer.resize(got.count);
+        return answer;
+      }
     }
-    return answer;
+    return {};
   }
-  bool HearsNothing() { return Receive(300ms).empty(); }
 
  private:
   Socket socket_ = Socket::CreateUdp();
@@ -95,7 +57,7 @@ TEST(CRTCPReporter, AnswersInItsHostsName) {
   for (const auto& host : kHosts) {
     CRTCPReporter reporter({}, host.source);
     ASSERT_TRUE(reporter.Start(kPort));
-    const Bytes answer = Camera().Ask(Bytes(20, 0xFF));
+    const Bytes answer = Camera().Ask(20);
     ASSERT_EQ(answer.size(), 68U);
     EXPECT_EQ(answer[41], host.length);
     EXPECT_EQ(std::string(answer.begin() + 42, answer.end()), host.name);
@@ -111,12 +73,11 @@ TEST(CRTCPReporter, ATimeOutDoesntEndItButAnOversizedDatagramDoes) {
   CRTCPReporter reporter(times);
   ASSERT_TRUE(reporter.Start(kPort));
   Camera camera;
-  ASSERT_EQ(camera.Ask(Report(20)).size(), 68U);
-  EXPECT_TRUE(camera.HearsNothing()) << "through many time-outs";
-  ASSERT_EQ(camera.Ask(Report(4096)).size(), 68U);
-  camera.Send(Report(4097));
-  camera.Send(Report(20));
-  EXPECT_TRUE(camera.HearsNothing());
+  EXPECT_EQ(camera.Ask(20).size(), 68U);
+  EXPECT_TRUE(camera.Ask(19, 6).empty());
+  EXPECT_EQ(camera.Ask(4096).size(), 68U) << "through many time-outs";
+  EXPECT_TRUE(camera.Ask(4097, 1).empty());
+  EXPECT_TRUE(camera.Ask(20, 6).empty());
   EXPECT_TRUE(reporter.Stop()) << "it has ended by itself";
 }
 

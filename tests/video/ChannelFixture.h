@@ -36,7 +36,6 @@ inline sarnevo::ChannelTiming SteadyTiming() {
 
 /// One driver with all that a host has for it.
 struct Host {
-  explicit Host(const std::string& sinkName = "") : sink(log, sinkName) {}
   ~Host() { driver.reset(); }
 
   /// Opens the driver for a camera.
@@ -60,7 +59,7 @@ struct Host {
   FakeVideoParams wanted;
   FakeDebugSink debugSink{log};
   FakeAllocator allocator{log};
-  FakeSink sink;
+  FakeSink sink{log};
   std::unique_ptr<sarnevo::CKolvexIPCaptureDriver> driver = std::make_unique<sarnevo::CKolvexIPCaptureDriver>();
 };
 

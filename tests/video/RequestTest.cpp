@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -20,8 +21,6 @@ StreamFormat Format(u32 width, u32 height, u32 interval, u32 quality, u32 codec,
   return {width, height, quality, interval, codec, standard};
 }
 StreamFormat Size(u32 width, u32 height) { return Format(width, height, 40, 60, CodecMJPEG); }
-StreamFormat Interval(u32 interval) { return Format(640, 480, interval, 60, CodecMJPEG); }
-StreamFormat SxgaInterval(u32 interval) { return Format(1280, 1024, interval, 60, CodecMJPEG); }
 StreamFormat Jpeg(u32 quality) { return Format(640, 480, 40, quality, CodecMJPEG); }
 StreamFormat Mpeg4(u32 quality) { return Format(640, 480, 40, quality, CodecMPEG4); }
 
@@ -50,51 +49,46 @@ TEST(Request, IsTheTextThatTheCameraTakes) {
             "/SetMultimedia.cgi?CH=0&Format=PAL&Stream_Mode=0&Audio=1");
 }
 
-TEST(Request, MapsEachValue) {
-  struct Part {
-    const char* text;
-    StreamFormat format;
+TEST(Request, MapsEachValueForEachGroup) {
+  const struct {
+    u32 width;
+    u32 height;
+    std::string group1;
+    std::string group2;
+  } sizes[] = {
+      {0, 0, "qcif", ""},       {176, 144, "qcif", "qcif"}, {177, 144, "cif", ""},
+      {176, 145, "cif", ""},    {352, 288, "cif", "cif"},   {353, 288, "d1", ""},
+      {352, 289, "d1", ""},     {720, 576, "d1", "d1"},     {721, 576, "cif", ""},
+      {720, 577, "cif", ""},    {320, 240, "cif", "qvga"},  {160, 120, "qcif", "qqvga"},
+      {720, 480, "d1", "d1"},   {704, 480, "d1", "vga"},    {704, 576, "d1", "vga"},
+      {352, 240, "cif", "cif"}, {176, 120, "qcif", "qcif"}, {1280, 960, "cif", ""},
+      {640, 481, "d1", ""},
   };
-  const Part group1[] = {
-      {"&resolution=qcif&", Size(0, 0)},    {"&resolution=qcif&", Size(176, 144)},
-      {"&resolution=cif&", Size(177, 144)}, {"&resolution=cif&", Size(176, 145)},
-      {"&resolution=cif&", Size(352, 288)}, {"&resolution=d1&", Size(353, 288)},
-      {"&resolution=d1&", Size(352, 289)},  {"&resolution=d1&", Size(720, 576)},
-      {"&resolution=cif&", Size(721, 576)}, {"&resolution=cif&", Size(720, 577)},
-      {"&const_qu=5&", Jpeg(99)},           {"&const_qu=6&", Jpeg(91)},
-      {"&const_qu=10&", Jpeg(58)},          {"&const_qu=17&", Jpeg(0)},
-      {"&fps=17&", Interval(60)},           {"&fps=0&", Interval(2001)},
-      {"&targetrate=256&", Mpeg4(0)},       {"&targetrate=512&", Mpeg4(10)},  // 530
-      {"&targetrate=1500&", Mpeg4(50)},     {"&targetrate=3000&", Mpeg4(65535)},
-  };
-  for (const Part& part : group1) {
-    EXPECT_NE(Group1(part.format).find(part.text), std::string::npos) << part.text;
+  for (const auto& [width, height, group1, group2] : sizes) {
+    EXPECT_NE(Group1(Size(width, height)).find("&resolution=" + group1 + "&"), std::string::npos) << width;
+    const std::string begin =
+        "/SetMultimedia.cgi?CH=0" + (group2.empty() ? "" : "&Resolution=" + group2) + "&Fps=";
+    EXPECT_TRUE(BuildGroup2Request(Size(width, height)).starts_with(begin)) << begin;
   }
-  const Part group2[] = {
-      {"=0&Resolution=qvga&", Size(320, 240)},
-      {"=0&Resolution=qqvga&", Size(160, 120)},
-      {"=0&Resolution=d1&", Size(720, 480)},
-      {"=0&Resolution=d1&", Size(720, 576)},
-      {"=0&Resolution=vga&", Size(704, 480)},
-      {"=0&Resolution=vga&", Size(704, 576)},
-      {"=0&Resolution=cif&", Size(352, 240)},
-      {"=0&Resolution=cif&", Size(352, 288)},
-      {"=0&Resolution=qcif&", Size(176, 120)},
-      {"=0&Resolution=qcif&", Size(176, 144)},
-      {"CH=0&Fps=25&", Size(1280, 960)},
-      {"CH=0&Fps=25&", Size(640, 481)},
-      {"&Fps=10&", SxgaInterval(66)},
-      {"&Fps=5&", SxgaInterval(200)},
-      {"&Jpeg_Quality=1&", Jpeg(19)},
-      {"&Jpeg_Quality=2&", Jpeg(20)},
-      {"&Jpeg_Quality=5&", Jpeg(65535)},
-      {"&Bitrate=64&", Mpeg4(19)},
-      {"&Bitrate=96&", Mpeg4(20)},
-      {"&Bitrate=576&", Mpeg4(65535)},
+  const auto expect = [](const StreamFormat& format, const std::string& group1, const std::string& group2) {
+    EXPECT_NE(Group1(format).find("&" + group1 + "&"), std::string::npos) << group1;
+    EXPECT_NE(BuildGroup2Request(format).find("&" + group2 + "&"), std::string::npos) << group2;
   };
-  for (const Part& part : group2) {
-    EXPECT_NE(BuildGroup2Request(part.format).find(part.text), std::string::npos) << part.text;
+  using Row = std::array<u32, 3>;  // a value and what the groups make of it
+  for (const auto& [quality, group1, group2] :
+       {Row{99, 5, 5}, Row{91, 6, 5}, Row{58, 10, 3}, Row{20, 14, 2}, Row{19, 14, 1}, Row{0, 17, 1}}) {
+    expect(Jpeg(quality), "const_qu=" + std::to_string(group1), "Jpeg_Quality=" + std::to_string(group2));
   }
+  for (const auto& [quality, group1, group2] : {Row{0, 256, 64}, Row{10, 512, 64}, Row{19, 768, 64},
+                                                Row{20, 768, 96}, Row{50, 1500, 256}, Row{65535, 3000, 576}}) {
+    expect(Mpeg4(quality), "targetrate=" + std::to_string(group1), "Bitrate=" + std::to_string(group2));
+  }
+  for (const auto& [interval, group1, group2] : {Row{60, 17, 10}, Row{200, 5, 5}, Row{2001, 0, 0}}) {
+    expect(Format(1280, 1024, interval, 60, CodecMJPEG), "fps=" + std::to_string(group1),
+           "Fps=" + std::to_string(group2));
+  }
+  expect(Format(640, 480, 60, 60, CodecMJPEG), "fps=17", "Fps=16");
+  expect(Jpeg(65535), "fps=25", "Jpeg_Quality=5");
 }
 
 TEST(Request, PicksTheNearestBitrate) {
