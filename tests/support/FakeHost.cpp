@@ -10,7 +10,7 @@ contract::IFrame* FakeAllocator::AllocateFrame(std::uint32_t fourCC, std::uint32
   if (refuses) {
     return nullptr;
   }
-  auto frame = std::make_unique<FakeFrame>(log_, size, !withoutData);
+  auto frame = std::make_unique<FakeFrame>(log_, size);
   contract::IFrame* const given = frame.get();
   const std::lock_guard guard(lock_);
   frames_.emplace(given, std::move(frame));

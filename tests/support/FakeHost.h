@@ -114,14 +114,14 @@ inline std::string FourCCText(std::uint32_t fourCC) {
 /// A frame's data area has exactly the asked size, so that the sanitizers see a write behind it.
 class FakeFrame : public contract::IFrame {
  public:
-  FakeFrame(HostLog& log, std::uint32_t size, bool hasData) : data(size), log_(log), hasData_(hasData) {}
+  FakeFrame(HostLog& log, std::uint32_t size) : data(size), log_(log) {}
 
   std::vector<std::uint8_t> data;
   std::uint32_t used = 0;
 
   std::uint8_t* GetData() override {
     log_.Add("GetData");
-    return hasData_ ? data.data() : nullptr;
+    return data.data();
   }
   void SetDataSize(std::uint32_t size) override { Note("SetDataSize", used = size); }
   void Finish() override { log_.Add("Finish"); }
@@ -134,7 +134,6 @@ class FakeFrame : public contract::IFrame {
   void Note(const char* name, std::uint32_t value) { log_.Add(name + (" " + std::to_string(value))); }
 
   HostLog& log_;
-  const bool hasData_;
 };
 
 /// Gives out and takes back frames; a frame that comes back twice or was never given is a line of its own.
@@ -145,7 +144,6 @@ class FakeAllocator : public contract::IFrameAllocator {
   std::function<void()> onAllocate;
   std::function<void()> onRelease;
   std::atomic<bool> refuses{false};
-  std::atomic<bool> withoutData{false};
   /// Frames that the library has now.
   std::size_t Outstanding() const {
     const std::lock_guard guard(lock_);
