@@ -56,7 +56,7 @@ HttpRequest::HttpRequest(const char* host, u16 port, const char* userName, const
 HttpRequest::~HttpRequest() {
   sarnevo::platform::SecureErase(userName_);
   sarnevo::platform::SecureErase(password_);
-  CloseRequest();
+  TakeRequest();
 }
 
 bool HttpRequest::SetHost(const char* host) {
@@ -160,7 +160,8 @@ void HttpRequest::KeepConnection(bool keep) {
 }
 
 void HttpRequest::Cancel() noexcept {
-  if (const std::shared_ptr<HttpExchange> request = CurrentRequest()) {
+  // The owner may be in the middle of it. If not, it ends here, and its connection with it.
+  if (const std::shared_ptr<HttpExchange> request = TakeRequest()) {
     request->Close();
   }
   keeper_.Drop();
@@ -193,10 +194,9 @@ std::shared_ptr<HttpExchange> HttpRequest::CurrentRequest() noexcept {
   return request_;
 }
 
-void HttpRequest::CloseRequest() noexcept {
-  std::shared_ptr<HttpExchange> request;
+std::shared_ptr<HttpExchange> HttpRequest::TakeRequest() noexcept {
   const std::lock_guard guard(lock_);
-  request = std::move(request_);
+  return std::move(request_);
 }
 
 }  // namespace Web

@@ -79,7 +79,7 @@ class HttpRequest {
 
   std::shared_ptr<Exchange> OpenRequest();
   std::shared_ptr<Exchange> CurrentRequest() noexcept;
-  void CloseRequest() noexcept;
+  std::shared_ptr<Exchange> TakeRequest() noexcept;
 
   // Guards request_ and aborted_. Held for the pointer only, never during an operation on the request.
   sarnevo::platform::CriticalSection lock_;

@@ -27,7 +27,15 @@ struct Wiped {
   std::string text;
 };
 
+constexpr std::uint32_t kNoContent = 204;
+constexpr std::uint32_t kNotModified = 304;
+
 bool IsInformational(std::uint32_t status) noexcept { return status / 100 == 1; }
+
+// RFC 9112, 6.3: whatever length the head tells.
+bool HasNoBody(std::uint32_t status) noexcept {
+  return IsInformational(status) || status == kNoContent || status == kNotModified;
+}
 
 std::span<const std::uint8_t> BytesOf(std::string_view text) noexcept {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
@@ -35,8 +43,11 @@ std::span<const std::uint8_t> BytesOf(std::string_view text) noexcept {
 
 }  // namespace
 
-// What http_parser calls. What isn't 0 ends the reading.
+// What http_parser calls. What isn't 0 ends the reading, but for one answer at the head's end.
 struct KeptConnection::Callbacks {
+  static constexpr int kRefused = -1;
+  static constexpr int kSkipBody = 1;
+
   static KeptConnection& Of(http_parser* parser) noexcept {
     return *static_cast<KeptConnection*>(parser->data);
   }
@@ -59,11 +70,14 @@ struct KeptConnection::Callbacks {
     KeptConnection& connection = Of(parser);
     connection.strange_ = parser->http_major != 1;
     const int refused = connection.lineHasValue_ ? connection.GiveLine(connection.line_) : 0;
-    return refused != 0 || connection.strange_ ? -1 : connection.GiveLine("\r\n");
+    if (refused != 0 || connection.strange_ || connection.GiveLine("\r\n") != 0) {
+      return kRefused;
+    }
+    return HasNoBody(parser->status_code) ? kSkipBody : 0;
   }
 
   static int OnBody(http_parser* parser, const char* text, std::size_t size) noexcept {
-    return Of(parser).sink_->OnBody({text, size}) == HttpSink::Answer::Taken ? 0 : -1;
+    return Of(parser).sink_->OnBody({text, size}) == HttpSink::Answer::Taken ? 0 : kRefused;
   }
 
   static int OnEnd(http_parser* parser) noexcept {
