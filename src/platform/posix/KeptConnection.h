@@ -13,7 +13,7 @@
 namespace sarnevo::platform::posix {
 
 /// A connection to a server that outlives the requests over it, and the same plain GET over and over: sent in one
-/// piece, the reply read by http_parser. That is a fifth of what libcurl does for it, which is what hundreds of
+/// piece, the reply read by http_parser. That is a tenth of what libcurl does for it, which is what hundreds of
 /// polled cameras cost.
 ///
 /// Knows only the ordinary. What it doesn't understand of a reply isn't judged here: IsStrange tells, and the
