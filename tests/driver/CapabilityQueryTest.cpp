@@ -13,6 +13,7 @@
 #include <thread>
 #include <utility>
 
+#include "kolvex/Exports.h"
 #include "kolvex/IIPCapabilities.h"
 #include "platform/Clock.h"
 #include "platform/Event.h"
@@ -56,8 +57,8 @@ struct Host : RecordingCapabilities, ipcapture::ICapabilityObserver {
 };
 
 // One whole query; gives what the observer heard.
-std::string Ask(CapabilityQuery& query, Host& host, const char* address, u16 port, bool isNTSC = false) {
-  EXPECT_TRUE(query.Init(&host, isNTSC));
+std::string Ask(CapabilityQuery& query, Host& host, const char* address, u16 port) {
+  EXPECT_TRUE(query.Init(&host, false));
   if (query.Start(address, port, "root", "pass", &host)) {
     EXPECT_EQ(host.over.Wait(20s), WaitResult::Signalled);
   }
@@ -65,7 +66,7 @@ std::string Ask(CapabilityQuery& query, Host& host, const char* address, u16 por
   return host.ended;
 }
 
-// Each call on the host's objects is a line.
+// As hosts ask, by the exported names. Each call on the host's objects is a line.
 TEST(CapabilityQuery, TellsTheHostAboutEachModel) {
   const std::pair<std::string, CgiReplies> models[] = {{"group-1", Group1Replies()},
                                                        {"P-405", Group2Replies("71")},
@@ -81,8 +82,11 @@ TEST(CapabilityQuery, TellsTheHostAboutEachModel) {
       ASSERT_NE(transcript.find("PORT"), transcript.npos);
       transcript.replace(transcript.find("PORT"), 4, std::to_string(camera.Port()));
       Host host;
-      CapabilityQuery query;
-      EXPECT_EQ(Ask(query, host, "127.0.0.1", camera.Port(), isNTSC), "done");
+      EXPECT_EQ(InitCapabilityQuery(&host, isNTSC ? 1 : 0), 1u);
+      EXPECT_EQ(StartCapabilityQuery("127.0.0.1", camera.Port(), "root", "pass", &host), 1u);
+      EXPECT_EQ(host.over.Wait(20s), WaitResult::Signalled);
+      EXPECT_EQ(UninitCapabilityQuery(), 1u);
+      EXPECT_EQ(host.ended, "done");
       EXPECT_EQ(host.Transcript() + "\n", transcript) << name;
     }
   }

@@ -150,10 +150,13 @@ TEST(HttpRequest, FollowsRedirectsWithoutGivingCredentialsAway) {
     std::size_t requests;  // at the camera
     const char* target;    // of the last request; null when the redirect is refused
     bool atOther;
+    const char* host = "127.0.0.1";
   } cases[] = {
       {"to an absolute path", "/new/x.cgi?a=b", 2, "GET /new/x.cgi?a=b ", false},
       {"to a relative path with a blank", "x y.cgi", 2, "GET /dir/x%20y.cgi ", false},
       {"to another port", "http://127.0.0.1:" + port + "/over?there", 1, "GET /over?there ", true},
+      {"to a port of the same name", "http://LocalHost:" + port + "/over?there", 1, "GET /over?there ", true,
+       "localhost"},
       {"to another host", "http://127.0.0.2:" + port + "/", 1, nullptr, false},
       {"to another host without a scheme", "//127.0.0.2:" + port + "/", 1, nullptr, false},
       {"in a circle", "/dir/again", 11, nullptr, false},
@@ -168,7 +171,7 @@ TEST(HttpRequest, FollowsRedirectsWithoutGivingCredentialsAway) {
                  ? "HTTP/1.1 302 Found\r\nLocation: " + c.location + "\r\nContent-Length: 5\r\n\r\nmoved"
                  : ok;
     });
-    HttpRequest request("127.0.0.1", camera.Port(), "root", "pass", 5000, 16, 0);
+    HttpRequest request(c.host, camera.Port(), "root", "pass", 5000, 16, 0);
     EXPECT_EQ(request.Send("GET", "/dir/again", false), c.target != nullptr);
     EXPECT_EQ(LastHttpError(), c.target != nullptr ? HttpError::None : HttpError::RedirectRefused);
     EXPECT_EQ(camera.Heads().size(), c.requests);

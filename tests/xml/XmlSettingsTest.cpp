@@ -199,6 +199,9 @@ TEST(XmlSettings, OnlyWhatIsPlainlyXmlIsOpened) {
     settings.Write("s.xml", file.content);
     EXPECT_EQ(settings.Open("s.xml", 0, 1) == 0, file.opens);
     if (file.opens) {
+      EXPECT_EQ(settings.Close(), 0u);
+      EXPECT_EQ(settings.CreateNewFile("s.xml", "New", 1, false), 0) << "a good file stays";
+      EXPECT_EQ(settings.Open("s.xml", 0, 1), 0);
       EXPECT_EQ(settings.GetString(L"R/A"), L"1");
       EXPECT_EQ(settings.Save(), 1);
       EXPECT_THAT(settings.File(), testing::StartsWith(kHead));
