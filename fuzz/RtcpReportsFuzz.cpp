@@ -82,7 +82,12 @@ class Reports {
       Check(std::chrono::steady_clock::now() < limit, "the reporter answers");
       running_ = peer_.Send(kProbe) && peer_.Receive(5).has_value();
     }
-    while (peer_.Receive(0)) {
+    // The answers to earlier tries may come late, but in order: behind that to this one there is none.
+    Check(peer_.Send(kLastProbe), "sent");
+    for (bool last = false; !last;) {
+      const auto answer = peer_.Receive(10'000);
+      Check(answer && answer->size() == 68, "each try is answered");
+      last = std::ranges::equal(Bytes(*answer).subspan(24, 4), Bytes(kLastProbe).subspan(10, 4));
     }
   }
 
@@ -129,6 +134,8 @@ class Reports {
   }
 
   static constexpr std::array<u8, 28> kProbe = {0x80, 200, 0, 6, 'p', 'r', 'o', 'b', 1, 2, 3, 4, 5, 6};
+  static constexpr std::array<u8, 28> kLastProbe = {0x80, 200, 0, 6,   'p', 'r', 'o',
+                                                    'b',  0,   0, 'l', 'a', 's', 't'};
   Peer peer_;
   std::unique_ptr<CRTCPReporter> reporter_;
   bool running_ = false;

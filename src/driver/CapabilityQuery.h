@@ -18,7 +18,7 @@ struct QueryTiming {
   /// milliseconds. No silence lets one last that long: that takes a camera that drips.
   u32 detectionLimit = 30'000;
   platform::Milliseconds stopWait{10'000};  ///< Uninit waits so long for a thread that ends by itself,
-  platform::Milliseconds stopMoment{500};   ///< and so long for one whose request it has closed
+  platform::Milliseconds stopMoment{50};    ///< and so long for one whose request it has closed
 };
 
 /// The capability query behind the four exports. A process has one, without a lock: the host calls it from

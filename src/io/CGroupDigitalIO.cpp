@@ -34,8 +34,9 @@ CGroupDigitalIO::CGroupDigitalIO(const DigitalIOWords& words, CKolvexIPCaptureDr
 
 bool CGroupDigitalIO::Stop() {
   const bool ended = CIOBase::Stop();
-  // In a callback of the input thread too, which ends behind it: a kept connection would go on holding one of
-  // the camera's few places.
+  // In a callback too, whose thread ends behind it: a connection that is left would go on holding one of the
+  // camera's few places.
+  outputRequest_.Cancel();
   inputRequest_.Cancel();
   return ended;
 }
@@ -49,7 +50,7 @@ bool CGroupDigitalIO::WriteOutput(u32 index, u32 state) {
 
 bool CGroupDigitalIO::ReadInputs(u32 count) {
   if (FetchInputs()) {
-    for (u32 number = 1; number <= count; ++number) {
+    for (u32 number = 1; number <= count && !AreInputsStopping(); ++number) {
       UpdateInput(number - 1, StateOf(number));
     }
   }

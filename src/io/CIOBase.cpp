@@ -1,5 +1,6 @@
 #include "io/CIOBase.h"
 
+#include <new>
 #include <utility>
 
 #include "driver/CKolvexIPCaptureDriver.h"
@@ -75,6 +76,7 @@ bool CIOBase::Start() try {
   if (!owner) {
     return false;  // another thread is starting or stopping it
   }
+  stopMissed_.store(false, std::memory_order_relaxed);
   bool result = true;
   {
     // The output thread gets to no request before the states are reset, whichever is faster.
@@ -86,6 +88,11 @@ bool CIOBase::Start() try {
   }
   if (GetInputCount() != 0 && !inputThread_.Start("Digital Input thread", kTickFirst)) {
     result = false;
+  }
+  if (stopMissed_.load(std::memory_order_acquire)) {
+    EndThreads();
+    ResetStates();
+    return false;
   }
   return result;
 } catch (const std::exception&) {
@@ -104,7 +111,8 @@ void CIOBase::InitOutputs() {
 bool CIOBase::Stop() try {
   const OwnerGuard owner(*this);
   if (!owner) {
-    // Another thread is at it, and may be waiting for this one; in a Start it might miss the wish.
+    // Another thread is at it, and may be waiting for this one. One that starts would overrun the wish.
+    stopMissed_.store(true, std::memory_order_release);
     outputHandler_.RequestStop();
     inputThread_.RequestStop();
     return false;
@@ -185,6 +193,8 @@ void CIOBase::PollInputs() {
   bool done = false;
   try {
     done = ReadInputs(driver_->GetInputCount());
+  } catch (const std::bad_alloc&) {
+    done = true;  // says nothing of the camera
   } catch (...) {
     // The next tick tries again.
   }

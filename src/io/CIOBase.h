@@ -60,6 +60,8 @@ class CIOBase : public ICaptureIOApi {
 
   /// For ReadInputs: takes one state and tells the host of a change.
   void UpdateInput(u32 index, u32 state);
+  /// For ReadInputs, between two of them: the host may take its time over each.
+  bool AreInputsStopping() noexcept { return inputThread_.IsStopRequested(); }
 
   /// What makes a request of either thread fail at once, from another thread; see CBaseThread::SetInterrupt.
   void SetInterrupts(std::function<void()> output, std::function<void()> input);
@@ -84,6 +86,8 @@ class CIOBase : public ICaptureIOApi {
 
   // Held through Start and Stop. Taken before statesLock_.
   COptex ownerLock_;
+  // A Stop inside a callback found the lock held: whoever starts is to stop again.
+  std::atomic<bool> stopMissed_{false};
   // Guards both states: a failure on one thread clears the other one's too. Never held while calling out.
   COptex statesLock_;
   // With room for all from the start: what is forgotten for want of memory must not want memory for that.

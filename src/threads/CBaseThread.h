@@ -51,6 +51,8 @@ class CBaseThread {
 
   /// Sets the stop event and nothing else. Any thread may call.
   void RequestStop() noexcept { stopEvent.Set(); }
+  /// Since the last Start. For work that comes in parts.
+  bool IsStopRequested() noexcept { return stopEvent.Wait(0); }
 
   /// Makes a blocking call of the running thread fail at once. Called by Stop, on its caller's thread, any
   /// number of times and at any moment between Start and the thread's end; doesn't block or throw. Set

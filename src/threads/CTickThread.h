@@ -17,10 +17,11 @@ class CTickThread : protected CBaseThread {
 
   /// As CBaseThread::Start. @p tickFirst: non-zero for a tick at once, 0 for the first one after an interval.
   bool Start(const std::string& name, u8 tickFirst);
-  /// As CBaseThread::Stop; a tick in progress finishes.
   using CBaseThread::IsOwnThread;
+  using CBaseThread::IsStopRequested;
   using CBaseThread::RequestStop;
   using CBaseThread::SetInterrupt;
+  /// As CBaseThread::Stop; a tick in progress finishes.
   using CBaseThread::Stop;
 
  protected:

@@ -26,11 +26,20 @@ constexpr int kAboveNormalNice = -5;
 constexpr Milliseconds kSettled{10};
 
 // Where the thread stands, seen from whoever may want to give it up.
-enum class Stand {
+enum class Stand : std::uint32_t {
   Ours,       // in code of the library
   Host,       // in code of the host
   Abandoned,  // in code of the host, and to leave when that returns
   Ended,
+};
+
+// That, and in which of its calls to the host: in one word, so that a thread is given up in the very call that it
+// was seen in. In the next one it may be just on its way in, with a pointer to an object of the host.
+struct Place {
+  Stand stand = Stand::Ours;
+  std::uint32_t call = 0;
+
+  bool operator==(const Place&) const = default;
 };
 
 }  // namespace
@@ -51,24 +60,26 @@ struct Thread::Control {
   // The thread moves it between Ours and Host without the lock, which keeps a call to the host cheap. Both
   // moves to Abandoned and Ended happen under the lock, and the thread leaves Host by compare-exchange, so
   // that exactly one of "returned" and "abandoned" wins.
-  std::atomic<Stand> stand{Stand::Ours};
-  // Counts the thread's calls to the host; written by the thread. A call that has lasted is one that really
-  // stands in the host, not one that is just on its way there with a pointer to an object of the host.
-  std::atomic<std::uint32_t> hostCalls{0};
+  std::atomic<Place> place{Place{}};
+  static_assert(std::atomic<Place>::is_always_lock_free);
   bool joinable = true;  // under lock; cleared by whoever joins or detaches
 
   bool IsOver() const {
-    const Stand now = stand.load(std::memory_order_acquire);
+    const Stand now = Look().stand;
     return now == Stand::Ended || now == Stand::Abandoned;
   }
 
-  bool InHost() const { return stand.load(std::memory_order_acquire) == Stand::Host; }
+  Place Look() const { return place.load(std::memory_order_acquire); }
 
-  bool Move(Stand from, Stand to) { return stand.compare_exchange_strong(from, to, std::memory_order_acq_rel); }
+  // Out of call number @p call, unless the thread has left it.
+  bool Move(std::uint32_t call, Stand to) {
+    Place from{Stand::Host, call};
+    return place.compare_exchange_strong(from, {to, call}, std::memory_order_acq_rel);
+  }
 
-  bool Abandon() {
+  bool Abandon(std::uint32_t call) {
     const std::lock_guard guard(lock);
-    if (!Move(Stand::Host, Stand::Abandoned)) {
+    if (!Move(call, Stand::Abandoned)) {
       return IsOver();
     }
     changed.notify_all();
@@ -77,7 +88,7 @@ struct Thread::Control {
 
   void End() {
     const std::lock_guard guard(lock);
-    stand.store(Stand::Ended, std::memory_order_release);
+    place.store({Stand::Ended, Look().call}, std::memory_order_release);
     changed.notify_all();
   }
 
@@ -90,7 +101,7 @@ struct Thread::Control {
         return;
       }
       joinable = false;
-      if (stand.load(std::memory_order_acquire) != Stand::Ended) {
+      if (Look().stand != Stand::Ended) {
         pthread_detach(handle);
         return;
       }
@@ -259,17 +270,16 @@ bool Thread::Abandon(Milliseconds moment) noexcept {
   // stop that has already waited for seconds.
   const auto deadline = Deadline(moment);
   auto inThisCallSince = std::chrono::steady_clock::now();
-  std::uint32_t call = control_->hostCalls.load(std::memory_order_acquire);
+  Place seen = control_->Look();
   while (!control_->IsOver()) {
     const auto now = std::chrono::steady_clock::now();
-    if (const std::uint32_t latest = control_->hostCalls.load(std::memory_order_acquire);
-        latest != call || !control_->InHost()) {
-      call = latest;
+    if (const Place latest = control_->Look(); latest != seen || latest.stand != Stand::Host) {
+      seen = latest;
       inThisCallSince = now;
       if (now >= deadline) {
         return false;
       }
-    } else if (now - inThisCallSince >= kSettled && control_->Abandon()) {
+    } else if (now - inThisCallSince >= kSettled && control_->Abandon(seen.call)) {
       break;
     }
     std::unique_lock guard(control_->lock);
@@ -290,8 +300,8 @@ namespace current_thread {
 
 void EnterHost() noexcept {
   if (current != nullptr && ++current->hostDepth == 1) {
-    current->hostCalls.fetch_add(1, std::memory_order_relaxed);
-    current->stand.store(Stand::Host, std::memory_order_release);
+    const std::uint32_t call = current->place.load(std::memory_order_relaxed).call + 1;
+    current->place.store({Stand::Host, call}, std::memory_order_release);
   }
 }
 
@@ -299,19 +309,17 @@ bool LeaveHost() noexcept {
   if (current == nullptr || --current->hostDepth > 0) {
     return true;
   }
-  return current->Move(Stand::Host, Stand::Ours);
+  return current->Move(current->place.load(std::memory_order_relaxed).call, Stand::Ours);
 }
 
-bool IsAbandoned() noexcept {
-  return current != nullptr && current->stand.load(std::memory_order_acquire) == Stand::Abandoned;
-}
+bool IsAbandoned() noexcept { return current != nullptr && current->Look().stand == Stand::Abandoned; }
 
 bool Abandon() noexcept {
   if (current == nullptr || current->hostDepth == 0) {
     return false;
   }
   KeepLibraryLoaded();
-  return current->Abandon();
+  return current->Abandon(current->Look().call);
 }
 
 void Leave() noexcept { _longjmp(current->exit, 1); }
