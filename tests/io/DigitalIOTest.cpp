@@ -261,10 +261,12 @@ TEST(CIOBase, StopsInTimeWithACallbackThatNeverReturnsAndMayThenGo) {
 // A callback is in the middle of a stop, which waits for a request, while the object ends on another thread.
 TEST(CIOBase, MayBeDestroyedWhileACallbackStopsIt) {
   CIOBase* io = nullptr;
+  platform::Event started;
   platform::Event writing;
   platform::Event request;
   platform::Event left;
   const auto inCallback = [&] {
+    started.Wait();
     writing.Wait();
     EXPECT_FALSE(io->Stop());
     left.Set();
@@ -277,6 +279,7 @@ TEST(CIOBase, MayBeDestroyedWhileACallbackStopsIt) {
   };
   f.fake->SetInterrupts([&] { request.Set(); }, {});
   ASSERT_TRUE(io->Start());
+  started.Set();
   ASSERT_TRUE(Eventually([&] { return !io->SetOutput(0, IOStateHigh); })) << "the callback doesn't stop";
   f.io.reset();
   EXPECT_EQ(left.Wait(platform::Milliseconds{0}), platform::WaitResult::Signalled);

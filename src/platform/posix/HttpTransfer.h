@@ -14,7 +14,7 @@ class HttpSink {
  public:
   enum class Answer {
     Taken,
-    Later,    ///< not now, give it again after CurlTransfer's Resume
+    Later,    ///< not now, give it again after CurlTransfer's Resume; only to a transfer that has one
     Refused,  ///< ends the transfer
   };
 
@@ -39,7 +39,8 @@ class HttpTransfer {
   virtual bool Wait(Milliseconds timeout) noexcept = 0;
   /// Status code of the reply whose head is coming in.
   virtual std::uint32_t Status() const noexcept = 0;
-  /// Ends the wait under way, or else the next. Any thread, while the object lives.
+  /// Ends the wait under way, or else the next, for an owner that is to give the request up. Any thread, while the
+  /// object lives.
   virtual void Wake() noexcept = 0;
 
  protected:

@@ -84,7 +84,7 @@ struct HttpExchange::Impl final : posix::HttpSink {
   const HttpSettings settings;
   const HttpServer server;
   HttpKeeper::Impl* const keeper;
-  // Written by Close on any thread; the wake-up that follows makes the owner look at it.
+  // Written by Close on any thread; the wake-up that follows makes the owner look at it, behind whatever it does.
   std::atomic<bool> closed{false};
   posix::CurlTransfer curl;
   // Keeps Close off a connection that goes away: written by the owner under the lock, read by the owner without.
@@ -141,7 +141,7 @@ HttpError HttpExchange::Impl::Follow(const posix::HttpUrl& first, const HttpRequ
   for (int redirects = 0; url; ++redirects) {
     const HttpError error = Ask(*url, request, url->IsSameServer(first));
     if (error != HttpError::None) {
-      // What the client library took for a body, behind a head that was none, is nobody's.
+      // What was taken for a body, behind a head that was none, is nobody's.
       return Fail(error);
     }
     if (!head.IsRedirect()) {
@@ -192,6 +192,9 @@ HttpError HttpExchange::Impl::AskBy(posix::HttpTransfer& by, const posix::HttpUr
   head = posix::HttpReplyHead{};
   outcome.reset();
   refused = HttpError::None;
+  body.clear();
+  taken = 0;
+  paused = false;
   if (!by.Begin(url, request, withCredentials)) {
     return HttpError::OutOfResources;
   }
@@ -245,6 +248,9 @@ HttpError HttpExchange::Impl::Await(Enough enough) {
   Clock::time_point lastProgress = Clock::now();
   while (!closed.load(std::memory_order_acquire)) {
     outcome = transfer->Run();
+    if (closed.load(std::memory_order_acquire)) {
+      break;  // the connection's end may be of our own making, and isn't the reply's
+    }
     if (outcome && refused != HttpError::None) {
       outcome = refused;
     }
@@ -315,6 +321,10 @@ void HttpExchange::Impl::Settle() {
   std::unique_ptr<posix::CurlHandles> handles = curl.Release();
   std::unique_ptr<posix::KeptConnection> kept = SetConnection(nullptr);
   body.shrink_to_fit();
+  if (kept) {
+    keeper->strange = kept->IsStrange();
+    kept->Rest();
+  }
   if (keeper != nullptr && outcome == HttpError::None) {
     // A Close from now on is followed by the keeper's Drop, which finds them; one from before is seen here.
     const std::lock_guard guard(keeper->lock);
@@ -330,10 +340,10 @@ HttpError HttpExchange::Impl::Fail(HttpError error) noexcept {
   std::vector<std::uint8_t>().swap(body);
   taken = 0;
   curl.Release().reset();
-  SetConnection(nullptr).reset();
   if (keeper != nullptr) {
-    keeper->strange = false;
+    keeper->strange = connection && connection->IsStrange();
   }
+  SetConnection(nullptr).reset();
   return error;
 }
 

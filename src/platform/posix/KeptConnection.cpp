@@ -13,8 +13,13 @@ namespace sarnevo::platform::posix {
 
 namespace {
 
-// A request with no more than this fits into the send buffer of an idle connection whole.
-constexpr std::size_t kMaxTarget = 2048;
+// Target and credentials of a request that fits into one segment, which no other has to be waited for, and so into
+// the send buffer of an idle connection.
+constexpr std::size_t kMaxText = 512;
+// Of all heads of a reply; more is for who counts exactly.
+constexpr std::size_t kMaxHeadBytes = 64 * 1024;
+// Of a header line; room for more isn't kept behind the reply.
+constexpr std::size_t kUsualLine = 1024;
 // Of what comes in at once, so that a sink which takes no more than its own buffer always takes it.
 constexpr std::size_t kBlock = 4096;
 
@@ -45,7 +50,6 @@ std::span<const std::uint8_t> BytesOf(std::string_view text) noexcept {
 
 // What http_parser calls. What isn't 0 ends the reading, but for one answer at the head's end.
 struct KeptConnection::Callbacks {
-  static constexpr int kRefused = -1;
   static constexpr int kSkipBody = 1;
 
   static KeptConnection& Of(http_parser* parser) noexcept {
@@ -56,28 +60,30 @@ struct KeptConnection::Callbacks {
 
   static int OnField(http_parser* parser, const char* text, std::size_t size) noexcept {
     KeptConnection& connection = Of(parser);
-    const int refused = connection.lineHasValue_ ? connection.GiveLine(connection.line_) : 0;
-    return refused != 0 ? refused : connection.Gather({text, size});
+    const int stopped = connection.lineHasValue_ ? connection.GiveLine(connection.line_) : 0;
+    return stopped != 0 ? stopped : connection.Gather({text, size});
   }
 
   static int OnValue(http_parser* parser, const char* text, std::size_t size) noexcept {
     KeptConnection& connection = Of(parser);
-    const int failed = std::exchange(connection.lineHasValue_, true) ? 0 : connection.Gather(":");
-    return failed != 0 ? failed : connection.Gather({text, size});
+    const int stopped = std::exchange(connection.lineHasValue_, true) ? 0 : connection.Gather(":");
+    return stopped != 0 ? stopped : connection.Gather({text, size});
   }
 
   static int OnHeadEnd(http_parser* parser) noexcept {
     KeptConnection& connection = Of(parser);
-    connection.strange_ = parser->http_major != 1;
-    const int refused = connection.lineHasValue_ ? connection.GiveLine(connection.line_) : 0;
-    if (refused != 0 || connection.strange_ || connection.GiveLine("\r\n") != 0) {
-      return kRefused;
+    if (parser->http_major != 1) {
+      return connection.StopFor(Trouble::Strange);
     }
-    return HasNoBody(parser->status_code) ? kSkipBody : 0;
+    int stopped = connection.lineHasValue_ ? connection.GiveLine(connection.line_) : 0;
+    stopped = stopped != 0 ? stopped : connection.GiveLine("\r\n");
+    connection.inHead_ = IsInformational(parser->status_code);
+    return stopped == 0 && HasNoBody(parser->status_code) ? kSkipBody : stopped;
   }
 
   static int OnBody(http_parser* parser, const char* text, std::size_t size) noexcept {
-    return Of(parser).sink_->OnBody({text, size}) == HttpSink::Answer::Taken ? 0 : kRefused;
+    const bool taken = Of(parser).sink_->OnBody({text, size}) == HttpSink::Answer::Taken;
+    return taken ? 0 : Of(parser).StopFor(Trouble::Refused);
   }
 
   static int OnEnd(http_parser* parser) noexcept {
@@ -107,7 +113,10 @@ KeptConnection::KeptConnection(std::string_view agent) : agent_(agent) {}
 KeptConnection::~KeptConnection() { SecureErase(request_); }
 
 bool KeptConnection::Suits(const HttpUrl& url, const HttpRequestLine& request) noexcept {
-  return request.method == "GET" && url.Address() && url.Target().size() <= kMaxTarget;
+  const std::string_view userName = request.userName;
+  const std::string_view password = request.password;
+  return request.method == "GET" && url.Address() &&
+         url.Target().size() + userName.size() + password.size() <= kMaxText;
 }
 
 bool KeptConnection::Begin(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) {
@@ -116,7 +125,10 @@ bool KeptConnection::Begin(const HttpUrl& url, const HttpRequestLine& request, b
   }
   peer_ = *url.Address();
   reused_ = std::exchange(complete_, false) && IsIdle();
-  answered_ = letGo_ = strange_ = shortOfMemory_ = lineHasValue_ = false;
+  answered_ = letGo_ = lineHasValue_ = false;
+  inHead_ = true;
+  headBytes_ = 0;
+  trouble_ = Trouble::None;
   line_.clear();
   http_parser_init(&parser_, HTTP_RESPONSE);
   parser_.data = this;
@@ -130,7 +142,6 @@ bool KeptConnection::Begin(const HttpUrl& url, const HttpRequestLine& request, b
 // In a piece of memory that it fits into from the start, so that no copy of the credentials is left behind.
 void KeptConnection::MakeRequest(const HttpUrl& url, const HttpRequestLine& request, bool withCredentials) {
   SecureErase(request_);
-  request_.clear();
   target_ = url.Target();
   const std::string host = "\r\nHost: " + url.Authority() + "\r\n";
   const Wiped credentials{withCredentials ? BasicCredentials(request.userName, request.password) : ""};
@@ -149,6 +160,16 @@ void KeptConnection::MakeRequest(const HttpUrl& url, const HttpRequestLine& requ
 bool KeptConnection::IsIdle() noexcept {
   std::uint8_t byte = 0;
   return socket_.IsOpen() && socket_.Receive({&byte, 1}).error == SocketError::TimedOut;
+}
+
+void KeptConnection::Rest() noexcept {
+  sink_ = nullptr;
+  if (!complete_) {
+    socket_.Close();
+  }
+  if (line_.capacity() > kUsualLine) {
+    std::string().swap(line_);
+  }
 }
 
 std::optional<HttpError> KeptConnection::Run() noexcept {
@@ -196,6 +217,7 @@ std::optional<HttpError> KeptConnection::Receive() noexcept {
     return Broken();
   }
   answered_ = true;
+  headBytes_ += inHead_ ? received.count : 0;
   const std::optional<HttpError> outcome = Parse(std::span(block).first(received.count));
   return outcome || received.count > 0 ? outcome : Broken();
 }
@@ -212,19 +234,17 @@ std::optional<HttpError> KeptConnection::Parse(std::span<const std::uint8_t> byt
     return HttpError::None;
   }
   const http_errno error = HTTP_PARSER_ERRNO(&parser_);
-  if (error == HPE_OK && parser_.upgrade == 0) {
+  if (error == HPE_OK && parser_.upgrade == 0 && headBytes_ <= kMaxHeadBytes) {
     return std::nullopt;
   }
   if (error == HPE_INVALID_EOF_STATE) {
     return Broken();
   }
   socket_.Close();
-  if (shortOfMemory_) {
-    return HttpError::OutOfResources;
+  if (trouble_ == Trouble::None) {
+    trouble_ = Trouble::Strange;
   }
-  const bool refused = error >= HPE_CB_message_begin && error <= HPE_CB_chunk_complete;
-  strange_ = strange_ || !refused;
-  return HttpError::InvalidReply;
+  return trouble_ == Trouble::NoMemory ? HttpError::OutOfResources : HttpError::InvalidReply;
 }
 
 HttpError KeptConnection::Broken() noexcept {
@@ -237,7 +257,7 @@ int KeptConnection::GiveLine(std::string_view line) noexcept {
   const bool taken = sink_->OnHeaderLine(line);
   line_.clear();
   lineHasValue_ = false;
-  return taken ? 0 : -1;
+  return taken ? 0 : StopFor(Trouble::Refused);
 }
 
 int KeptConnection::Gather(std::string_view piece) noexcept {
@@ -245,9 +265,13 @@ int KeptConnection::Gather(std::string_view piece) noexcept {
     line_ += piece;
     return 0;
   } catch (const std::exception&) {
-    shortOfMemory_ = true;
-    return -1;
+    return StopFor(Trouble::NoMemory);
   }
+}
+
+int KeptConnection::StopFor(Trouble trouble) noexcept {
+  trouble_ = trouble;
+  return -1;
 }
 
 }  // namespace sarnevo::platform::posix
