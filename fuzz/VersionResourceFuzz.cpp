@@ -52,7 +52,7 @@ FUZZ_TARGET(VersionResource) {
   const std::uint32_t low = std::uint32_t{version->build} << 16 | version->revision;
   bool stands = false;
   for (std::size_t at = 0; at + 92 <= input.size() && !stands; ++at) {
-    stands = U(input, at, 2) >= 92 && U(input, at, 2) <= input.size() - at && U(input, at + 2, 2) >= 52 &&
+    stands = U(input, at, 2) >= 92 && U(input, at + 2, 2) >= 52 &&
              std::equal(kKey.begin(), kKey.end(), input.begin() + static_cast<std::ptrdiff_t>(at + 6)) &&
              U(input, at + 40, 4) == 0xFEEF'04BD && U(input, at + 56, 4) == high && U(input, at + 60, 4) == low;
   }
