@@ -24,7 +24,7 @@ constexpr std::size_t kUsualLine = 1024;
 constexpr std::size_t kBlock = 4096;
 
 struct Wiped {
-  explicit Wiped(std::string secret) noexcept : text(std::move(secret)) {}
+  explicit Wiped(std::string&& secret) noexcept : text(std::move(secret)) {}
   ~Wiped() { SecureErase(text); }
   Wiped(const Wiped&) = delete;
   Wiped& operator=(const Wiped&) = delete;
