@@ -36,8 +36,11 @@ bool CGroupDigitalIO::Stop() {
   const bool ended = CIOBase::Stop();
   // In a callback too, whose thread ends behind it: a connection that is left would go on holding one of the
   // camera's few places.
-  outputRequest_.Cancel();
   inputRequest_.Cancel();
+  if (ended) {
+    // Not before: another thread's stop may be giving a request its time.
+    outputRequest_.Cancel();
+  }
   return ended;
 }
 

@@ -48,6 +48,10 @@ TEST(KeptConnection, IsUsedAgainBehindAWholeReplyUnlessTheServerEndsIt) {
   const std::string head = "HTTP/1.1 200 OK\r\n";
   const std::string longText(99'999, 'x');
   const std::string two = "Content-Length: 2\r\n\r\nok";
+  std::string interim;
+  for (int i = 0; i < 3000; ++i) {
+    interim += "HTTP/1.1 100 Continue\r\n\r\n";
+  }
   const std::string chunks = head + "Transfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\nX: y\r\n\r\n";
   const Case cases[] = {
       {"HTTP/1.1", kOk, "ok", true, true, {0, 0}},
@@ -74,6 +78,13 @@ TEST(KeptConnection, IsUsedAgainBehindAWholeReplyUnlessTheServerEndsIt) {
       // Not understood at once, so that the first request goes out again, and no later one.
       {"a head larger than most", head + "X: " + longText + "\r\n" + two, "ok", true, true, {0, 1, 1}},
       {"its length twice", head + "Content-Length: 2\r\n" + two, "ok", true, true, {0, 1, 1}},
+      {"interim replies by the thousand", interim + kOk, "ok", true, true, {0, 1, 1}},
+      {"a chunk's line without CR behind another",
+       head + "Transfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\n\n",
+       "ok",
+       true,
+       true,
+       {0, 1, 1}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -214,6 +225,47 @@ TEST_P(KeptConnectionTo, CancelMeetsTheRequestOnItAndEndsItBetweenTwo) {
   EXPECT_TRUE(request.Send("GET", "/half", false));
   request.Cancel();
   EXPECT_TRUE(Eventually([&] { return ended == 4; })) << "one in the middle of a reply stays open";
+}
+
+// Too late for the request itself; those behind it go to the means that understands such bodies.
+TEST(KeptConnection, LeavesRepliesThatTurnOutStrangeInTheirBodies) {
+  Event headTaken;
+  ScriptedServer server([&](Connection& connection) {
+    while (!connection.ReadHead().empty()) {
+      connection.Send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n");
+      headTaken.Wait();
+      connection.Send("5\nhello\n0\n\n");
+    }
+  });
+  HttpRequest request("127.0.0.1", server.Port(), "u", "p", 5000, 16, 0);
+  request.KeepConnection(true);
+  for (const char* const body : {"", "hello", "hello"}) {
+    ASSERT_TRUE(request.Send("GET", "/", false));
+    headTaken.Set();
+    EXPECT_EQ(ReadAll(request), body);
+  }
+  EXPECT_EQ(server.Count(), 2u);
+}
+
+TEST(KeptConnection, IsClosedInTheMiddleOfARedirectsBody) {
+  ScriptedServer other([](Connection& connection) {
+    connection.ReadHead();
+    connection.Send(kOk);
+  });
+  const std::string moved = "HTTP/1.1 302 Found\r\nContent-Length: 100\r\nLocation: http://127.0.0.1:" +
+                            std::to_string(other.Port()) + "/\r\n\r\nmore";
+  Event ended;
+  ScriptedServer server([&](Connection& connection) {
+    connection.ReadHead();
+    connection.Send(moved);
+    connection.WaitForEnd();
+    ended.Set();
+  });
+  HttpRequest request("127.0.0.1", server.Port(), "u", "p", 5000, 16, 0);
+  request.KeepConnection(true);
+  ASSERT_TRUE(request.Send("GET", "/", false));
+  EXPECT_EQ(ReadAll(request), "ok");
+  EXPECT_EQ(ended.Wait(10s), WaitResult::Signalled);
 }
 
 // Most of a request stays set from the one before; each of these changes something, on its way or for good.
