@@ -138,7 +138,7 @@ TEST_F(PtzCommand, DrivesWhileAKeyIsHeldAndStopsOnItsReleaseAndOnEachWayOut) {
   for (const std::string way : {"q", "\x03", ""}) {
     SCOPED_TRACE(way);
     ProgramRun terminal("script");
-    terminal.Start("-qefc './kolvex-host ptz drive --speed 2 --camera-file yard.json' /dev/null <keys",
+    terminal.Start("-qefc 'exec ./kolvex-host ptz drive --speed 2 --camera-file yard.json' /dev/null <keys",
                    "cd " + run.Folder().string());
     ASSERT_TRUE(terminal.WaitForOutput("speed 2"));
     const std::uint64_t frames = Head().frames;
