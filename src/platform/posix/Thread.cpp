@@ -34,8 +34,9 @@ enum class Stand : std::uint32_t {
 };
 
 // That, and in which of its calls to the host: in one word, so that a thread is given up in the very call that it
-// was seen in. In the next one it may be just on its way in, with a pointer to an object of the host.
-struct Place {
+// was seen in. In the next one it may be just on its way in, with a pointer to an object of the host. Aligned like
+// one, or compilers differ in whether it takes a library to read it.
+struct alignas(2 * sizeof(std::uint32_t)) Place {
   Stand stand = Stand::Ours;
   std::uint32_t call = 0;
 
