@@ -21,7 +21,7 @@ enum class HttpError : std::uint8_t {
   CannotConnect,     ///< refused, unreachable
   TimedOut,          ///< connect, send or one receive took too long, or the request's limit is reached
   ConnectionBroken,  ///< reset, or ended before the reply was whole
-  InvalidReply,      ///< not HTTP/1.x, or a header that can't be right
+  InvalidReply,      ///< not HTTP/1.x, or a header that can't be right; libcurl counts a cut one as that, too
   ReplyTooLarge,     ///< more header bytes than are taken
   RedirectRefused,   ///< more than 10 redirects, or one that leaves plain http or the host
   LoginFailure,      ///< the server wants other credentials (status 401, RFC 9110, 15.5.2)
