@@ -93,7 +93,9 @@ class Caller {
         video.StartCapture(channel, &slot.host, &slot.host);
         break;
     }
-    static_cast<void>(video.GetChannelCount() + video.Reserved5());
+    static_cast<void>(video.GetChannelCount() + video.Reserved5() + video.Reserved7(1, 2, 3) +
+                      video.Reserved8(1, 2, 3) + slot.driver->GetVideoCaptureEx()->Reserved9(1) +
+                      slot.driver->GetVideoCaptureEx()->Reserved10(1));
   }
 
   void CallPins(Slot& slot) {
@@ -118,6 +120,10 @@ class Caller {
   void CallHead(Slot& slot) {
     IIPPTZDriverEx* const heads = slot.driver->GetPTZDriverEx();
     IIPPTZApiEx* const head = heads->GetPTZApiEx(Below(2));
+    slot.driver->GetPTZDriver()->GetPTZApi(Below(2));
+    if (slot.driver->GetOptionalA() != nullptr || slot.driver->GetOptionalB() != nullptr) {
+      std::abort();
+    }
     if (head == nullptr) {
       return;
     }

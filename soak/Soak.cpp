@@ -103,7 +103,7 @@ bool RestartStreams(const Library& library, int count) {
   std::vector<std::thread> threads;
   for (int number = 0; number < kStreams; ++number) {
     threads.emplace_back([&, number] {
-      if (!RestartStream(library, number, std::max(1, count / kStreams))) {
+      if (!RestartStream(library, number, (count + kStreams - 1) / kStreams)) {
         good = false;
       }
     });

@@ -80,6 +80,16 @@ TEST(SendRequest, ReportsEachFailureInItsOwnWords) {
   }
 }
 
+TEST(SendRequest, ReadsAMillionBytesAndTheirBlockAtTheMost) {
+  const CgiCamera camera(CgiReplies{{"/x.cgi", Reply(200, std::string(3'000'000, 'x'))}});
+  Web::HttpRequest request = RequestTo(camera);
+  Messages debug;
+  std::vector<u8> reply;
+  EXPECT_TRUE(Utils::SendRequest(&request, "/x.cgi", reply, &debug, true, 0, 8096));
+  EXPECT_GE(reply.size(), 1'000'000U);
+  EXPECT_LE(reply.size(), 1'000'000U + 8096 + 1);
+}
+
 // The rest is shown by the fuzz target of the replies, whose inputs are short.
 TEST(Group1Properties, TakeAnAddressOfAnyLengthFromAReplyOfAnyLength) {
   const std::string network = "/network.cgi?action=retrieve";

@@ -27,8 +27,10 @@ struct Observer : contract::ICapabilityObserver {
   void OnQueryFailed(u32 level, const char* text) override {
     const bool hasGroup = std::string(text).ends_with('!');
     log.Add(!hasGroup ? "no group" : level == QueryFailureLogin ? "login" : "failed");
+    texts.Add(text);
   }
   HostLog log;
+  HostLog texts;
 };
 
 // What the observer heard, and for a query that was done what the host's object was told.
@@ -44,6 +46,7 @@ std::string Ask(Scene& scene) {
     observer.log.WaitFor("");
   }
   query.Uninit();
+  scene.MustNotTell(observer.texts.Text() + capabilities.Transcript());
   const std::string heard = observer.log.Text();
   return heard == "done\n" ? heard + capabilities.Transcript() : heard;
 }
@@ -68,7 +71,7 @@ class CountingSink : public contract::IFrameSink {
 
 class VideoHost {
  public:
-  explicit VideoHost(Scene& scene) : scene_(scene), open_(scene, nullptr, &allocator_) {}
+  explicit VideoHost(Scene& scene) : scene_(scene), open_(scene, &allocator_) {}
   // Not a packet may come to this port any more when it is another scene's.
   ~VideoHost() { scene_.Control("silent=1"); }
 
@@ -106,7 +109,7 @@ class VideoHost {
 };
 
 struct Pins : SceneDriver {
-  Pins(Scene& scene, u32 inputs, u32 outputs) : SceneDriver(scene, nullptr, nullptr, inputs, outputs) {
+  Pins(Scene& scene, u32 inputs, u32 outputs) : SceneDriver(scene, nullptr, inputs, outputs) {
     constexpr u32 kPoll = static_cast<u32>(Quick(2000).count());
     if (driver->GetGroup() == 1) {
       io = std::make_unique<CKolvexGroup1DigitalIO>(driver, kPoll);
@@ -115,13 +118,13 @@ struct Pins : SceneDriver {
     }
     io->SetCallback(&callback);
   }
-  HostLog log;
-  FakeCallback callback{log};
+  HostLog heard;
+  FakeCallback callback{heard};
   std::unique_ptr<ICaptureIOApi> io;
 };
 
 struct Head {
-  explicit Head(Scene& scene) : driver(scene, &sink, nullptr) {
+  explicit Head(Scene& scene) : driver(scene, nullptr) {
     reader.Attach(new CXMLPrepositionReader("Kolvex", folder.Path()));
     scene.Must(reader->Open("faults.preset", false), "no preset file");
   }
@@ -131,10 +134,8 @@ struct Head {
     control.StartMove(PtzRight, 8);
     control.StopMove();
   }
-  bool HasMessage() const { return log.Count("OnDebugInfo 1") > 0; }
+  bool HasMessage() const { return driver.log.Count("OnDebugInfo 1") > 0; }
 
-  HostLog log;
-  FakeDebugSink sink{log};
   SceneDriver driver;
   TempFolder folder;
   CPTZHandler handler{driver.driver, 1, folder.Path()};
@@ -228,13 +229,13 @@ void PollInputs(Scene& scene) {
   Pins pins(scene, count, 0);
   scene.Plant();
   pins.io->Start();
-  Await(Quick(9000), [&] { return pins.log.Count("input") >= count; });
-  const std::string heard = pins.log.Text();
+  Await(Quick(9000), [&] { return pins.heard.Count("input") >= count; });
+  const std::string heard = pins.heard.Text();
   scene.Hear(heard == allLow ? "" : heard.empty() ? "nothing" : "wrong state");
   scene.Heal();
   const std::string last = "input " + std::to_string(count - 1) + " is ";
   const auto isHeard = [&](const char* state) {
-    return Eventually([&] { return pins.log.Text().ends_with(last + state); });
+    return Eventually([&] { return pins.heard.Text().ends_with(last + state); });
   };
   scene.Back(isHeard("1\n"), "an input stays wrong");
   scene.Control("input" + std::to_string(count) + "=1");
@@ -250,7 +251,7 @@ void SwitchOutput(Scene& scene) {
   scene.Plant();
   pins.io->SetOutput(0, IOStateHigh);
   pins.io->SetOutput(0, IOStateLow);
-  const auto hasFailed = [&] { return pins.log.Count("failure") > 0; };
+  const auto hasFailed = [&] { return pins.heard.Count("failure") > 0; };
   Eventually([&] { return hasFailed() || scene.HasRequest(off, 2); });
   scene.Hear(hasFailed() ? "OnIOFailure" : "");
   scene.Heal();

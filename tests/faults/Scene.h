@@ -69,6 +69,11 @@ class Scene {
   Outcome outcome;
   int quicker = kQuicker;  ///< than the product, the host's part
   void Must(bool holds, const char* otherwise) { outcome.wrong += holds ? "" : otherwise + std::string("; "); }
+  /// The password, plain or in the form that goes out.
+  void MustNotTell(const std::string& text) {
+    Must(text.find("kolvex") == text.npos && text.find("YWRtaW46a29sdmV4") == text.npos,
+         "the password is told");
+  }
 
   const char* Address() const { return address_.c_str(); }
   void Control(const std::string& commands) {
@@ -132,8 +137,9 @@ class Scene {
 
 /// The driver of a scene's camera, open, with times that are as much quicker as the scene's.
 struct SceneDriver {
-  SceneDriver(Scene& scene, contract::IDebugInfoSink* sink, contract::IFrameAllocator* allocator,
-              std::uint32_t inputs = 0, std::uint32_t outputs = 0) {
+  SceneDriver(Scene& scene, contract::IFrameAllocator* allocator, std::uint32_t inputs = 0,
+              std::uint32_t outputs = 0)
+      : scene(scene) {
     const simcam::CameraStatus status = scene.Status();
     const auto quick = [&](int product) { return Quick(product, scene.quicker); };
     params.address = scene.Address();
@@ -157,12 +163,18 @@ struct SceneDriver {
                               .packetTimeout = quick(5000),
                               .rtspReceive = quick(2000),
                               .rtspConnectStep = quick(100)});
-    driver->Open(sink, allocator, &params);
+    driver->Open(&sink, allocator, &params);
   }
-  ~SceneDriver() { DeleteIPCaptureEx3(driver); }
+  ~SceneDriver() {
+    DeleteIPCaptureEx3(driver);
+    scene.MustNotTell(log.Text());
+  }
   SceneDriver(const SceneDriver&) = delete;
   SceneDriver& operator=(const SceneDriver&) = delete;
 
+  Scene& scene;
+  HostLog log;
+  FakeDebugSink sink{log};
   FakeParams params;
   sarnevo::CKolvexIPCaptureDriver* const driver =
       static_cast<sarnevo::CKolvexIPCaptureDriver*>(CreateIPCaptureEx3());

@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <pthread.h>
 #include <sys/resource.h>
@@ -40,8 +41,8 @@ bool BlocksAll(const pthread_attr_t* attributes) {
   if (attributes == nullptr || pthread_attr_getsigmask_np(attributes, &mask) != 0) {
     pthread_sigmask(SIG_BLOCK, nullptr, &mask);
   }
-  for (int signal = 1; signal < SIGRTMIN; ++signal) {
-    const bool internal = signal >= 32;  // of the thread library; can't be blocked
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+    const bool internal = signal >= 32 && signal < SIGRTMIN;  // of the thread library; can't be blocked
     if (!internal && signal != SIGKILL && signal != SIGSTOP && sigismember(&mask, signal) == 0) {
       return false;
     }
@@ -68,6 +69,10 @@ bool IsCamera(const sockaddr* address) {
   }
 
 #pragma GCC visibility push(default)
+// Variadic in the system's header.
+int Open(const char* path, int flags, mode_t mode) __asm__("open");
+int OpenAt(int folder, const char* path, int flags, mode_t mode) __asm__("openat");
+
 extern "C" {
 
 using SignalHandler = void (*)(int);
@@ -80,11 +85,20 @@ WATCHED(mode_t, umask, (mode_t mask) noexcept, (mask), true)
 WATCHED(int, setenv, (const char* name, const char* value, int replace) noexcept, (name, value, replace), true)
 WATCHED(int, unsetenv, (const char* name) noexcept, (name), true)
 WATCHED(int, putenv, (char* text) noexcept, (text), true)
+WATCHED(int, clearenv, () noexcept, (), true)
 WATCHED(int, chdir, (const char* path) noexcept, (path), true)
 WATCHED(int, fchdir, (int folder) noexcept, (folder), true)
 WATCHED(int, setrlimit, (__rlimit_resource_t resource, const rlimit* limit) noexcept, (resource, limit), true)
+WATCHED(int, prlimit, (pid_t process, __rlimit_resource resource, const rlimit* limit, rlimit* old) noexcept,
+        (process, resource, limit, old), limit != nullptr)
+// A thread of the library's own begins with its mask.
+WATCHED(int, pthread_sigmask, (int how, const sigset_t* now, sigset_t* old) noexcept, (how, now, old),
+        now != nullptr && getpid() == gettid())
 WATCHED(int, rand, () noexcept, (), true)
 WATCHED(void, srand, (unsigned seed) noexcept, (seed), true)
+// These make descriptors that no other program gets.
+WATCHED(int, socket, (int domain, int type, int protocol) noexcept, (domain, type, protocol),
+        (type & SOCK_CLOEXEC) == 0)
 // These may go to the cameras alone.
 WATCHED(int, connect, (int socket, const sockaddr* address, socklen_t size), (socket, address, size),
         !IsCamera(address))
@@ -102,6 +116,20 @@ WATCHED(int, pthread_create,
         (thread, attributes, body, argument), (++threadsMade, !BlocksAll(attributes)))
 
 }  // extern "C"
+
+int Open(const char* path, int flags, mode_t mode) {
+  if ((flags & O_CLOEXEC) == 0) {
+    Note("open");
+  }
+  return Next(&Open, "open")(path, flags, mode);
+}
+
+int OpenAt(int folder, const char* path, int flags, mode_t mode) {
+  if ((flags & O_CLOEXEC) == 0) {
+    Note("openat");
+  }
+  return Next(&OpenAt, "openat")(folder, path, flags, mode);
+}
 #pragma GCC visibility pop
 
 namespace kolvex_test {

@@ -214,6 +214,18 @@ TEST(XmlSettings, OnlyWhatIsPlainlyXmlIsOpened) {
   }
 }
 
+TEST(XmlSettings, AFileOfMoreThan64MiBIsRefused) {
+  for (const bool fits : {true, false}) {
+    Settings settings;
+    std::string content = "<R/>";
+    for (int mebibyte = 1; mebibyte <= 64; ++mebibyte) {
+      content += "<!--" + std::string((mebibyte << 20) - 7 - content.size(), 'x') + "-->";
+    }
+    settings.Write("s.xml", content + (fits ? "" : " "));
+    EXPECT_EQ(settings.Open("s.xml", 0, 1) == 0, fits);
+  }
+}
+
 TEST(XmlSettings, NamesAndFilesThatCantBeUsedAreRefused) {
   Settings settings;
   std::filesystem::create_directory(settings / "folder.xml");
