@@ -48,6 +48,7 @@ TEST(CEvent, WaitsForUpTo63EventsAndNamesAndSpendsTheFirst) {
   events[63].Set();
   EXPECT_EQ(first(64), -1);
   EXPECT_TRUE(events[63].Wait(0)) << "unspent";
+  EXPECT_FALSE(events[63].Wait(0)) << "a look spends, too";
   events[62].Set();
   manual.Set();
   EXPECT_EQ(first(63), 7);

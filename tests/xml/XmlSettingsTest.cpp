@@ -192,6 +192,7 @@ TEST(XmlSettings, OnlyWhatIsPlainlyXmlIsOpened) {
       {"entity bomb", bomb, false},
       {"external entity", "<!DOCTYPE R [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><R>&x;</R>", false},
       {"control character", "<R a='\x01'/>", false},
+      {"a prefix of nothing", "<R><a:A/></R>", false},
   };
   for (const auto& file : kFiles) {
     SCOPED_TRACE(file.name);
