@@ -109,6 +109,8 @@ class Scene {
     Must(isBack, otherwise);
     outcome.back = Elapsed();
   }
+  /// Of a packet that is whole, which nobody can see.
+  bool ChangesPayload() const { return fault_.starts_with("corrupt"); }
   /// A packet, a report or a reply was spoiled, or it couldn't be counted.
   bool HasStruck() {
     const auto counts = Status().counters.faults;
