@@ -91,7 +91,7 @@ TEST_F(CUDPPortTest, OpenTellsWhatIsWrongAndLeavesTheFirstBindingAlone) {
   EXPECT_TRUE(first.Close());
   EXPECT_TRUE(first.Close());
   EXPECT_EQ(first.LocalPort(), 0);
-  EXPECT_EQ(second.Open(nullptr, chosen), CUDPPort::Opened);
+  EXPECT_EQ(second.Open("0.0.0.0", chosen), CUDPPort::Opened);
   EXPECT_EQ(second.LocalPort(), chosen);
   EXPECT_EQ(user.calls.Text(), "SocketClosed\n") << "closing a closed port tells nobody";
 }

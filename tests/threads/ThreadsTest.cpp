@@ -240,6 +240,8 @@ TEST(CQueueThread, KeepsTheNewestItemsAndGoesOnBehindOneThatThrows) {
   queue.Post(new Item(words, "4"), 2);
   EXPECT_TRUE(words.WaitFor("~4"));
   EXPECT_EQ(words.Text(), "~1\n~2\n3\n~3\n4\n~4\n");
+  queue.RequestStop();
+  EXPECT_FALSE(queue.Post(new Item(words, "5"), 2));
 }
 
 std::string UniqueName(const char* text) { return text + std::to_string(getpid()); }
