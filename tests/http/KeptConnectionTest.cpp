@@ -302,7 +302,7 @@ TEST(KeptConnection, WhatDiffersFromTheRequestBeforeGoesOut) {
   send("GET", "/a?b");
   send("GET", "/moved");
   send("PUT", "/a");
-  request.SetPassword("q");
+  EXPECT_TRUE(request.SetPassword("q"));
   send("GET", "/a");
   EXPECT_EQ(seen,
             (std::vector<std::string>{"GET /a?b dTpw", "HEAD /a?b dTpw", "GET /a?b dTpw", "GET /moved dTpw",

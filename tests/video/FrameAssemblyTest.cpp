@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -23,20 +24,24 @@ const Bytes kInter{0x00, 0x00, 0x01, 0xB6, 0x77};
 class FrameAssemblyTest : public testing::Test {
  protected:
   FrameAssembly Assembly(u32 codec) {
-    return {FrameRoute{&allocator, &sink, nullptr}, codec, JpegLayout::Group1, activity};
+    return {FrameRoute{&allocator, &sink, nullptr}, codec, JpegLayout::Group1, activities[codec]};
   }
+
+  bool IsActive(u32 codec) { return activities[codec].IsActive(platform::Milliseconds(3'600'000)); }
 
   kolvex_test::HostLog log;
   kolvex_test::FakeAllocator allocator{log};
   kolvex_test::FakeSink sink{log};
-  Activity activity;
+  std::map<u32, Activity> activities;
 };
 
 TEST_F(FrameAssemblyTest, DeliversFramesStepByStep) {
   FrameAssembly jpeg = Assembly(CodecMJPEG);
   jpeg.Add({}, true);
   jpeg.Add(kJpeg, false);
+  EXPECT_FALSE(IsActive(CodecMJPEG));
   jpeg.Add(Bytes(58, 0x55), true);  // 8 of them are its header
+  EXPECT_TRUE(IsActive(CodecMJPEG)) << "a frame is a sign of life";
   EXPECT_EQ(log.Text(),
             "AllocateFrame JPEG 762 ''\nGetData\nSetDataSize 715\nSetFourCC JPEG\nSetWidth 352\nSetHeight 288\n"
             "SetSizeClass 2\nFinish\nOnFrame\nReleaseFrame\n");
@@ -48,7 +53,9 @@ TEST_F(FrameAssemblyTest, DeliversFramesStepByStep) {
   // A key frame that is lost behind its first packet leaves the size that was asked for.
   mpeg4.SetPictureSize(381, 8);
   mpeg4.Add(Bytes(kKey.begin(), kKey.begin() + 4), false);
+  EXPECT_FALSE(IsActive(CodecMPEG4));
   mpeg4.Add(kInter, true);
+  EXPECT_TRUE(IsActive(CodecMPEG4));
   mpeg4.Add(kKey, false);
   mpeg4.Add(Bytes(10, 0x88), true);
   EXPECT_EQ(log.Text(),
@@ -74,7 +81,7 @@ TEST_F(FrameAssemblyTest, AsksForRoomInSteps) {
 
 TEST_F(FrameAssemblyTest, GivesNothingToAHostWithoutAnAllocator) {
   for (const u32 codec : {CodecMJPEG, CodecMPEG4}) {
-    FrameAssembly nowhere({nullptr, &sink, nullptr}, codec, JpegLayout::Group1, activity);
+    FrameAssembly nowhere({nullptr, &sink, nullptr}, codec, JpegLayout::Group1, activities[codec]);
     nowhere.Add(kKey, true);
     nowhere.Add(kJpeg, true);
   }
