@@ -189,7 +189,9 @@ class PresetModel {
       Rewrite();
     }
     file_.memory[channel_][static_cast<u32>(position)] = list_[position];
-    return file_.Save() ? 1 : -18;
+    const bool saved = file_.Save();
+    gaps_ = !saved && !fixed_;  // for all that the list knows
+    return saved ? 1 : -18;
   }
 
   const u32 channel_;
