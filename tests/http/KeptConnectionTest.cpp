@@ -25,6 +25,13 @@ using Connection = ScriptedServer::Connection;
 
 const std::string kOk = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok";
 
+struct KeptRequest : HttpRequest {
+  explicit KeptRequest(const ScriptedServer& server, u32 timeout = 5000, const char* host = "127.0.0.1")
+      : HttpRequest(host, server.Port(), "u", "p", timeout, 16, 0) {
+    KeepConnection(true);
+  }
+};
+
 std::string ReadAll(HttpRequest& request) {
   std::string body;
   char buffer[16];
@@ -39,52 +46,39 @@ TEST(KeptConnection, IsUsedAgainBehindAWholeReplyUnlessTheServerEndsIt) {
   struct Case {
     const char* name;
     std::string reply;
-    std::string body;
-    bool read;                             // to its end
-    bool ask;                              // to keep it
     std::vector<std::size_t> connections;  // of each request
-    bool end = false;                      // the server closes behind its reply
+    std::string body = "ok";
+    bool read = true;  // to its end
+    bool ask = true;   // to keep it
+    bool end = false;  // the server closes behind its reply
   };
   const std::string head = "HTTP/1.1 200 OK\r\n";
   const std::string longText(99'999, 'x');
+  const std::string longBody = head + "Content-Length: 99999\r\n\r\n" + longText;
   const std::string two = "Content-Length: 2\r\n\r\nok";
+  const std::string noBody = "HTTP/1.1 204 No Content\r\n" + two.substr(0, two.size() - 2);
   std::string interim;
   for (int i = 0; i < 3000; ++i) {
     interim += "HTTP/1.1 100 Continue\r\n\r\n";
   }
-  const std::string chunks = head + "Transfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\r\nX: y\r\n\r\n";
+  const std::string chunks = head + "Transfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0";
   const Case cases[] = {
-      {"HTTP/1.1", kOk, "ok", true, true, {0, 0}},
-      {"a body larger than all buffers",
-       head + "Content-Length: 99999\r\n\r\n" + longText,
-       longText,
-       true,
-       true,
-       {0, 0}},
-      {"chunks", chunks, "ok", true, true, {0, 0}},
-      {"no body, whatever its length",
-       "HTTP/1.1 204 No Content\r\n" + two.substr(0, two.size() - 2),
-       "",
-       true,
-       true,
-       {0, 0}},
-      {"behind an interim reply", "HTTP/1.1 100 Continue\r\nX: y\r\n\r\n" + kOk, "ok", true, true, {0, 0}},
-      {"nobody asked", kOk, "ok", true, false, {0, 1}},
-      {"the server's word", head + "Connection: close\r\n" + two, "ok", true, true, {0, 1}},
-      {"HTTP/1.0", "HTTP/1.0 200 OK\r\n" + two, "ok", true, true, {0, 1}},
-      {"the server's end", head + "\r\nok", "ok", true, true, {0, 1}, true},
-      {"half of it read", head + "Content-Length: 3\r\n\r\nok", "", false, true, {0, 1}},
-      {"more than the reply", kOk + "HTTP/1.1 500 No\r\n\r\n", "ok", true, true, {0, 1}},
+      {"HTTP/1.1", kOk, {0, 0}},
+      {"a body larger than all buffers", longBody, {0, 0}, longText},
+      {"chunks", chunks + "\r\nX: y\r\n\r\n", {0, 0}},
+      {"no body, whatever its length", noBody, {0, 0}, ""},
+      {"behind an interim reply", "HTTP/1.1 100 Continue\r\nX: y\r\n\r\n" + kOk, {0, 0}},
+      {"nobody asked", kOk, {0, 1}, "ok", true, false},
+      {"the server's word", head + "Connection: close\r\n" + two, {0, 1}},
+      {"HTTP/1.0", "HTTP/1.0 200 OK\r\n" + two, {0, 1}},
+      {"the server's end", head + "\r\nok", {0, 1}, "ok", true, true, true},
+      {"half of it read", head + "Content-Length: 3\r\n\r\nok", {0, 1}, "", false},
+      {"more than the reply", kOk + "HTTP/1.1 500 No\r\n\r\n", {0, 1}},
       // Not understood at once, so that the first request goes out again, and no later one.
-      {"a head larger than most", head + "X: " + longText + "\r\n" + two, "ok", true, true, {0, 1, 1}},
-      {"its length twice", head + "Content-Length: 2\r\n" + two, "ok", true, true, {0, 1, 1}},
-      {"interim replies by the thousand", interim + kOk, "ok", true, true, {0, 1, 1}},
-      {"a chunk's line without CR behind another",
-       head + "Transfer-Encoding: chunked\r\n\r\n2\r\nok\r\n0\n\n",
-       "ok",
-       true,
-       true,
-       {0, 1, 1}},
+      {"a head larger than most", head + "X: " + longText + "\r\n" + two, {0, 1, 1}},
+      {"its length twice", head + "Content-Length: 2\r\n" + two, {0, 1, 1}},
+      {"interim replies by the thousand", interim + kOk, {0, 1, 1}},
+      {"a chunk's line without CR behind another", chunks + "\n\n", {0, 1, 1}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -104,7 +98,7 @@ TEST(KeptConnection, IsUsedAgainBehindAWholeReplyUnlessTheServerEndsIt) {
         }
       }
     });
-    HttpRequest request("127.0.0.1", server.Port(), "u", "p", 5000, 16, 0);
+    KeptRequest request(server);
     request.KeepConnection(c.ask);
     for (const char* const path : {"/1", "/2"}) {
       ASSERT_TRUE(request.Send("GET", path, false));
@@ -169,8 +163,7 @@ TEST(KeptConnection, OneThatTheCameraLetGoOfCostsNoReply) {
         connection.WaitForEnd();
       }
     });
-    HttpRequest request("127.0.0.1", server.Port(), "u", "p", 700, 16, 0);
-    request.KeepConnection(true);
+    KeptRequest request(server, 700);
     ASSERT_TRUE(request.Send("GET", "/1", false));
     EXPECT_EQ(ReadAll(request), "ok");
     ASSERT_EQ(firstIsOver.Wait(10s), WaitResult::Signalled);
@@ -199,8 +192,7 @@ TEST_P(KeptConnectionTo, CancelMeetsTheRequestOnItAndEndsItBetweenTwo) {
     }
     ++ended;
   });
-  HttpRequest request(GetParam(), server.Port(), "u", "p", 60'000, 16, 0);
-  request.KeepConnection(true);
+  KeptRequest request(server, 60'000, GetParam());
   const auto good = [&] { return request.Send("GET", "/", false) && ReadAll(request) == "ok"; };
   EXPECT_TRUE(good());
   EXPECT_TRUE(good());
@@ -237,8 +229,7 @@ TEST(KeptConnection, LeavesRepliesThatTurnOutStrangeInTheirBodies) {
       connection.Send("5\nhello\n0\n\n");
     }
   });
-  HttpRequest request("127.0.0.1", server.Port(), "u", "p", 5000, 16, 0);
-  request.KeepConnection(true);
+  KeptRequest request(server);
   for (const char* const body : {"", "hello", "hello"}) {
     ASSERT_TRUE(request.Send("GET", "/", false));
     headTaken.Set();
@@ -261,8 +252,7 @@ TEST(KeptConnection, IsClosedInTheMiddleOfARedirectsBody) {
     connection.WaitForEnd();
     ended.Set();
   });
-  HttpRequest request("127.0.0.1", server.Port(), "u", "p", 5000, 16, 0);
-  request.KeepConnection(true);
+  KeptRequest request(server);
   ASSERT_TRUE(request.Send("GET", "/", false));
   EXPECT_EQ(ReadAll(request), "ok");
   EXPECT_EQ(ended.Wait(10s), WaitResult::Signalled);
@@ -291,8 +281,7 @@ TEST(KeptConnection, WhatDiffersFromTheRequestBeforeGoesOut) {
       connection.Send(head.starts_with("GET /moved") ? moved : kOk);
     }
   });
-  HttpRequest request("127.0.0.1", server.Port(), "u", "p", 5000, 16, 0);
-  request.KeepConnection(true);
+  KeptRequest request(server);
   const auto send = [&](const char* method, const char* path) {
     ASSERT_TRUE(request.Send(method, path, false)) << method << path;
     ReadAll(request);
