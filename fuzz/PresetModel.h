@@ -45,12 +45,12 @@ class PresetModel {
 
   void Load() {
     list_.clear();
-    gaps_ = false;
+    fileDiffers_ = false;
     for (u32 index = 0; index < limit_; ++index) {
       const auto& entries = file_.memory[channel_];
       const auto entry = entries.find(index);
       if (entry != entries.end()) {
-        gaps_ = gaps_ || (!fixed_ && index != list_.size());
+        fileDiffers_ = fileDiffers_ || (!fixed_ && index != list_.size());
         Append(entry->second);
       } else if (fixed_) {
         Append(Placeholder(index));
@@ -177,7 +177,7 @@ class PresetModel {
     for (u32 index = 0; index < list_.size(); ++index) {
       entries[index] = list_[index];
     }
-    gaps_ = false;
+    fileDiffers_ = false;
     file_.Save();
   }
 
@@ -185,12 +185,12 @@ class PresetModel {
     if (!persist_ && !fixed_) {
       return 1;
     }
-    if (gaps_) {
+    if (fileDiffers_) {
       Rewrite();
     }
     file_.memory[channel_][static_cast<u32>(position)] = list_[position];
     const bool saved = file_.Save();
-    gaps_ = !saved && !fixed_;  // for all that the list knows
+    fileDiffers_ = !saved && !fixed_;  // for all that the list knows
     return saved ? 1 : -18;
   }
 
@@ -201,7 +201,7 @@ class PresetModel {
   PresetFileModel& file_;
   std::vector<Position> list_;
   std::optional<std::size_t> current_;
-  bool gaps_ = false;
+  bool fileDiffers_ = false;  // positions aren't the file's indexes, or may not be
 };
 
 }  // namespace kolvex_fuzz

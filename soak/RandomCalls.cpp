@@ -93,9 +93,9 @@ class Caller {
         video.StartCapture(channel, &slot.host, &slot.host);
         break;
     }
+    IIPVideoCaptureEx& extended = *slot.driver->GetVideoCaptureEx();
     static_cast<void>(video.GetChannelCount() + video.Reserved5() + video.Reserved7(1, 2, 3) +
-                      video.Reserved8(1, 2, 3) + slot.driver->GetVideoCaptureEx()->Reserved9(1) +
-                      slot.driver->GetVideoCaptureEx()->Reserved10(1));
+                      video.Reserved8(1, 2, 3) + extended.Reserved9(1) + extended.Reserved10(1));
   }
 
   void CallPins(Slot& slot) {
