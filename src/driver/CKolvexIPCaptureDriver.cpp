@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "driver/CDebugInfo.h"
-#include "driver/MessageText.h"
+#include "device/MessageText.h"
 #include "platform/SecureErase.h"
 #include "threads/HostCall.h"
 

@@ -2,10 +2,10 @@
 
 #include <string>
 
-#include "driver/ChannelTiming.h"
-#include "driver/CQualitySettings.h"
+#include "device/ChannelTiming.h"
+#include "device/CQualitySettings.h"
 #include "driver/HostVersion.h"
-#include "driver/IDebugMessage.h"
+#include "device/IDebugMessage.h"
 #include "kolvex/IIPCaptureDriver.h"
 #include "threads/COptex.h"
 

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "driver/CKolvexIPCaptureDriver.h"
-#include "driver/MessageText.h"
+#include "device/MessageText.h"
 #include "ptz/CGroup1PTZComm.h"
 
 namespace sarnevo {

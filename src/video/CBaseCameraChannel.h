@@ -4,7 +4,7 @@
 #include <memory>
 #include <string_view>
 
-#include "driver/ChannelTiming.h"
+#include "device/ChannelTiming.h"
 #include "kolvex/IFrameSink.h"
 #include "platform/Thread.h"
 #include "protocols/IRTPReceiverUser.h"
