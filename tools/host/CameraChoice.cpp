@@ -1,6 +1,9 @@
 #include "CameraChoice.h"
 
+#include <cstdio>
+
 #include "CameraFile.h"
+#include "Subcommand.h"
 
 namespace kolvex_host {
 
@@ -16,5 +19,14 @@ void CameraChoice::AddTo(CLI::App& command) {
 }
 
 CameraConfig CameraChoice::Read() const { return file.empty() ? ParseCamera(camera) : ReadCameraFile(file); }
+
+DriverSession::Log Common::MakeLog() const {
+  if (!verbose) {
+    return {};
+  }
+  return [](const std::string& camera, unsigned level, const char* text) {
+    std::fprintf(stderr, "%s: [%u] %s\n", camera.c_str(), level, text);
+  };
+}
 
 }  // namespace kolvex_host

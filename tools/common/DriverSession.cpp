@@ -2,7 +2,6 @@
 
 #include "Failure.h"
 #include "HostParams.h"
-#include "Subcommand.h"
 
 namespace kolvex_host {
 
@@ -24,15 +23,6 @@ void DriverSession::DebugSink::OnDebugInfo(CDebugInfoIf* info) {
   if (log_ && info->GetText()) {
     log_(camera_, info->GetLevel(), info->GetText());
   }
-}
-
-DriverSession::Log Common::MakeLog() const {
-  if (!verbose) {
-    return {};
-  }
-  return [](const std::string& camera, unsigned level, const char* text) {
-    std::fprintf(stderr, "%s: [%u] %s\n", camera.c_str(), level, text);
-  };
 }
 
 }  // namespace kolvex_host
