@@ -1,13 +1,14 @@
 #include "CameraConfig.h"
 
-#include <arpa/inet.h>
-
 #include <array>
-#include <charconv>
 #include <limits>
 #include <optional>
 
+#include <fmt/format.h>
+
 #include "Failure.h"
+#include "Place.h"
+#include "Text.h"
 
 namespace kolvex_host {
 
@@ -15,31 +16,38 @@ using sarnevo::u16;
 using sarnevo::u32;
 
 const char* const kCameraKeysHelp =
-    "Keys of a camera (--camera ADDRESS[:PORT],KEY=VALUE,... and camera files):\n"
-    "  group=1|2            firmware group; needed unless a camera file gives it\n"
+    "Keys of a camera (ADDRESS[:PORT],KEY=VALUE,... and camera files):\n"
+    "  group=1|2            firmware group; without it the camera is asked for all that isn't given\n"
     "  codec=mjpeg|mpeg4    video format (mjpeg)\n"
     "  size=WIDTHxHEIGHT    picture in pixels (group 1: 720x576, group 2: 640x480)\n"
     "  fps=N, interval=MS   pace, as frames per second or as milliseconds between frames (interval=40)\n"
     "  quality=0..100       percent, 100 is the best (60)\n"
     "  standard=pal|ntsc    video standard (pal)\n"
     "  name=TEXT            for files, table and contact sheet (the address)\n"
-    "  timeout=MS           network time-out (5000)\n"
+    "  timeout=MS           network time-out, like 2500 or 5s (5000)\n"
     "  model=TEXT channels=N inputs=N outputs=N   facts about the device";
 
 namespace {
 
 [[noreturn]] void Refuse(std::string_view key, std::string_view value, const char* expected) {
-  throw Failure(ExitCode::Usage,
-                "\"" + std::string(value) + "\" is no " + std::string(key) + ": it must be " + expected + ".");
+  throw Failure(ExitCode::Usage, fmt::format("{} is no {}: it must be {}.", Quoted(value), key, expected));
 }
 
 std::optional<u32> Number(std::string_view text, u32 least, u32 most) {
-  u32 number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || number < least || number > most) {
-    return std::nullopt;
+  const auto number = kolvex_tools::ParseNumber(text, least, most);
+  return number ? std::optional(static_cast<u32>(*number)) : std::nullopt;
+}
+
+/// Milliseconds, as a number alone or with a unit.
+std::optional<u32> Time(std::string_view text, u32 least, u32 most) {
+  using std::chrono::milliseconds;
+  if (const auto number = Number(text, least, most)) {
+    return number;
   }
-  return number;
+  const bool hasUnit = !text.empty() && (text.back() == 's' || text.back() == 'm' || text.back() == 'h');
+  const auto time =
+      hasUnit ? kolvex_tools::ParseDuration(text, milliseconds(least), milliseconds(most)) : std::nullopt;
+  return time ? std::optional(static_cast<u32>(time->count())) : std::nullopt;
 }
 
 /// A key that holds a number, and where it goes.
@@ -49,6 +57,7 @@ struct NumberKey {
   u32 most;
   const char* expected;
   void (*set)(CameraConfig& camera, u32 number);
+  std::optional<u32> (*parse)(std::string_view text, u32 least, u32 most) = Number;
 };
 
 constexpr u32 kMostU16 = std::numeric_limits<u16>::max();
@@ -64,13 +73,14 @@ constexpr auto kNumberKeys = std::to_array<NumberKey>({
     {"fps", 1, 1000, "a number from 1 to 1000",
      [](CameraConfig& camera, u32 number) { camera.frameInterval = static_cast<u16>(1000 / number); }},
     {"interval", 0, kMostU16, "a number of milliseconds from 0 to 65535",
-     [](CameraConfig& camera, u32 number) { camera.frameInterval = static_cast<u16>(number); }},
+     [](CameraConfig& camera, u32 number) { camera.frameInterval = static_cast<u16>(number); }, Time},
     {"quality", 0, 100, "a number from 0 to 100",
      [](CameraConfig& camera, u32 number) { camera.quality = static_cast<u16>(number); }},
-    {"timeout", 1, kMostU32, "a number of milliseconds",
+    {"timeout", 1, 600'000, "a number of milliseconds from 1 to 600000, or a time like 5s",
      [](CameraConfig& camera, u32 number) {
        camera.settings[sarnevo::SettingNetworkTimeout] = std::to_string(number);
-     }},
+     },
+     Time},
     {"channels", 1, kMostU32, "a number above 0",
      [](CameraConfig& camera, u32 number) { camera.channels = number; }},
     {"inputs", 0, kMostU32, "a number", [](CameraConfig& camera, u32 number) { camera.inputs = number; }},
@@ -114,7 +124,7 @@ const char* CameraConfig::CodecName() const { return codec == sarnevo::CodecMJPE
 void CameraConfig::Set(std::string_view key, std::string_view value) {
   for (const NumberKey& row : kNumberKeys) {
     if (row.key == key) {
-      const auto number = Number(value, row.least, row.most);
+      const auto number = row.parse(value, row.least, row.most);
       if (!number) {
         Refuse(key, value, row.expected);
       }
@@ -141,21 +151,24 @@ void CameraConfig::Set(std::string_view key, std::string_view value) {
   } else if (key == "address") {
     address = value;
   } else {
-    throw Failure(ExitCode::Usage, "A camera has no key \"" + std::string(key) + "\"; --help lists them.");
+    throw Failure(ExitCode::Usage,
+                  key.find("pass") != key.npos || key == "user"
+                      ? "A camera holds no user name or password: give --user NAME, or set KOLVEX_USER and "
+                        "KOLVEX_PASSWORD."
+                      : fmt::format("A camera has no key {}; capture --help lists them.", Quoted(key)));
   }
 }
 
 void CameraConfig::Complete() {
-  in_addr parsed{};
-  if (inet_pton(AF_INET, address.c_str(), &parsed) != 1) {
-    throw Failure(ExitCode::Usage,
-                  "\"" + address + "\" is no camera address: it must be a dotted IPv4 address.");
-  }
+  address = Place::Parse(address).address;
   if (name.empty()) {
     name = address;
   }
   if (Group() != "1" && Group() != "2") {
-    throw Failure(ExitCode::Usage, "The camera " + name + " needs its firmware group, group=1 or group=2.");
+    throw Failure(
+        ExitCode::Usage,
+        fmt::format("The camera {} needs its firmware group, group=1 or group=2: query --save writes it.",
+                    name));
   }
   if (width == 0) {
     const bool first = Group() == "1";
@@ -172,26 +185,26 @@ void ApplyKeys(CameraConfig& camera, std::string_view keys) {
     keys = comma == keys.npos ? std::string_view() : keys.substr(comma + 1);
     const std::size_t equals = pair.find('=');
     if (equals == pair.npos) {
-      throw Failure(ExitCode::Usage, "\"" + std::string(pair) + "\" of a camera must have the form KEY=VALUE.");
+      // Not repeated: it may be the rest of a password.
+      throw Failure(ExitCode::Usage,
+                    "What follows a camera's address must have the form ,KEY=VALUE,KEY=VALUE.");
     }
     camera.Set(pair.substr(0, equals), pair.substr(equals + 1));
   }
 }
 
 CameraConfig ParseCamera(std::string_view text) {
+  const Place place = Place::Parse(text.substr(0, text.find(',')));
   CameraConfig camera;
-  const std::size_t comma = text.find(',');
-  const std::string_view place = text.substr(0, comma);
-  const std::size_t colon = place.find(':');
-  camera.address = place.substr(0, colon);
-  if (colon != place.npos) {
-    camera.Set("port", place.substr(colon + 1));
-  }
-  if (comma != text.npos) {
-    ApplyKeys(camera, text.substr(comma + 1));
-  }
-  camera.Complete();
+  camera.address = place.address;
+  camera.port = place.port;
+  ApplyKeys(camera, KeysOf(text));
   return camera;
+}
+
+std::string_view KeysOf(std::string_view text) {
+  const std::size_t comma = text.find(',');
+  return comma == text.npos ? std::string_view() : text.substr(comma + 1);
 }
 
 }  // namespace kolvex_host

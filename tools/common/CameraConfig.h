@@ -45,9 +45,12 @@ struct CameraConfig {
   void Complete();
 };
 
-/// A camera from one command line argument, "ADDRESS[:PORT],KEY=VALUE,..."; see kCameraKeysHelp. Completed.
+/// A camera from one command line argument, "ADDRESS[:PORT],KEY=VALUE,..."; see kCameraKeysHelp. Not completed,
+/// since the group may be left to a query. Throws Failure.
 CameraConfig ParseCamera(std::string_view text);
-/// Applies ",KEY=VALUE,..." to a camera.
+/// The part of such an argument that follows the first comma.
+std::string_view KeysOf(std::string_view text);
+/// Applies "KEY=VALUE,..." to a camera. Throws Failure (ExitCode::Usage).
 void ApplyKeys(CameraConfig& camera, std::string_view keys);
 
 /// The keys, for --help.

@@ -1,7 +1,9 @@
 #include "CameraFile.h"
 
+#include <cerrno>
 #include <fstream>
 #include <string>
+#include <system_error>
 
 #include <nlohmann/json.hpp>
 
@@ -72,7 +74,8 @@ CameraConfig FromJson(const std::filesystem::path& path, const json& object) {
 json ReadJson(const std::filesystem::path& path) {
   std::ifstream file(path);
   if (!file) {
-    throw Failure(ExitCode::Usage, "The file " + path.string() + " can't be read.");
+    throw Failure(ExitCode::Usage, "The file " + path.string() +
+                                       " can't be read: " + std::generic_category().message(errno) + ".");
   }
   try {
     return json::parse(file);
@@ -82,12 +85,9 @@ json ReadJson(const std::filesystem::path& path) {
 }
 
 CameraConfig ReadCameraFile(std::string_view pathAndKeys) {
-  const std::size_t comma = pathAndKeys.find(',');
-  const std::filesystem::path path(pathAndKeys.substr(0, comma));
+  const std::filesystem::path path(pathAndKeys.substr(0, pathAndKeys.find(',')));
   CameraConfig camera = FromJson(path, ReadJson(path));
-  if (comma != pathAndKeys.npos) {
-    ApplyKeys(camera, pathAndKeys.substr(comma + 1));
-  }
+  ApplyKeys(camera, KeysOf(pathAndKeys));
   camera.Complete();
   return camera;
 }
@@ -125,6 +125,44 @@ json ToJson(const CameraConfig& camera) {
         {"outputs", camera.outputs}}},
       {"settings", std::move(settings)},
   };
+}
+
+json UpdateCameraFile(const std::filesystem::path& path, json found, bool force) {
+  std::error_code error;
+  if (force || !std::filesystem::is_regular_file(path, error)) {
+    return found;
+  }
+  const auto refuse = [&path](const char* reason) {
+    throw Failure(ExitCode::Usage,
+                  "The file " + path.string() + " " + reason + ": give --force to replace it.");
+  };
+  json old;
+  try {
+    old = ReadJson(path);
+    FromJson(path, old);
+  } catch (const Failure&) {
+    refuse("is there and is no camera file");
+  }
+  if (old.contains("address") && old["address"] != found["address"]) {
+    refuse("is that of another camera");
+  }
+  // Facts are the camera's, wishes are the person's: the time-out and the standard are wishes, too.
+  for (const char* wish : {"1", "3"}) {
+    if (old.contains("settings") && old["settings"].contains(wish)) {
+      found["settings"][wish] = old["settings"][wish];
+    }
+  }
+  for (const char* fact : {"address", "port", "device", "settings"}) {
+    old[fact] = std::move(found[fact]);
+  }
+  old.erase("group");  // the settings have it
+  for (const auto& [key, value] : found.items()) {
+    const bool hasPace = key == "interval" && old.contains("fps");
+    if (!old.contains(key) && !value.is_null() && !hasPace) {
+      old[key] = value;
+    }
+  }
+  return old;
 }
 
 }  // namespace kolvex_host

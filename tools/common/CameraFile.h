@@ -36,6 +36,11 @@ std::vector<CameraConfig> ReadCameraList(const std::filesystem::path& path);
 /// A camera as it stands in a camera file.
 nlohmann::json ToJson(const CameraConfig& camera);
 
+/// What is to stand in the camera file @p path after a query: @p found, in which the name and everything else that
+/// was edited by hand stays as the file has it, while facts and settings are the camera's. Throws Failure
+/// (ExitCode::Usage) when there is something else or another camera, unless @p force replaces it.
+nlohmann::json UpdateCameraFile(const std::filesystem::path& path, nlohmann::json found, bool force);
+
 /// Reads a JSON file. Throws Failure (ExitCode::Usage) when it can't be read or isn't JSON.
 nlohmann::json ReadJson(const std::filesystem::path& path);
 

@@ -3,13 +3,15 @@
 #include <algorithm>
 #include <tuple>
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "CameraFile.h"
-#include "TextTable.h"
+#include "Text.h"
 
 namespace kolvex_host {
 
+using kolvex_tools::TextTable;
 using nlohmann::json;
 using sarnevo::u16;
 using sarnevo::u32;
@@ -69,10 +71,14 @@ CameraConfig Capabilities::ToCamera(const std::string& address, u16 port, const 
   return camera;
 }
 
+bool Capabilities::HasHead(const CameraConfig& camera) const {
+  return Fact(CapabilityPTZ) != 0 && camera.Group() == "1" && camera.settings.contains(sarnevo::SettingMAC);
+}
+
 json Capabilities::ToFile(const CameraConfig& camera) const {
   json file = ToJson(camera);
   json& device = file["device"];
-  device["ptz"] = Fact(CapabilityPTZ) != 0;
+  device["ptz"] = HasHead(camera);
   device["audio"] = Fact(CapabilityAudio) != 0;
   json sizes = json::array();
   for (const Resolution& resolution : resolutions_) {
@@ -84,27 +90,26 @@ json Capabilities::ToFile(const CameraConfig& camera) const {
   return file;
 }
 
-std::string Capabilities::ToTable(const CameraConfig& camera) const {
+std::string Capabilities::ToTable(const CameraConfig& camera, std::size_t width) const {
   TextTable facts({{"camera"}, {camera.address + ":" + std::to_string(camera.port)}});
   facts.Add({"model", camera.model});
   facts.Add({"firmware group", camera.Group()});
   facts.Add({"channels", std::to_string(camera.channels)});
   facts.Add({"inputs, outputs", std::to_string(camera.inputs) + ", " + std::to_string(camera.outputs)});
-  facts.Add({"PTZ, audio",
-             std::string(YesOrNo(Fact(CapabilityPTZ) != 0)) + ", " + YesOrNo(Fact(CapabilityAudio) != 0)});
+  facts.Add({"PTZ, audio", std::string(YesOrNo(HasHead(camera))) + ", " + YesOrNo(Fact(CapabilityAudio) != 0)});
   facts.Add({"frame intervals", Joined(ValuesOf(ValueListFrameIntervals).values) + " ms"});
   facts.Add({"qualities", Joined(ValuesOf(ValueListQuality).values) + " %"});
 
   TextTable sizes({{"resolution"}, {"up to", true}});
   for (const Resolution& resolution : resolutions_) {
     const double interval = std::max(resolution.shortestInterval, 1U);
-    sizes.Add({resolution.text, Fixed(1000 / interval, 0) + " fps"});
+    sizes.Add({resolution.text, fmt::format("{:.0f} fps", 1000 / interval)});
   }
   TextTable settings({{"setting", true}, {"name"}, {"value"}});
   for (const auto& [index, setting] : settings_) {
     settings.Add({std::to_string(index), setting.name, setting.value});
   }
-  return facts.Text() + "\n" + sizes.Text() + "\n" + settings.Text();
+  return facts.Text(width) + "\n" + sizes.Text(width) + "\n" + settings.Text(width);
 }
 
 }  // namespace kolvex_host

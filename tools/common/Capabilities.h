@@ -34,8 +34,8 @@ class Capabilities final : public sarnevo::ipcapture::IIPCapabilities {
   /// A camera file (see CameraFile.h) of @p camera with all that was found out in its "device".
   nlohmann::json ToFile(const CameraConfig& camera) const;
 
-  /// The same for people.
-  std::string ToTable(const CameraConfig& camera) const;
+  /// The same for people, in tables of up to @p width columns.
+  std::string ToTable(const CameraConfig& camera, std::size_t width) const;
 
  private:
   struct Field final : sarnevo::ipcapture::IIPTextField {
@@ -69,6 +69,9 @@ class Capabilities final : public sarnevo::ipcapture::IIPCapabilities {
     std::vector<sarnevo::u32> values;
   };
 
+  /// Whether the driver moves a head of this camera: what a camera tells of PTZ isn't enough, since the driver has
+  /// it for group 1 alone and keeps positions under the hardware address.
+  bool HasHead(const CameraConfig& camera) const;
   sarnevo::u32 Fact(sarnevo::u32 id) const;
   const List& ValuesOf(sarnevo::u32 index) const;
 

@@ -1,12 +1,15 @@
 #include "Credentials.h"
 
 #include <cstdlib>
+#include <string_view>
 #include <system_error>
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "CameraFile.h"
 #include "Failure.h"
+#include "Text.h"
 
 namespace kolvex_host {
 
@@ -17,8 +20,23 @@ std::string Environment(const char* name) {
   return value ? value : "";
 }
 
-Login ReadLogin(const nlohmann::json& object) {
-  return {object.value("user", std::string()), object.value("password", std::string())};
+/// @p also is a further member that may stand there. A misspelt member would leave a camera without its password.
+Login ReadLogin(const std::filesystem::path& path, const nlohmann::json& object, std::string_view also) {
+  Login login;
+  for (const auto& [key, value] : object.items()) {
+    if (key == "user") {
+      login.user = value.get<std::string>();
+    } else if (key == "password") {
+      login.password = value.get<std::string>();
+    } else if (key != also) {
+      throw Failure(
+          ExitCode::Usage,
+          fmt::format("The credentials file {} has an unknown member \"{}\": there are user, password "
+                      "and cameras.",
+                      path.string(), kolvex_tools::Shown(key, 40)));
+    }
+  }
+  return login;
 }
 
 }  // namespace
@@ -37,18 +55,22 @@ Credentials Credentials::FromFile(const std::filesystem::path& path) {
     throw Failure(ExitCode::Usage, "The credentials file " + path.string() +
                                        " is open to other users: protect it with chmod 600.");
   }
+  const Failure wrong(ExitCode::Usage, "The credentials file " + path.string() +
+                                           " must be an object with the texts \"user\" and \"password\".");
   const nlohmann::json object = ReadJson(path);
+  if (!object.is_object()) {
+    throw wrong;
+  }
   Credentials credentials;
   try {
-    credentials.common_ = ReadLogin(object);
+    credentials.common_ = ReadLogin(path, object, "cameras");
     if (const auto cameras = object.find("cameras"); cameras != object.end()) {
       for (const auto& [address, login] : cameras->items()) {
-        credentials.byAddress_[address] = ReadLogin(login);
+        credentials.byAddress_[address] = ReadLogin(path, login, "");
       }
     }
   } catch (const nlohmann::json::exception&) {
-    throw Failure(ExitCode::Usage, "The credentials file " + path.string() +
-                                       " must be an object with the texts \"user\" and \"password\".");
+    throw wrong;
   }
   return credentials;
 }

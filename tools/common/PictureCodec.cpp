@@ -1,4 +1,4 @@
-#include "PictureDecoder.h"
+#include "PictureCodec.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -24,6 +24,11 @@ void CountComplaint(void*, int level, const char*, va_list) {
   }
 }
 
+void TakeLog() {
+  static std::once_flag once;
+  std::call_once(once, [] { av_log_set_callback(CountComplaint); });
+}
+
 /// Planar colour formats come in a "J" form that stands for full range; the scaler wants the plain format
 /// and the range apart.
 AVPixelFormat WithoutRange(AVPixelFormat format) {
@@ -41,13 +46,13 @@ AVPixelFormat WithoutRange(AVPixelFormat format) {
 
 }  // namespace
 
-void PictureDecoder::Free::operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-void PictureDecoder::Free::operator()(AVFrame* frame) const { av_frame_free(&frame); }
-void PictureDecoder::Free::operator()(AVPacket* packet) const { av_packet_free(&packet); }
+void FreeCodec::operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
+void FreeCodec::operator()(AVFrame* frame) const { av_frame_free(&frame); }
+void FreeCodec::operator()(AVPacket* packet) const { av_packet_free(&packet); }
+void FreeCodec::operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
 
 PictureDecoder::PictureDecoder(sarnevo::Codec codec) {
-  static std::once_flag once;
-  std::call_once(once, [] { av_log_set_callback(CountComplaint); });
+  TakeLog();
 
   const AVCodec* const decoder =
       avcodec_find_decoder(codec == sarnevo::CodecMJPEG ? AV_CODEC_ID_MJPEG : AV_CODEC_ID_MPEG4);
@@ -110,6 +115,66 @@ Picture PictureDecoder::GetPicture() const {
   const int strides[] = {stride};
   sws_scale(scaler.get(), frame_->data, frame_->linesize, 0, picture.height, rows, strides);
   return picture;
+}
+
+PictureEncoder::PictureEncoder() : frame_(av_frame_alloc()), packet_(av_packet_alloc()) {
+  TakeLog();
+  if (!frame_ || !packet_) {
+    throw std::bad_alloc();
+  }
+}
+
+PictureEncoder::~PictureEncoder() = default;
+
+bool PictureEncoder::FitTo(const Picture& picture) {
+  if (context_ && context_->width == picture.width && context_->height == picture.height) {
+    return av_frame_make_writable(frame_.get()) == 0;
+  }
+  const AVCodec* const encoder = avcodec_find_encoder(AV_CODEC_ID_MJPEG);
+  context_.reset(avcodec_alloc_context3(encoder));
+  if (!encoder || !context_) {
+    return false;
+  }
+  constexpr int kFine = 3;  // quantizer; 2 is the best, 31 the worst
+  context_->width = picture.width;
+  context_->height = picture.height;
+  context_->pix_fmt = AV_PIX_FMT_YUVJ420P;
+  context_->color_range = AVCOL_RANGE_JPEG;
+  context_->time_base = {1, 25};
+  context_->flags |= AV_CODEC_FLAG_QSCALE;
+  context_->global_quality = kFine * FF_QP2LAMBDA;
+  context_->thread_count = 1;
+  av_frame_unref(frame_.get());
+  frame_->format = AV_PIX_FMT_YUVJ420P;
+  frame_->color_range = AVCOL_RANGE_JPEG;
+  frame_->width = picture.width;
+  frame_->height = picture.height;
+  frame_->quality = context_->global_quality;
+  scaler_.reset(sws_getContext(picture.width, picture.height, AV_PIX_FMT_BGR0, picture.width, picture.height,
+                               AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr, nullptr, nullptr));
+  if (!scaler_ || avcodec_open2(context_.get(), encoder, nullptr) != 0 ||
+      av_frame_get_buffer(frame_.get(), 0) != 0) {
+    context_.reset();
+    return false;
+  }
+  const int* const coefficients = sws_getCoefficients(SWS_CS_ITU601);
+  sws_setColorspaceDetails(scaler_.get(), coefficients, 1, coefficients, 1, 0, 1 << 16, 1 << 16);
+  return true;
+}
+
+std::vector<sarnevo::u8> PictureEncoder::Encode(const Picture& picture) {
+  if (picture.pixels.empty() || !FitTo(picture)) {
+    return {};
+  }
+  const sarnevo::u8* const rows[] = {picture.pixels.data()};
+  const int strides[] = {picture.width * 4};
+  sws_scale(scaler_.get(), rows, strides, 0, picture.height, frame_->data, frame_->linesize);
+  av_packet_unref(packet_.get());
+  if (avcodec_send_frame(context_.get(), frame_.get()) != 0 ||
+      avcodec_receive_packet(context_.get(), packet_.get()) != 0) {
+    return {};
+  }
+  return {packet_->data, packet_->data + packet_->size};
 }
 
 }  // namespace kolvex_host

@@ -7,7 +7,6 @@
 #include "CameraConfig.h"
 #include "DriverSession.h"
 #include "FramePool.h"
-#include "Subcommand.h"
 #include "kolvex/ICaptureIOApi.h"
 
 namespace kolvex_host {
@@ -22,12 +21,12 @@ struct IoEvent {
 
 /// The digital inputs and outputs of one camera, running from construction to Stop.
 ///
-/// Main thread. The library's callbacks only put events into a list that the main thread takes.
+/// One thread. The library's callbacks only put events into a list that it takes.
 class IoSession {
  public:
   /// @p camera is told to the driver as it is: with as many inputs and outputs as are to be used. Starting
-  /// sets all these outputs low. Throws Failure.
-  IoSession(const Common& common, const CameraConfig& camera);
+  /// sets all these outputs low. @p library outlives the session. Throws Failure.
+  IoSession(const Library& library, CameraConfig camera, Login login, DriverSession::Log log);
   ~IoSession();
   IoSession(const IoSession&) = delete;
   IoSession& operator=(const IoSession&) = delete;
@@ -52,7 +51,6 @@ class IoSession {
   };
 
   const CameraConfig camera_;
-  const Library library_;
   Events events_;
   FramePool noFrames_{0};
   DriverSession driver_;

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdio>
 #include <thread>
+#include <utility>
 
 #include "Failure.h"
 
@@ -53,11 +54,8 @@ const Movement* FindMovement(std::string_view name) {
   return found == kMovements.end() ? nullptr : &*found;
 }
 
-HeadSession::HeadSession(const Common& common, const CameraConfig& camera)
-    : common_(common),
-      camera_(camera),
-      library_(common.LoadLibrary()),
-      login_(common.LoadCredentials().For(camera.address)) {
+HeadSession::HeadSession(const Library& library, CameraConfig camera, Login login, DriverSession::Log log)
+    : library_(library), camera_(std::move(camera)), login_(std::move(login)), log_(std::move(log)) {
   if (camera_.Group() != "1") {
     throw Failure(ExitCode::Camera,
                   "The driver has no PTZ for cameras of group 2, as " + camera_.name + " is.");
@@ -73,12 +71,12 @@ HeadSession::HeadSession(const Common& common, const CameraConfig& camera)
 void HeadSession::Open() {
   api_ = nullptr;
   driver_.emplace(library_, camera_, login_, noFrames_,
-                  [this, log = common_.MakeLog()](const std::string& name, unsigned level, const char* text) {
+                  [this](const std::string& name, unsigned level, const char* text) {
                     if (level == DebugLevelFailure) {
                       failed_.store(true, std::memory_order_relaxed);
                     }
-                    if (log) {
-                      log(name, level, text);
+                    if (log_) {
+                      log_(name, level, text);
                     }
                   });
   IIPPTZDriver* const heads = driver_->operator->()->GetPTZDriver();

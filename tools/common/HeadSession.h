@@ -8,7 +8,6 @@
 #include "CameraConfig.h"
 #include "DriverSession.h"
 #include "FramePool.h"
-#include "Subcommand.h"
 #include "kolvex/IIPPTZDriver.h"
 
 namespace kolvex_host {
@@ -26,11 +25,11 @@ const Movement* FindMovement(std::string_view name);
 /// The PTZ head of one camera.
 ///
 /// A head that isn't stopped moves on, whatever becomes of this program. So a movement that began here ends
-/// here: by Finish, or by the destructor on every other way out. Main thread.
+/// here: by Finish, or by the destructor on every other way out. One thread.
 class HeadSession {
  public:
-  /// Throws Failure when the camera has no head that the driver knows.
-  HeadSession(const Common& common, const CameraConfig& camera);
+  /// @p library outlives the session. Throws Failure when the camera has no head that the driver knows.
+  HeadSession(const Library& library, CameraConfig camera, Login login, DriverSession::Log log);
   ~HeadSession();
   HeadSession(const HeadSession&) = delete;
   HeadSession& operator=(const HeadSession&) = delete;
@@ -51,10 +50,10 @@ class HeadSession {
   /// Whether the camera took a stop, after which the driver is closed.
   bool StopAndClose();
 
-  const Common& common_;
+  const Library& library_;
   const CameraConfig camera_;
-  const Library library_;
   const Login login_;
+  const DriverSession::Log log_;
   FramePool noFrames_{0};
   bool moving_ = false;
   std::atomic<bool> failed_{false};  // by the library's threads

@@ -21,10 +21,8 @@ void IoSession::Events::OnIOFailure() {
   events_.push_back({std::chrono::system_clock::now(), true, 0, 0});
 }
 
-IoSession::IoSession(const Common& common, const CameraConfig& camera)
-    : camera_(camera),
-      library_(common.LoadLibrary()),
-      driver_(library_, camera_, common.LoadCredentials().For(camera.address), noFrames_, common.MakeLog()) {
+IoSession::IoSession(const Library& library, CameraConfig camera, Login login, DriverSession::Log log)
+    : camera_(std::move(camera)), driver_(library, camera_, std::move(login), noFrames_, std::move(log)) {
   io_ = driver_->GetCaptureIO();
   if (!io_ || !io_->SetCallback(&events_) || !io_->Start()) {
     throw Failure(ExitCode::Refused,

@@ -10,6 +10,7 @@
 struct AVCodecContext;
 struct AVFrame;
 struct AVPacket;
+struct SwsContext;
 
 namespace kolvex_host {
 
@@ -26,6 +27,14 @@ struct Luma {
   unsigned width = 0;
   unsigned height = 0;
   std::size_t stride = 0;  ///< bytes from one row to the next
+};
+
+/// What libav's objects of a codec are freed by.
+struct FreeCodec {
+  void operator()(AVCodecContext* context) const;
+  void operator()(AVFrame* frame) const;
+  void operator()(AVPacket* packet) const;
+  void operator()(SwsContext* scaler) const;
 };
 
 /// Decodes the frames of one stream. The driver doesn't decode anything; the host does it to look at what it
@@ -46,15 +55,30 @@ class PictureDecoder {
   Picture GetPicture() const;
 
  private:
-  struct Free {
-    void operator()(AVCodecContext* context) const;
-    void operator()(AVFrame* frame) const;
-    void operator()(AVPacket* packet) const;
-  };
+  std::unique_ptr<AVCodecContext, FreeCodec> context_;
+  std::unique_ptr<AVFrame, FreeCodec> frame_;
+  std::unique_ptr<AVPacket, FreeCodec> packet_;
+};
 
-  std::unique_ptr<AVCodecContext, Free> context_;
-  std::unique_ptr<AVFrame, Free> frame_;
-  std::unique_ptr<AVPacket, Free> packet_;
+/// Makes JPEG files (ITU-T T.81) of decoded pictures, as for a still of an MPEG-4 stream. Fast for pictures of one
+/// size. One thread at a time.
+class PictureEncoder {
+ public:
+  PictureEncoder();
+  ~PictureEncoder();
+  PictureEncoder(const PictureEncoder&) = delete;
+  PictureEncoder& operator=(const PictureEncoder&) = delete;
+
+  /// Empty when the picture is.
+  std::vector<sarnevo::u8> Encode(const Picture& picture);
+
+ private:
+  bool FitTo(const Picture& picture);
+
+  std::unique_ptr<AVCodecContext, FreeCodec> context_;
+  std::unique_ptr<AVFrame, FreeCodec> frame_;
+  std::unique_ptr<AVPacket, FreeCodec> packet_;
+  std::unique_ptr<SwsContext, FreeCodec> scaler_;
 };
 
 }  // namespace kolvex_host
