@@ -21,7 +21,7 @@
 #include "camera/CgiText.h"
 #include "camera/DetectCameraGroup.h"
 #include "driver/CKolvexIPCaptureDriver.h"
-#include "driver/DecimalText.h"
+#include "device/DecimalText.h"
 #include "io/CGroupDigitalIO.h"
 #include "support/FakeHost.h"
 #include "support/RecordingCapabilities.h"

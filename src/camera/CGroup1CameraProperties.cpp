@@ -5,7 +5,7 @@
 
 #include "camera/CgiReply.h"
 #include "camera/CgiText.h"
-#include "driver/DecimalText.h"
+#include "device/DecimalText.h"
 
 namespace sarnevo {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "xml/CResultDef.h"
+#include "device/CResultDef.h"
 
 namespace sarnevo::Utils {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/IDebugMessage.h"
+#include "device/IDebugMessage.h"
 #include "http/HttpRequest.h"
 #include "kolvex/Types.h"
 

@@ -4,8 +4,7 @@
 #include <optional>
 
 #include "driver/CDebugInfo.h"
-#include "driver/MessageText.h"
-#include "platform/SecureErase.h"
+#include "device/MessageText.h"
 #include "threads/HostCall.h"
 
 namespace sarnevo {
@@ -27,15 +26,7 @@ u8 LevelForHost(u32 level, const HostVersion& host) {
 
 CKolvexIPCaptureDriver::CKolvexIPCaptureDriver() = default;
 
-CKolvexIPCaptureDriver::~CKolvexIPCaptureDriver() {
-  CKolvexIPCaptureDriver::Close();
-  platform::SecureErase(password_);
-}
-
-u32 CKolvexIPCaptureDriver::GetNetworkTimeout() noexcept {
-  const COptexGuard guard(lock_);
-  return networkTimeout_;
-}
+CKolvexIPCaptureDriver::~CKolvexIPCaptureDriver() { CKolvexIPCaptureDriver::Close(); }
 
 void CKolvexIPCaptureDriver::DebugMessage(u32 level, const char* format, ...) {
   std::va_list arguments;

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "driver/CKolvexIPCaptureDriver.h"
-#include "driver/DecimalText.h"
+#include "device/DecimalText.h"
 #include "io/CKolvexGroup1DigitalIO.h"
 #include "io/CKolvexGroup2DigitalIO.h"
 #include "io/CKolvexIOHandler.h"

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "driver/CKolvexIPCaptureDriver.h"
-#include "driver/DecimalText.h"
+#include "device/DecimalText.h"
 #include "kolvex/IIPDriverParams.h"
 #include "platform/SecureErase.h"
 #include "threads/HostAsk.h"

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "driver/CKolvexIPCaptureDriver.h"
+#include "platform/Alias.h"
 
 extern "C" {
 
@@ -14,14 +15,14 @@ sarnevo::ipcapture::IIPCaptureDriverEx3* CreateIPCapture() {
   }
 }
 
-sarnevo::ipcapture::IIPCaptureDriverEx3* CreateIPCaptureEx() __attribute__((alias("CreateIPCapture")));
-sarnevo::ipcapture::IIPCaptureDriverEx3* CreateIPCaptureEx2() __attribute__((alias("CreateIPCapture")));
-sarnevo::ipcapture::IIPCaptureDriverEx3* CreateIPCaptureEx3() __attribute__((alias("CreateIPCapture")));
+sarnevo::ipcapture::IIPCaptureDriverEx3* CreateIPCaptureEx() KOLVEX_ALIAS_OF(CreateIPCapture);
+sarnevo::ipcapture::IIPCaptureDriverEx3* CreateIPCaptureEx2() KOLVEX_ALIAS_OF(CreateIPCapture);
+sarnevo::ipcapture::IIPCaptureDriverEx3* CreateIPCaptureEx3() KOLVEX_ALIAS_OF(CreateIPCapture);
 
 void DeleteIPCapture(sarnevo::ipcapture::IIPCaptureDriver* driver) { delete driver; }
 
-void DeleteIPCaptureEx(sarnevo::ipcapture::IIPCaptureDriver* driver) __attribute__((alias("DeleteIPCapture")));
-void DeleteIPCaptureEx2(sarnevo::ipcapture::IIPCaptureDriver* driver) __attribute__((alias("DeleteIPCapture")));
-void DeleteIPCaptureEx3(sarnevo::ipcapture::IIPCaptureDriver* driver) __attribute__((alias("DeleteIPCapture")));
+void DeleteIPCaptureEx(sarnevo::ipcapture::IIPCaptureDriver* driver) KOLVEX_ALIAS_OF(DeleteIPCapture);
+void DeleteIPCaptureEx2(sarnevo::ipcapture::IIPCaptureDriver* driver) KOLVEX_ALIAS_OF(DeleteIPCapture);
+void DeleteIPCaptureEx3(sarnevo::ipcapture::IIPCaptureDriver* driver) KOLVEX_ALIAS_OF(DeleteIPCapture);
 
 }  // extern "C"

@@ -5,7 +5,7 @@
 
 #include "camera/CgiText.h"
 #include "camera/SendRequest.h"
-#include "driver/CKolvexIPCaptureDriver.h"
+#include "device/Device.h"
 
 namespace sarnevo {
 
@@ -18,8 +18,8 @@ constexpr u32 kBlockBytes = 8096;
 
 }  // namespace
 
-CGroupDigitalIO::CGroupDigitalIO(const DigitalIOWords& words, CKolvexIPCaptureDriver* driver,
-                                 u32 pollIntervalMs, u32 stopTimeoutMs)
+CGroupDigitalIO::CGroupDigitalIO(const DigitalIOWords& words, Device* driver, u32 pollIntervalMs,
+                                 u32 stopTimeoutMs)
     : CIOBase(driver, pollIntervalMs, stopTimeoutMs),
       words_(words),
       outputRequest_(driver->GetAddress().c_str(), driver->GetPort(), driver->GetUserName().c_str(),

@@ -36,8 +36,7 @@ class CGroupDigitalIO : public CIOBase {
 
  protected:
   /// Address, port, credentials and time-out are read from @p driver once, here.
-  CGroupDigitalIO(const DigitalIOWords& words, CKolvexIPCaptureDriver* driver, u32 pollIntervalMs,
-                  u32 stopTimeoutMs);
+  CGroupDigitalIO(const DigitalIOWords& words, Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs);
 
   bool WriteOutput(u32 index, u32 state) override;
   bool ReadInputs(u32 count) override;

@@ -3,7 +3,7 @@
 #include <new>
 #include <utility>
 
-#include "driver/CKolvexIPCaptureDriver.h"
+#include "device/Device.h"
 #include "threads/HostCall.h"
 
 namespace sarnevo {
@@ -47,7 +47,7 @@ class CIOBase::OwnerGuard {
   bool held_ = true;
 };
 
-CIOBase::CIOBase(CKolvexIPCaptureDriver* driver, u32 pollIntervalMs, u32 stopTimeoutMs)
+CIOBase::CIOBase(Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs)
     : driver_(driver),
       stopTimeout_(stopTimeoutMs),
       outputHandler_(stopTimeoutMs),

@@ -11,7 +11,7 @@
 
 namespace sarnevo {
 
-class CKolvexIPCaptureDriver;
+class Device;
 
 /// The half of the digital I/O that knows no camera.
 ///
@@ -37,7 +37,7 @@ class CIOBase : public ICaptureIOApi {
   /// @param driver          outlives this object
   /// @param pollIntervalMs  between two polls of the inputs
   /// @param stopTimeoutMs   how long a stop waits for each thread before it uses force; for tests
-  CIOBase(CKolvexIPCaptureDriver* driver, u32 pollIntervalMs, u32 stopTimeoutMs = kStopTimeoutMs);
+  CIOBase(Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs = kStopTimeoutMs);
   ~CIOBase() override;
   CIOBase(const CIOBase&) = delete;
   CIOBase& operator=(const CIOBase&) = delete;
@@ -78,7 +78,7 @@ class CIOBase : public ICaptureIOApi {
   void PollInputs();
   void ReportFailure() noexcept;
 
-  CKolvexIPCaptureDriver* const driver_;
+  Device* const driver_;
   const u32 stopTimeout_;
   TOutputHandler<CIOBase> outputHandler_;
   TTickThread<CIOBase> inputThread_;

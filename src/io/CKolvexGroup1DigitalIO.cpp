@@ -17,8 +17,7 @@ constexpr DigitalIOWords kWords{
 
 }  // namespace
 
-CKolvexGroup1DigitalIO::CKolvexGroup1DigitalIO(CKolvexIPCaptureDriver* driver, u32 pollIntervalMs,
-                                               u32 stopTimeoutMs)
+CKolvexGroup1DigitalIO::CKolvexGroup1DigitalIO(Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs)
     : CGroupDigitalIO(kWords, driver, pollIntervalMs, stopTimeoutMs) {}
 
 // The threads make virtual calls, so that they end while the object is whole.

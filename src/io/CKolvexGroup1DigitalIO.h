@@ -7,8 +7,7 @@ namespace sarnevo {
 /// Digital inputs and outputs of group 1 cameras.
 class CKolvexGroup1DigitalIO final : public CGroupDigitalIO {
  public:
-  CKolvexGroup1DigitalIO(CKolvexIPCaptureDriver* driver, u32 pollIntervalMs,
-                         u32 stopTimeoutMs = kStopTimeoutMs);
+  CKolvexGroup1DigitalIO(Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs = kStopTimeoutMs);
   ~CKolvexGroup1DigitalIO() override;
 };
 

@@ -17,8 +17,7 @@ constexpr DigitalIOWords kWords{
 
 }  // namespace
 
-CKolvexGroup2DigitalIO::CKolvexGroup2DigitalIO(CKolvexIPCaptureDriver* driver, u32 pollIntervalMs,
-                                               u32 stopTimeoutMs)
+CKolvexGroup2DigitalIO::CKolvexGroup2DigitalIO(Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs)
     : CGroupDigitalIO(kWords, driver, pollIntervalMs, stopTimeoutMs) {}
 
 // The threads make virtual calls, so that they end while the object is whole.

@@ -7,8 +7,7 @@ namespace sarnevo {
 /// Digital inputs and outputs of group 2 cameras.
 class CKolvexGroup2DigitalIO final : public CGroupDigitalIO {
  public:
-  CKolvexGroup2DigitalIO(CKolvexIPCaptureDriver* driver, u32 pollIntervalMs,
-                         u32 stopTimeoutMs = kStopTimeoutMs);
+  CKolvexGroup2DigitalIO(Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs = kStopTimeoutMs);
   ~CKolvexGroup2DigitalIO() override;
 };
 

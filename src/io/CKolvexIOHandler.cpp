@@ -5,7 +5,7 @@
 #include <memory>
 #include <new>
 
-#include "driver/CKolvexIPCaptureDriver.h"
+#include "device/Device.h"
 
 namespace sarnevo {
 
@@ -15,7 +15,7 @@ constexpr u32 kInterval = 1000;
 
 }  // namespace
 
-CKolvexIOHandler::CKolvexIOHandler(CKolvexIPCaptureDriver* driver) : driver_(driver) {
+CKolvexIOHandler::CKolvexIOHandler(Device* driver) : driver_(driver) {
   settings_.inputCount = driver->GetInputCount();
   settings_.outputCount = driver->GetOutputCount();
   settings_.interval = kInterval;

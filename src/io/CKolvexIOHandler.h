@@ -6,14 +6,14 @@
 
 namespace sarnevo {
 
-class CKolvexIPCaptureDriver;
+class Device;
 
 /// The description of the driver's I/O side for whoever wants it; no input or output passes through here.
 /// Built in Open, once the driver's fields are set, and ended in Close.
 class CKolvexIOHandler : public CIPCaptureIOBaseHandlerIf {
  public:
   /// Reads the two counts, once. @p driver outlives this object.
-  explicit CKolvexIOHandler(CKolvexIPCaptureDriver* driver);
+  explicit CKolvexIOHandler(Device* driver);
 
   const char* GetDriverName() override;
   u16 GetPort() override;
@@ -24,7 +24,7 @@ class CKolvexIOHandler : public CIPCaptureIOBaseHandlerIf {
   [[gnu::format(printf, 3, 4)]] void WriteDebug(u32 level, const char* format, ...) override;
 
  private:
-  CKolvexIPCaptureDriver* const driver_;
+  Device* const driver_;
   CameraIOSettings settings_;
 };
 

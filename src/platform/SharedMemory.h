@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 
 namespace sarnevo::platform {
 
@@ -26,7 +27,7 @@ class SharedMemory {
 
  private:
   std::array<char, kMaxName + 2> systemName_{};
-  int descriptor_ = -1;  // open for as long as this object is a user of the block
+  std::intptr_t handle_ = -1;  // the system's; open for as long as this object is a user of the block
   std::size_t size_;
   void* data_ = nullptr;
 };

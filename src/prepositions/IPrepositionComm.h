@@ -1,6 +1,6 @@
 #pragma once
 
-#include "driver/IDebugMessage.h"
+#include "device/IDebugMessage.h"
 #include "kolvex/Types.h"
 
 namespace sarnevo {

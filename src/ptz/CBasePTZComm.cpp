@@ -4,7 +4,7 @@
 #include <memory>
 #include <new>
 
-#include "driver/MessageText.h"
+#include "device/MessageText.h"
 
 namespace sarnevo {
 

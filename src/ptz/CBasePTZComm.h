@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include "driver/RepeatCounter.h"
+#include "device/RepeatCounter.h"
 #include "kolvex/IIPDeviceParams.h"
 #include "kolvex/IIPPTZApi.h"
 #include "kolvex/IIPParams.h"

@@ -4,8 +4,8 @@
 #include <exception>
 #include <utility>
 
-#include "driver/CKolvexIPCaptureDriver.h"
-#include "driver/MessageText.h"
+#include "device/Device.h"
+#include "device/MessageText.h"
 #include "ptz/CGroup1PTZComm.h"
 
 namespace sarnevo {
@@ -21,7 +21,7 @@ std::string PresetFileName(const std::string& hardwareAddress) {
 
 }  // namespace
 
-CPTZHandler::CPTZHandler(CKolvexIPCaptureDriver* driver, u32 channelCount, std::string presetFolder)
+CPTZHandler::CPTZHandler(Device* driver, u32 channelCount, std::string presetFolder)
     : driver_(driver), channelCount_(channelCount), presetFolder_(std::move(presetFolder)) {}
 
 CPTZHandler::~CPTZHandler() {

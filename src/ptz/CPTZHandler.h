@@ -13,7 +13,7 @@
 
 namespace sarnevo {
 
-class CKolvexIPCaptureDriver;
+class Device;
 
 /// The PTZ side of one driver: builds a control for each channel that the host asks for, and the one reader
 /// of the camera's preset file. Towards the objects below it stands for the camera.
@@ -25,7 +25,7 @@ class CPTZHandler : public IIPDeviceParams, public IIPPTZDriverEx {
   /// @param driver        not owned; outlives this object.
   /// @param channelCount  number of video channels of the device.
   /// @param presetFolder  where the preset file lies; the folder of the host's executable when empty.
-  CPTZHandler(CKolvexIPCaptureDriver* driver, u32 channelCount, std::string presetFolder = {});
+  CPTZHandler(Device* driver, u32 channelCount, std::string presetFolder = {});
   ~CPTZHandler() override;
   CPTZHandler(const CPTZHandler&) = delete;
   CPTZHandler& operator=(const CPTZHandler&) = delete;
@@ -43,7 +43,7 @@ class CPTZHandler : public IIPDeviceParams, public IIPPTZDriverEx {
   std::unique_ptr<CPTZControl> BuildControl(u32 channel);
   bool LoadPresetFile();
 
-  CKolvexIPCaptureDriver* const driver_;
+  Device* const driver_;
   const u32 channelCount_;
   const std::string presetFolder_;
 

@@ -4,7 +4,7 @@
 #include <new>
 #include <string>
 
-#include "driver/CKolvexIPCaptureDriver.h"
+#include "device/Device.h"
 #include "protocols/CRTCPReporter.h"
 #include "protocols/CRTPPacket.h"
 #include "protocols/CRTPReceiver.h"
@@ -23,7 +23,7 @@ constexpr u32 kEndedWithoutDriver = 123;
 
 u32 Count(Milliseconds time) { return static_cast<u32>(time.count()); }
 
-FrameRoute RouteOf(CKolvexIPCaptureDriver* driver, ipcapture::IFrameSink* sink) {
+FrameRoute RouteOf(Device* driver, ipcapture::IFrameSink* sink) {
   return {
       .allocator = driver != nullptr ? driver->GetFrameAllocator() : nullptr, .sink = sink, .driver = driver};
 }
@@ -35,8 +35,8 @@ std::mutex claimLock;
 
 }  // namespace
 
-CBaseCameraChannel::CBaseCameraChannel(u32 channelIndex, CKolvexIPCaptureDriver* driver,
-                                       ipcapture::IFrameSink* sink, bool useObjectPath)
+CBaseCameraChannel::CBaseCameraChannel(u32 channelIndex, Device* driver, ipcapture::IFrameSink* sink,
+                                       bool useObjectPath)
     : useObjectPath_(useObjectPath),
       channelIndex_(channelIndex),
       sink_(sink),
@@ -126,7 +126,7 @@ bool CBaseCameraChannel::IsCallersChannelClaimed() noexcept {
   return own != nullptr && own->stopClaimed_;
 }
 
-bool CBaseCameraChannel::IsCallerOf(const CKolvexIPCaptureDriver* driver) noexcept {
+bool CBaseCameraChannel::IsCallerOf(const Device* driver) noexcept {
   const std::lock_guard guard(claimLock);
   const CBaseCameraChannel* const own = channel_thread::Current();
   return own != nullptr && own->driver_ == driver;

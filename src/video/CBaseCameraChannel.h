@@ -4,7 +4,7 @@
 #include <memory>
 #include <string_view>
 
-#include "driver/ChannelTiming.h"
+#include "device/ChannelTiming.h"
 #include "kolvex/IFrameSink.h"
 #include "platform/Thread.h"
 #include "protocols/IRTPReceiverUser.h"
@@ -17,7 +17,7 @@
 
 namespace sarnevo {
 
-class CKolvexIPCaptureDriver;
+class Device;
 class CRTCPReporter;
 class CRTPReceiver;
 class CRTSPClient;
@@ -45,8 +45,7 @@ class CBaseCameraChannel : public IRTPReceiverUser {
   /// @param driver         outlives the channel. Without one nothing streams.
   /// @param sink           not owned; null gets no calls, and every frame counts as refused.
   /// @param useObjectPath  the camera is of group 1: RTSP names "/object.sdp", and the JPEG layout is its own.
-  CBaseCameraChannel(u32 channelIndex, CKolvexIPCaptureDriver* driver, ipcapture::IFrameSink* sink,
-                     bool useObjectPath);
+  CBaseCameraChannel(u32 channelIndex, Device* driver, ipcapture::IFrameSink* sink, bool useObjectPath);
   /// Stop has run before.
   ~CBaseCameraChannel() override;  // slot 0
   CBaseCameraChannel(const CBaseCameraChannel&) = delete;
@@ -71,7 +70,7 @@ class CBaseCameraChannel : public IRTPReceiverUser {
   /// The channel whose callback the caller stands in is claimed; false on any other thread.
   static bool IsCallersChannelClaimed() noexcept;
   /// The caller stands in a callback of a channel of @p driver.
-  static bool IsCallerOf(const CKolvexIPCaptureDriver* driver) noexcept;
+  static bool IsCallerOf(const Device* driver) noexcept;
 
   void PacketReceived(CRTPReceiver* receiver, const sockaddr_in* from,
                       const CRTPPacket* packet) override;  // slot 1
@@ -86,7 +85,7 @@ class CBaseCameraChannel : public IRTPReceiverUser {
   /// What the camera is to stream. The channel has a driver.
   StreamFormat Format() const noexcept;
   InterruptGate& Gate() noexcept { return gate_; }
-  CKolvexIPCaptureDriver* Driver() const noexcept { return driver_; }
+  Device* Driver() const noexcept { return driver_; }
 
   // Worker only.
   u32 configured_ = 0;  // the last ConfigureCamera succeeded
@@ -125,7 +124,7 @@ class CBaseCameraChannel : public IRTPReceiverUser {
   const bool useObjectPath_;
   const u32 channelIndex_;
   ipcapture::IFrameSink* const sink_;
-  CKolvexIPCaptureDriver* const driver_;
+  Device* const driver_;
   const ChannelTiming timing_;
 
   // Written by Start while no worker runs.

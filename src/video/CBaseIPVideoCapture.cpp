@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-#include "driver/CKolvexIPCaptureDriver.h"
+#include "device/Device.h"
 #include "platform/Clock.h"
 #include "threads/HostAsk.h"
 #include "video/CGroup1CameraChannel.h"
@@ -68,7 +68,7 @@ class CBaseIPVideoCapture::Entry {
   const bool entered_;
 };
 
-CBaseIPVideoCapture::CBaseIPVideoCapture(CKolvexIPCaptureDriver* driver, u32 group)
+CBaseIPVideoCapture::CBaseIPVideoCapture(Device* driver, u32 group)
     : driver_(driver), group_(group), channels_(kMaxChannels, nullptr) {}
 
 CBaseIPVideoCapture::~CBaseIPVideoCapture() {

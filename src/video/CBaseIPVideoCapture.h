@@ -8,7 +8,7 @@
 namespace sarnevo {
 
 class CBaseCameraChannel;
-class CKolvexIPCaptureDriver;
+class Device;
 
 /// The video side of one driver towards the host: a locked table of up to 16 channels.
 ///
@@ -20,7 +20,7 @@ class CBaseIPVideoCapture final : public ipcapture::IIPVideoCaptureEx {
  public:
   /// @param driver  outlives this object
   /// @param group   camera group, 1 or 2
-  CBaseIPVideoCapture(CKolvexIPCaptureDriver* driver, u32 group);
+  CBaseIPVideoCapture(Device* driver, u32 group);
   /// Ends all channels, in the order of their indexes.
   ~CBaseIPVideoCapture() override;
   CBaseIPVideoCapture(const CBaseIPVideoCapture&) = delete;
@@ -51,7 +51,7 @@ class CBaseIPVideoCapture final : public ipcapture::IIPVideoCaptureEx {
   bool StopChannel(u32 channel) noexcept;
   CBaseCameraChannel* MakeChannel(u32 channel, ipcapture::IFrameSink* sink) const;
 
-  CKolvexIPCaptureDriver* const driver_;
+  Device* const driver_;
   const u32 group_;
   // Held through each operation, a stop's waiting included. No channel thread takes it but from inside a
   // callback.

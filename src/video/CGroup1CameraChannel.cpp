@@ -1,6 +1,6 @@
 #include "video/CGroup1CameraChannel.h"
 
-#include "driver/CKolvexIPCaptureDriver.h"
+#include "device/Device.h"
 #include "video/CameraRequest.h"
 #include "video/Group1Request.h"
 

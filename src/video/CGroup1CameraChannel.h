@@ -7,7 +7,7 @@ namespace sarnevo {
 /// The channel of a group 1 camera.
 class CGroup1CameraChannel final : public CBaseCameraChannel {
  public:
-  CGroup1CameraChannel(u32 channelIndex, CKolvexIPCaptureDriver* driver, ipcapture::IFrameSink* sink)
+  CGroup1CameraChannel(u32 channelIndex, Device* driver, ipcapture::IFrameSink* sink)
       : CBaseCameraChannel(channelIndex, driver, sink, true) {}
 
   /// Succeeds when the camera's reply begins with "ret=200"; the HTTP status isn't looked at.

@@ -1,6 +1,6 @@
 #include "video/CameraRequest.h"
 
-#include "driver/CKolvexIPCaptureDriver.h"
+#include "device/Device.h"
 
 namespace sarnevo {
 
@@ -14,7 +14,7 @@ constexpr u32 kTimeLimit = 300'000;
 
 }  // namespace
 
-CameraRequest::CameraRequest(CKolvexIPCaptureDriver& driver, InterruptGate& gate)
+CameraRequest::CameraRequest(Device& driver, InterruptGate& gate)
     : gate_(gate), request_(driver.GetNetworkTimeout(), kMaxConnections, kSystemCodePage) {
   request_.SetHost(driver.GetAddress().c_str());
   request_.SetPort(driver.GetPort());

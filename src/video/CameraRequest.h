@@ -7,13 +7,13 @@
 
 namespace sarnevo {
 
-class CKolvexIPCaptureDriver;
+class Device;
 
 /// One request to the camera's CGI with the driver's address and credentials, which the gate can interrupt.
 /// Worker thread only.
 class CameraRequest {
  public:
-  CameraRequest(CKolvexIPCaptureDriver& driver, InterruptGate& gate);
+  CameraRequest(Device& driver, InterruptGate& gate);
   ~CameraRequest();
   CameraRequest(const CameraRequest&) = delete;
   CameraRequest& operator=(const CameraRequest&) = delete;

@@ -3,7 +3,7 @@
 #include <new>
 #include <utility>
 
-#include "driver/CKolvexIPCaptureDriver.h"
+#include "device/Device.h"
 #include "protocols/CRTCPReporter.h"
 #include "protocols/CRTPReceiver.h"
 #include "protocols/CRTSPClient.h"

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "driver/CQualitySettings.h"
+#include "device/CQualitySettings.h"
 #include "video/StreamFormat.h"
 
 namespace sarnevo {

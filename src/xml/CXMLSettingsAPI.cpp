@@ -17,7 +17,7 @@ using sarnevo::FormatPath;
 using sarnevo::i32;
 using sarnevo::u32;
 using sarnevo::platform::File;
-using sarnevo::platform::XmlDocument;
+using sarnevo::xml::XmlDocument;
 
 namespace {
 
@@ -43,10 +43,10 @@ Result Guarded(Result failure, Call&& call) noexcept {
 class XmlThread {
  public:
   explicit XmlThread(bool wanted) noexcept
-      : entered_(wanted && sarnevo::platform::EnterXml()), ready_(entered_ || !wanted) {}
+      : entered_(wanted && sarnevo::xml::EnterXml()), ready_(entered_ || !wanted) {}
   ~XmlThread() {
     if (entered_) {
-      sarnevo::platform::LeaveXml();
+      sarnevo::xml::LeaveXml();
     }
   }
   XmlThread(const XmlThread&) = delete;
@@ -151,7 +151,7 @@ u32 CXMLSettingsAPI::Close() noexcept {
     document_.Clear();
     stale_ = false;
     if (initialiseCom_ != 0) {
-      sarnevo::platform::LeaveXml();
+      sarnevo::xml::LeaveXml();
     }
   }
   return left;

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "kolvex/Types.h"
-#include "platform/XmlDocument.h"
+#include "xml/XmlDocument.h"
 #include "threads/COptex.h"
 
 /// Makes an XML file look like a tree of settings. A setting is addressed by the names of the elements that
@@ -77,7 +77,7 @@ class CXMLSettingsAPI {
   void Revert() noexcept;
 
  private:
-  using Element = sarnevo::platform::XmlElement;
+  using Element = sarnevo::xml::XmlElement;
 
   bool IsOpen() const noexcept { return openCount_.load(std::memory_order_acquire) != 0; }
   /// Empty when the name isn't one by itself.
@@ -98,7 +98,7 @@ class CXMLSettingsAPI {
 
   sarnevo::COptex documentLock_;  // recursive: a write makes its path under it; held while saving
   // Guarded by documentLock_.
-  sarnevo::platform::XmlDocument document_;
+  sarnevo::xml::XmlDocument document_;
   std::optional<std::string> kept_;  // the document's text at the last Keep, where there was memory for it
   bool stale_ = false;               // document_ is to become kept_ again
   std::string path_;

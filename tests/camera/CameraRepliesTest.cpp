@@ -10,7 +10,7 @@
 #include "camera/SendRequest.h"
 #include "support/CgiCamera.h"
 #include "support/RecordingCapabilities.h"
-#include "xml/CResultDef.h"
+#include "device/CResultDef.h"
 
 namespace sarnevo {
 namespace {

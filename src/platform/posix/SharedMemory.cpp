@@ -61,11 +61,12 @@ SharedMemory::SharedMemory(const char* name, std::size_t bytes) noexcept : size_
   // The system wants one slash in front and none behind it.
   std::snprintf(systemName_.data(), systemName_.size(), "/%s", name);
   std::replace(systemName_.begin() + 1, systemName_.end(), '/', '_');
-  descriptor_ = OpenAsUser(systemName_.data(), static_cast<off_t>(bytes));
-  if (descriptor_ < 0) {
+  const int descriptor = OpenAsUser(systemName_.data(), static_cast<off_t>(bytes));
+  handle_ = descriptor;
+  if (descriptor < 0) {
     return;
   }
-  void* const data = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor_, 0);
+  void* const data = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
   data_ = data == MAP_FAILED ? nullptr : data;
 }
 
@@ -73,11 +74,11 @@ SharedMemory::~SharedMemory() {
   if (data_ != nullptr) {
     munmap(data_, size_);
   }
-  if (descriptor_ >= 0) {
-    if (Lock(descriptor_, LOCK_EX | LOCK_NB)) {
+  if (const int descriptor = static_cast<int>(handle_); descriptor >= 0) {
+    if (Lock(descriptor, LOCK_EX | LOCK_NB)) {
       shm_unlink(systemName_.data());
     }
-    close(descriptor_);
+    close(descriptor);
   }
 }
 

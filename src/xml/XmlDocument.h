@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace sarnevo::platform {
+namespace sarnevo::xml {
 
 /// An element of an XmlDocument. Void once the element, one above it or the document is gone.
 struct XmlElement;
@@ -89,4 +89,4 @@ class XmlDocument {
   std::unique_ptr<Content, Deleter> content_;
 };
 
-}  // namespace sarnevo::platform
+}  // namespace sarnevo::xml

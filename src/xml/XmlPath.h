@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-namespace sarnevo::platform {
+namespace sarnevo::xml {
 
 /// One step of a path: the name of an element and what its attributes must be. The texts lie in the path.
 struct XmlStep {
@@ -19,4 +19,4 @@ struct XmlStep {
 /// Takes a path like A/B[@id="7"] apart; a "/" in front is the document. Nothing when it isn't of that form.
 std::optional<std::vector<XmlStep>> ParseXmlPath(std::string_view path);
 
-}  // namespace sarnevo::platform
+}  // namespace sarnevo::xml

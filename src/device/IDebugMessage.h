@@ -1,6 +1,6 @@
 #pragma once
 
-#include "driver/RepeatCounter.h"
+#include "device/RepeatCounter.h"
 #include "kolvex/Types.h"
 
 /// Where a class sends its debug messages: the driver, or an object that passes them on to it. Stands in

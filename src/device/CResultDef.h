@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "driver/IDebugMessage.h"
+#include "device/IDebugMessage.h"
 #include "kolvex/Types.h"
 
 namespace sarnevo {

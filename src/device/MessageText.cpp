@@ -1,4 +1,4 @@
-#include "driver/MessageText.h"
+#include "device/MessageText.h"
 
 #include <cstddef>
 #include <cstdio>

@@ -1,8 +1,8 @@
-#include "driver/CQualitySettings.h"
+#include "device/CQualitySettings.h"
 
 #include <string>
 
-#include "driver/DecimalText.h"
+#include "device/DecimalText.h"
 
 namespace sarnevo {
 

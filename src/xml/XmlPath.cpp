@@ -1,6 +1,6 @@
-#include "platform/posix/XmlPath.h"
+#include "xml/XmlPath.h"
 
-namespace sarnevo::platform {
+namespace sarnevo::xml {
 
 namespace {
 
@@ -65,4 +65,4 @@ std::optional<std::vector<XmlStep>> ParseXmlPath(std::string_view path) {
   }
 }
 
-}  // namespace sarnevo::platform
+}  // namespace sarnevo::xml

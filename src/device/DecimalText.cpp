@@ -1,4 +1,4 @@
-#include "driver/DecimalText.h"
+#include "device/DecimalText.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "platform/XmlDocument.h"
+#include "xml/XmlDocument.h"
 
 #include <algorithm>
 #include <new>
@@ -9,9 +9,9 @@
 #include <libxml/tree.h>
 #include <libxml/xmlsave.h>
 
-#include "platform/posix/XmlPath.h"
+#include "xml/XmlPath.h"
 
-namespace sarnevo::platform {
+namespace sarnevo::xml {
 
 namespace {
 
@@ -343,4 +343,4 @@ bool XmlDocument::SetAttribute(XmlElement* element, std::string_view name, std::
   });
 }
 
-}  // namespace sarnevo::platform
+}  // namespace sarnevo::xml

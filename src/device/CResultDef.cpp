@@ -1,4 +1,4 @@
-#include "xml/CResultDef.h"
+#include "device/CResultDef.h"
 
 namespace sarnevo {
 
