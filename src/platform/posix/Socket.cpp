@@ -79,9 +79,8 @@ bool SetTimeout(int descriptor, int option, Milliseconds timeout) noexcept {
 class Deadline {
  public:
   explicit Deadline(Milliseconds timeout) noexcept
-      : end_(MonotonicMilliseconds() +
-             static_cast<std::uint64_t>(
-                 std::clamp<std::int64_t>(timeout.count(), 0, std::numeric_limits<int>::max()))) {}
+      : end_(MonotonicMilliseconds() + static_cast<std::uint64_t>(std::clamp<std::int64_t>(
+                                           timeout.count(), 0, std::numeric_limits<int>::max()))) {}
 
   // As poll wants it.
   int Left() const noexcept {
@@ -247,7 +246,9 @@ bool Socket::WaitWritable(Milliseconds timeout) noexcept {
   return events > 0 && (events & (POLLERR | POLLHUP | POLLNVAL)) == 0;
 }
 
-bool Socket::WaitReadable(Milliseconds timeout) noexcept { return Poll(descriptor_, POLLIN, Deadline(timeout)) > 0; }
+bool Socket::WaitReadable(Milliseconds timeout) noexcept {
+  return Poll(descriptor_, POLLIN, Deadline(timeout)) > 0;
+}
 
 ReceiveResult Socket::Send(std::span<const std::uint8_t> data) noexcept {
   const ssize_t count = Retried([&] { return send(descriptor_, data.data(), data.size(), MSG_NOSIGNAL); });
@@ -276,9 +277,8 @@ ReceiveResult Socket::Receive(std::span<std::uint8_t> into) noexcept {
 }
 
 ReceiveResult Socket::ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
-  const ssize_t count = ReceiveWithin(descriptor_, receiveTimeout_, [&](int flags) {
-    return ReceiveDatagram(descriptor_, into, from, flags);
-  });
+  const ssize_t count = ReceiveWithin(
+      descriptor_, receiveTimeout_, [&](int flags) { return ReceiveDatagram(descriptor_, into, from, flags); });
   return DatagramOf(count, into, SocketError::TimedOut);
 }
 
