@@ -15,7 +15,8 @@ class IIPVideoCapture {
   /// The device's number of channels, as the host gave it at Open.
   virtual u32 GetChannelCount() = 0;  // slot 1
   /// Starts a channel. True says that the channel runs, not that the camera answers. False for a channel
-  /// of 16 or more and for one whose stream has started. @p sink may be null and is then never called.
+  /// of 16 or more and for one whose stream has started. @p sink may be null and is then never called. When a
+  /// channel can't be started for want of a thread, it keeps its place and its sink all the same until StopCapture.
   virtual bool StartCapture(u32 channel, IFrameSink* sink, IIPVideoParams* params) = 0;  // slot 2
   /// Ends a channel; when it returns nothing of it runs. May block for up to twice the channel's receive
   /// time-out (10 or 20 s). False when the channel doesn't run.
