@@ -6,10 +6,13 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -100,6 +103,21 @@ TEST_F(CUDPPortTest, OpenTellsWhatIsWrongAndLeavesTheFirstBindingAlone) {
   EXPECT_EQ(second.Open("0.0.0.0", chosen), CUDPPort::Opened);
   EXPECT_EQ(second.LocalPort(), chosen);
   EXPECT_EQ(user.calls.Text(), "SocketClosed\n") << "closing a closed port tells nobody";
+}
+
+// Above the thread that opens it, where that may be; never by a jump.
+TEST_F(CUDPPortTest, ReceivesAboveTheStandingOfItsHost) {
+  std::thread([&] {
+    setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 7);
+    Open();
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+      std::string name;
+      if (std::getline(std::ifstream(task.path() / "comm"), name) && name == "KolvexRTP") {
+        const int nice = getpriority(PRIO_PROCESS, static_cast<id_t>(std::stoi(task.path().filename())));
+        EXPECT_TRUE(nice == 2 || nice == 7) << nice;
+      }
+    }
+  }).join();
 }
 
 TEST_F(CUDPPortTest, AnOversizedDatagramIsLostAndTheNextFinds1024BytesMore) {
