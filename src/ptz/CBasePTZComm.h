@@ -74,7 +74,10 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   /// positions.
   [[gnu::format(printf, 3, 4)]] void DebugMessage(u32 level, const char* format, ...) override;
 
-  /// The most positions that the camera stores; 0 until the owner has set it, before Open.
+  /// The PtzProtocol that the commands have had since Open.
+  u32 CommandProtocol() const noexcept { return commandBuilder_.Protocol(); }
+
+  /// The most positions that the camera stores; 0 until the owner has set it, after Open.
   u32 GetMaxPrepositions() const noexcept { return maxPrepositions_; }
   void SetMaxPrepositions(u32 count) noexcept { maxPrepositions_ = count; }
 
@@ -95,7 +98,7 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   i32 Post(const char* operation, u32 type, IIPParams* params, u32 a = 0, u32 b = 0, u32 c = 0, u32 d = 0);
 
   IIPDeviceParams* const device_;
-  u32 maxPrepositions_ = 0;     // constant after Open
+  u32 maxPrepositions_ = 0;     // constant once the owner has set it
   u8 opened_ = 0;               // the owner's thread only
   RepeatCounter failureCount_;  // any thread
   CPtzCommandBuilder commandBuilder_;

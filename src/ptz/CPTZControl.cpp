@@ -44,14 +44,15 @@ CPTZControl::~CPTZControl() { CloseComm(); }
 bool CPTZControl::Open(TSmartPtr<CXMLPrepositionReader> reader, CBasePTZComm* comm) {
   comm_ = comm;
   if (comm_ != nullptr) {
-    if (comm_->GetPtzProtocol() == PtzProtocolThreeByte) {
-      prepositions_.SetFixedSlots();
-      comm_->SetMaxPrepositions(kFixedSlots);
-    } else {
-      comm_->SetMaxPrepositions(kSlots);
-    }
+    comm_->GetPtzProtocol();
     // Without a name for its preset file a camera has no PTZ.
     if (comm_->Open() == PtzDone && reader) {
+      // What the commands speak: a camera that is just booting may have answered a second question only.
+      const bool isFixed = comm_->CommandProtocol() == PtzProtocolThreeByte;
+      if (isFixed) {
+        prepositions_.SetFixedSlots();
+      }
+      comm_->SetMaxPrepositions(isFixed ? kFixedSlots : kSlots);
       prepositions_.SetCamera(comm_, comm_->GetMaxPrepositions());
       prepositions_.SetReader(reader);
       return true;

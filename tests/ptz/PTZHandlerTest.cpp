@@ -124,6 +124,27 @@ TEST(CGroup1PTZComm, AsksForTheProtocolUntilItIsKnown) {
   }
 }
 
+// A camera that is just booting answers the second of the opening's two questions only.
+TEST(CPTZHandler, SetsTheListUpForTheProtocolThatTheCommandsSpeak) {
+  for (const bool threeByte : {true, false}) {
+    PtzFixture fixture("");
+    fixture.camera.SetAnswer([&](auto& connection, auto& request) {
+      const std::string body = threeByte ? "serial_device=1" : "serial_device=2";
+      SerialCamera::WithBody(fixture.camera.requests.Count(kQuestion) > 1 ? body : "")(connection, request);
+    });
+    IIPPTZApiEx* const control = fixture.handler->GetPTZApiEx(0);
+    ASSERT_NE(control, nullptr);
+    EXPECT_EQ(fixture.camera.requests.Count(kQuestion), 2U);
+    EXPECT_EQ(control->GetPrepositionCount(), threeByte ? 64U : 0U);
+    CPtzCapabilities record;
+    EXPECT_EQ(control->GetCapabilities(&record), 1);
+    EXPECT_EQ(record.words[7], threeByte ? 65U : 33U);
+    EXPECT_EQ(control->AddPreposition("a"), 1);
+    EXPECT_EQ(Take(fixture.camera.requests),
+              std::string(kQuestion) + "\n" + kQuestion + "\n" + (threeByte ? "810570\n" : "FF010003000105\n"));
+  }
+}
+
 // What the camera learns after the opening comes too late for the commands. A preset command goes out empty.
 TEST(CGroup1PTZComm, WithoutAProtocolDropsItemsInSilence) {
   PtzFixture fixture("0");
