@@ -45,12 +45,10 @@ class PresetModel {
 
   void Load() {
     list_.clear();
-    fileDiffers_ = false;
     for (u32 index = 0; index < limit_; ++index) {
       const auto& entries = file_.memory[channel_];
       const auto entry = entries.find(index);
       if (entry != entries.end()) {
-        fileDiffers_ = fileDiffers_ || (!fixed_ && index != list_.size());
         Append(entry->second);
       } else if (fixed_) {
         Append(Placeholder(index));
@@ -177,7 +175,6 @@ class PresetModel {
     for (u32 index = 0; index < list_.size(); ++index) {
       entries[index] = list_[index];
     }
-    fileDiffers_ = false;
     file_.Save();
   }
 
@@ -185,13 +182,24 @@ class PresetModel {
     if (!persist_ && !fixed_) {
       return 1;
     }
-    if (fileDiffers_) {
-      Rewrite();
+    auto& entries = file_.memory[channel_];
+    // What the file should have of all other positions; an index up to the limit that lies behind the list is nobody's.
+    bool differs = false;
+    for (u32 index = 0; index < limit_ && !fixed_; ++index) {
+      const auto entry = entries.find(index);
+      const bool agrees = index < list_.size() ? entry != entries.end() && entry->second == list_[index]
+                                               : entry == entries.end();
+      differs = differs || (index != position && !agrees);
     }
-    file_.memory[channel_][static_cast<u32>(position)] = list_[position];
-    const bool saved = file_.Save();
-    fileDiffers_ = !saved && !fixed_;  // for all that the list knows
-    return saved ? 1 : -18;
+    if (differs) {
+      entries.clear();
+    }
+    for (u32 index = 0; index < list_.size(); ++index) {
+      if (differs || list_[index].slot == list_[position].slot) {
+        entries[index] = list_[index];
+      }
+    }
+    return file_.Save() ? 1 : -18;
   }
 
   const u32 channel_;
@@ -201,7 +209,6 @@ class PresetModel {
   PresetFileModel& file_;
   std::vector<Position> list_;
   std::optional<std::size_t> current_;
-  bool fileDiffers_ = false;  // positions aren't the file's indexes, or may not be
 };
 
 }  // namespace kolvex_fuzz

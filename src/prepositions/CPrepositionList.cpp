@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "kolvex/IIPPTZApi.h"
+#include "xml/Guarded.h"
 #include "xml/Utf8.h"
 
 namespace sarnevo {
@@ -39,7 +40,6 @@ void CPrepositionList::ClearList() {
   names_.clear();
   order_.clear();
   current_ = kNone;
-  fileDiffers_ = false;
 }
 
 bool CPrepositionList::FindFreeSlot(u32& slot) const {
@@ -118,7 +118,7 @@ i32 CPrepositionList::AddPreposition(const std::wstring& name) {
   names_.merge(entry);
   order_.push_back(slot);
   current_ = static_cast<i32>(order_.size()) - 1;
-  return persist_ != 0 ? WriteEntry(current_, slot, name) : PtzDone;
+  return persist_ != 0 ? WriteEntry(current_) : PtzDone;
 }
 
 i32 CPrepositionList::RenameCurrentPreposition(const std::wstring& name) {
@@ -133,7 +133,6 @@ i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
   if (static_cast<std::size_t>(current_) >= order_.size()) {
     return PtzInvalidArgument;
   }
-  // The host may move the camera from within the message: what is current now stays what is renamed.
   const i32 position = current_;
   const u32 slot = order_[static_cast<std::size_t>(position)];
   std::wstring oldName;
@@ -143,34 +142,63 @@ i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
   const std::string from = ToUtf8(oldName);
   const std::string to = ToUtf8(name);
   names_[slot] = name;
+  i32 result = PtzDone;
+  // With fixed slots the camera stores anew. Otherwise it has the position already, and only the file must have the
+  // new name, or a restart would lose it.
+  if (fixedSlots_ != 0 && (comm_ == nullptr || !comm_->StorePreset(slot))) {
+    result = PtzAddFailed;
+  } else if (fixedSlots_ != 0 || persist_ != 0) {
+    result = WriteEntry(position);
+  }
+  // Last: from inside of the message the host may change the list, or end the driver.
   if (comm_ != nullptr) {
     comm_->DebugMessage(DebugLevelEvent, "%s: A preposition with index %d was renamed from \"%s\" to \"%s\".",
                         "sarnevo::CPrepositionList::RenameCurrentPreposition", position, from.c_str(),
                         to.c_str());
   }
-  if (fixedSlots_ == 0) {
-    // The camera has the position already. The file must have the new name, or a restart would lose it.
-    return persist_ != 0 ? WriteEntry(position, slot, name) : PtzDone;
-  }
-  if (comm_ == nullptr || !comm_->StorePreset(slot)) {
-    return PtzAddFailed;
-  }
-  return WriteEntry(position, slot, name);
+  return result;
 }
 
-// With gaps in the file, or with an earlier change missing there, a position isn't its entry's index: written as
-// it is, the entry would replace another one. So the next write of a normal list rewrites the channel. The entry
-// is then written once more, for the result of the save.
-i32 CPrepositionList::WriteEntry(i32 position, u32 slot, const std::wstring& name) {
-  if (fileDiffers_ && !SavePrepositions()) {
-    return PtzAddFailed;
+// Whether the file has, but for the entry at @p position, what the list shows and nothing else. It hasn't where
+// somebody left gaps or the same slot twice in it, or where a change has failed.
+bool CPrepositionList::IsInFileBut(i32 position) const {
+  for (u32 index = 0; index < maxCount_; ++index) {
+    PrepositionRecord record;
+    const bool isThere = reader_->Read(ptzChannel_, index, record);
+    if (static_cast<i32>(index) != position &&
+        (isThere != (index < order_.size()) ||
+         (isThere && (record.slot != order_[index] || record.name != names_.at(record.slot))))) {
+      return false;
+    }
   }
-  fileDiffers_ = fixedSlots_ == 0;  // until it is saved, whatever happens
-  if (!SavePreposition(static_cast<u32>(position), slot, name)) {
-    return PtzAddFailed;
-  }
-  fileDiffers_ = false;
-  return PtzDone;
+  return true;
+}
+
+CXMLPrepositionReader::Outcome CPrepositionList::RewriteChannel() const noexcept {
+  return Guarded(CXMLPrepositionReader::Outcome::NotMade, [&] {
+    std::vector<PrepositionRecord> records;
+    for (const u32 slot : order_) {
+      records.push_back({names_.at(slot), slot});
+    }
+    return reader_ ? reader_->Rewrite(ptzChannel_, records) : CXMLPrepositionReader::Outcome::NotMade;
+  });
+}
+
+// Written into a file that differs from the list, an entry might take another one's place: a normal list's whole
+// channel is written then. With fixed slots gaps are in order, and each entry of the slot is written.
+i32 CPrepositionList::WriteEntry(i32 position) noexcept {
+  return Guarded<i32>(PtzAddFailed, [&] {
+    bool done = static_cast<bool>(reader_);
+    if (done && fixedSlots_ == 0 && !IsInFileBut(position)) {
+      done = RewriteChannel() == CXMLPrepositionReader::Outcome::Done;
+    } else {
+      const u32 slot = order_[static_cast<std::size_t>(position)];
+      for (u32 index = 0; index < order_.size(); ++index) {
+        done = done && (order_[index] != slot || SavePreposition(index, slot, names_.at(slot)));
+      }
+    }
+    return done ? PtzDone : PtzAddFailed;
+  });
 }
 
 bool CPrepositionList::SelectPreposition(const std::wstring& name, u32 option) {
@@ -211,7 +239,8 @@ bool CPrepositionList::DeletePreposition(const std::wstring& name) {
     }
     names_.clear();
     order_.clear();
-    if (SavePrepositions()) {
+    // Where the file couldn't be written the camera has forgotten everything all the same.
+    if (SavePrepositions() || reader_) {
       names_.swap(names);
       order_.swap(order);
       current_ = 0;
@@ -227,34 +256,16 @@ bool CPrepositionList::DeletePreposition(const std::wstring& name) {
     std::erase(order_, slot);
   }
   current_ = kNone;
-  if (persist_ == 0) {
-    return true;
-  }
-  fileDiffers_ = true;  // until it is saved, whatever happens
-  fileDiffers_ = !SavePrepositions();
-  return !fileDiffers_;
+  return persist_ == 0 || SavePrepositions();
 }
 
 bool CPrepositionList::SavePreposition(u32 index, u32 slot, const std::wstring& name) {
   return reader_ && reader_->Write(ptzChannel_, index, {name, slot});
 }
 
+// A save that fails is made up for by the next one.
 bool CPrepositionList::SavePrepositions() {
-  if (!reader_) {
-    return false;
-  }
-  std::vector<PrepositionRecord> records;
-  for (const u32 slot : order_) {
-    records.push_back({names_.at(slot), slot});
-  }
-  // One save at the end, not one for each entry.
-  reader_->SetAutoSave(false);
-  reader_->DeleteChannel(ptzChannel_);
-  bool done = true;
-  for (u32 position = 0; done && position < records.size(); ++position) {
-    done = reader_->Write(ptzChannel_, position, records[position]);
-  }
-  return reader_->SetAutoSave(true) && done;
+  return RewriteChannel() != CXMLPrepositionReader::Outcome::NotMade;
 }
 
 void CPrepositionList::LoadPrepositions() {
@@ -265,7 +276,6 @@ void CPrepositionList::LoadPrepositions() {
   for (u32 index = 0; index < maxCount_; ++index) {
     PrepositionRecord record;
     if (reader_->Read(ptzChannel_, index, record)) {
-      fileDiffers_ = fileDiffers_ || (fixedSlots_ == 0 && index != order_.size());
       names_[record.slot] = record.name;
       order_.push_back(record.slot);
     } else if (fixedSlots_ != 0) {

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "xml/Guarded.h"
 #include "xml/Utf8.h"
 
 using sarnevo::COptexGuard;
@@ -45,16 +46,6 @@ std::optional<u32> ScanNumber(std::wstring_view text) {
     }
   }
   return text.empty() ? std::nullopt : std::optional(static_cast<u32>(number));
-}
-
-// Nothing out of the XML layer or for want of memory gets further than the operation.
-template <typename Call>
-bool Succeeds(Call&& call) noexcept {
-  try {
-    return call();
-  } catch (...) {
-    return false;
-  }
 }
 
 }  // namespace
@@ -99,56 +90,52 @@ bool CXMLPrepositionReader::Read(u32 ptzChannel, u32 index, PrepositionRecord& r
 }
 
 bool CXMLPrepositionReader::Write(u32 ptzChannel, u32 index, const PrepositionRecord& record) {
-  const COptexGuard guard(lock_);
-  return Change([&] {
-    const std::wstring entry = EntryPath(ptzChannel, index);
-    return settings_.SetString(record.name.c_str(), L"%ls/%ls", entry.c_str(), kName) > 0 &&
-           settings_.SetString(std::to_wstring(record.slot).c_str(), L"%ls/%ls", entry.c_str(), kSlot) > 0;
-  });
+  return Transact([&] { return Put(ptzChannel, index, record); }) == Outcome::Done;
 }
 
 bool CXMLPrepositionReader::DeleteChannel(u32 ptzChannel) {
-  const COptexGuard guard(lock_);
-  bool found = false;
-  const bool done = Change([&] {
-    const i32 deleted = settings_.Delete("%s", sarnevo::ToUtf8(ChannelPath(ptzChannel)).c_str());
-    found = deleted > 0;
-    return found || (deleted == 0 && autoSave_ == 0);  // nothing to delete is nothing to save
+  return Transact([&] { return Remove(ptzChannel) > 0; }) == Outcome::Done;
+}
+
+CXMLPrepositionReader::Outcome CXMLPrepositionReader::Rewrite(
+    u32 ptzChannel, const std::vector<PrepositionRecord>& records) noexcept {
+  return Transact([&] {
+    bool done = Remove(ptzChannel) >= 0;
+    for (u32 index = 0; done && index < records.size(); ++index) {
+      done = Put(ptzChannel, index, records[index]);
+    }
+    return done;
   });
-  return done && found;
 }
 
-bool CXMLPrepositionReader::SetAutoSave(bool on) {
+void CXMLPrepositionReader::SetAutoSave(bool on) {
   const COptexGuard guard(lock_);
-  if ((autoSave_ != 0) == on) {
-    return true;
+  if ((autoSave_ != 0) != on) {
+    autoSave_ = on ? 1 : 0;
+    if (on) {
+      settings_.Save();
+    }
   }
-  autoSave_ = on ? 1 : 0;
-  if (!on) {
-    gathered_ = settings_.Keep() == 1;
-    return gathered_;
-  }
-  const bool all = std::exchange(gathered_, true);
-  if (!all) {
-    settings_.Revert();
-  }
-  settings_.Save();
-  return all;
 }
 
-// One change, whole or not at all. Of those that gather, none is made behind one that failed.
+bool CXMLPrepositionReader::Put(u32 ptzChannel, u32 index, const PrepositionRecord& record) {
+  const std::wstring entry = EntryPath(ptzChannel, index);
+  return settings_.SetString(record.name.c_str(), L"%ls/%ls", entry.c_str(), kName) > 0 &&
+         settings_.SetString(std::to_wstring(record.slot).c_str(), L"%ls/%ls", entry.c_str(), kSlot) > 0;
+}
+
+i32 CXMLPrepositionReader::Remove(u32 ptzChannel) {
+  return settings_.Delete("%s", sarnevo::ToUtf8(ChannelPath(ptzChannel)).c_str());
+}
+
+// Changes, whole or not at all, at the cost of one save. The lock keeps those of others out, so that what is taken back
+// is nobody's but theirs.
 template <typename Call>
-bool CXMLPrepositionReader::Change(Call&& call) noexcept {
-  if (autoSave_ == 0) {
-    gathered_ = gathered_ && Succeeds(call);
-    return gathered_;
+CXMLPrepositionReader::Outcome CXMLPrepositionReader::Transact(Call&& changes) noexcept {
+  const COptexGuard guard(lock_);
+  if (!sarnevo::Guarded(false, changes) || !settings_.Commit()) {
+    settings_.RollBack();
+    return Outcome::NotMade;
   }
-  if (settings_.Keep() == 0) {
-    return false;
-  }
-  if (!Succeeds(call)) {
-    settings_.Revert();
-    return false;
-  }
-  return settings_.Save() == 1;
+  return autoSave_ == 0 || settings_.Flush() ? Outcome::Done : Outcome::NotSaved;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "kolvex/Types.h"
 #include "prepositions/PrepositionRecord.h"
@@ -29,29 +30,37 @@ class CXMLPrepositionReader {
   /// no room for isn't missing.
   bool Read(sarnevo::u32 ptzChannel, sarnevo::u32 index, sarnevo::PrepositionRecord& record);
 
-  /// Makes an entry or replaces it. False also when it couldn't be saved; the document in memory, and so the
-  /// next save, then has it all the same. Without memory the document stays as it was.
+  /// What has become of a change.
+  enum class Outcome {
+    NotMade,   ///< nothing has changed: no file, or no memory
+    NotSaved,  ///< made in memory, and goes to the disk with the next save
+    Done,
+  };
+
+  /// Makes an entry or replaces it; true when that is Done.
   bool Write(sarnevo::u32 ptzChannel, sarnevo::u32 index, const sarnevo::PrepositionRecord& record);
 
   /// Removes a channel with all its entries. False when there was none, or it couldn't be saved.
   bool DeleteChannel(sarnevo::u32 ptzChannel);
 
+  /// Gives a channel just these entries, their indexes without gaps, in one save.
+  Outcome Rewrite(sarnevo::u32 ptzChannel, const std::vector<sarnevo::PrepositionRecord>& records) noexcept;
+
   /// Off, changes gather in memory; on, each is saved at once, and what has gathered is saved now. On after a
-  /// successful Open. When one of the gathered changes failed for want of memory, all of them are taken back, so
-  /// that the file never gets half of them; false then.
-  bool SetAutoSave(bool on);
+  /// successful Open.
+  void SetAutoSave(bool on);
 
  private:
   std::wstring ChannelPath(sarnevo::u32 ptzChannel) const;
   std::wstring EntryPath(sarnevo::u32 ptzChannel, sarnevo::u32 index) const;
 
+  bool Put(sarnevo::u32 ptzChannel, sarnevo::u32 index, const sarnevo::PrepositionRecord& record);
+  sarnevo::i32 Remove(sarnevo::u32 ptzChannel);
   template <typename Call>
-  bool Change(Call&& call) noexcept;
+  Outcome Transact(Call&& changes) noexcept;
 
   const std::string rootName_;
   sarnevo::COptex lock_;  // held through each operation, saving included; taken before the XML layer's
   CXMLSettingsAPI settings_;
-  // Under lock_.
-  sarnevo::u8 autoSave_ = 0;
-  bool gathered_ = true;  // since it went off every change was made, wanted memory or not
+  sarnevo::u8 autoSave_ = 0;  // under lock_
 };

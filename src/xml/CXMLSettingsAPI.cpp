@@ -9,11 +9,13 @@
 #include "platform/FileReplacement.h"
 #include "platform/HostProcess.h"
 #include "xml/CDinaFileBase.h"
+#include "xml/Guarded.h"
 #include "xml/PathText.h"
 #include "xml/Utf8.h"
 
 using sarnevo::COptexGuard;
 using sarnevo::FormatPath;
+using sarnevo::Guarded;
 using sarnevo::i32;
 using sarnevo::u32;
 using sarnevo::platform::File;
@@ -22,22 +24,6 @@ using sarnevo::xml::XmlDocument;
 namespace {
 
 constexpr char kValue[] = "value";  // the one attribute that holds settings
-
-// The arguments of a printf-style call, given back on every way out.
-struct Arguments {
-  ~Arguments() { va_end(list); }
-  std::va_list list;
-};
-
-// Want of memory, the only thing that throws in here, becomes the failure value.
-template <typename Result, typename Call>
-Result Guarded(Result failure, Call&& call) noexcept {
-  try {
-    return call();
-  } catch (...) {
-    return failure;
-  }
-}
 
 // Thread prepared for the XML library, unless that is the caller's own affair.
 class XmlThread {
@@ -108,11 +94,12 @@ bool CXMLSettingsAPI::Load(const std::string& path) {
   if (file.Open(path, File::Access::Read, File::IfMissing::Fail) != File::OpenResult::Opened) {
     return false;
   }
-  const auto content = file.ReadAll(XmlDocument::kMaxBytes);
+  auto content = file.ReadAll(XmlDocument::kMaxBytes);
   const COptexGuard guard(documentLock_);
   if (!content || document_.Parse(*content) != XmlDocument::ParseResult::Parsed) {
     return false;
   }
+  committed_ = std::move(*content);
   sarnevo::platform::RemoveLeftovers(path);
   return true;
 }
@@ -149,7 +136,7 @@ u32 CXMLSettingsAPI::Close() noexcept {
   if (left == 0) {
     const COptexGuard documentGuard(documentLock_);
     document_.Clear();
-    stale_ = false;
+    committed_ = {};
     if (initialiseCom_ != 0) {
       sarnevo::xml::LeaveXml();
     }
@@ -177,114 +164,111 @@ i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u
   });
 }
 
-i32 CXMLSettingsAPI::Save() noexcept {
-  if (!IsOpen()) {
-    return 0;
-  }
-  return Guarded(0, [&] {
+bool CXMLSettingsAPI::Commit() noexcept {
+  return Guarded(false, [&] {
     const COptexGuard guard(documentLock_);
-    return SaveDocument();
+    auto text = IsOpen() ? Document().Print() : std::string();
+    if (text) {
+      committed_ = std::move(*text);
+    }
+    return text.has_value();
   });
 }
 
-i32 CXMLSettingsAPI::SaveIfAutomatic() { return autoSave_ != 0 ? SaveDocument() : 1; }
-
-i32 CXMLSettingsAPI::Keep() noexcept {
-  if (!IsOpen()) {
-    return 0;
-  }
-  return Guarded(0, [&] {
-    const COptexGuard guard(documentLock_);
-    Restore();
-    kept_ = document_.Print();
-    return kept_ ? 1 : 0;
-  });
-}
-
-void CXMLSettingsAPI::Revert() noexcept {
+void CXMLSettingsAPI::RollBack() noexcept {
   const COptexGuard guard(documentLock_);
-  stale_ = kept_.has_value();
-  Guarded(0, [&] { return Restore(), 1; });
+  document_.Clear();
 }
 
-void CXMLSettingsAPI::Restore() {
-  if (stale_ && document_.Parse(*kept_) != XmlDocument::ParseResult::Parsed) {
+bool CXMLSettingsAPI::Flush() noexcept {
+  return Guarded(false, [&] {
+    const COptexGuard guard(documentLock_);
+    return IsOpen() && sarnevo::platform::ReplaceFile(path_, committed_);
+  });
+}
+
+i32 CXMLSettingsAPI::Save() noexcept {
+  const COptexGuard guard(documentLock_);
+  return Commit() && Flush() ? 1 : 0;
+}
+
+i32 CXMLSettingsAPI::SaveIfAutomatic() noexcept { return autoSave_ != 0 ? Save() : 1; }
+
+// After a roll back it is made again when it is needed, since that takes memory.
+XmlDocument& CXMLSettingsAPI::Document() {
+  if (!document_.HasContent() && document_.Parse(committed_) != XmlDocument::ParseResult::Parsed) {
     throw std::bad_alloc();
   }
-  stale_ = false;
-}
-
-i32 CXMLSettingsAPI::SaveDocument() {
-  Restore();
-  const auto text = document_.Print();
-  return text && sarnevo::platform::ReplaceFile(path_, *text) ? 1 : 0;
+  return document_;
 }
 
 std::wstring CXMLSettingsAPI::GetString(const wchar_t* format, ...) {
-  Arguments arguments;
-  va_start(arguments.list, format);
-  const std::string path = FormatPath(format, arguments.list);
+  std::va_list arguments;
+  va_start(arguments, format);
+  const auto path = FormatPath(format, arguments);
+  va_end(arguments);
+  if (!path) {
+    throw std::bad_alloc();
+  }
   std::optional<std::string> value;
   if (IsOpen()) {
     const COptexGuard guard(documentLock_);
-    Restore();
-    if (const Element* element = document_.Select(path)) {
+    if (const Element* element = Document().Select(*path)) {
       value = document_.GetAttribute(element, kValue);
     }
   }
   return sarnevo::FromUtf8(value.value_or("")).value_or(L"");
 }
 
+// What is no character doesn't come back as it went.
 bool CXMLSettingsAPI::CanHold(std::wstring_view value) {
-  return sarnevo::IsXmlText(value) && sarnevo::ToUtf8(value).size() <= XmlDocument::kMaxValueBytes;
+  const std::string text = sarnevo::ToUtf8(value);
+  return text.size() <= XmlDocument::kMaxValueBytes && XmlDocument::IsText(text) &&
+         sarnevo::FromUtf8(text) == value;
 }
 
 i32 CXMLSettingsAPI::SetString(const wchar_t* value, const wchar_t* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  const i32 result = Guarded(0, [&] {
-    const std::string path = FormatPath(format, arguments);
+  const auto path = FormatPath(format, arguments);
+  va_end(arguments);
+  return Guarded(0, [&] {
     // Refused before an element is made for it.
-    if (!IsOpen() || !CanHold(value == nullptr ? L"" : value)) {
+    if (!path || !IsOpen() || !CanHold(value == nullptr ? L"" : value)) {
       return 0;
     }
     const std::string text = sarnevo::ToUtf8(value == nullptr ? L"" : value);
     const COptexGuard guard(documentLock_);
-    Restore();
-    Element* element = document_.Select(path);
+    Element* element = Document().Select(*path);
     if (element == nullptr) {
-      if (CreateElements(path) == 0) {
+      if (CreateElements(*path) == 0) {
         return 0;
       }
-      element = document_.Select(path);
+      element = document_.Select(*path);
     }
-    if (element == nullptr || !document_.SetAttribute(element, kValue, text)) {
+    if (element == nullptr) {
       return 0;
     }
-    return SaveIfAutomatic();
+    const bool isNew = document_.GetAttribute(element, kValue).value_or("").empty();
+    const bool done =
+        isNew ? document_.AddAttribute(element, kValue, text) : document_.SetAttribute(element, kValue, text);
+    return done ? SaveIfAutomatic() : 0;
   });
-  va_end(arguments);
-  return result;
 }
 
 i32 CXMLSettingsAPI::CreatePath(const wchar_t* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  const i32 result = Guarded(0, [&] {
-    const std::string path = FormatPath(format, arguments);
-    if (!IsOpen()) {
-      return 0;
-    }
-    const COptexGuard guard(documentLock_);
-    Restore();
-    return CreateElements(path);
-  });
+  const auto path = FormatPath(format, arguments);
   va_end(arguments);
-  return result;
+  return Guarded(0, [&] {
+    const COptexGuard guard(documentLock_);
+    return path && IsOpen() ? CreateElements(*path) : 0;
+  });
 }
 
 i32 CXMLSettingsAPI::CreateElements(std::string_view path) {
-  if (document_.Select(path) != nullptr) {
+  if (Document().Select(path) != nullptr) {
     return 1;
   }
   const std::size_t slash = path.rfind('/');
@@ -330,7 +314,7 @@ CXMLSettingsAPI::Element* CXMLSettingsAPI::AddElement(Element* parent, std::stri
     const std::size_t end = condition.rfind('"');
     if (condition.starts_with('@') && equals != std::string_view::npos && end != std::string_view::npos &&
         end >= equals + 2) {
-      document_.SetAttribute(element, condition.substr(1, equals - 1),
+      document_.AddAttribute(element, condition.substr(1, equals - 1),
                              condition.substr(equals + 2, end - equals - 2));
     }
     if (close == std::string_view::npos) {
@@ -344,35 +328,25 @@ CXMLSettingsAPI::Element* CXMLSettingsAPI::AddElement(Element* parent, std::stri
 i32 CXMLSettingsAPI::Exists(const char* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  const i32 result = Guarded(0, [&] {
-    const std::string path = FormatPath(format, arguments);
-    if (!IsOpen()) {
-      return 0;
-    }
-    const COptexGuard guard(documentLock_);
-    Restore();
-    return document_.Select(path) != nullptr ? 1 : 0;
-  });
+  const auto path = FormatPath(format, arguments);
   va_end(arguments);
-  return result;
+  return Guarded(0, [&] {
+    const COptexGuard guard(documentLock_);
+    return path && IsOpen() && Document().Select(*path) != nullptr ? 1 : 0;
+  });
 }
 
 i32 CXMLSettingsAPI::Delete(const char* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  const i32 result = Guarded(-1, [&] {
-    const std::string path = FormatPath(format, arguments);
-    if (!IsOpen()) {
-      return 0;
+  const auto path = FormatPath(format, arguments);
+  va_end(arguments);
+  return Guarded(-1, [&] {
+    if (!path) {
+      return -1;
     }
     const COptexGuard guard(documentLock_);
-    Restore();
-    Element* const element = document_.Select(path);
-    if (element == nullptr || !document_.Remove(element)) {
-      return 0;
-    }
-    return SaveIfAutomatic();
+    Element* const element = IsOpen() ? Document().Select(*path) : nullptr;
+    return element != nullptr && document_.Remove(element) ? SaveIfAutomatic() : 0;
   });
-  va_end(arguments);
-  return result;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -70,11 +69,15 @@ class CXMLSettingsAPI {
   /// Removes the element with all that it holds. White space around it stays. -1 when it couldn't be looked for.
   [[gnu::format(printf, 2, 3)]] sarnevo::i32 Delete(const char* format, ...) noexcept;
 
-  /// Remembers the document, so that changes of which one failed halfway can be taken back together.
-  sarnevo::i32 Keep() noexcept;
-  /// Goes back to what Keep has remembered, if anything; without memory for that at the next operation, which
-  /// fails until there is some.
-  void Revert() noexcept;
+  // A transaction: changes, and then Commit or RollBack. Who makes one keeps others from changing meanwhile.
+
+  /// Takes over the changes made so far. False without memory, and when the document is longer than a file may be.
+  /// A closed object has nothing to take over.
+  bool Commit() noexcept;
+  /// Goes back to the document as it was loaded or committed last.
+  void RollBack() noexcept;
+  /// Writes what is committed to the disk; false when that can't be done, and while closed. Save does both.
+  bool Flush() noexcept;
 
  private:
   using Element = sarnevo::xml::XmlElement;
@@ -83,11 +86,10 @@ class CXMLSettingsAPI {
   /// Empty when the name isn't one by itself.
   std::string FullPath(const char* fileName) const;
   bool Load(const std::string& path);
-  void Restore();
+  sarnevo::xml::XmlDocument& Document();
   sarnevo::i32 CreateElements(std::string_view path);
   Element* AddElement(Element* parent, std::string_view component);
-  sarnevo::i32 SaveIfAutomatic();
-  sarnevo::i32 SaveDocument();
+  sarnevo::i32 SaveIfAutomatic() noexcept;
 
   const std::string folder_;
 
@@ -98,9 +100,8 @@ class CXMLSettingsAPI {
 
   sarnevo::COptex documentLock_;  // recursive: a write makes its path under it; held while saving
   // Guarded by documentLock_.
-  sarnevo::xml::XmlDocument document_;
-  std::optional<std::string> kept_;  // the document's text at the last Keep, where there was memory for it
-  bool stale_ = false;               // document_ is to become kept_ again
+  sarnevo::xml::XmlDocument document_;  // empty: to be made from committed_, see Document
+  std::string committed_;               // the document's text when it was loaded or committed
   std::string path_;
   sarnevo::u32 autoSave_ = 0;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "prepositions/CPrepositionList.h"
@@ -16,9 +17,13 @@ inline sarnevo::TSmartPtr<CXMLPrepositionReader> OpenReader(const std::string& f
 /// A list as the PTZ control sets it up, with a camera that takes everything.
 struct List : sarnevo::CPrepositionList, sarnevo::IPrepositionComm {
   explicit List(const std::string& folder) : List(OpenReader(folder)) {}
-  explicit List(const sarnevo::TSmartPtr<CXMLPrepositionReader>& reader, sarnevo::u32 channel = 0)
+  explicit List(const sarnevo::TSmartPtr<CXMLPrepositionReader>& reader, sarnevo::u32 channel = 0,
+                bool fixed = false)
       : CPrepositionList(channel, 1) {
-    SetCamera(this, 32);
+    if (fixed) {
+      SetFixedSlots();
+    }
+    SetCamera(this, fixed ? 64 : 32);
     SetReader(reader);
   }
 
@@ -35,5 +40,11 @@ struct List : sarnevo::CPrepositionList, sarnevo::IPrepositionComm {
   bool StorePreset(sarnevo::u32) override { return true; }
   bool GotoPreset(sarnevo::u32, sarnevo::u32) override { return true; }
   bool DeletePreset(sarnevo::u32) override { return true; }
-  void DebugMessage(sarnevo::u32, const char*, ...) override {}
+  void DebugMessage(sarnevo::u32, const char*, ...) override {
+    if (onMessage) {
+      onMessage();
+    }
+  }
+
+  std::function<void()> onMessage;
 };

@@ -1,6 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 
@@ -56,6 +61,10 @@ TEST(PresetFile, WhatOthersWroteIsReadAndNothingOfItIsLostByTheNextAdd) {
        "c,"},
       {"too long to be written again", entry("000", std::string(2 << 20, 'x'), "0") + entry("001", "b", "1"),
        "b,"},
+      {"a name in another namespace",
+       "<Preposition000><Name xmlns:x='u' x:value='a'/><Slot value='0'/></Preposition000>" +
+           entry("001", "b", "1"),
+       "b,"},
       {"doubled entries", entry("000", "a", "0") + entry("000", "b", "1"), "a,"},
       {"a doubled slot has the later name", entry("000", "a", "3") + entry("001", "b", "3"), "b,b,"},
   };
@@ -73,6 +82,85 @@ TEST(PresetFile, WhatOthersWroteIsReadAndNothingOfItIsLostByTheNextAdd) {
   folder.Write("p.preset", "<Other><PtzChannel01/></Other>");
   EXPECT_EQ(List(folder.Path()).AddPreposition(L"New"), -18);
   EXPECT_EQ(folder.Read("p.preset"), "<Other><PtzChannel01/></Other>");
+}
+
+// What a list that has lost nothing shows, and what it shows after a restart.
+TEST(PresetFile, HoldsWhatTheListShowsWhateverStoodInItAndWhateverTheHostDoesInAMessage) {
+  const auto entry = [](const std::string& index, const std::string& name, const std::string& slot) {
+    return "<Preposition" + index + "><Name value='" + name + "'/><Slot value='" + slot + "'/></Preposition" +
+           index + ">";
+  };
+  const std::string doubled = entry("000", "a", "3") + entry("001", "b", "1") + entry("002", "c", "3");
+  const struct {
+    const char* name;
+    std::string channel;
+    bool fixed;
+    std::function<void(List&)> inMessage;
+    const char* names;  // the first three behind two renames of the first
+  } kRows[] = {
+      {"a gap", entry("001", "a", "1") + entry("002", "b", "2"), false, nullptr, "new,b,"},
+      {"a doubled slot", doubled, false, nullptr, "new,b,new,"},
+      {"a doubled slot of fixed ones", doubled, true, nullptr, "new,b,new,"},
+      {"a deletion in the message", doubled, false, [](List& list) { list.DeletePreposition(L"b"); },
+       "first,first,"},
+      {"a deletion of what was renamed", entry("000", "a", "0") + entry("001", "b", "1"), false,
+       [](List& list) { list.DeletePreposition(L"first"), list.DeletePreposition(L"new"); }, "b,"},
+      {"a deletion of all in the message", doubled, true, [](List& list) { list.DeletePreposition(L""); },
+       "empty p0 ,empty p1 ,empty p2 ,"},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.name);
+    const TempFolder folder;
+    folder.Write("p.preset", "<Kolvex><PtzChannel01>" + row.channel + "</PtzChannel01></Kolvex>");
+    List list(OpenReader(folder.Path()), 0, row.fixed);
+    if (row.inMessage) {
+      list.onMessage = [&] { row.inMessage(list); };
+    }
+    std::wstring name;
+    list.GetPrepositionName(0, name);
+    list.SelectPreposition(name, 0);
+    EXPECT_EQ(list.AddPreposition(L"first"), 1);
+    if (list.GetCurrentPreposition(name)) {
+      EXPECT_EQ(list.AddPreposition(L"new"), 1);
+    }
+    const std::string names = list.Names();
+    EXPECT_EQ(names.substr(0, std::string(row.names).size()), row.names);
+    EXPECT_EQ(List(OpenReader(folder.Path()), 0, row.fixed).Names(), names);
+  }
+}
+
+// No folder, or a file that isn't one: nothing can be stored, and nothing is lost of the list.
+TEST(PresetFile, ThatCantBeMadeLeavesAListThatWorks) {
+  for (const bool fixed : {false, true}) {
+    const TempFolder folder;
+    std::filesystem::create_directory(folder / "p.preset");
+    List list(OpenReader(folder.Path()), 0, fixed);
+    const std::string names = list.Names();
+    EXPECT_EQ(list.AddPreposition(L"a"), -18);
+    EXPECT_EQ(list.Names().substr(0, 2), "a,");
+    EXPECT_TRUE(list.DeletePreposition(L"a"));
+    EXPECT_EQ(list.Names(), names);
+    EXPECT_EQ(list.SelectPreposition(L"empty p7 ", 0), fixed);
+    EXPECT_EQ(list.AddPreposition(L"b"), -18);
+  }
+}
+
+// A camera's names are worth keeping, but not without end.
+TEST(PresetFile, OfFilesPutAsideTheOldestGoes) {
+  const TempFolder folder;
+  const auto kept = [](int number) {
+    return "p.preset.bad" + (number == 0 ? "" : "." + std::to_string(number));
+  };
+  for (int torn = 0; torn < 103; ++torn) {
+    folder.Write("p.preset", "<torn" + std::to_string(torn));
+    const timespec when{1'700'000'000 + torn, 0};
+    const timespec times[] = {when, when};
+    ASSERT_EQ(::utimensat(AT_FDCWD, (folder / "p.preset").c_str(), times, 0), 0);
+    OpenReader(folder.Path());
+    ASSERT_EQ(folder.Read(kept(torn % 100)), "<torn" + std::to_string(torn));
+    ASSERT_EQ(List(folder.Path()).AddPreposition(L"a"), 1);
+  }
+  EXPECT_EQ(folder.List().size(), 101U);
 }
 
 }  // namespace
