@@ -169,34 +169,41 @@ class PresetModel {
     return lowest;
   }
 
-  void Rewrite() {
+  bool Rewrite() {
     auto& entries = file_.memory[channel_];
     entries.clear();
     for (u32 index = 0; index < list_.size(); ++index) {
       entries[index] = list_[index];
     }
-    file_.Save();
+    return file_.Save();
+  }
+
+  // Only what the list can see counts; what lies beyond the camera's limit stays until a rewriting.
+  bool FileHasAllBut(u32 slot) const {
+    const auto& entries = file_.memory[channel_];
+    for (u32 index = 0; index < limit_; ++index) {
+      const auto entry = entries.find(index);
+      const Position* const listed = index < list_.size() ? &list_[index] : nullptr;
+      const bool ofSlot = listed != nullptr && listed->slot == slot;
+      if (!ofSlot &&
+          (entry != entries.end() ? listed == nullptr || *listed != entry->second : listed != nullptr)) {
+        return false;
+      }
+    }
+    return true;
   }
 
   i32 Written(std::size_t position) {
     if (!persist_ && !fixed_) {
       return 1;
     }
-    auto& entries = file_.memory[channel_];
-    // What the file should have of all other positions; an index up to the limit that lies behind the list is nobody's.
-    bool differs = false;
-    for (u32 index = 0; index < limit_ && !fixed_; ++index) {
-      const auto entry = entries.find(index);
-      const bool agrees = index < list_.size() ? entry != entries.end() && entry->second == list_[index]
-                                               : entry == entries.end();
-      differs = differs || (index != position && !agrees);
-    }
-    if (differs) {
-      entries.clear();
+    const u32 slot = list_[position].slot;
+    if (!fixed_ && !FileHasAllBut(slot)) {
+      return Rewrite() ? 1 : -18;
     }
     for (u32 index = 0; index < list_.size(); ++index) {
-      if (differs || list_[index].slot == list_[position].slot) {
-        entries[index] = list_[index];
+      if (list_[index].slot == slot) {
+        file_.memory[channel_][index] = list_[index];
       }
     }
     return file_.Save() ? 1 : -18;

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "kolvex/IIPPTZApi.h"
-#include "xml/Guarded.h"
 #include "xml/Utf8.h"
 
 namespace sarnevo {
@@ -118,7 +117,7 @@ i32 CPrepositionList::AddPreposition(const std::wstring& name) {
   names_.merge(entry);
   order_.push_back(slot);
   current_ = static_cast<i32>(order_.size()) - 1;
-  return persist_ != 0 ? WriteEntry(current_) : PtzDone;
+  return persist_ != 0 ? WriteEntries(slot) : PtzDone;
 }
 
 i32 CPrepositionList::RenameCurrentPreposition(const std::wstring& name) {
@@ -133,8 +132,7 @@ i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
   if (static_cast<std::size_t>(current_) >= order_.size()) {
     return PtzInvalidArgument;
   }
-  const i32 position = current_;
-  const u32 slot = order_[static_cast<std::size_t>(position)];
+  const u32 slot = order_[static_cast<std::size_t>(current_)];
   std::wstring oldName;
   if (!GetNameOfSlot(slot, oldName)) {
     return PtzAddFailed;
@@ -142,63 +140,54 @@ i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
   const std::string from = ToUtf8(oldName);
   const std::string to = ToUtf8(name);
   names_[slot] = name;
-  i32 result = PtzDone;
-  // With fixed slots the camera stores anew. Otherwise it has the position already, and only the file must have the
-  // new name, or a restart would lose it.
-  if (fixedSlots_ != 0 && (comm_ == nullptr || !comm_->StorePreset(slot))) {
-    result = PtzAddFailed;
-  } else if (fixedSlots_ != 0 || persist_ != 0) {
-    result = WriteEntry(position);
-  }
-  // Last: from inside of the message the host may change the list, or end the driver.
   if (comm_ != nullptr) {
     comm_->DebugMessage(DebugLevelEvent, "%s: A preposition with index %d was renamed from \"%s\" to \"%s\".",
-                        "sarnevo::CPrepositionList::RenameCurrentPreposition", position, from.c_str(),
+                        "sarnevo::CPrepositionList::RenameCurrentPreposition", current_, from.c_str(),
                         to.c_str());
   }
-  return result;
+  // From within the message the host may have moved the camera, renamed once more, or deleted: what is left of the
+  // renamed one is looked up anew.
+  if (std::wstring now; !GetNameOfSlot(slot, now) || now != name) {
+    return PtzAddFailed;
+  }
+  if (fixedSlots_ != 0 && (comm_ == nullptr || !comm_->StorePreset(slot))) {
+    return PtzAddFailed;
+  }
+  // In normal mode the camera has the position already. The file must have the new name, or a restart would lose it.
+  return persist_ != 0 || fixedSlots_ != 0 ? WriteEntries(slot) : PtzDone;
 }
 
-// Whether the file has, but for the entry at @p position, what the list shows and nothing else. It hasn't where
-// somebody left gaps or the same slot twice in it, or where a change has failed.
-bool CPrepositionList::IsInFileBut(i32 position) const {
+// Whether the file has what the list has, but for the entries of @p slot. It hasn't when indexes are missing in it, and
+// when an earlier change didn't get there.
+bool CPrepositionList::FileHasTheOthers(u32 slot) const {
   for (u32 index = 0; index < maxCount_; ++index) {
     PrepositionRecord record;
-    const bool isThere = reader_->Read(ptzChannel_, index, record);
-    if (static_cast<i32>(index) != position &&
-        (isThere != (index < order_.size()) ||
-         (isThere && (record.slot != order_[index] || record.name != names_.at(record.slot))))) {
+    const bool stored = reader_->Read(ptzChannel_, index, record);
+    const bool listed = index < order_.size();
+    const bool same = stored == listed &&
+                      (!listed || (record.slot == order_[index] && record.name == names_.at(record.slot)));
+    if (!same && !(listed && order_[index] == slot)) {
       return false;
     }
   }
   return true;
 }
 
-CXMLPrepositionReader::Outcome CPrepositionList::RewriteChannel() const noexcept {
-  return Guarded(CXMLPrepositionReader::Outcome::NotMade, [&] {
-    std::vector<PrepositionRecord> records;
-    for (const u32 slot : order_) {
-      records.push_back({names_.at(slot), slot});
-    }
-    return reader_ ? reader_->Rewrite(ptzChannel_, records) : CXMLPrepositionReader::Outcome::NotMade;
-  });
-}
-
-// Written into a file that differs from the list, an entry might take another one's place: a normal list's whole
-// channel is written then. With fixed slots gaps are in order, and each entry of the slot is written.
-i32 CPrepositionList::WriteEntry(i32 position) noexcept {
-  return Guarded<i32>(PtzAddFailed, [&] {
-    bool done = static_cast<bool>(reader_);
-    if (done && fixedSlots_ == 0 && !IsInFileBut(position)) {
-      done = RewriteChannel() == CXMLPrepositionReader::Outcome::Done;
-    } else {
-      const u32 slot = order_[static_cast<std::size_t>(position)];
-      for (u32 index = 0; index < order_.size(); ++index) {
-        done = done && (order_[index] != slot || SavePreposition(index, slot, names_.at(slot)));
-      }
-    }
-    return done ? PtzDone : PtzAddFailed;
-  });
+// Where the file differs, a position isn't its entry's index: the entry would replace another one. The whole channel is
+// written then. With fixed slots gaps are as it should be. A slot may stand in the list twice, when the file had it so;
+// the last of its entries is the one that counts at the next start.
+i32 CPrepositionList::WriteEntries(u32 slot) {
+  if (!reader_) {
+    return PtzAddFailed;
+  }
+  if (fixedSlots_ == 0 && !FileHasTheOthers(slot)) {
+    return Rewrite() == CXMLPrepositionReader::Rewritten::Saved ? PtzDone : PtzAddFailed;
+  }
+  bool saved = true;
+  for (u32 position = 0; position < order_.size(); ++position) {
+    saved = (order_[position] != slot || SavePreposition(position, slot, names_.at(slot))) && saved;
+  }
+  return saved ? PtzDone : PtzAddFailed;
 }
 
 bool CPrepositionList::SelectPreposition(const std::wstring& name, u32 option) {
@@ -239,12 +228,11 @@ bool CPrepositionList::DeletePreposition(const std::wstring& name) {
     }
     names_.clear();
     order_.clear();
-    // Where the file couldn't be written the camera has forgotten everything all the same.
-    if (SavePrepositions() || reader_) {
-      names_.swap(names);
-      order_.swap(order);
-      current_ = 0;
-    }
+    SavePrepositions();
+    // Whether it was saved or not: the camera has forgotten them, and without placeholders nothing could be stored.
+    names_.swap(names);
+    order_.swap(order);
+    current_ = 0;
     return true;
   }
   u32 slot = 0;
@@ -263,9 +251,16 @@ bool CPrepositionList::SavePreposition(u32 index, u32 slot, const std::wstring& 
   return reader_ && reader_->Write(ptzChannel_, index, {name, slot});
 }
 
-// A save that fails is made up for by the next one.
 bool CPrepositionList::SavePrepositions() {
-  return RewriteChannel() != CXMLPrepositionReader::Outcome::NotMade;
+  return reader_ && Rewrite() != CXMLPrepositionReader::Rewritten::NotMade;
+}
+
+CXMLPrepositionReader::Rewritten CPrepositionList::Rewrite() {
+  std::vector<PrepositionRecord> records;
+  for (const u32 slot : order_) {
+    records.push_back({names_.at(slot), slot});
+  }
+  return reader_->Rewrite(ptzChannel_, records);
 }
 
 void CPrepositionList::LoadPrepositions() {

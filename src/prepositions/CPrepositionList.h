@@ -92,9 +92,9 @@ class CPrepositionList {
   bool GetNameOfSlot(u32 slot, std::wstring& name) const;
   bool GetNameAt(i32 position, std::wstring& name) const;
   static void AppendPlaceholder(u32 slot, std::map<u32, std::wstring>& names, std::vector<u32>& order);
-  bool IsInFileBut(i32 position) const;
-  CXMLPrepositionReader::Outcome RewriteChannel() const noexcept;
-  i32 WriteEntry(i32 position) noexcept;
+  bool FileHasTheOthers(u32 slot) const;
+  i32 WriteEntries(u32 slot);
+  CXMLPrepositionReader::Rewritten Rewrite();
 
   // Constant once the camera is set.
   const u8 persist_;

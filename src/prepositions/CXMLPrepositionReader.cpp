@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cwchar>
+#include <exception>
 #include <optional>
 #include <string_view>
 #include <utility>
 
-#include "xml/Guarded.h"
 #include "xml/Utf8.h"
 
 using sarnevo::COptexGuard;
@@ -90,52 +90,65 @@ bool CXMLPrepositionReader::Read(u32 ptzChannel, u32 index, PrepositionRecord& r
 }
 
 bool CXMLPrepositionReader::Write(u32 ptzChannel, u32 index, const PrepositionRecord& record) {
-  return Transact([&] { return Put(ptzChannel, index, record); }) == Outcome::Done;
+  const COptexGuard guard(lock_);
+  if (!Change(ptzChannel, index, record)) {
+    return false;
+  }
+  return autoSave_ == 0 || settings_.Save() == 1;
 }
 
 bool CXMLPrepositionReader::DeleteChannel(u32 ptzChannel) {
-  return Transact([&] { return Remove(ptzChannel) > 0; }) == Outcome::Done;
-}
-
-CXMLPrepositionReader::Outcome CXMLPrepositionReader::Rewrite(
-    u32 ptzChannel, const std::vector<PrepositionRecord>& records) noexcept {
-  return Transact([&] {
-    bool done = Remove(ptzChannel) >= 0;
-    for (u32 index = 0; done && index < records.size(); ++index) {
-      done = Put(ptzChannel, index, records[index]);
-    }
-    return done;
-  });
-}
-
-void CXMLPrepositionReader::SetAutoSave(bool on) {
   const COptexGuard guard(lock_);
-  if ((autoSave_ != 0) != on) {
-    autoSave_ = on ? 1 : 0;
-    if (on) {
-      settings_.Save();
-    }
+  return Remove(ptzChannel) > 0 && (autoSave_ == 0 || settings_.Save() == 1);
+}
+
+CXMLPrepositionReader::Rewritten CXMLPrepositionReader::Rewrite(
+    u32 ptzChannel, std::span<const PrepositionRecord> records) noexcept {
+  const COptexGuard guard(lock_);
+  SetAutoSave(false);
+  bool made = Remove(ptzChannel) >= 0;  // there may be nothing to remove
+  for (u32 index = 0; made && index < records.size(); ++index) {
+    made = Change(ptzChannel, index, records[index]);
   }
-}
-
-bool CXMLPrepositionReader::Put(u32 ptzChannel, u32 index, const PrepositionRecord& record) {
-  const std::wstring entry = EntryPath(ptzChannel, index);
-  return settings_.SetString(record.name.c_str(), L"%ls/%ls", entry.c_str(), kName) > 0 &&
-         settings_.SetString(std::to_wstring(record.slot).c_str(), L"%ls/%ls", entry.c_str(), kSlot) > 0;
-}
-
-i32 CXMLPrepositionReader::Remove(u32 ptzChannel) {
-  return settings_.Delete("%s", sarnevo::ToUtf8(ChannelPath(ptzChannel)).c_str());
-}
-
-// Changes, whole or not at all, at the cost of one save. The lock keeps those of others out, so that what is taken back
-// is nobody's but theirs.
-template <typename Call>
-CXMLPrepositionReader::Outcome CXMLPrepositionReader::Transact(Call&& changes) noexcept {
-  const COptexGuard guard(lock_);
-  if (!sarnevo::Guarded(false, changes) || !settings_.Commit()) {
+  if (!made) {
     settings_.RollBack();
-    return Outcome::NotMade;
   }
-  return autoSave_ == 0 || settings_.Flush() ? Outcome::Done : Outcome::NotSaved;
+  const bool saved = SetAutoSave(true);
+  return !made ? Rewritten::NotMade : saved ? Rewritten::Saved : Rewritten::NotSaved;
+}
+
+bool CXMLPrepositionReader::SetAutoSave(bool on) {
+  const COptexGuard guard(lock_);
+  if ((autoSave_ != 0) == on) {
+    return true;
+  }
+  autoSave_ = on ? 1 : 0;
+  return !on || settings_.Save() == 1;
+}
+
+// One entry in the document, whole or not at all.
+bool CXMLPrepositionReader::Change(u32 ptzChannel, u32 index, const PrepositionRecord& record) noexcept {
+  try {
+    const std::wstring entry = EntryPath(ptzChannel, index);
+    const std::wstring slot = std::to_wstring(record.slot);
+    if (settings_.SetString(record.name.c_str(), L"%ls/%ls", entry.c_str(), kName) > 0 &&
+        settings_.SetString(slot.c_str(), L"%ls/%ls", entry.c_str(), kSlot) > 0) {
+      return true;
+    }
+  } catch (const std::exception&) {
+    // No memory, even for the path.
+  }
+  if (autoSave_ != 0) {
+    settings_.RollBack();
+  }
+  return false;
+}
+
+// As CXMLSettingsAPI::Delete.
+i32 CXMLPrepositionReader::Remove(u32 ptzChannel) noexcept {
+  try {
+    return settings_.Delete("%s", sarnevo::ToUtf8(ChannelPath(ptzChannel)).c_str());
+  } catch (const std::exception&) {
+    return -1;
+  }
 }

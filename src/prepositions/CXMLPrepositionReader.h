@@ -1,7 +1,7 @@
 #pragma once
 
+#include <span>
 #include <string>
-#include <vector>
 
 #include "kolvex/Types.h"
 #include "prepositions/PrepositionRecord.h"
@@ -30,34 +30,33 @@ class CXMLPrepositionReader {
   /// no room for isn't missing.
   bool Read(sarnevo::u32 ptzChannel, sarnevo::u32 index, sarnevo::PrepositionRecord& record);
 
-  /// What has become of a change.
-  enum class Outcome {
-    NotMade,   ///< nothing has changed: no file, or no memory
-    NotSaved,  ///< made in memory, and goes to the disk with the next save
-    Done,
-  };
-
-  /// Makes an entry or replaces it; true when that is Done.
+  /// Makes an entry or replaces it. False also when it couldn't be saved; the document in memory, and so the
+  /// next save, then has it all the same. Without memory the document stays as it was.
   bool Write(sarnevo::u32 ptzChannel, sarnevo::u32 index, const sarnevo::PrepositionRecord& record);
 
   /// Removes a channel with all its entries. False when there was none, or it couldn't be saved.
   bool DeleteChannel(sarnevo::u32 ptzChannel);
 
-  /// Gives a channel just these entries, their indexes without gaps, in one save.
-  Outcome Rewrite(sarnevo::u32 ptzChannel, const std::vector<sarnevo::PrepositionRecord>& records) noexcept;
+  /// What became of a Rewrite.
+  enum class Rewritten {
+    Saved,
+    NotSaved,  ///< in the document, and so in the next save
+    NotMade,   ///< the channel is as it was
+  };
+  /// Replaces a channel's entries by @p records, with their places as indexes, and saves once. Nobody else's change
+  /// falls in between, so that what has to be taken back is this channel's alone.
+  Rewritten Rewrite(sarnevo::u32 ptzChannel, std::span<const sarnevo::PrepositionRecord> records) noexcept;
 
   /// Off, changes gather in memory; on, each is saved at once, and what has gathered is saved now. On after a
-  /// successful Open.
-  void SetAutoSave(bool on);
+  /// successful Open. False when what has gathered couldn't be saved.
+  bool SetAutoSave(bool on);
 
  private:
   std::wstring ChannelPath(sarnevo::u32 ptzChannel) const;
   std::wstring EntryPath(sarnevo::u32 ptzChannel, sarnevo::u32 index) const;
 
-  bool Put(sarnevo::u32 ptzChannel, sarnevo::u32 index, const sarnevo::PrepositionRecord& record);
-  sarnevo::i32 Remove(sarnevo::u32 ptzChannel);
-  template <typename Call>
-  Outcome Transact(Call&& changes) noexcept;
+  bool Change(sarnevo::u32 ptzChannel, sarnevo::u32 index, const sarnevo::PrepositionRecord& record) noexcept;
+  sarnevo::i32 Remove(sarnevo::u32 ptzChannel) noexcept;
 
   const std::string rootName_;
   sarnevo::COptex lock_;  // held through each operation, saving included; taken before the XML layer's

@@ -58,6 +58,8 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   virtual i32 GetCapabilities(CPtzCapabilities* record) = 0;
   /// A PtzProtocol. May ask the camera, on the calling thread, while none is known.
   virtual u32 GetPtzProtocol() = 0;
+  /// The PtzProtocol that commands are built in, since Open. Asks nobody.
+  u32 CommandProtocol() const noexcept { return commandBuilder_.Protocol(); }
 
   /// Reads the protocol for the commands anew and starts the thread, unless it runs. 1, or -1 with a
   /// message.
@@ -74,10 +76,7 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   /// positions.
   [[gnu::format(printf, 3, 4)]] void DebugMessage(u32 level, const char* format, ...) override;
 
-  /// The PtzProtocol that the commands have had since Open.
-  u32 CommandProtocol() const noexcept { return commandBuilder_.Protocol(); }
-
-  /// The most positions that the camera stores; 0 until the owner has set it, after Open.
+  /// The most positions that the camera stores; 0 until the owner has set it, before Open.
   u32 GetMaxPrepositions() const noexcept { return maxPrepositions_; }
   void SetMaxPrepositions(u32 count) noexcept { maxPrepositions_ = count; }
 
@@ -98,7 +97,7 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   i32 Post(const char* operation, u32 type, IIPParams* params, u32 a = 0, u32 b = 0, u32 c = 0, u32 d = 0);
 
   IIPDeviceParams* const device_;
-  u32 maxPrepositions_ = 0;     // constant once the owner has set it
+  u32 maxPrepositions_ = 0;     // constant after Open
   u8 opened_ = 0;               // the owner's thread only
   RepeatCounter failureCount_;  // any thread
   CPtzCommandBuilder commandBuilder_;

@@ -44,15 +44,18 @@ CPTZControl::~CPTZControl() { CloseComm(); }
 bool CPTZControl::Open(TSmartPtr<CXMLPrepositionReader> reader, CBasePTZComm* comm) {
   comm_ = comm;
   if (comm_ != nullptr) {
-    comm_->GetPtzProtocol();
+    static_cast<void>(comm_->GetPtzProtocol());
+    const bool opened = comm_->Open() == PtzDone;
+    // Opening may have got the answer that the first question didn't get, from a camera that is just booting. What
+    // the commands speak decides.
+    if (comm_->CommandProtocol() == PtzProtocolThreeByte) {
+      prepositions_.SetFixedSlots();
+      comm_->SetMaxPrepositions(kFixedSlots);
+    } else {
+      comm_->SetMaxPrepositions(kSlots);
+    }
     // Without a name for its preset file a camera has no PTZ.
-    if (comm_->Open() == PtzDone && reader) {
-      // What the commands speak: a camera that is just booting may have answered a second question only.
-      const bool isFixed = comm_->CommandProtocol() == PtzProtocolThreeByte;
-      if (isFixed) {
-        prepositions_.SetFixedSlots();
-      }
-      comm_->SetMaxPrepositions(isFixed ? kFixedSlots : kSlots);
+    if (opened && reader) {
       prepositions_.SetCamera(comm_, comm_->GetMaxPrepositions());
       prepositions_.SetReader(reader);
       return true;

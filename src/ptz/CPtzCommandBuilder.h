@@ -16,8 +16,8 @@ namespace sarnevo {
 class CPtzCommandBuilder {
  public:
   /// The owner, also while others build.
-  u32 Protocol() const noexcept { return protocol_.load(std::memory_order_relaxed); }
   void SetProtocol(u32 protocol) noexcept { protocol_.store(protocol, std::memory_order_relaxed); }
+  u32 Protocol() const noexcept { return protocol_.load(std::memory_order_relaxed); }
 
   /// @param direction  a PtzDirection.
   /// @param speed      1 to 16.

@@ -9,13 +9,11 @@
 #include "platform/FileReplacement.h"
 #include "platform/HostProcess.h"
 #include "xml/CDinaFileBase.h"
-#include "xml/Guarded.h"
 #include "xml/PathText.h"
 #include "xml/Utf8.h"
 
 using sarnevo::COptexGuard;
 using sarnevo::FormatPath;
-using sarnevo::Guarded;
 using sarnevo::i32;
 using sarnevo::u32;
 using sarnevo::platform::File;
@@ -24,6 +22,16 @@ using sarnevo::xml::XmlDocument;
 namespace {
 
 constexpr char kValue[] = "value";  // the one attribute that holds settings
+
+// Want of memory, the only thing that throws in here, becomes the failure value.
+template <typename Result, typename Call>
+Result Guarded(Result failure, Call&& call) noexcept {
+  try {
+    return call();
+  } catch (...) {
+    return failure;
+  }
+}
 
 // Thread prepared for the XML library, unless that is the caller's own affair.
 class XmlThread {
@@ -99,7 +107,7 @@ bool CXMLSettingsAPI::Load(const std::string& path) {
   if (!content || document_.Parse(*content) != XmlDocument::ParseResult::Parsed) {
     return false;
   }
-  committed_ = std::move(*content);
+  text_ = std::move(*content);
   sarnevo::platform::RemoveLeftovers(path);
   return true;
 }
@@ -136,7 +144,7 @@ u32 CXMLSettingsAPI::Close() noexcept {
   if (left == 0) {
     const COptexGuard documentGuard(documentLock_);
     document_.Clear();
-    committed_ = {};
+    text_.clear();
     if (initialiseCom_ != 0) {
       sarnevo::xml::LeaveXml();
     }
@@ -164,42 +172,48 @@ i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u
   });
 }
 
-bool CXMLSettingsAPI::Commit() noexcept {
-  return Guarded(false, [&] {
-    const COptexGuard guard(documentLock_);
-    auto text = IsOpen() ? Document().Print() : std::string();
-    if (text) {
-      committed_ = std::move(*text);
-    }
-    return text.has_value();
-  });
+i32 CXMLSettingsAPI::Save() noexcept {
+  return OnDocument(0, std::string(), [&](const std::string&) { return SaveDocument(); });
 }
 
+i32 CXMLSettingsAPI::SaveIfAutomatic() { return autoSave_ != 0 ? SaveDocument() : 1; }
+
+i32 CXMLSettingsAPI::SaveDocument() {
+  auto text = document_.Print();
+  if (!text) {
+    return 0;
+  }
+  text_ = std::move(*text);
+  return sarnevo::platform::ReplaceFile(path_, text_) ? 1 : 0;
+}
+
+// The next operation takes the document from its text again, and fails for as long as there is no memory for that.
 void CXMLSettingsAPI::RollBack() noexcept {
   const COptexGuard guard(documentLock_);
   document_.Clear();
 }
 
-bool CXMLSettingsAPI::Flush() noexcept {
-  return Guarded(false, [&] {
-    const COptexGuard guard(documentLock_);
-    return IsOpen() && sarnevo::platform::ReplaceFile(path_, committed_);
-  });
-}
-
-i32 CXMLSettingsAPI::Save() noexcept {
-  const COptexGuard guard(documentLock_);
-  return Commit() && Flush() ? 1 : 0;
-}
-
-i32 CXMLSettingsAPI::SaveIfAutomatic() noexcept { return autoSave_ != 0 ? Save() : 1; }
-
-// After a roll back it is made again when it is needed, since that takes memory.
-XmlDocument& CXMLSettingsAPI::Document() {
-  if (!document_.HasContent() && document_.Parse(committed_) != XmlDocument::ParseResult::Parsed) {
+void CXMLSettingsAPI::TakeBack() {
+  if (!document_.HasContent() && document_.Parse(text_) != XmlDocument::ParseResult::Parsed) {
     throw std::bad_alloc();
   }
-  return document_;
+}
+
+// One operation on the open document. Want of memory gives @p failure.
+template <typename Operation>
+i32 CXMLSettingsAPI::OnDocument(i32 failure, const std::optional<std::string>& path,
+                                Operation operation) noexcept {
+  if (!path) {
+    return failure;
+  }
+  return Guarded(failure, [&] {
+    const COptexGuard guard(documentLock_);
+    if (!IsOpen()) {
+      return 0;
+    }
+    TakeBack();
+    return operation(*path);
+  });
 }
 
 std::wstring CXMLSettingsAPI::GetString(const wchar_t* format, ...) {
@@ -210,65 +224,60 @@ std::wstring CXMLSettingsAPI::GetString(const wchar_t* format, ...) {
   if (!path) {
     throw std::bad_alloc();
   }
-  std::optional<std::string> value;
-  if (IsOpen()) {
-    const COptexGuard guard(documentLock_);
-    if (const Element* element = Document().Select(*path)) {
-      value = document_.GetAttribute(element, kValue);
-    }
+  const COptexGuard guard(documentLock_);
+  if (!IsOpen()) {
+    return {};
   }
+  TakeBack();
+  const Element* const element = document_.Select(*path);
+  const auto value = element != nullptr ? document_.GetAttribute(element, kValue) : std::nullopt;
   return sarnevo::FromUtf8(value.value_or("")).value_or(L"");
 }
 
-// What is no character doesn't come back as it went.
 bool CXMLSettingsAPI::CanHold(std::wstring_view value) {
+  // What is no character would come back as another one.
   const std::string text = sarnevo::ToUtf8(value);
-  return text.size() <= XmlDocument::kMaxValueBytes && XmlDocument::IsText(text) &&
+  return text.size() <= XmlDocument::kMaxValueBytes && sarnevo::IsXmlText(text) &&
          sarnevo::FromUtf8(text) == value;
 }
 
 i32 CXMLSettingsAPI::SetString(const wchar_t* value, const wchar_t* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  const auto path = FormatPath(format, arguments);
+  const auto formatted = FormatPath(format, arguments);
   va_end(arguments);
-  return Guarded(0, [&] {
+  return OnDocument(0, formatted, [&](const std::string& path) {
+    const std::wstring_view wanted = value == nullptr ? L"" : value;
     // Refused before an element is made for it.
-    if (!path || !IsOpen() || !CanHold(value == nullptr ? L"" : value)) {
+    if (!CanHold(wanted)) {
       return 0;
     }
-    const std::string text = sarnevo::ToUtf8(value == nullptr ? L"" : value);
-    const COptexGuard guard(documentLock_);
-    Element* element = Document().Select(*path);
+    Element* element = document_.Select(path);
     if (element == nullptr) {
-      if (CreateElements(*path) == 0) {
+      if (CreateElements(path) == 0) {
         return 0;
       }
-      element = document_.Select(*path);
+      element = document_.Select(path);
     }
-    if (element == nullptr) {
-      return 0;
-    }
-    const bool isNew = document_.GetAttribute(element, kValue).value_or("").empty();
-    const bool done =
-        isNew ? document_.AddAttribute(element, kValue, text) : document_.SetAttribute(element, kValue, text);
-    return done ? SaveIfAutomatic() : 0;
+    return element != nullptr && AddAttribute(element, kValue, sarnevo::ToUtf8(wanted)) > 0 ? SaveIfAutomatic()
+                                                                                            : 0;
   });
+}
+
+i32 CXMLSettingsAPI::AddAttribute(Element* element, std::string_view name, std::string_view value) noexcept {
+  return document_.SetAttribute(element, name, value) ? 1 : 0;
 }
 
 i32 CXMLSettingsAPI::CreatePath(const wchar_t* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  const auto path = FormatPath(format, arguments);
+  const auto formatted = FormatPath(format, arguments);
   va_end(arguments);
-  return Guarded(0, [&] {
-    const COptexGuard guard(documentLock_);
-    return path && IsOpen() ? CreateElements(*path) : 0;
-  });
+  return OnDocument(0, formatted, [&](const std::string& path) { return CreateElements(path); });
 }
 
 i32 CXMLSettingsAPI::CreateElements(std::string_view path) {
-  if (Document().Select(path) != nullptr) {
+  if (document_.Select(path) != nullptr) {
     return 1;
   }
   const std::size_t slash = path.rfind('/');
@@ -314,8 +323,7 @@ CXMLSettingsAPI::Element* CXMLSettingsAPI::AddElement(Element* parent, std::stri
     const std::size_t end = condition.rfind('"');
     if (condition.starts_with('@') && equals != std::string_view::npos && end != std::string_view::npos &&
         end >= equals + 2) {
-      document_.AddAttribute(element, condition.substr(1, equals - 1),
-                             condition.substr(equals + 2, end - equals - 2));
+      AddAttribute(element, condition.substr(1, equals - 1), condition.substr(equals + 2, end - equals - 2));
     }
     if (close == std::string_view::npos) {
       break;
@@ -328,25 +336,19 @@ CXMLSettingsAPI::Element* CXMLSettingsAPI::AddElement(Element* parent, std::stri
 i32 CXMLSettingsAPI::Exists(const char* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  const auto path = FormatPath(format, arguments);
+  const auto formatted = FormatPath(format, arguments);
   va_end(arguments);
-  return Guarded(0, [&] {
-    const COptexGuard guard(documentLock_);
-    return path && IsOpen() && Document().Select(*path) != nullptr ? 1 : 0;
-  });
+  return OnDocument(0, formatted,
+                    [&](const std::string& path) { return document_.Select(path) != nullptr ? 1 : 0; });
 }
 
 i32 CXMLSettingsAPI::Delete(const char* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  const auto path = FormatPath(format, arguments);
+  const auto formatted = FormatPath(format, arguments);
   va_end(arguments);
-  return Guarded(-1, [&] {
-    if (!path) {
-      return -1;
-    }
-    const COptexGuard guard(documentLock_);
-    Element* const element = IsOpen() ? Document().Select(*path) : nullptr;
+  return OnDocument(-1, formatted, [&](const std::string& path) {
+    Element* const element = document_.Select(path);
     return element != nullptr && document_.Remove(element) ? SaveIfAutomatic() : 0;
   });
 }

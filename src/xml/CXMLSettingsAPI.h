@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -69,15 +70,9 @@ class CXMLSettingsAPI {
   /// Removes the element with all that it holds. White space around it stays. -1 when it couldn't be looked for.
   [[gnu::format(printf, 2, 3)]] sarnevo::i32 Delete(const char* format, ...) noexcept;
 
-  // A transaction: changes, and then Commit or RollBack. Who makes one keeps others from changing meanwhile.
-
-  /// Takes over the changes made so far. False without memory, and when the document is longer than a file may be.
-  /// A closed object has nothing to take over.
-  bool Commit() noexcept;
-  /// Goes back to the document as it was loaded or committed last.
+  /// Takes back all changes since the document was opened or last saved. A save that the disk refused counts as one:
+  /// the changes in it stay. Needs no memory; the next operation does, and fails without.
   void RollBack() noexcept;
-  /// Writes what is committed to the disk; false when that can't be done, and while closed. Save does both.
-  bool Flush() noexcept;
 
  private:
   using Element = sarnevo::xml::XmlElement;
@@ -86,10 +81,16 @@ class CXMLSettingsAPI {
   /// Empty when the name isn't one by itself.
   std::string FullPath(const char* fileName) const;
   bool Load(const std::string& path);
-  sarnevo::xml::XmlDocument& Document();
+  void TakeBack();
+  template <typename Operation>
+  sarnevo::i32 OnDocument(sarnevo::i32 failure, const std::optional<std::string>& path,
+                          Operation operation) noexcept;
   sarnevo::i32 CreateElements(std::string_view path);
   Element* AddElement(Element* parent, std::string_view component);
-  sarnevo::i32 SaveIfAutomatic() noexcept;
+  /// Makes the attribute or changes it. 1, or 0.
+  sarnevo::i32 AddAttribute(Element* element, std::string_view name, std::string_view value) noexcept;
+  sarnevo::i32 SaveIfAutomatic();
+  sarnevo::i32 SaveDocument();
 
   const std::string folder_;
 
@@ -100,8 +101,8 @@ class CXMLSettingsAPI {
 
   sarnevo::COptex documentLock_;  // recursive: a write makes its path under it; held while saving
   // Guarded by documentLock_.
-  sarnevo::xml::XmlDocument document_;  // empty: to be made from committed_, see Document
-  std::string committed_;               // the document's text when it was loaded or committed
+  sarnevo::xml::XmlDocument document_;  // without content while open: rolled back, to be taken from text_ again
+  std::string text_;                    // of the document when it was opened or last saved
   std::string path_;
   sarnevo::u32 autoSave_ = 0;
 };

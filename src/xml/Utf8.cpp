@@ -1,6 +1,5 @@
 #include "xml/Utf8.h"
 
-#include <cstdint>
 #include <iterator>
 
 #include <utf8.h>
@@ -9,21 +8,11 @@ namespace sarnevo {
 
 namespace {
 
-constexpr std::uint32_t kReplacement = 0xFFFD;
+constexpr char32_t kReplacement = 0xFFFD;
 constexpr bool kWideIsUtf16 = sizeof(wchar_t) == 2;
 
-// Takes one character off the front; the replacement, with one unit taken, where there is none.
-std::uint32_t TakeWide(std::wstring_view& text) {
-  const auto first = static_cast<std::uint32_t>(text.front());
-  text.remove_prefix(1);
-  if (kWideIsUtf16 && first >= 0xD800 && first <= 0xDBFF && !text.empty()) {
-    const auto second = static_cast<std::uint32_t>(text.front());
-    if (second >= 0xDC00 && second <= 0xDFFF) {
-      text.remove_prefix(1);
-      return 0x10000 + ((first - 0xD800) << 10) + (second - 0xDC00);
-    }
-  }
-  return first > 0x10FFFF || (first >= 0xD800 && first <= 0xDFFF) ? kReplacement : first;
+constexpr bool IsIn(char32_t character, char32_t first, char32_t last) noexcept {
+  return character >= first && character <= last;
 }
 
 }  // namespace
@@ -45,10 +34,30 @@ std::optional<std::wstring> FromUtf8(std::string_view text) {
 std::string ToUtf8(std::wstring_view text) {
   std::string utf8;
   utf8.reserve(text.size());
-  while (!text.empty()) {
-    utf8::unchecked::append(TakeWide(text), std::back_inserter(utf8));
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    auto character = static_cast<char32_t>(text[i]);
+    if (kWideIsUtf16 && IsIn(character, 0xD800, 0xDBFF) && i + 1 < text.size() &&
+        IsIn(static_cast<char32_t>(text[i + 1]), 0xDC00, 0xDFFF)) {
+      character = 0x10000 + ((character - 0xD800) << 10) + (static_cast<char32_t>(text[++i]) - 0xDC00);
+    }
+    const bool valid = character <= 0x10FFFF && !IsIn(character, 0xD800, 0xDFFF);
+    utf8::unchecked::append(valid ? character : kReplacement, std::back_inserter(utf8));
   }
   return utf8;
+}
+
+bool IsXmlText(std::string_view text) noexcept {
+  if (!utf8::is_valid(text.begin(), text.end())) {
+    return false;
+  }
+  for (auto at = text.begin(); at != text.end();) {
+    const char32_t character = utf8::unchecked::next(at);
+    const bool blank = character == '\t' || character == '\n' || character == '\r';
+    if ((character < 0x20 && !blank) || character == 0xFFFE || character == 0xFFFF) {
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace sarnevo

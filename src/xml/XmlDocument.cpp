@@ -9,7 +9,7 @@
 #include <libxml/tree.h>
 #include <libxml/xmlsave.h>
 
-#include "xml/Guarded.h"
+#include "xml/Utf8.h"
 #include "xml/XmlPath.h"
 
 namespace sarnevo::xml {
@@ -27,9 +27,14 @@ struct Deleter {
   }
 };
 
+struct XmlFree {
+  void operator()(xmlChar* text) const noexcept { xmlFree(text); }
+};
+
 using ParserContext = std::unique_ptr<xmlParserCtxt, Deleter<xmlFreeParserCtxt>>;
 using Buffer = std::unique_ptr<xmlBuffer, Deleter<xmlBufferFree>>;
 using Document = std::unique_ptr<xmlDoc, Deleter<xmlFreeDoc>>;
+using Text = std::unique_ptr<xmlChar, XmlFree>;
 
 void DropError(void*, xmlErrorPtr) {}
 
@@ -76,23 +81,36 @@ xmlDoc* ToDocument(Content* content) noexcept {
   return reinterpret_cast<xmlDoc*>(content);
 }
 
-// Nothing when there is no such attribute. Built here from the attribute's own text: the library's functions say "none"
-// for a lack of memory too. A document without a type has no entities, so that an attribute holds nothing but text.
-std::optional<std::string> AttributeOf(const xmlNode* node, std::string_view name) {
-  for (const xmlAttr* attribute = node->properties; attribute != nullptr; attribute = attribute->next) {
-    if (attribute->ns == nullptr && FromXml(attribute->name) == name) {
-      std::string value;
-      for (const xmlNode* part = attribute->children; part != nullptr; part = part->next) {
-        value += FromXml(part->content);
-      }
-      return value;
-    }
+// An exception (only want of memory causes one) becomes the failure value.
+template <typename Result, typename Call>
+Result Guarded(Result failure, Call&& call) noexcept {
+  try {
+    return call();
+  } catch (...) {
+    return failure;
   }
-  return std::nullopt;
+}
+
+// Null when there is no such attribute. One of another namespace has a name of another kind.
+Text AttributeOf(const xmlNode* node, std::string_view name) {
+  const xmlAttr* attribute = node->properties;
+  while (attribute != nullptr && (attribute->ns != nullptr || FromXml(attribute->name) != name)) {
+    attribute = attribute->next;
+  }
+  if (attribute == nullptr) {
+    return nullptr;
+  }
+  Text value(attribute->children != nullptr ? xmlNodeListGetString(node->doc, attribute->children, 1)
+                                            : xmlStrdup(ToXml("")));
+  if (!value) {
+    throw std::bad_alloc();
+  }
+  return value;
 }
 
 bool HasAttributeValue(const xmlNode* node, const XmlStep::Condition& condition) {
-  return AttributeOf(node, condition.attribute) == condition.value;
+  const Text value = AttributeOf(node, condition.attribute);
+  return value != nullptr && FromXml(value.get()) == condition.value;
 }
 
 bool Matches(xmlNode* node, const XmlStep& step) {
@@ -247,24 +265,9 @@ std::uint32_t XmlDocument::Depth(const XmlElement* element) const noexcept {
   return depth;
 }
 
-bool XmlDocument::IsText(std::string_view text) noexcept {
-  auto* at = ToXml(text.data());
-  std::size_t left = text.size();
-  while (left > 0) {
-    int length = static_cast<int>(std::min<std::size_t>(left, 4));
-    const int character = xmlGetUTF8Char(at, &length);
-    if (character < 0 || !xmlIsCharQ(character)) {
-      return false;
-    }
-    at += length;
-    left -= static_cast<std::size_t>(length);
-  }
-  return true;
-}
-
 bool XmlDocument::IsElementName(std::string_view name) noexcept {
   return Guarded(false, [&] {
-    return name.find('\0') == std::string_view::npos && IsText(name) &&
+    return name.find('\0') == std::string_view::npos && IsXmlText(name) &&
            xmlValidateNCName(ToXml(std::string(name).c_str()), 0) == 0;
   });
 }
@@ -290,7 +293,7 @@ bool XmlDocument::AppendText(XmlElement* parent, std::string_view text) noexcept
   if (text.empty()) {
     return true;
   }
-  if (text.size() > kMaxValueBytes || !IsText(text)) {
+  if (text.size() > kMaxValueBytes || !IsXmlText(text)) {
     return false;
   }
   const LastErrorKeeper keeper;
@@ -314,11 +317,13 @@ bool XmlDocument::Remove(XmlElement* element) noexcept {
 }
 
 std::optional<std::string> XmlDocument::GetAttribute(const XmlElement* element, std::string_view name) const {
-  return AttributeOf(ToNode(element), name);
+  const LastErrorKeeper keeper;
+  const Text value = AttributeOf(ToNode(element), name);
+  return value ? std::optional<std::string>(FromXml(value.get())) : std::nullopt;
 }
 
-bool XmlDocument::AddAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept {
-  if (value.size() > kMaxValueBytes || !IsElementName(name) || !IsText(value)) {
+bool XmlDocument::SetAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept {
+  if (value.size() > kMaxValueBytes || !IsElementName(name) || !IsXmlText(value)) {
     return false;
   }
   // Without memory for the text the library makes an empty one and calls it done.
@@ -326,13 +331,8 @@ bool XmlDocument::AddAttribute(XmlElement* element, std::string_view name, std::
     const LastErrorKeeper keeper;
     return xmlSetNsProp(ToNode(element), nullptr, ToXml(std::string(name).c_str()),
                         ToXml(std::string(value).c_str())) != nullptr &&
-           AttributeOf(ToNode(element), name) == value;
+           FromXml(AttributeOf(ToNode(element), name).get()) == value;
   });
-}
-
-bool XmlDocument::SetAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept {
-  return Guarded(false, [&] { return AttributeOf(ToNode(element), name).has_value(); }) &&
-         AddAttribute(element, name, value);
 }
 
 }  // namespace sarnevo::xml

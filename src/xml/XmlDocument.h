@@ -66,9 +66,6 @@ class XmlDocument {
   /// Number of nodes from @p element up to and including the document: 2 for the root element.
   std::uint32_t Depth(const XmlElement* element) const noexcept;
 
-  /// Whether an XML 1.0 document can carry @p text, valid UTF-8 (section 2.2): no control characters but tab, line
-  /// feed and carriage return, neither U+FFFE nor U+FFFF.
-  static bool IsText(std::string_view text) noexcept;
   /// Whether AppendElement takes the name: one that XML allows, without a colon.
   static bool IsElementName(std::string_view name) noexcept;
 
@@ -80,10 +77,8 @@ class XmlDocument {
 
   /// Nothing when the element has no such attribute.
   std::optional<std::string> GetAttribute(const XmlElement* element, std::string_view name) const;
-  /// Makes the attribute, or gives the one that is there a new text. False for a name or text that XML can't carry, or
-  /// a text that is too long.
-  bool AddAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept;
-  /// The same for an attribute that is there; false when there is none.
+  /// Changes the attribute or makes it. False for a name or text that XML can't carry, or a text that is too
+  /// long.
   bool SetAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept;
 
  private:

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "prepositions/CPrepositionList.h"
 #include "support/TempFolder.h"
@@ -18,12 +19,12 @@ inline sarnevo::TSmartPtr<CXMLPrepositionReader> OpenReader(const std::string& f
 struct List : sarnevo::CPrepositionList, sarnevo::IPrepositionComm {
   explicit List(const std::string& folder) : List(OpenReader(folder)) {}
   explicit List(const sarnevo::TSmartPtr<CXMLPrepositionReader>& reader, sarnevo::u32 channel = 0,
-                bool fixed = false)
+                bool fixedSlots = false)
       : CPrepositionList(channel, 1) {
-    if (fixed) {
+    if (fixedSlots) {
       SetFixedSlots();
     }
-    SetCamera(this, fixed ? 64 : 32);
+    SetCamera(this, fixedSlots ? 64 : 32);
     SetReader(reader);
   }
 
@@ -41,10 +42,10 @@ struct List : sarnevo::CPrepositionList, sarnevo::IPrepositionComm {
   bool GotoPreset(sarnevo::u32, sarnevo::u32) override { return true; }
   bool DeletePreset(sarnevo::u32) override { return true; }
   void DebugMessage(sarnevo::u32, const char*, ...) override {
-    if (onMessage) {
-      onMessage();
+    if (const auto call = std::exchange(onMessage, nullptr)) {
+      call();
     }
   }
 
-  std::function<void()> onMessage;
+  std::function<void()> onMessage;  // what the host does inside of the next message
 };

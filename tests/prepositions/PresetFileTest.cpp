@@ -3,9 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <string>
 
@@ -61,12 +59,13 @@ TEST(PresetFile, WhatOthersWroteIsReadAndNothingOfItIsLostByTheNextAdd) {
        "c,"},
       {"too long to be written again", entry("000", std::string(2 << 20, 'x'), "0") + entry("001", "b", "1"),
        "b,"},
-      {"a name in another namespace",
+      {"doubled entries", entry("000", "a", "0") + entry("000", "b", "1"), "a,"},
+      {"a doubled slot has the later name", entry("000", "a", "3") + entry("001", "b", "3"), "b,b,"},
+      {"a doubled slot behind a gap", entry("002", "a", "3") + entry("004", "a", "3"), "a,a,"},
+      {"a name of another namespace",
        "<Preposition000><Name xmlns:x='u' x:value='a'/><Slot value='0'/></Preposition000>" +
            entry("001", "b", "1"),
        "b,"},
-      {"doubled entries", entry("000", "a", "0") + entry("000", "b", "1"), "a,"},
-      {"a doubled slot has the later name", entry("000", "a", "3") + entry("001", "b", "3"), "b,b,"},
   };
   for (const auto& file : kFiles) {
     SCOPED_TRACE(file.name);
@@ -76,6 +75,10 @@ TEST(PresetFile, WhatOthersWroteIsReadAndNothingOfItIsLostByTheNextAdd) {
     EXPECT_EQ(list.Names(), file.names);
     list.AddPreposition(L"New");
     EXPECT_EQ(List(folder.Path()).Names(), file.names + "New,");
+    std::wstring first;
+    list.GetPrepositionName(0, first);
+    EXPECT_TRUE(list.SelectPreposition(first, 0) && list.AddPreposition(L"Renamed") == 1);
+    EXPECT_EQ(List(folder.Path()).Names(), list.Names());
   }
   // Another program's document isn't ours to change, nor to empty.
   const TempFolder folder;
@@ -84,80 +87,70 @@ TEST(PresetFile, WhatOthersWroteIsReadAndNothingOfItIsLostByTheNextAdd) {
   EXPECT_EQ(folder.Read("p.preset"), "<Other><PtzChannel01/></Other>");
 }
 
-// What a list that has lost nothing shows, and what it shows after a restart.
-TEST(PresetFile, HoldsWhatTheListShowsWhateverStoodInItAndWhateverTheHostDoesInAMessage) {
-  const auto entry = [](const std::string& index, const std::string& name, const std::string& slot) {
-    return "<Preposition" + index + "><Name value='" + name + "'/><Slot value='" + slot + "'/></Preposition" +
-           index + ">";
-  };
-  const std::string doubled = entry("000", "a", "3") + entry("001", "b", "1") + entry("002", "c", "3");
+// What the host does inside of the message about a rename.
+TEST(PresetFile, AgreesWithTheListAfterWhatTheHostDoesInsideAMessage) {
   const struct {
     const char* name;
-    std::string channel;
-    bool fixed;
-    std::function<void(List&)> inMessage;
-    const char* names;  // the first three behind two renames of the first
-  } kRows[] = {
-      {"a gap", entry("001", "a", "1") + entry("002", "b", "2"), false, nullptr, "new,b,"},
-      {"a doubled slot", doubled, false, nullptr, "new,b,new,"},
-      {"a doubled slot of fixed ones", doubled, true, nullptr, "new,b,new,"},
-      {"a deletion in the message", doubled, false, [](List& list) { list.DeletePreposition(L"b"); },
-       "first,first,"},
-      {"a deletion of what was renamed", entry("000", "a", "0") + entry("001", "b", "1"), false,
-       [](List& list) { list.DeletePreposition(L"first"), list.DeletePreposition(L"new"); }, "b,"},
-      {"a deletion of all in the message", doubled, true, [](List& list) { list.DeletePreposition(L""); },
-       "empty p0 ,empty p1 ,empty p2 ,"},
+    void (*call)(List&);
+  } kCalls[] = {
+      {"deletes the renamed one", [](List& list) { list.DeletePreposition(L"new"); }},
+      {"deletes the one before it", [](List& list) { list.DeletePreposition(L"a"); }},
+      {"renames once more", [](List& list) { list.AddPreposition(L"newer"); }},
+      {"moves and stores", [](List& list) { list.ClearCurrentPreposition(), list.AddPreposition(L"c"); }},
   };
-  for (const auto& row : kRows) {
-    SCOPED_TRACE(row.name);
-    const TempFolder folder;
-    folder.Write("p.preset", "<Kolvex><PtzChannel01>" + row.channel + "</PtzChannel01></Kolvex>");
-    List list(OpenReader(folder.Path()), 0, row.fixed);
-    if (row.inMessage) {
-      list.onMessage = [&] { row.inMessage(list); };
+  for (const bool fixedSlots : {false, true}) {
+    for (const auto& [name, call] : kCalls) {
+      SCOPED_TRACE(name);
+      const TempFolder folder;
+      List list(OpenReader(folder.Path()), 0, fixedSlots);
+      list.AddPreposition(L"a");
+      list.ClearCurrentPreposition();
+      list.SelectPreposition(L"empty p1 ", 0);
+      list.AddPreposition(L"b");
+      list.onMessage = [&] { call(list); };
+      list.AddPreposition(L"new");
+      EXPECT_EQ(List(OpenReader(folder.Path()), 0, fixedSlots).Names(), list.Names());
     }
-    std::wstring name;
-    list.GetPrepositionName(0, name);
-    list.SelectPreposition(name, 0);
-    EXPECT_EQ(list.AddPreposition(L"first"), 1);
-    if (list.GetCurrentPreposition(name)) {
-      EXPECT_EQ(list.AddPreposition(L"new"), 1);
-    }
-    const std::string names = list.Names();
-    EXPECT_EQ(names.substr(0, std::string(row.names).size()), row.names);
-    EXPECT_EQ(List(OpenReader(folder.Path()), 0, row.fixed).Names(), names);
   }
 }
 
-// No folder, or a file that isn't one: nothing can be stored, and nothing is lost of the list.
-TEST(PresetFile, ThatCantBeMadeLeavesAListThatWorks) {
-  for (const bool fixed : {false, true}) {
-    const TempFolder folder;
-    std::filesystem::create_directory(folder / "p.preset");
-    List list(OpenReader(folder.Path()), 0, fixed);
-    const std::string names = list.Names();
-    EXPECT_EQ(list.AddPreposition(L"a"), -18);
-    EXPECT_EQ(list.Names().substr(0, 2), "a,");
-    EXPECT_TRUE(list.DeletePreposition(L"a"));
-    EXPECT_EQ(list.Names(), names);
-    EXPECT_EQ(list.SelectPreposition(L"empty p7 ", 0), fixed);
-    EXPECT_EQ(list.AddPreposition(L"b"), -18);
-  }
+// The camera stores and forgets all the same.
+TEST(PresetFile, ThatCannotBeMadeLeavesTheListInOrder) {
+  const TempFolder folder;
+  List normal(OpenReader(folder / "missing")), fixed(OpenReader(folder / "missing"), 0, true);
+  const std::string placeholders = fixed.Names();
+  EXPECT_EQ(normal.AddPreposition(L"a"), -18);
+  EXPECT_EQ(fixed.AddPreposition(L"a"), -18);
+  EXPECT_EQ(normal.Names() + fixed.Names().substr(0, 10), "a,a,empty p1");
+  EXPECT_TRUE(normal.DeletePreposition(L"a") && fixed.DeletePreposition(L"a"));
+  EXPECT_EQ(normal.Names(), "");
+  EXPECT_EQ(fixed.Names(), placeholders);
+  EXPECT_TRUE(fixed.SelectPreposition(L"empty p7 ", 0));
+}
+
+TEST(PresetFile, ARewriteThatFailsTakesBackItsOwnChannelAlone) {
+  const TempFolder folder;
+  const auto reader = OpenReader(folder.Path());
+  List list(reader), second(reader, 1);
+  list.AddPreposition(L"Door");
+  second.AddPreposition(L"Gate");
+  const PrepositionRecord records[] = {{L"Yard", 0}, {L"\x1", 1}};  // of which the file can't carry one
+  EXPECT_EQ(reader->Rewrite(0, records), CXMLPrepositionReader::Rewritten::NotMade);
+  EXPECT_EQ(List(folder.Path()).Names() + List(OpenReader(folder.Path()), 1).Names(), "Door,Gate,");
 }
 
 // A camera's names are worth keeping, but not without end.
 TEST(PresetFile, OfFilesPutAsideTheOldestGoes) {
   const TempFolder folder;
-  const auto kept = [](int number) {
-    return "p.preset.bad" + (number == 0 ? "" : "." + std::to_string(number));
-  };
   for (int torn = 0; torn < 103; ++torn) {
     folder.Write("p.preset", "<torn" + std::to_string(torn));
     const timespec when{1'700'000'000 + torn, 0};
     const timespec times[] = {when, when};
     ASSERT_EQ(::utimensat(AT_FDCWD, (folder / "p.preset").c_str(), times, 0), 0);
     OpenReader(folder.Path());
-    ASSERT_EQ(folder.Read(kept(torn % 100)), "<torn" + std::to_string(torn));
+    const int number = torn % 100;
+    ASSERT_EQ(folder.Read("p.preset.bad" + (number == 0 ? "" : "." + std::to_string(number))),
+              "<torn" + std::to_string(torn));
     ASSERT_EQ(List(folder.Path()).AddPreposition(L"a"), 1);
   }
   EXPECT_EQ(folder.List().size(), 101U);
