@@ -7,12 +7,14 @@ include(CMakePackageConfigHelpers)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/kolvexipcapture)
 
 target_include_directories(kolvexipcapture INTERFACE
-  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-target_compile_features(kolvexipcapture INTERFACE cxx_std_20)
+  $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include> $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
+  $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+target_compile_features(kolvexipcapture INTERFACE cxx_std_17)
 
 # A host loads the library by its plain name; the versioned names and the link belong together here.
 install(TARGETS kolvexipcapture EXPORT kolvexipcapture LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kolvex DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kolvex ${PROJECT_BINARY_DIR}/include/kolvex
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # What the library needs of the machine that it was built on; also as target "sbom", into the build folder.
@@ -28,7 +30,7 @@ install(EXPORT kolvexipcapture FILE kolvexipcaptureTargets.cmake NAMESPACE kolve
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/kolvexipcaptureConfig.cmake.in
   ${PROJECT_BINARY_DIR}/kolvexipcaptureConfig.cmake INSTALL_DESTINATION ${package_folder})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/kolvexipcaptureConfigVersion.cmake
-  COMPATIBILITY SameMinorVersion)
+  COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/kolvexipcaptureConfig.cmake
               ${PROJECT_BINARY_DIR}/kolvexipcaptureConfigVersion.cmake
         DESTINATION ${package_folder})

@@ -8,6 +8,7 @@
 #include "Output.h"
 #include "ProgramEnd.h"
 #include "Subcommand.h"
+#include "kolvex/Version.h"
 
 namespace {
 
@@ -69,6 +70,7 @@ static int Run(int argc, char** argv) {
       ->type_name("FILE");
   app.add_flag("--json", common.json, "JSON lines on standard output, for programs");
   app.add_flag("--verbose", common.verbose, "The library's debug messages on standard error");
+  app.set_version_flag("--version", KOLVEX_VERSION_STRING, "Print the version and exit");
   app.footer(kFooter);
   app.require_subcommand(1);
   app.fallthrough();
