@@ -15,8 +15,9 @@ class IIPVideoCapture {
   /// The device's number of channels, as the host gave it at Open.
   virtual u32 GetChannelCount() = 0;  ///< slot 1
   /// Starts a channel. True says that the channel runs, not that the camera answers. False for a channel of 16 or
-  /// more, for one whose stream has started, and when there is no memory or no thread. Returns at once, but for a
-  /// channel that runs and has no stream yet: that one is stopped first, as by StopCapture.
+  /// more, for one whose stream has started, and when there is no memory or no thread. Without a thread the channel
+  /// keeps its place and its sink all the same, until StopCapture. Returns at once, but for a channel that runs and
+  /// has no stream yet: that one is stopped first, as by StopCapture.
   /// @param channel  from 0
   /// @param sink     not owned; lives until StopCapture or Close has returned; null is never called
   /// @param params   read only during the call
