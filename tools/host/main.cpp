@@ -116,7 +116,7 @@ int RunProgram(int argc, char** argv) {
   CLI::App app(
       "Sample host for the Kolvex IP capture driver: does with the library what a recording server does.",
       "kolvex-host");
-  app.set_version_flag("--version", "kolvex-host " KOLVEX_VERSION);
+  app.set_version_flag("--version", "kolvex-host " KOLVEX_VERSION_STRING);
   app.add_option("--library", common.library, "The driver library; by default beside this program or installed")
       ->type_name("PATH");
   app.add_option("--user", common.user,
@@ -127,7 +127,6 @@ int RunProgram(int argc, char** argv) {
       ->type_name("FILE");
   app.add_flag("--json", common.json, "JSON lines on standard output, for programs");
   app.add_flag("--verbose", common.verbose, "The library's debug messages on standard error");
-  app.set_version_flag("--version", KOLVEX_VERSION_STRING, "Print the version and exit");
   app.footer(kFooter);
   app.require_subcommand(1);
   app.fallthrough();
