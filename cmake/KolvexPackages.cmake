@@ -1,18 +1,17 @@
 # Debian packages, one per component: library, development, programs, documentation. scripts/make-packages builds them.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kolvexipcapture)
-set(CPACK_PACKAGE_CONTACT "Kolvex IP capture driver developers <kolvexipcapture@localhost>")
+# Each package has a summary of its own.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+set(CPACK_PACKAGE_CONTACT "Kolvex IP capture driver developers <kolvexipcapture@example.org>")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_VERBATIM_VARIABLES ON)
-set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL library development programs documentation)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
 # Each word of a name once: the library's package carries the number of its soname.
 set(kolvex_library_package libkolvexipcapture${PROJECT_VERSION_MAJOR})
@@ -51,6 +50,11 @@ kolvex_package(documentation libkolvexipcapture-doc doc
   "Capture driver for Kolvex IP cameras - guides, reference and examples"
   "The guide for makers of recording servers, the reference of the headers,\nand complete small hosts to begin with."
   "")
+# dpkg calls ldconfig by the trigger.
+file(WRITE ${PROJECT_BINARY_DIR}/debian/triggers "activate-noawait ldconfig\n")
+file(WRITE ${PROJECT_BINARY_DIR}/debian/shlibs
+  "libkolvexipcapture ${PROJECT_VERSION_MAJOR} ${kolvex_library_package} (>= ${PROJECT_VERSION})\n")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/triggers ${PROJECT_BINARY_DIR}/debian/shlibs)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
