@@ -29,7 +29,7 @@ else()
   install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${library_docs} COMPONENT library)
 endif()
 # In the layout of the source tree, so that links between pages lead somewhere.
-install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/SECURITY.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/SECURITY.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/CONTRIBUTING.md
         DESTINATION ${docs} COMPONENT documentation)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${docs} COMPONENT documentation
         FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN "*.svg" PATTERN api EXCLUDE)
