@@ -52,8 +52,8 @@ void FrameAssembly::AddMjpeg(std::span<const u8> payload, bool marker) noexcept 
   if (!Append(payload) || !marker) {
     return;
   }
-  activity_.Touch();
-  DeliverJpeg(route_, frameBuffer_, layout_);
+  activity_.TouchActivity();
+  DeliverJPEG(route_, frameBuffer_, layout_);
   frameBuffer_.clear();
   atFrameStart_ = true;
 }
@@ -72,7 +72,7 @@ void FrameAssembly::AddMpeg4(std::span<const u8> payload, bool marker) noexcept 
   if (!Append(payload) || !marker) {
     return;
   }
-  activity_.Touch();
+  activity_.TouchActivity();
   DeliverMpeg4Frame();
   frameBuffer_.clear();
 }
@@ -105,7 +105,7 @@ void FrameAssembly::DeliverMpeg4Frame() noexcept {
     }
     SetPictureSize(size->width, size->height);
   }
-  if (!DeliverMpeg4(route_, {.data = frameBuffer_, .width = width_, .height = height_, .isKey = isKey})) {
+  if (!DeliverMPEG4(route_, {.data = frameBuffer_, .width = width_, .height = height_, .isKey = isKey})) {
     needSync_ = true;
   }
 }
