@@ -3,8 +3,8 @@
 #include <stop_token>
 #include <utility>
 
+#include "protocols/PortPair.h"
 #include "threads/StoppableThread.h"
-#include "video/PortPair.h"
 
 namespace sarnevo {
 

@@ -28,7 +28,7 @@ namespace kolvex_test {
 namespace {
 
 namespace fs = std::filesystem;
-using kolvex_soak::WaitUntil;
+using kolvex_test::WaitUntil;
 
 // The password is in this process's memory only while a host has to have it there: wherever else it stands, its
 // letters are turned, so that it isn't found where it is only looked for.
@@ -153,9 +153,9 @@ class GuestRun {
   std::string Told() const { return log_.Text(); }
 
  private:
-  struct Host final : kolvex_soak::Host {
+  struct Host final : kolvex_test::Host {
     Host(const char* cameraGroup, HostLog& hostLog)
-        : kolvex_soak::Host(cameraGroup, 1, std::string("guest-") + cameraGroup), log(hostLog) {}
+        : kolvex_test::Host(cameraGroup, 1, std::string("guest-") + cameraGroup), log(hostLog) {}
 
     const char* GetUserName() override { return kUser; }
     const char* GetPassword() override { return inTheClear.data(); }
@@ -163,7 +163,7 @@ class GuestRun {
       log.Add(info->GetText() != nullptr ? info->GetText() : "");
     }
     void OnInputChanged(sarnevo::u32 input, sarnevo::u32 state) override {
-      kolvex_soak::Host::OnInputChanged(input, state);
+      kolvex_test::Host::OnInputChanged(input, state);
       if (group == "1") {
         held.wait(true);
       }
@@ -174,7 +174,7 @@ class GuestRun {
   };
 
   HostLog log_;
-  const kolvex_soak::Library library_;
+  const kolvex_test::Library library_;
   std::array<Host, 2> hosts_{Host("1", log_), Host("2", log_)};
 };
 

@@ -81,9 +81,15 @@ class CUDPPortTest : public testing::Test {
 TEST_F(CUDPPortTest, OpenTellsWhatIsWrongAndLeavesTheFirstBindingAlone) {
   CUDPPort first;
   first.SetUser(&user);
-  for (const char* const address : {"", "1.2.3", "127.0.0.x", "localhost", "10.0.0.256"}) {
+  for (const char* const address :
+       {"", "1.2.3", "127.0.0.x", "localhost", "10.0.0.256", "127.000.000.0001", "255.255.255.255"}) {
     EXPECT_EQ(first.Open(address, 0), CUDPPort::InvalidAddress) << address;
   }
+  for (const char* const address : {"127.0.01.1", "127.0.1", "0x7f.0.0.1"}) {
+    EXPECT_EQ(first.Open(address, 0), CUDPPort::Opened) << address;
+    first.Close();
+  }
+  user.calls.Clear();
   EXPECT_EQ(first.Open("203.0.113.1", 0), CUDPPort::BindFailed) << "not an address of this machine";
   EXPECT_FALSE(first.IsOpen());
   ASSERT_EQ(first.Open(nullptr, 0), CUDPPort::Opened);
