@@ -165,6 +165,9 @@ void CIOBase::ResetStates() noexcept {
 }
 
 void CIOBase::UpdateInput(u32 index, u32 state) {
+  if (own_thread::IsLetGo()) {
+    return;  // in the middle of a reply; the driver may be gone
+  }
   bool changed = false;
   {
     const COptexGuard guard(statesLock_);

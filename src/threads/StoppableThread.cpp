@@ -60,6 +60,8 @@ struct StoppableThread::Control {
   }
 
   void Run() {
+    lock.lock();  // whoever starts the thread holds it until the handle stands, so that the body may use that
+    lock.unlock();
     try {
       body();
     } catch (...) {
@@ -113,9 +115,11 @@ bool StoppableThread::Start(std::string_view name, std::function<void()> body,
                             platform::ThreadPriority priority) noexcept {
   Release();
   try {
-    control_ = std::make_shared<Control>(std::move(body));
-    running_.store(control_.get(), std::memory_order_relaxed);
-    const auto run = [control = control_] {
+    const auto control = std::make_shared<Control>(std::move(body));
+    control_ = control;
+    running_.store(control.get(), std::memory_order_relaxed);
+    const std::lock_guard guard(control->lock);
+    const auto run = [control] {
       current = control.get();
       control->Run();
       current = nullptr;
