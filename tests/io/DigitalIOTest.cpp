@@ -394,16 +394,14 @@ TEST(GroupDigitalIO, AStopBreaksOffNothingOfTheNextStart) {
     }
   });
   Fixture f(1, 1, 4, camera.Port());
-  std::atomic<bool> over{false};
-  std::jthread starting([&] {
-    while (!over) {
-      f.io->Start();
+  std::jthread starting([&](const std::stop_token& over) {
+    for (; !over.stop_requested(); f.io->Start()) {
     }
   });
   for (int i = 0; i < 300; ++i) {
     f.io->Stop();
   }
-  over = true;
+  starting = {};
   EXPECT_EQ(f.log.Count("failure"), 0U);
 }
 
