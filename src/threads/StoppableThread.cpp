@@ -9,7 +9,7 @@
 
 #include "platform/Clock.h"
 #include "platform/Event.h"
-#include "platform/LoadedLibrary.h"
+#include "platform/HostProcess.h"
 
 namespace sarnevo {
 
