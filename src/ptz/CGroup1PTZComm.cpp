@@ -5,7 +5,7 @@
 #include <system_error>
 
 #include "platform/SecureErase.h"
-#include "ptz/FindCgiValue.h"
+#include "camera/CgiText.h"
 
 namespace sarnevo {
 
