@@ -7,6 +7,7 @@
 #include "camera/ReplyBody.h"
 #include "camera/RequestPolicy.h"
 #include "http/HttpStatus.h"
+#include "threads/HostCall.h"
 
 namespace sarnevo {
 
@@ -44,7 +45,7 @@ template <typename Object, typename... Parameters, typename... Arguments>
 void CBaseKolvexCameraProperties::Tell(Object* object, void (Object::*operation)(Parameters...),
                                        Arguments... arguments) {
   if (object != nullptr) {
-    hostGate_.Pass([=] { (object->*operation)(arguments...); });
+    CallHost([=] { (object->*operation)(arguments...); });
   }
 }
 
@@ -54,7 +55,7 @@ Result* CBaseKolvexCameraProperties::Get(IIPCapabilities* capabilities,
                                          Result* (IIPCapabilities::*operation)(Parameters...),
                                          Arguments... arguments) {
   Result* result = nullptr;
-  hostGate_.Pass(
+  CallHost(
       [&result, capabilities, operation, arguments...] { result = (capabilities->*operation)(arguments...); });
   return result;
 }

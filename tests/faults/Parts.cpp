@@ -39,8 +39,7 @@ std::string Ask(Scene& scene) {
   RecordingCapabilities capabilities;
   CapabilityQuery query({.httpTimeout = kHttpTimeout,
                          .detectionLimit = static_cast<u32>(Quick(30'000).count()),
-                         .stopWait = Quick(10'000),
-                         .stopMoment = Quick(500)});
+                         .stopWait = Quick(10'000)});
   query.Init(&observer, false);
   if (query.Start(scene.Address(), 80, "admin", "kolvex", &capabilities)) {
     observer.log.WaitFor("");
