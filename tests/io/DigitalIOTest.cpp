@@ -16,7 +16,6 @@
 #include "io/CKolvexGroup1DigitalIO.h"
 #include "io/CKolvexGroup2DigitalIO.h"
 #include "io/CKolvexIOHandler.h"
-#include "io/FakeHost.h"
 #include "platform/Clock.h"
 #include "support/CgiCamera.h"
 #include "support/Eventually.h"
@@ -29,6 +28,8 @@ namespace sarnevo {
 namespace {
 
 using kolvex_test::Eventually;
+using kolvex_test::FakeCallback;
+using kolvex_test::HostLog;
 using kolvex_test::kStopSlack;
 using kolvex_test::MakeOwned;
 using kolvex_test::Reply;
@@ -395,16 +396,14 @@ TEST(GroupDigitalIO, AStopBreaksOffNothingOfTheNextStart) {
     }
   });
   Fixture f(1, 1, 4, camera.Port());
-  std::atomic<bool> over{false};
-  std::jthread starting([&] {
-    while (!over) {
-      f.io->Start();
+  std::jthread starting([&](const std::stop_token& over) {
+    for (; !over.stop_requested(); f.io->Start()) {
     }
   });
   for (int i = 0; i < 300; ++i) {
     f.io->Stop();
   }
-  over = true;
+  starting = {};
   EXPECT_EQ(f.log.Count("failure"), 0U);
 }
 
