@@ -52,8 +52,7 @@ class FakeIO : public CIOBase {
   HostLog written;
   std::atomic<u32> polls{0};
   std::atomic<u32> highInputs{0};  // a bit for each of the first 32 inputs
-  std::atomic<bool> readsFail{false};
-  std::atomic<bool> writesFail{false};
+  std::atomic<bool> readsFail{false}, writesFail{false};
   std::function<void()> duringWrite;  // set before Start
 
  protected:
@@ -328,8 +327,7 @@ TEST(GroupDigitalIO, ReadsInputsFromReplies) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    std::atomic<std::size_t> polls{0};
-    std::atomic<std::size_t> open{0};
+    std::atomic<std::size_t> polls{0}, open{0};
     ScriptedServer camera([&](ScriptedServer::Connection& connection) {
       ++open;
       std::string head;
