@@ -146,9 +146,9 @@ i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
                         to.c_str());
   }
   // From within the message the host may have moved the camera, renamed once more, or deleted: what is left of the
-  // renamed one is looked up anew.
+  // renamed one is looked up anew. Where nothing is, the host's later word counts; with fixed slots nothing is stored.
   if (std::wstring now; !GetNameOfSlot(slot, now) || now != name) {
-    return PtzAddFailed;
+    return fixedSlots_ != 0 ? PtzAddFailed : PtzDone;
   }
   if (fixedSlots_ != 0 && (comm_ == nullptr || !comm_->StorePreset(slot))) {
     return PtzAddFailed;
@@ -174,7 +174,7 @@ bool CPrepositionList::FileHasTheOthers(u32 slot) const {
 }
 
 // Where the file differs, a position isn't its entry's index: the entry would replace another one. The whole channel is
-// written then. With fixed slots gaps are as it should be. A slot may stand in the list twice, when the file had it so;
+// written then. With fixed slots gaps are as it should be. A slot may be in the list twice, when the file had it so;
 // the last of its entries is the one that counts at the next start.
 i32 CPrepositionList::WriteEntries(u32 slot) {
   if (!reader_) {
