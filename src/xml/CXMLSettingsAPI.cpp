@@ -9,6 +9,7 @@
 #include "platform/FileReplacement.h"
 #include "platform/HostProcess.h"
 #include "xml/CDinaFileBase.h"
+#include "xml/Guarded.h"
 #include "xml/PathText.h"
 #include "xml/Utf8.h"
 
@@ -17,21 +18,12 @@ using sarnevo::FormatPath;
 using sarnevo::i32;
 using sarnevo::u32;
 using sarnevo::platform::File;
+using sarnevo::xml::Guarded;
 using sarnevo::xml::XmlDocument;
 
 namespace {
 
 constexpr char kValue[] = "value";  // the one attribute that holds settings
-
-// Want of memory, the only thing that throws in here, becomes the failure value.
-template <typename Result, typename Call>
-Result Guarded(Result failure, Call&& call) noexcept {
-  try {
-    return call();
-  } catch (...) {
-    return failure;
-  }
-}
 
 // Thread prepared for the XML library, unless that is the caller's own affair.
 class XmlThread {

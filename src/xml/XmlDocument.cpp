@@ -9,6 +9,7 @@
 #include <libxml/tree.h>
 #include <libxml/xmlsave.h>
 
+#include "xml/Guarded.h"
 #include "xml/Utf8.h"
 #include "xml/XmlPath.h"
 
@@ -79,16 +80,6 @@ XmlElement* ToElement(xmlNode* node) noexcept { return reinterpret_cast<XmlEleme
 template <typename Content>
 xmlDoc* ToDocument(Content* content) noexcept {
   return reinterpret_cast<xmlDoc*>(content);
-}
-
-// An exception (only want of memory causes one) becomes the failure value.
-template <typename Result, typename Call>
-Result Guarded(Result failure, Call&& call) noexcept {
-  try {
-    return call();
-  } catch (...) {
-    return failure;
-  }
 }
 
 // Null when there is no such attribute. One of another namespace has a name of another kind.
