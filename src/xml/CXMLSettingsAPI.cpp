@@ -15,10 +15,10 @@
 
 using sarnevo::COptexGuard;
 using sarnevo::FormatPath;
+using sarnevo::Guarded;
 using sarnevo::i32;
 using sarnevo::u32;
 using sarnevo::platform::File;
-using sarnevo::xml::Guarded;
 using sarnevo::xml::XmlDocument;
 
 namespace {

@@ -1,17 +1,15 @@
 #pragma once
 
-#include <utility>
+namespace sarnevo {
 
-namespace sarnevo::xml {
-
-/// What @p call gives; an exception, which only want of memory causes here, becomes the failure value.
+/// What @p call gives, or @p failure when it throws: what still throws here is a lack of memory.
 template <typename Result, typename Call>
 Result Guarded(Result failure, Call&& call) noexcept {
   try {
-    return std::forward<Call>(call)();
+    return call();
   } catch (...) {
     return failure;
   }
 }
 
-}  // namespace sarnevo::xml
+}  // namespace sarnevo
