@@ -40,15 +40,15 @@ struct HeldFrame {
 
 }  // namespace
 
-LiveCamera::LiveCamera(Surroundings surroundings, KnownCamera camera)
+LiveCamera::LiveCamera(Surroundings surroundings, const KnownCamera& camera)
     : surroundings_(std::move(surroundings)),
       pool_(std::make_shared<kolvex_host::FramePool>(kFrames)),
       statistics_(camera.config.frameInterval),
       name_(camera.config.name),
       text_(std::make_shared<std::string>("{}")),
       link_{.library = surroundings_.library,
-            .config = std::move(camera.config),
-            .login = std::move(camera.login),
+            .config = camera.config,
+            .login = camera.login,
             .log = [this](const std::string& text) { surroundings_.site->Log(Name(), text); },
             .changed = [this] { Publish(); }} {
   if (link_.config.codec == CodecMPEG4) {

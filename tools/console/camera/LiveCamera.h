@@ -42,7 +42,7 @@ class LiveCamera final : public Camera {
     std::string simulator;  ///< ADDRESS:PORT of the simulated cameras' control; empty for real ones
   };
   /// Opens the driver and starts the stream. Throws Failure.
-  LiveCamera(Surroundings surroundings, KnownCamera camera);
+  LiveCamera(Surroundings surroundings, const KnownCamera& camera);
   /// Ends everything; up to 20 seconds, when the camera keeps the driver waiting.
   ~LiveCamera() override;
   LiveCamera(const LiveCamera&) = delete;

@@ -103,8 +103,8 @@ function layOut() {
     const tile = Math.min(width / columns - gap, (height / rows - gap) * 4 / 3);
     if (tile > best.tile) best = {tile, columns};
   }
-  // On a phone a tile stays large enough to see something; the wall scrolls.
-  const least = Math.min(220, width - gap);
+  // A tile stays large enough to see something, on a phone above all; then the wall scrolls.
+  const least = Math.min(width < 760 ? 220 : 130, width - gap);
   if (best.tile < least) best = {tile: 0, columns: Math.max(1, Math.floor(width / (least + gap)))};
   const tile = Math.floor(best.tile || width / best.columns - gap);
   wall.style.alignContent = Math.ceil(count / best.columns) * (tile * 3 / 4 + gap) > height ? "start" : "center";
