@@ -6,9 +6,11 @@
 #include <mutex>
 #include <new>
 #include <optional>
+#include <span>
 #include <string_view>
 
 #include "platform/Clock.h"
+#include "protocols/BurstPace.h"
 #include "protocols/HeldPorts.h"
 
 namespace sarnevo {
@@ -43,6 +45,19 @@ std::optional<SocketAddress> LocalAddress(const char* address, u16 port) noexcep
   return length >= 7 && length <= 15 ? SocketAddress::Parse(address, port) : std::nullopt;
 }
 
+u32 BufferBytes(u32 readSize) noexcept {
+  return static_cast<u32>(std::min(readSize * kReceiveBufferPackets, kMaxReceiveBuffer));
+}
+
+// Lets datagrams gather. False when it is better to wait for the next one.
+bool SleepInBurst(BurstPace& pace) noexcept {
+  const auto until = pace.SleepUntil(platform::MonotonicTime());
+  if (until) {
+    platform::SleepUntil(*until);
+  }
+  return until.has_value();
+}
+
 }  // namespace
 
 // What one receive thread works with. The thread's own body owns it, so that it lives exactly as long as the
@@ -52,12 +67,35 @@ struct CUDPPort::Receiving {
   // The receive thread that the caller is; null on any other thread.
   static thread_local Receiving* current;
 
+  explicit Receiving(u32 bufferBytes) : pace(bufferBytes) {}
+
+  // A datagram was handed over.
+  void Pace(u32 bytes) noexcept;
+
   const std::unique_ptr<u8[]> buffer = std::make_unique_for_overwrite<u8[]>(kMaxDatagramBytes);
   u32 size = 0;       // bytes of a datagram that are taken, as the read size was when it was last followed
   bool left = false;  // a callback has closed the port: don't touch it any more
+
+  BurstPace pace;
+  bool more = false;  // of the burst that the last datagram belongs to follows
+  bool waits = true;  // the next receive waits for a datagram, and the last one has
 };
 
 thread_local CUDPPort::Receiving* CUDPPort::Receiving::current = nullptr;
+
+// A datagram that is a burst by itself costs no look at the clock.
+void CUDPPort::Receiving::Pace(u32 bytes) noexcept {
+  if (!pace.IsUnderWay()) {
+    if (more) {
+      pace.Begin(platform::MonotonicTime(), bytes);
+    }
+    return;
+  }
+  pace.Add(bytes);
+  if (!more) {
+    pace.End(platform::MonotonicTime(), waits);
+  }
+}
 
 CUDPPort::CUDPPort(Milliseconds timeout) noexcept
     : timeoutSeconds_(static_cast<u32>(timeout.count() / 1000)),
@@ -96,9 +134,8 @@ CUDPPort::OpenResult CUDPPort::OpenSocket(const SocketAddress& local) noexcept {
   if (!socket_.IsOpen()) {
     return NoSocket;
   }
-  const u64 wanted = u64{readSize_.load(std::memory_order_relaxed)} * kReceiveBufferPackets;
   const Milliseconds timeout{u64{timeoutSeconds_} * 1000 + timeoutMicroseconds_ / 1000};
-  if (!socket_.SetReceiveBuffer(static_cast<u32>(std::min(wanted, kMaxReceiveBuffer))) ||
+  if (!socket_.SetReceiveBuffer(BufferBytes(readSize_.load(std::memory_order_relaxed))) ||
       !socket_.SetReceiveTimeout(timeout)) {
     return ReceiveBufferFailed;
   }
@@ -109,13 +146,15 @@ CUDPPort::OpenResult CUDPPort::OpenSocket(const SocketAddress& local) noexcept {
 bool CUDPPort::StartReceiving() noexcept {
   running_.store(true, std::memory_order_relaxed);
   try {
-    auto receiving = std::make_shared<Receiving>();
-    receiving->size = readSize_.load(std::memory_order_relaxed);
+    const u32 readSize = readSize_.load(std::memory_order_relaxed);
+    auto receiving = std::make_shared<Receiving>(BufferBytes(readSize));
+    receiving->size = readSize;
     receiving_.store(receiving.get(), std::memory_order_relaxed);
     if (thread_.Start(
             "KolvexRTP",
             [this, receiving] {
               Receiving::current = receiving.get();
+              platform::SleepPrecisely();
               Receive(*receiving);
             },
             platform::ThreadPriority::AboveNormal)) {
@@ -130,9 +169,7 @@ bool CUDPPort::StartReceiving() noexcept {
 }
 
 bool CUDPPort::Close() noexcept {
-  // A thread that was given up by this port, or by one that stood here before, is no longer its receive thread.
-  Receiving* const own =
-      Receiving::current == receiving_.load(std::memory_order_relaxed) ? Receiving::current : nullptr;
+  Receiving* const own = Own();
   while (!lock_.try_lock()) {
     if (own == nullptr) {
       lock_.lock();
@@ -171,6 +208,11 @@ bool CUDPPort::Close() noexcept {
   return true;
 }
 
+// A thread that was given up by this port, or by one that stood here before, is no longer its receive thread.
+CUDPPort::Receiving* CUDPPort::Own() const noexcept {
+  return Receiving::current == receiving_.load(std::memory_order_relaxed) ? Receiving::current : nullptr;
+}
+
 bool CUDPPort::IsOpen() const noexcept { return socket_.IsOpen(); }
 
 u16 CUDPPort::LocalPort() const noexcept { return localPort_.load(std::memory_order_relaxed); }
@@ -184,13 +226,22 @@ void CUDPPort::SetReadSize(u32 bytes) noexcept { readSize_.store(bytes, std::mem
 
 u32 CUDPPort::ReadSize() const noexcept { return readSize_.load(std::memory_order_relaxed); }
 
+void CUDPPort::MoreFollows(bool more) noexcept {
+  if (Receiving* const own = Own()) {
+    own->more = more;
+  }
+}
+
 // A blocking receive with the socket's own time-out is one system call, whether datagrams wait or not; waiting
-// for readiness first would make it two. Nothing on this thread's stack owns anything: when the thread is given
+// for readiness first would make it two. Inside a burst the thread looks first and sleeps for as long as the pace
+// says, which is never long enough for a Close to feel. Nothing on this thread's stack owns anything: when the thread is given
 // up inside a callback, its frames are never unwound.
 void CUDPPort::Receive(Receiving& receiving) {
+  const std::span<u8> room(receiving.buffer.get(), kMaxDatagramBytes);
   SocketAddress from;
   while (running_.load(std::memory_order_relaxed)) {
-    const JoinedDatagrams got = socket_.ReceiveJoined({receiving.buffer.get(), kMaxDatagramBytes}, from);
+    const JoinedDatagrams got =
+        receiving.waits ? socket_.ReceiveJoined(room, from) : socket_.TryReceiveJoined(room, from);
     if (!running_.load(std::memory_order_relaxed)) {
       return;
     }
@@ -202,6 +253,9 @@ void CUDPPort::Receive(Receiving& receiving) {
           return;
         }
         HandOver(receiving, got, from);
+        break;
+      case SocketError::WouldBlock:
+        receiving.waits = !SleepInBurst(receiving.pace);
         break;
       case SocketError::TimedOut:
         if (user != nullptr) {
@@ -238,7 +292,9 @@ void CUDPPort::HandOver(Receiving& receiving, const JoinedDatagrams& got, Socket
     if (receiving.left) {
       return;
     }
+    receiving.Pace(static_cast<u32>(size));
   }
+  receiving.waits = !receiving.more || !receiving.pace.Saves();
 }
 
 // A datagram that is larger than the read size is lost, and the next one of its kind finds more room.
