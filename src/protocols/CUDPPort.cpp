@@ -8,6 +8,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <utility>
 
 #include "platform/Clock.h"
 #include "protocols/BurstPace.h"
@@ -61,17 +62,13 @@ bool SleepInBurst(BurstPace& pace) noexcept {
 }  // namespace
 
 // What one receive thread works with. The thread's own body owns it, so that it lives exactly as long as the
-// thread, also when the port is destroyed from inside a callback, and also when the thread is given up in
-// there and ends without unwinding.
+// thread, also when the port is destroyed from inside a callback.
 struct CUDPPort::Receiving {
-  // The receive thread that the caller is; null on any other thread.
+  // Of the calling thread; null on any other.
   static thread_local Receiving* current;
 
-  explicit Receiving(u32 bufferBytes) : pace(bufferBytes) {}
-
-  // A datagram was handed over.
-  void Pace(u32 bytes) noexcept;
-
+  const CUDPPort* const port;               // only compared
+  const std::shared_ptr<const void> owner;  // of the port
   const std::unique_ptr<u8[]> buffer = std::make_unique_for_overwrite<u8[]>(kMaxDatagramBytes);
   u32 size = 0;       // bytes of a datagram that are taken, as the read size was when it was last followed
   bool left = false;  // a callback has closed the port: don't touch it any more
@@ -79,6 +76,13 @@ struct CUDPPort::Receiving {
   BurstPace pace;
   bool more = false;  // of the burst that the last datagram belongs to follows
   bool waits = true;  // the next receive waits for a datagram, and the last one has
+
+  Receiving(const CUDPPort* thePort, std::shared_ptr<const void> theOwner, u32 bufferBytes)
+      : port(thePort), owner(std::move(theOwner)), pace(bufferBytes) {}
+  // A datagram was handed over.
+  void Pace(u32 bytes) noexcept;
+  // Another thread doesn't wait for one that was let go, and may have opened the port again.
+  bool HasLeft() const noexcept { return left || own_thread::IsLetGo(); }
 };
 
 thread_local CUDPPort::Receiving* CUDPPort::Receiving::current = nullptr;
@@ -147,9 +151,8 @@ bool CUDPPort::StartReceiving() noexcept {
   running_.store(true, std::memory_order_relaxed);
   try {
     const u32 readSize = readSize_.load(std::memory_order_relaxed);
-    auto receiving = std::make_shared<Receiving>(BufferBytes(readSize));
+    const auto receiving = std::make_shared<Receiving>(this, owner_.lock(), BufferBytes(readSize));
     receiving->size = readSize;
-    receiving_.store(receiving.get(), std::memory_order_relaxed);
     if (thread_.Start(
             "KolvexRTP",
             [this, receiving] {
@@ -163,15 +166,14 @@ bool CUDPPort::StartReceiving() noexcept {
   } catch (const std::bad_alloc&) {
     // no thread without its memory
   }
-  receiving_.store(nullptr, std::memory_order_relaxed);
   running_.store(false, std::memory_order_relaxed);
   return false;
 }
 
 bool CUDPPort::Close() noexcept {
-  Receiving* const own = Own();
+  const bool own = thread_.IsCurrent();
   while (!lock_.try_lock()) {
-    if (own == nullptr) {
+    if (!own) {
       lock_.lock();
       break;
     }
@@ -186,8 +188,8 @@ bool CUDPPort::Close() noexcept {
   }
   running_.store(false, std::memory_order_relaxed);
   socket_.Shutdown();
-  if (own != nullptr) {
-    own->left = true;
+  if (own) {
+    Receiving::current->left = true;
   } else {
     thread_.Wait();
   }
@@ -195,7 +197,6 @@ bool CUDPPort::Close() noexcept {
   Drain();
   held_ports::Remove(LocalPort());
   socket_.Close();
-  receiving_.store(nullptr, std::memory_order_relaxed);
   thread_.Release();
   if (IUDPPortUser* const user = user_.load(std::memory_order_relaxed)) {
     try {
@@ -206,11 +207,6 @@ bool CUDPPort::Close() noexcept {
   }
   localPort_.store(0, std::memory_order_relaxed);
   return true;
-}
-
-// A thread that was given up by this port, or by one that stood here before, is no longer its receive thread.
-CUDPPort::Receiving* CUDPPort::Own() const noexcept {
-  return Receiving::current == receiving_.load(std::memory_order_relaxed) ? Receiving::current : nullptr;
 }
 
 bool CUDPPort::IsOpen() const noexcept { return socket_.IsOpen(); }
@@ -227,15 +223,14 @@ void CUDPPort::SetReadSize(u32 bytes) noexcept { readSize_.store(bytes, std::mem
 u32 CUDPPort::ReadSize() const noexcept { return readSize_.load(std::memory_order_relaxed); }
 
 void CUDPPort::MoreFollows(bool more) noexcept {
-  if (Receiving* const own = Own()) {
-    own->more = more;
+  if (Receiving::current != nullptr && Receiving::current->port == this) {
+    Receiving::current->more = more;
   }
 }
 
 // A blocking receive with the socket's own time-out is one system call, whether datagrams wait or not; waiting
 // for readiness first would make it two. Inside a burst the thread looks first and sleeps for as long as the pace
-// says, which is never long enough for a Close to feel. Nothing on this thread's stack owns anything: when the thread is given
-// up inside a callback, its frames are never unwound.
+// says, which is never long enough for a Close to feel.
 void CUDPPort::Receive(Receiving& receiving) {
   const std::span<u8> room(receiving.buffer.get(), kMaxDatagramBytes);
   SocketAddress from;
@@ -273,7 +268,7 @@ void CUDPPort::Receive(Receiving& receiving) {
         platform::Sleep(Milliseconds{0});
         break;
     }
-    if (receiving.left) {
+    if (receiving.HasLeft()) {
       return;
     }
   }
@@ -289,7 +284,7 @@ void CUDPPort::HandOver(Receiving& receiving, const JoinedDatagrams& got, Socket
       continue;
     }
     user->DataReceived(this, from.Get(), receiving.buffer.get() + at, static_cast<u32>(size));
-    if (receiving.left) {
+    if (receiving.HasLeft()) {
       return;
     }
     receiving.Pace(static_cast<u32>(size));

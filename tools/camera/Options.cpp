@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "kolvex/Version.h"
 #include "simcam/base/Text.h"
 #include "simcam/device/Control.h"
 #include "simcam/device/Models.h"
@@ -143,6 +144,7 @@ std::optional<Options> ReadOptions(int count, char** arguments, int& exitCode) {
   app.add_option("--seconds", options.seconds, "end after that time")->type_name("N");
   app.add_option("--encoders", options.encoderThreads, "threads that draw and encode")->type_name("N");
   app.add_flag("--quiet", options.quiet, "no status line");
+  app.set_version_flag("--version", "kolvex-camera " KOLVEX_VERSION_STRING, "print the version and end");
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {

@@ -62,7 +62,7 @@ Keep ParseKeep(const std::vector<std::string>& words) {
   throw Failure(ExitCode::Usage, "--keep takes all, none, or every N.");
 }
 
-CaptureOptions MakeOptions(const Arguments& arguments) {
+CaptureOptions MakeOptions(const Common& common, const Arguments& arguments) {
   CaptureOptions options;
   for (const std::string& list : arguments.lists) {
     for (CameraConfig& camera : ReadCameraList(list)) {
@@ -73,7 +73,7 @@ CaptureOptions MakeOptions(const Arguments& arguments) {
     options.cameras.push_back(ReadCameraFile(file));
   }
   for (const std::string& camera : arguments.cameras) {
-    options.cameras.push_back(ParseCamera(camera));
+    options.cameras.push_back(common.FindCamera(camera));
   }
   if (options.cameras.empty()) {
     throw Failure(ExitCode::Usage,
@@ -148,7 +148,7 @@ void AddCapture(CLI::App& app, const Common& common) {
       ->check(CLI::IsMember({"auto", "always", "never"}).description(""));
   command->footer(std::string("\n") + kCameraKeysHelp + "\n" + kFooter);
   command->final_callback([&common, arguments] {
-    const CaptureOptions options = MakeOptions(*arguments);
+    const CaptureOptions options = MakeOptions(common, *arguments);
     CaptureRun(common, options).Run();
   });
 }

@@ -5,13 +5,13 @@
 #include <exception>
 #include <thread>
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "ContactSheet.h"
 #include "Failure.h"
 #include "Output.h"
-#include "OutputFile.h"
-#include "TextTable.h"
+#include "Text.h"
 
 namespace kolvex_host {
 
@@ -93,7 +93,7 @@ void CaptureRun::Prepare() {
   if (options_.tilesFrom) {
     tileRequests_.emplace(*options_.tilesFrom);
   }
-  library_.emplace(common_.LoadLibrary());
+  library_ = common_.LoadLibrary();
 
   std::vector<FrameWriter::StreamOptions> streams;
   for (const CameraConfig& camera : options_.cameras) {
@@ -108,12 +108,11 @@ void CaptureRun::Prepare() {
 }
 
 void CaptureRun::OpenAndStart() {
-  const Credentials credentials = common_.LoadCredentials();
   const DriverSession::Log log = common_.MakeLog();
   for (std::size_t i = 0; i < options_.cameras.size(); ++i) {
     const CameraConfig& camera = options_.cameras[i];
     sinks_.emplace_back(*writer_, i, camera.frameInterval, options_.frames);
-    sessions_.emplace_back(*library_, camera, credentials.For(camera.address), sinks_[i], pools_[i], log);
+    sessions_.emplace_back(*library_, camera, common_.LoginFor(camera), sinks_[i], pools_[i], log);
   }
   // All are open before the first one starts: what is refused is refused before any camera is troubled.
   for (CameraSession& session : sessions_) {
@@ -170,7 +169,7 @@ void CaptureRun::AddTiles(Seconds elapsed) {
       continue;
     }
     tiles_.push_back({request.text.empty() ? request.camera : request.camera + ": " + request.text,
-                      {Fixed(elapsed.count(), 1) + " s after the start"},
+                      {fmt::format("{:.1f} s after the start", elapsed.count())},
                       writer_->LatestPicture(static_cast<std::size_t>(camera - options_.cameras.begin()))});
   }
 }

@@ -6,12 +6,13 @@
 #include <vector>
 
 #include "CameraConfig.h"
-#include "CameraSession.h"
+#include "DriverSession.h"
 #include "ContactSheet.h"
 #include "FrameWriter.h"
 #include "KernelDrops.h"
 #include "Progress.h"
 #include "Report.h"
+#include "StreamSink.h"
 #include "Subcommand.h"
 #include "TileRequests.h"
 
@@ -60,7 +61,7 @@ class CaptureRun {
 
   // In the order of their making, which the destructors turn round: sessions end before the sinks that they
   // call, sinks before the writer that they feed, and the writer before the pools whose frames it holds.
-  std::optional<Library> library_;
+  std::shared_ptr<Library> library_;
   std::deque<FramePool> pools_;
   std::optional<FrameWriter> writer_;
   std::deque<StreamSink> sinks_;

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "PictureDecoder.h"
+#include "PictureCodec.h"
 
 namespace kolvex_host {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "HeadSession.h"
-#include "StopSignal.h"
+#include "ProgramEnd.h"
 
 namespace kolvex_host {
 

@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "FramePool.h"
-#include "PictureDecoder.h"
+#include "PictureCodec.h"
 
 namespace kolvex_host {
 

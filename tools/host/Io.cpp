@@ -7,7 +7,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "CameraChoice.h"
 #include "Failure.h"
 #include "IoSession.h"
 #include "Output.h"
@@ -75,14 +74,14 @@ void PrintEvent(const Common& common, const IoEvent& event) {
 }
 
 void Watch(const Common& common, const WatchArguments& arguments) {
-  CameraConfig camera = arguments.camera.Read();
+  CameraConfig camera = arguments.camera.Read(common);
   if (camera.inputs == 0) {
     throw Failure(ExitCode::Usage, "The camera " + camera.name +
                                        " has no inputs on record: give inputs=N, or a file of query --save.");
   }
   // Starting sets all outputs low that the driver knows of; who only watches must not switch anything.
   camera.outputs = 0;
-  IoSession session(common, camera);
+  IoSession session(*common.LoadLibrary(), camera, common.LoginFor(camera), common.MakeLog());
   const SteadyClock::time_point start = SteadyClock::now();
   bool silent = true;
   for (bool ended = false; !ended;) {
@@ -142,7 +141,7 @@ bool Carry(const Common& common, const SetArguments& arguments, IoSession& sessi
 }
 
 void Set(const Common& common, const SetArguments& arguments) {
-  CameraConfig camera = arguments.camera.Read();
+  CameraConfig camera = arguments.camera.Read(common);
   const std::vector<Request> requests = ParseRequests(arguments.words);
   sarnevo::u32 used = 0;
   for (const Request& request : requests) {
@@ -156,7 +155,7 @@ void Set(const Common& common, const SetArguments& arguments) {
   // Outputs above stay untouched. Without inputs a failure can only be that of an output.
   camera.outputs = used;
   camera.inputs = 0;
-  IoSession session(common, camera);
+  IoSession session(*common.LoadLibrary(), camera, common.LoginFor(camera), common.MakeLog());
   for (const Request& request : requests) {
     session.SetOutput(request.index, request.state);
   }

@@ -7,9 +7,13 @@
 #include <cstdio>
 #include <utility>
 
-#include "TextTable.h"
+#include "Text.h"
+
+#include <fmt/format.h>
 
 namespace kolvex_host {
+
+using kolvex_tools::TextTable;
 
 namespace {
 
@@ -48,8 +52,8 @@ std::string Block(Seconds elapsed, const std::vector<StreamReport>& streams, std
     const bool silent = any && elapsed - (counts.last - stream.start) > kSilence;
     table.Add({stream.camera.name, stream.camera.CodecName(),
                any ? std::to_string(counts.width) + "x" + std::to_string(counts.height) : "-",
-               std::to_string(counts.frames), Fixed(counts.FramesPerSecond(), 1),
-               Fixed(counts.KilobytesPerSecond(), 1),
+               std::to_string(counts.frames), fmt::format("{:.1f}", counts.FramesPerSecond()),
+               fmt::format("{:.1f}", counts.KilobytesPerSecond()),
                stream.pictures.counted == 0 ? "-" : std::to_string(stream.pictures.lost),
                silent ? "silent"
                : any  ? "live"
@@ -59,11 +63,11 @@ std::string Block(Seconds elapsed, const std::vector<StreamReport>& streams, std
   if (shown < streams.size()) {
     text += "... and " + std::to_string(streams.size() - shown) + " more\n";
   }
-  return text + Fixed(elapsed.count(), 1) + " s, Ctrl-C ends\n";
+  return text + fmt::format("{:.1f}", elapsed.count()) + " s, Ctrl-C ends\n";
 }
 
 std::string Line(Seconds elapsed, const std::vector<StreamReport>& streams) {
-  std::string text = Fixed(elapsed.count(), 0) + " s:";
+  std::string text = fmt::format("{:.0f}", elapsed.count()) + " s:";
   for (const StreamReport& stream : streams) {
     text += "  " + stream.camera.name + " " + std::to_string(stream.counts.frames);
   }

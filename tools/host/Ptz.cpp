@@ -8,16 +8,16 @@
 
 #include <nlohmann/json.hpp>
 
-#include "CameraChoice.h"
 #include "Drive.h"
 #include "Failure.h"
 #include "HeadSession.h"
 #include "Output.h"
 #include "Subcommand.h"
-#include "TextTable.h"
+#include "Text.h"
 
 namespace kolvex_host {
 
+using kolvex_tools::TextTable;
 using namespace sarnevo;
 
 namespace {
@@ -67,6 +67,11 @@ void Tell(const Common& common, nlohmann::json event, const std::string& sentenc
   }
 }
 
+HeadSession OpenHead(const Common& common, const CameraChoice& choice) {
+  const CameraConfig camera = choice.Read(common);
+  return {*common.LoadLibrary(), camera, common.LoginFor(camera), common.MakeLog()};
+}
+
 /// A program that Ctrl-Z halts can't stop a head.
 void NeverHalt() { std::signal(SIGTSTP, SIG_IGN); }
 
@@ -81,7 +86,7 @@ void Move(const Common& common, const Arguments& arguments) {
   }
   const milliseconds duration = ParseDuration(arguments.duration);
   NeverHalt();
-  HeadSession head(common, arguments.camera.Read());
+  HeadSession head(OpenHead(common, arguments.camera));
   head.Move(*movement, arguments.speed);
   common.stop.Wait(duration, StopSignal::Second::Waits);
   if (head.TakeFailure()) {
@@ -93,14 +98,14 @@ void Move(const Common& common, const Arguments& arguments) {
 }
 
 void Stop(const Common& common, const Arguments& arguments) {
-  HeadSession head(common, arguments.camera.Read());
+  HeadSession head(OpenHead(common, arguments.camera));
   head.Finish();
   Tell(common, {{"event", "stopped"}}, "Stopped.");
 }
 
 void DriveByKeys(const Common& common, const Arguments& arguments) {
   NeverHalt();
-  HeadSession head(common, arguments.camera.Read());
+  HeadSession head(OpenHead(common, arguments.camera));
   Drive(head, common.stop, arguments.speed);
   head.Finish();
 }
@@ -227,7 +232,7 @@ void AddPresets(CLI::App& ptz, const Common& common, const std::shared_ptr<Argum
     }
     command->footer(kFooter);
     command->final_callback([&common, &row, arguments] {
-      HeadSession head(common, arguments->camera.Read());
+      HeadSession head(OpenHead(common, arguments->camera));
       row.run(common, head.Api(), *arguments);
     });
   }

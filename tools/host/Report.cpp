@@ -2,9 +2,13 @@
 
 #include <nlohmann/json.hpp>
 
-#include "TextTable.h"
+#include "Text.h"
+
+#include <fmt/format.h>
 
 namespace kolvex_host {
+
+using kolvex_tools::TextTable;
 
 using nlohmann::json;
 
@@ -51,11 +55,11 @@ std::string ReportTable(const std::vector<StreamReport>& streams) {
     const bool any = counts.frames != 0;
     table.Add({stream.camera.name, stream.camera.address, stream.camera.Group(), stream.camera.CodecName(),
                any ? Size(counts.width, counts.height) : "-", std::to_string(counts.frames),
-               std::to_string(counts.keyFrames), Fixed(counts.FramesPerSecond(), 1),
-               Fixed(counts.KilobytesPerSecond(), 1), Counted(pictures, pictures.lost),
+               std::to_string(counts.keyFrames), fmt::format("{:.1f}", counts.FramesPerSecond()),
+               fmt::format("{:.1f}", counts.KilobytesPerSecond()), Counted(pictures, pictures.lost),
                Counted(pictures, pictures.doubled),
                pictures.decoded == 0 ? "-" : std::to_string(pictures.damaged), std::to_string(counts.gaps),
-               std::to_string(counts.noData), any ? Fixed(FirstFrame(stream), 2) + " s" : "-"});
+               std::to_string(counts.noData), any ? fmt::format("{:.2f}", FirstFrame(stream)) + " s" : "-"});
     if (!any) {
       notes += stream.camera.name + " sent no frame.\n";
     }

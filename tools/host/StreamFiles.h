@@ -5,7 +5,7 @@
 
 #include "CameraConfig.h"
 #include "FramePool.h"
-#include "OutputFile.h"
+#include "Output.h"
 #include "StreamStatistics.h"
 
 namespace kolvex_host {

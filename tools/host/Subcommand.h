@@ -1,31 +1,66 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
 
 #include <CLI/CLI.hpp>
 
+#include "Capabilities.h"
 #include "Credentials.h"
 #include "DriverSession.h"
 #include "Library.h"
-#include "StopSignal.h"
+#include "Place.h"
+#include "ProgramEnd.h"
+#include "QueryRun.h"
 
 namespace kolvex_host {
 
-/// What all subcommands share: the options in front of them and the process's one stop signal.
+/// What all subcommands share: the options in front of them and the process's one stop signal. Main thread.
 struct Common {
+  explicit Common(StopSignal& stopSignal) : stop(stopSignal) {}
+
   std::filesystem::path library;      ///< empty: Library::DefaultPath
   std::filesystem::path credentials;  ///< empty: from the environment
+  std::string user;                   ///< instead of the one that the above say
   bool json = false;                  ///< JSON lines on standard output instead of text
   bool verbose = false;               ///< the library's debug messages on standard error
   StopSignal& stop;
 
-  Library LoadLibrary() const { return Library(library.empty() ? Library::DefaultPath() : library); }
-  Credentials LoadCredentials() const {
-    return credentials.empty() ? Credentials::FromEnvironment() : Credentials::FromFile(credentials);
-  }
+  /// The library, loaded at the first call.
+  std::shared_ptr<Library> LoadLibrary() const;
+  /// The login for a camera. Where none was given, the camera asks for one and there is a terminal, the person is
+  /// asked, once for all cameras.
+  Login LoginFor(const CameraConfig& camera) const;
+  /// Asks the library what stands at a place, and shows meanwhile that it does.
+  Capabilities Query(QueryOptions options) const;
+  /// A camera as the command line names it, ADDRESS[:PORT],KEY=VALUE,...: asked for what the text doesn't say.
+  CameraConfig FindCamera(const std::string& text) const;
   /// What becomes of a driver's debug messages: standard error or nothing.
   DriverSession::Log MakeLog() const;
+
+ private:
+  mutable std::shared_ptr<Library> loaded_;
+  mutable std::optional<Credentials> logins_;
 };
+
+/// The one camera that a subcommand works on, as the command line names it.
+struct CameraChoice {
+  std::string camera;  ///< ADDRESS[:PORT],KEY=VALUE,...
+  std::string file;    ///< FILE[,KEY=VALUE,...]
+
+  /// Adds the options, of which one is needed. @p positional also takes the camera as a word of its own.
+  void AddTo(CLI::App& command, bool positional = false);
+  /// Throws Failure.
+  CameraConfig Read(const Common& common) const;
+};
+
+/// An option that takes a time with a unit, kept within bounds; its help names them.
+CLI::Option* AddDuration(CLI::App& command, const std::string& name, std::chrono::milliseconds& into,
+                         const std::string& help, std::chrono::milliseconds least,
+                         std::chrono::milliseconds most);
 
 /// Adds one subcommand with its options and help to the program. Its work is done in the subcommand's final
 /// callback, which throws Failure. @p common outlives @p app and is filled when the callback runs.
@@ -34,6 +69,7 @@ struct Common {
 using AddSubcommand = void(CLI::App& app, const Common& common);
 
 AddSubcommand AddQuery;
+AddSubcommand AddSnapshot;
 AddSubcommand AddCapture;
 AddSubcommand AddIo;
 AddSubcommand AddPtz;

@@ -1,5 +1,6 @@
 #include "Terminal.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -8,6 +9,57 @@
 #include "Failure.h"
 
 namespace kolvex_host {
+
+namespace {
+
+/// The terminal that the program runs on, for a question.
+class Asked {
+ public:
+  explicit Asked(bool shown) : descriptor_(open("/dev/tty", O_RDWR | O_CLOEXEC)) {
+    if (tcgetattr(descriptor_, &before_) == 0 && !shown) {
+      termios quiet = before_;
+      quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+      quiet.c_lflag |= ECHONL;
+      tcsetattr(descriptor_, TCSAFLUSH, &quiet);
+    }
+  }
+  ~Asked() {
+    if (descriptor_ >= 0) {
+      tcsetattr(descriptor_, TCSANOW, &before_);
+      close(descriptor_);
+    }
+  }
+  Asked(const Asked&) = delete;
+  Asked& operator=(const Asked&) = delete;
+
+  std::string Ask(const std::string& question, StopSignal& stop) const {
+    std::string line;
+    if (write(descriptor_, question.data(), question.size()) < 0) {
+      return line;
+    }
+    for (;;) {
+      constexpr int kTickMs = 50;
+      pollfd input{descriptor_, POLLIN, 0};
+      char byte = 0;
+      if (stop.Wait(std::chrono::milliseconds(0), StopSignal::Second::Waits) ||
+          (poll(&input, 1, kTickMs) > 0 && read(descriptor_, &byte, 1) <= 0)) {
+        throw Failure(ExitCode::Usage, "The question wasn't answered.");
+      }
+      if (byte == '\n') {
+        return line;
+      }
+      if (byte != 0) {
+        line += byte;
+      }
+    }
+  }
+
+ private:
+  int descriptor_;
+  termios before_{};
+};
+
+}  // namespace
 
 Terminal::Terminal() {
   if (tcgetattr(STDIN_FILENO, &before_) != 0) {
@@ -57,6 +109,21 @@ std::vector<std::string> KeyReader::Split(std::string_view bytes) {
     }
   }
   return keys;
+}
+
+bool CanAsk() {
+  const int terminal = open("/dev/tty", O_RDWR | O_CLOEXEC);
+  // A program in the background would be halted by its question.
+  const bool can = terminal >= 0 && tcgetpgrp(terminal) == getpgrp();
+  if (terminal >= 0) {
+    close(terminal);
+  }
+  return can;
+}
+
+std::string AskLine(const std::string& question, StopSignal& stop) { return Asked(true).Ask(question, stop); }
+std::string AskSecret(const std::string& question, StopSignal& stop) {
+  return Asked(false).Ask(question, stop);
 }
 
 }  // namespace kolvex_host

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "ProgramEnd.h"
+
 namespace kolvex_host {
 
 /// Standard input as a terminal that gives each key at once and doesn't show it; restored at the end.
@@ -37,5 +39,12 @@ class KeyReader {
  private:
   enum class State { Plain, Escape, Sequence } state_ = State::Plain;
 };
+
+/// Whether a person can be asked: the program runs on a terminal, whatever its standard streams are.
+bool CanAsk();
+/// Asks the person on the terminal and gives the answer's line; AskSecret doesn't show what is typed. Throws Failure
+/// (ExitCode::Usage) when the terminal goes away or Ctrl-C ends it.
+std::string AskLine(const std::string& question, StopSignal& stop);
+std::string AskSecret(const std::string& question, StopSignal& stop);
 
 }  // namespace kolvex_host

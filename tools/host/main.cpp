@@ -1,26 +1,35 @@
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <string>
+#include <vector>
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "Failure.h"
 #include "Output.h"
+#include "Place.h"
 #include "ProgramEnd.h"
 #include "Subcommand.h"
+#include "kolvex/Version.h"
+
+namespace kolvex_host {
 
 namespace {
 
-using kolvex_host::ExitCode;
-
-constexpr kolvex_host::AddSubcommand* kSubcommands[] = {
-    kolvex_host::AddQuery,
-    kolvex_host::AddCapture,
-    kolvex_host::AddIo,
-    kolvex_host::AddPtz,
-};
+constexpr AddSubcommand* kSubcommands[] = {AddQuery, AddCapture, AddIo, AddPtz};
 
 constexpr const char* kFooter = R"(
+From an address to pictures:
+  kolvex-host query 192.0.2.7
+  kolvex-host snapshot 192.0.2.7
+  kolvex-host capture 192.0.2.7 --duration 10s --out pictures
+
+User name and password: asked for on a terminal; else KOLVEX_USER and KOLVEX_PASSWORD, or --credentials FILE.
+They never stand on a command line, where others can read them.
+
 Exit codes:
   0  done; an end by Ctrl-C is an ordinary end
   1  the command line, or a file that it names, can't be understood
@@ -32,38 +41,87 @@ Exit codes:
   7  the camera can't be reached, or didn't do what was asked
   8  the camera wants another user name or password
 
-From an address to pictures:
-  kolvex-host query 192.0.2.7 --save yard.json
-  kolvex-host capture --camera-file yard.json --duration 10 --out pictures
-
 Each subcommand has a --help with examples.)";
 
-int Fail(const kolvex_host::Common& common, ExitCode code, const char* sentence) {
-  if (common.json) {
+int Fail(bool json, ExitCode code, const std::string& sentence) {
+  if (json) {
     try {
-      kolvex_host::PrintJson({{"event", "error"}, {"exit", static_cast<int>(code)}, {"message", sentence}});
+      PrintJson({{"event", "error"}, {"exit", static_cast<int>(code)}, {"message", sentence}});
     } catch (const std::exception&) {
       // Standard output has gone; standard error still tells.
     }
   }
-  std::fprintf(stderr, "kolvex-host: %s\n", sentence);
+  fmt::print(stderr, "kolvex-host: {}\n", sentence);
   return static_cast<int>(code);
+}
+
+/// What is wrong with a command line, in a sentence that repeats nothing which may be a password: words that no
+/// option wanted aren't shown, and of an option only its name.
+std::string SentenceOf(const CLI::ParseError& error, const CLI::App& app) {
+  const CLI::App* command = &app;
+  while (!command->get_subcommands().empty()) {
+    command = command->get_subcommands().front();
+  }
+  const bool unfinished = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+  const std::vector<std::string> extras = app.remaining(true);
+  if (!extras.empty()) {
+    const std::string& word = extras.front();
+    if (word.starts_with("-")) {
+      return fmt::format("There is no option {}; {} --help lists them.", Quoted(word.substr(0, word.find('='))),
+                         command->get_name());
+    }
+    if (!command->get_subcommands(nullptr).empty()) {
+      std::string names;
+      for (const CLI::App* known :
+           command->get_subcommands([](const CLI::App* one) { return !one->get_name().empty(); })) {
+        names += (names.empty() ? "" : ", ") + known->get_name();
+      }
+      return fmt::format("{} is no subcommand; there are {}.", Quoted(word), names);
+    }
+    return fmt::format("There is a word too many; {} --help shows the usage.", command->get_name());
+  }
+  if (unfinished && !command->get_subcommands(nullptr).empty()) {
+    return fmt::format("{} needs a subcommand; --help lists them.", command->get_name());
+  }
+  std::string text = error.what();
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return fmt::format("{}; {} --help shows the usage.", text, command->get_name());
+}
+
+/// "help" and "help SUBCOMMAND" are the same as --help in the same place.
+std::vector<std::string> WithHelpOption(std::vector<std::string> words) {
+  const auto help = std::find(words.begin(), words.end(), "help");
+  const bool first = help != words.end() && std::all_of(words.begin(), help, [](const std::string& word) {
+                       return word.starts_with("-");
+                     });
+  if (first) {
+    words.erase(help);
+    words.emplace_back("--help");
+  }
+  return words;
 }
 
 }  // namespace
 
-static int Run(int argc, char** argv) {
+int RunProgram(int argc, char** argv) {
   // A reader of our output that goes away is a failed write, not the end of the process: cameras are left
   // in order first.
   std::signal(SIGPIPE, SIG_IGN);
-  kolvex_host::StopSignal stop;
-  kolvex_host::Common common{.library = {}, .credentials = {}, .stop = stop};
+  StopSignal stop;
+  Common common(stop);
+  std::vector<std::string> words = WithHelpOption({argv + 1, argv + argc});
+  // Known before anything can fail: a program that reads events gets the first failure as one, too.
+  const bool json = std::find(words.begin(), words.end(), "--json") != words.end();
 
   CLI::App app(
       "Sample host for the Kolvex IP capture driver: does with the library what a recording server does.",
       "kolvex-host");
+  app.set_version_flag("--version", "kolvex-host " KOLVEX_VERSION_STRING);
   app.add_option("--library", common.library, "The driver library; by default beside this program or installed")
       ->type_name("PATH");
+  app.add_option("--user", common.user,
+                 "User name for the cameras; the password comes from KOLVEX_PASSWORD or is asked for")
+      ->type_name("NAME");
   app.add_option("--credentials", common.credentials,
                  "JSON file with \"user\" and \"password\"; by default KOLVEX_USER and KOLVEX_PASSWORD")
       ->type_name("FILE");
@@ -77,15 +135,20 @@ static int Run(int argc, char** argv) {
   }
 
   try {
-    app.parse(argc, argv);
+    std::reverse(words.begin(), words.end());  // as CLI11 wants them
+    app.parse(words);
+  } catch (const CLI::Success& success) {
+    return app.exit(success);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : static_cast<int>(ExitCode::Usage);
-  } catch (const kolvex_host::Failure& failure) {
-    return Fail(common, failure.Code(), failure.what());
+    return Fail(json, ExitCode::Usage, SentenceOf(error, app));
+  } catch (const Failure& failure) {
+    return Fail(json, failure.Code(), failure.what());
   } catch (const std::exception& error) {
-    return Fail(common, ExitCode::Internal, error.what());
+    return Fail(json, ExitCode::Internal, error.what());
   }
   return 0;
 }
 
-int main(int argc, char** argv) { return kolvex_host::EndProgram(Run(argc, argv)); }
+}  // namespace kolvex_host
+
+int main(int argc, char** argv) { return kolvex_host::EndProgram(kolvex_host::RunProgram(argc, argv)); }
