@@ -73,5 +73,7 @@ AddSubcommand AddSnapshot;
 AddSubcommand AddCapture;
 AddSubcommand AddIo;
 AddSubcommand AddPtz;
+AddSubcommand AddServe;
+AddSubcommand AddView;
 
 }  // namespace kolvex_host
