@@ -38,17 +38,19 @@ EOF
 
 if [ -n "$quick" ]; then
   streams=1,16,64
+  paced=16@80,64@120
   single=16
   effort='--rounds 3 --seconds 0.3'
   growth=
 else
   streams=1,16,64,200,400x4,64m
+  paced=16@80,64@80,200@80,16@120,64@120,200@120,64@12
   single=64
   effort='--rounds 7 --seconds 0.5'
   growth=1x4,125x4,250x4,375x4,500x4
 fi
 
-rm -f "$results"/*.md "$results"/{e2e,one-by-one,joined,growth,storm,io,idle,micro}.json
+rm -f "$results"/*.md "$results"/{paced,e2e,one-by-one,joined,growth,storm,io,idle,micro}.json
 # Each part's table goes to the terminal and into a file of its own.
 part() {
   local name=$1
@@ -78,6 +80,8 @@ micro() {
 }
 
 part machine machine
+part paced own "$bin/bench_e2e" --streams "$paced" --rounds 3 --seconds 0.4 --gstreamer 200 --ffmpeg 64 \
+  --json "$results/paced.json"
 # shellcheck disable=SC2086 # a list of options
 part e2e own "$bin/bench_e2e" --streams "$streams" $effort --gstreamer 200 --ffmpeg 64 --json "$results/e2e.json"
 # shellcheck disable=SC2086

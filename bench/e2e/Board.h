@@ -5,6 +5,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <utility>
 
 #include "e2e/Plan.h"
 
@@ -46,6 +47,20 @@ struct Arrivals {
   }
 };
 
+/// How late the sender was with its packets.
+struct Lateness {
+  static constexpr std::size_t kMostUs = 20'000;
+
+  std::array<std::atomic<std::uint32_t>, kMostUs + 1> packets{};  ///< by microseconds
+
+  void Add(std::int64_t nanoseconds) {
+    const auto us = static_cast<std::size_t>(nanoseconds > 0 ? nanoseconds / 1000 : 0);
+    packets[us < kMostUs ? us : kMostUs].fetch_add(1, std::memory_order_relaxed);
+  }
+  /// Microseconds that this share of the packets stays under; starts to count anew.
+  std::pair<double, double> TakeP99AndMost();
+};
+
 /// One receiver's share of the board.
 struct Place {
   std::array<StreamTarget, kMaxStreams> targets{};
@@ -67,6 +82,7 @@ struct Board {
   /// The receiver leaves something out: the library's host gives no frames, so that a frame ends where it is whole
   /// inside the library; the bare receiver waits in the receive alone, without a poll in front of it.
   std::atomic<bool> refusing{false};
+  Lateness lateness;                   ///< of paced packets
   std::atomic<std::uint64_t> late{0};  ///< frames that the sender left out since it couldn't keep pace
   std::array<Place, kPlaces> places{};
 };

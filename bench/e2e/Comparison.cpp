@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -18,7 +19,7 @@ using namespace std::chrono_literals;
 
 constexpr double kKeyFrameSeconds = 1.2;  // a key frame comes once a second
 
-constexpr const char* kArrivals[] = {"burst", "one by one", "joined"};
+constexpr const char* kArrivals[] = {"burst", "one by one", "paced", "joined"};
 
 struct Mode {
   const char* name;
@@ -46,6 +47,9 @@ class Comparison {
       static constexpr const char* kNames[] = {"bare", "library", "GStreamer", "GStreamer, jitter buffer",
                                                "FFmpeg"};
       modes_.push_back({kNames[one], one});
+      if (plan.arrival == Arrival::Paced) {
+        continue;
+      }
       if (one == Bare) {
         modes_.push_back({"bare without poll", one, true});
       }
@@ -75,6 +79,12 @@ class Comparison {
     for (std::size_t i = 0; i < modes_.size(); ++i) {
       rows.push_back(Row(i));
       AddDetails(modes_[i], rows.back());
+    }
+    if (plan_.arrival == Arrival::Paced) {
+      const auto [p99, most] = board_.lateness.TakeP99AndMost();
+      std::fprintf(stderr,
+                   "bench_e2e: %d streams, %d us: the sender was late by %.0f us (p99), %.0f us (most)\n",
+                   plan_.streams, plan_.distanceUs, p99, most);
     }
     for (std::size_t i = 0; i < modes_.size(); ++i) {
       if (modes_[i].who == FFmpeg) {  // it counts from its start, not from the first turn
@@ -158,6 +168,7 @@ class Comparison {
                        {"framesPerSecond", plan_.framesPerSecond},
                        {"mixed", plan_.mixed},
                        {"arrival", kArrivals[static_cast<int>(plan_.arrival)]},
+                       {"distanceUs", plan_.distanceUs},
                        {"receiver", mode.name},
                        {"nsPerPacket", Json(SpreadOf(cost))},
                        {"ratio", Json(SpreadOf(ratio))},
@@ -205,7 +216,7 @@ class Comparison {
 
   void AddTrace(const Mode& mode, nlohmann::json& row) {
     constexpr int kMostTraced = 16;  // streams; with more a traced receiver loses nearly all
-    if (plan_.streams > kMostTraced) {
+    if (plan_.streams > kMostTraced || plan_.arrival == Arrival::Paced) {
       return;
     }
     Place& place = PlaceOf(mode);

@@ -14,6 +14,9 @@ namespace {
 constexpr std::size_t kInterFrameBytes = 8'000;
 constexpr std::int64_t kNanosecondsPerTick = 1'000'000'000 / 90'000;
 
+// By the clock and not by the frame, since a stream pauses while other receivers have their turn.
+std::uint32_t MediaTime() { return static_cast<std::uint32_t>(Stamp::Now() / kNanosecondsPerTick); }
+
 }  // namespace
 
 FrameSender::FrameSender(const Plan& plan)
@@ -25,33 +28,53 @@ FrameSender::FrameSender(const Plan& plan)
 
 FrameSender::~FrameSender() { close(socket_); }
 
+const std::vector<Payload>& FrameSender::PayloadsOf(const StreamState& stream, int index) const {
+  return CodecOf(plan_, index) == sarnevo::CodecMJPEG ? jpeg_
+         : stream.frame % plan_.framesPerSecond == 0  ? key_
+                                                      : inter_;
+}
+
+bool FrameSender::SendPacket(StreamState& stream, int index, std::size_t packet, sockaddr_in& to) {
+  const std::vector<Payload>& payloads = PayloadsOf(stream, index);
+  stream.time = packet == 0 ? MediaTime() : stream.time;
+  if (packet + 1 == payloads.size()) {
+    SendLast(stream, payloads[packet], to);
+    return true;
+  }
+  Prepare(0, stream, payloads[packet], false, to);
+  SendAlone(0);
+  return false;
+}
+
 std::size_t FrameSender::Send(StreamState& stream, int index, sockaddr_in& to) {
-  const std::vector<Payload>& payloads = CodecOf(plan_, index) == sarnevo::CodecMJPEG ? jpeg_
-                                         : stream.frame % plan_.framesPerSecond == 0  ? key_
-                                                                                      : inter_;
-  // By the clock and not by the frame, since a stream pauses while other receivers have their turn.
-  const auto time = static_cast<std::uint32_t>(Stamp::Now() / kNanosecondsPerTick);
+  const std::vector<Payload>& payloads = PayloadsOf(stream, index);
+  stream.time = MediaTime();
   const std::size_t last = payloads.size() - 1;
   for (std::size_t first = 0; first < last; first += kBatch) {
     const std::size_t count = std::min(kBatch, last - first);
     for (std::size_t i = 0; i < count; ++i) {
-      Prepare(i, stream, payloads[first + i], false, time, to);
+      Prepare(i, stream, payloads[first + i], false, to);
     }
     SendPrepared(count, to);
   }
-  Prepare(0, stream, payloads[last], true, time, to);
+  SendLast(stream, payloads[last], to);
+  return payloads.size();
+}
+
+void FrameSender::SendLast(StreamState& stream, const Payload& payload, sockaddr_in& to) {
+  Prepare(0, stream, payload, true, to);
   // The stamp takes the place of the payload's last bytes.
   parts_[0][1].iov_len -= sizeof(stamp_);
   parts_[0][2] = {&stamp_, sizeof(stamp_)};
   stamp_.nanoseconds = Stamp::Now();
   SendAlone(0);
   ++stream.frame;
-  return payloads.size();
 }
 
 void FrameSender::Prepare(std::size_t slot, StreamState& stream, const Payload& payload, bool marker,
-                          std::uint32_t time, sockaddr_in& to) {
+                          sockaddr_in& to) {
   const std::uint16_t sequence = stream.sequence++;
+  const std::uint32_t time = stream.time;
   headers_[slot] = {0x80,
                     static_cast<u8>((marker ? 0x80 : 0) | 26),
                     static_cast<u8>(sequence >> 8),

@@ -16,6 +16,7 @@ namespace kolvex_bench {
 /// Where the sender stands in one stream.
 struct StreamState {
   std::uint16_t sequence = 0;
+  std::uint32_t time = 0;  ///< RTP time stamp of the frame under way
   int frame = 0;
 };
 
@@ -30,13 +31,17 @@ class FrameSender {
   /// All packets but the last in one system call, then the last with the time in it.
   /// @return the number of packets
   std::size_t Send(StreamState& stream, int index, sockaddr_in& to);
+  /// Sends one packet of the frame, counted from 0.
+  /// @return whether it was the last
+  bool SendPacket(StreamState& stream, int index, std::size_t packet, sockaddr_in& to);
 
  private:
   static constexpr std::size_t kRtpHeader = 12;
   static constexpr std::size_t kBatch = 60;  // datagrams; a segmented one of them stays under 64 kB
 
-  void Prepare(std::size_t slot, StreamState& stream, const Payload& payload, bool marker, std::uint32_t time,
-               sockaddr_in& to);
+  const std::vector<Payload>& PayloadsOf(const StreamState& stream, int index) const;
+  void SendLast(StreamState& stream, const Payload& payload, sockaddr_in& to);
+  void Prepare(std::size_t slot, StreamState& stream, const Payload& payload, bool marker, sockaddr_in& to);
   void SendPrepared(std::size_t count, sockaddr_in& to);
   void SendAtOnce(std::size_t count, sockaddr_in& to);
   void SendAlone(std::size_t slot);

@@ -29,25 +29,31 @@ void Expect(double value, double most, const std::string& what, std::vector<std:
 
 std::vector<std::string> Violations(const nlohmann::json& rows, const Limits& limits) {
   std::vector<std::string> violations;
-  int packetPaths = 0;
+  int judged = 0;
   for (const auto& row : rows) {
     const std::string name = row["receiver"];
+    const bool paced = row["distanceUs"] > 0;
     if (name.starts_with("bare")) {
       continue;
     }
-    if (name == kPacketPath) {
-      ++packetPaths;
-      Expect(row["ratio"]["median"], limits.packetPathRatio,
-             name + ", processor time against the bare receiver", violations);
+    const std::string what = name + (paced ? ", packets one after another" : "");
+    if (paced || name == kPacketPath) {
+      ++judged;
+      Expect(row["ratio"]["median"], paced ? limits.pacedRatio : limits.packetPathRatio,
+             what + ", processor time against the bare receiver", violations);
     }
     if (row["framesPercent"] < 50) {
       throw std::runtime_error("too few frames came to judge by");
     }
-    Expect(CallsOf(row), limits.callsPerPacket, name + ", system calls per packet", violations);
-    Expect(row["allocationsPerPacket"], limits.allocationsPerPacket, name + ", allocations per packet",
+    if (paced) {
+      Expect(row["waitsPerPacket"], limits.pacedWaitsPerPacket, what + ", waits per packet", violations);
+    }
+    Expect(CallsOf(row), paced ? limits.pacedCallsPerPacket : limits.callsPerPacket,
+           what + ", system calls per packet", violations);
+    Expect(row["allocationsPerPacket"], limits.allocationsPerPacket, what + ", allocations per packet",
            violations);
   }
-  if (packetPaths == 0) {
+  if (judged == 0) {
     throw std::runtime_error("the packet path wasn't measured");
   }
   return violations;

@@ -10,6 +10,9 @@ namespace kolvex_bench {
 struct Limits {
   double packetPathRatio = 1.5;         ///< up to the whole frame, processor time against the bare receiver
   double callsPerPacket = 1.1;          ///< system calls: one receive, and what the workers do once a second
+  double pacedRatio = 0.8;              ///< the same of packets that come one after another, up to OnFrame
+  double pacedWaitsPerPacket = 0.25;    ///< sleeps and waits in the receive; the bare receiver has about one
+  double pacedCallsPerPacket = 1.3;     ///< receives: one for each packet, and a look before each wait
   double allocationsPerPacket = 0.001;  ///< none; a worker may take something once in a while
 };
 

@@ -12,6 +12,7 @@ namespace kolvex_bench {
 enum class Arrival {
   Burst,     ///< faster than they can be taken, so that they wait in the socket
   OneByOne,  ///< each by a call of its own, so that a receiver may fall asleep in front of each
+  Paced,     ///< as cameras send them: at a distance, the streams between each other
   Joined,  ///< as one large datagram, which a receiver may take whole (UDP_GRO); others get it cut at the socket
 };
 
@@ -22,6 +23,7 @@ struct Plan {
   std::size_t frameBytes = 40'000;  ///< of a JPEG frame and an MPEG-4 key frame
   bool mixed = false;               ///< every second stream is MPEG-4, one key frame a second
   Arrival arrival = Arrival::Burst;
+  int distanceUs = 0;  ///< paced: between two packets of a frame
 };
 
 constexpr int kMaxStreams = 500;

@@ -34,8 +34,9 @@ std::string Delays(const nlohmann::json& row) {
 }
 
 std::string Streams(const nlohmann::json& row) {
-  return Text("%d x %d/s%s", row["streams"].get<int>(), row["framesPerSecond"].get<int>(),
-              row["mixed"].get<bool>() ? " mixed" : "");
+  const int distance = row["distanceUs"];
+  return Text("%d x %d/s%s%s", row["streams"].get<int>(), row["framesPerSecond"].get<int>(),
+              row["mixed"].get<bool>() ? " mixed" : "", distance > 0 ? Text(", %d us", distance).c_str() : "");
 }
 
 void PrintCost(const nlohmann::json& row) {

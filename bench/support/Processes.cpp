@@ -1,6 +1,7 @@
 #include "support/Processes.h"
 
 #include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -101,6 +102,21 @@ void Processes::Check(const std::string& name) {
       throw std::runtime_error(name + " has ended");
     }
   }
+}
+
+void StayOn(Side side) {
+  const long last = sysconf(_SC_NPROCESSORS_ONLN) - 1;
+  if (last < 1) {
+    return;
+  }
+  cpu_set_t own;
+  CPU_ZERO(&own);
+  for (long i = 0; i <= last; ++i) {
+    if ((i == last) == (side == Side::Sender)) {
+      CPU_SET(static_cast<std::size_t>(i), &own);
+    }
+  }
+  sched_setaffinity(0, sizeof(own), &own);
 }
 
 void AllowDescriptors() {

@@ -33,6 +33,11 @@ class Processes {
   std::vector<pid_t> ids_;
 };
 
+/// Sender and receivers have processors of their own, as camera and server have: the sender the last one.
+enum class Side { Sender, Receivers };
+/// This process, and those that it makes from now on, stay on that side's processors. With one processor nothing happens.
+void StayOn(Side side);
+
 /// Raises this process's limit of open descriptors as far as it may.
 void AllowDescriptors();
 /// Whether a program of this name is in the search path.

@@ -13,10 +13,17 @@ std::uint64_t UtcFileTime() noexcept;
 /// UTC in whole seconds since 1 January 1970.
 std::uint32_t UtcSeconds() noexcept;
 
-/// Milliseconds of a clock that never jumps; only differences mean something.
+/// A clock that never jumps; only differences mean something.
+Nanoseconds MonotonicTime() noexcept;
+/// The same clock's milliseconds.
 std::uint64_t MonotonicMilliseconds() noexcept;
 
 /// Blocks the calling thread for @p duration; 0 only yields.
-void Sleep(Milliseconds duration) noexcept;
+void Sleep(Nanoseconds duration) noexcept;
+/// Blocks the calling thread until MonotonicTime has reached @p time.
+void SleepUntil(Nanoseconds time) noexcept;
+/// From now on the calling thread's sleeps end within microseconds of their time. Without this the system may end them
+/// some 50 us late, so as to wake up once for several. A wish that not every system grants.
+void SleepPrecisely() noexcept;
 
 }  // namespace sarnevo::platform

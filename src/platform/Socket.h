@@ -98,6 +98,8 @@ class Socket {
   /// ReceiveFrom for a socket with JoinDatagrams. @p into has room for 65,536 bytes, which is more than ever come
   /// in one piece; what doesn't fit gives TooLong and is gone, all that was joined.
   JoinedDatagrams ReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
+  /// ReceiveJoined without waiting: WouldBlock when none is there.
+  JoinedDatagrams TryReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
   /// ReceiveFrom without waiting: WouldBlock when none is there.
   ReceiveResult TryReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
 

@@ -1,7 +1,5 @@
 #include "protocols/BurstPace.h"
 
-#include <algorithm>
-
 namespace sarnevo {
 
 void BurstPace::Begin(Nanoseconds now, u32 bytes) noexcept {
@@ -9,6 +7,7 @@ void BurstPace::Begin(Nanoseconds now, u32 bytes) noexcept {
   count_ = 0;
   weight_ = 0;
   countAtSleep_ = 0;
+  lookedAt_ = Nanoseconds{0};
   Add(bytes);
 }
 
@@ -17,46 +16,60 @@ void BurstPace::Add(u32 bytes) noexcept {
   weight_ += bytes + kOverheadBytes;
 }
 
-// The smaller of the last two: a single large burst, such as a key frame between small ones, mustn't make those
-// after it late. One that is larger than expected is waited for.
-u32 BurstPace::Expected() const noexcept { return std::min(lastCounts_[0], lastCounts_[1]); }
-
-BurstPace::Nanoseconds BurstPace::Moment(Nanoseconds now) noexcept {
-  if (!saves_ || count_ == countAtSleep_) {
-    return Nanoseconds{
-        0};  // the last sleep brought nothing: whatever this is, it isn't the pace of the last bursts
+std::optional<BurstPace::Nanoseconds> BurstPace::SleepUntil(Nanoseconds now) noexcept {
+  // The last sleep brought nothing: whatever this is, it isn't the pace of the last bursts.
+  saves_ = saves_ && count_ != countAtSleep_;
+  if (!saves_) {
+    return std::nullopt;
   }
   const Nanoseconds elapsed = now - began_;
-  if (count_ > 1) {
-    gap_ = std::min(gap_, elapsed / (count_ - 1));  // they have come by now, at the latest
+  if (countAtSleep_ != 0) {
+    lookedAt_ = elapsed;
+    countThen_ = count_;
+    // They come far faster than before, and the buffer has its limit.
+    if (elapsed / count_ < gap_ / 2) {
+      gap_ = elapsed / count_;
+    }
   }
-  const Nanoseconds least = std::max(kShortest, 2 * gap_);
-  const Nanoseconds longest = Longest();
-  if (longest < least) {
-    return Nanoseconds{0};
-  }
-  // What is left in equal parts. A burst that is overdue may end with every datagram; the longer it has been going on
-  // since then, the longer it probably will.
-  const Nanoseconds left = Due() - elapsed;
-  const Nanoseconds moment =
-      left > Nanoseconds{0} ? left / ((left + longest - Nanoseconds{1}) / longest) : std::min(-left, longest);
-  if (moment < least) {
-    return Nanoseconds{0};
+  const Nanoseconds wanted = count_ < Expected() ? Left(elapsed) : Overdue();
+  const Nanoseconds until = wanted <= Longest() ? now + wanted : Shared(now, Longest());
+  if (until < now + Least()) {
+    return std::nullopt;
   }
   countAtSleep_ = count_;
-  return moment;
+  return until;
 }
 
+// Sleeps that needn't end at a certain moment end together with those of other streams: a processor that wakes up once
+// for several of them has less to do.
+BurstPace::Nanoseconds BurstPace::Shared(Nanoseconds now, Nanoseconds longest) noexcept {
+  const Nanoseconds latest = now + longest;
+  const Nanoseconds shared = latest - latest % kBeat;
+  return shared >= now + longest / 2 ? shared : latest;
+}
+
+// Until the last datagram is due: by the time since the first one, as far as that goes with how many are still missing.
+BurstPace::Nanoseconds BurstPace::Left(Nanoseconds elapsed) const noexcept {
+  const Nanoseconds missing = gap_ * (Expected() - count_);
+  return std::clamp(gap_ * (Expected() - 1) - elapsed, missing - gap_, missing);
+}
+
+// A burst that is longer than expected may end with every datagram; the more there were, the more there will be.
+BurstPace::Nanoseconds BurstPace::Overdue() const noexcept { return gap_ * (count_ - Expected()) / 2; }
+
 void BurstPace::End(Nanoseconds now, bool waitedFor) noexcept {
-  const u32 gaps = std::max<u32>(count_ - 1, 1);
-  const Nanoseconds measured = (now - began_) / gaps;
-  // When it came during a sleep, it came earlier than known. The next sleep is a little shorter, until a last datagram
-  // has to be waited for again.
-  gap_ = waitedFor ? measured : std::min(gap_ - gap_ / 32, measured);
+  if (waitedFor) {
+    Learn((now - began_) / std::max<std::int64_t>(count_ - 1, 1));
+  } else if (lookedAt_ > Nanoseconds{0}) {
+    Learn(lookedAt_ * 2 / (2 * countThen_ - 1));  // the next one was on its way, halfway on average
+  }
   lastCounts_ = {count_, lastCounts_[0]};
-  quarterCount_ = std::int64_t{quarterBytes_} * count_ / weight_;
-  saves_ = Due() >= kShortest && Longest() >= std::max(kShortest, 2 * gap_);
+  quarterCount_ = quarterBytes_ * count_ / weight_;
+  saves_ = gap_ * (Expected() - 1) >= Least() && Longest() >= Least();
   count_ = 0;
 }
+
+// A single burst that was disturbed on its way isn't believed at once; but where nothing is slept, nothing is at stake.
+void BurstPace::Learn(Nanoseconds gap) noexcept { gap_ = saves_ ? (gap_ + gap) / 2 : gap; }
 
 }  // namespace sarnevo

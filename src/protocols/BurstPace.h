@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <optional>
 
 #include "kolvex/Types.h"
 #include "platform/Time.h"
@@ -29,15 +30,15 @@ class BurstPace {
 
   /// A burst is under way: Begin was called, and End wasn't.
   bool IsUnderWay() const noexcept { return count_ != 0; }
-  /// Whether Moment may give anything in this burst, so that it is worth looking what is there before waiting.
+  /// Whether SleepUntil may give anything in this burst, so that it is worth looking what is there before waiting.
   bool Saves() const noexcept { return saves_; }
 
   /// The first datagram of a burst of more than one came.
   void Begin(Nanoseconds now, u32 bytes) noexcept;
   /// A further one.
   void Add(u32 bytes) noexcept;
-  /// Nothing more is there at present. How long to sleep before the next look; 0: wait for the next datagram.
-  Nanoseconds Moment(Nanoseconds now) noexcept;
+  /// Nothing more is there at present. The time to sleep until before the next look; nothing: wait for a datagram.
+  std::optional<Nanoseconds> SleepUntil(Nanoseconds now) noexcept;
   /// The burst is whole.
   /// @param waitedFor  the last datagram was waited for, so that it came now and no earlier
   void End(Nanoseconds now, bool waitedFor) noexcept;
@@ -45,24 +46,34 @@ class BurstPace {
  private:
   // Of a datagram in the socket's buffer, beside its bytes: what the system adds to small ones weighs most.
   static constexpr u32 kOverheadBytes = 512;
+  static constexpr Nanoseconds kBeat{250'000};
 
+  // The smaller of the last two: a single large burst, such as a key frame between small ones, mustn't make those
+  // after it late. One that is larger than expected is waited for.
+  std::int64_t Expected() const noexcept { return std::min(lastCounts_[0], lastCounts_[1]); }
   Nanoseconds Longest() const noexcept { return std::min(kLongest, gap_ * quarterCount_); }
-  Nanoseconds Due() const noexcept { return gap_ * (Expected() - 1); }
-  u32 Expected() const noexcept;
+  // Of a sleep that is worth its call: it saves a wait for a second datagram.
+  Nanoseconds Least() const noexcept { return std::max(kShortest, 2 * gap_); }
+  Nanoseconds Left(Nanoseconds elapsed) const noexcept;
+  Nanoseconds Overdue() const noexcept;
+  static Nanoseconds Shared(Nanoseconds now, Nanoseconds longest) noexcept;
+  void Learn(Nanoseconds gap) noexcept;
 
-  const u32 quarterBytes_;
+  const std::int64_t quarterBytes_;
 
   // The burst under way.
   Nanoseconds began_{0};
-  u32 count_ = 0;            // datagrams so far
-  std::int64_t weight_ = 0;  // bytes that they take in the socket's buffer
-  u32 countAtSleep_ = 0;     // 0: no sleep yet
+  std::int64_t count_ = 0;         // datagrams so far
+  std::int64_t weight_ = 0;        // bytes that they take in the socket's buffer
+  std::int64_t countAtSleep_ = 0;  // 0: no sleep yet
+  Nanoseconds lookedAt_{0};  // the last look behind a sleep, since the first datagram, and their number then
+  std::int64_t countThen_ = 0;
 
   // The bursts before.
   bool saves_ = false;
-  Nanoseconds gap_{0};               // between two datagrams
-  std::int64_t quarterCount_ = 0;    // datagrams of that kind that fill a quarter of the buffer
-  std::array<u32, 2> lastCounts_{};  // datagrams of the last two
+  Nanoseconds gap_{0};                        // between two datagrams
+  std::int64_t quarterCount_ = 0;             // datagrams of that kind that fill a quarter of the buffer
+  std::array<std::int64_t, 2> lastCounts_{};  // datagrams of the last two
 };
 
 }  // namespace sarnevo

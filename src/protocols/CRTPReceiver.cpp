@@ -25,8 +25,11 @@ void CRTPReceiver::DataReceived(CUDPPort* port, const sockaddr_in* from, u8* dat
     return;
   }
   const std::optional<CRTPPacket> packet = ParseRtpHeader({data, size});
-  IRTPReceiverUser* const user = user_.load(std::memory_order_acquire);
-  if (packet && user != nullptr) {
+  if (!packet) {
+    return;
+  }
+  port_.MoreFollows(packet->marker == 0);
+  if (IRTPReceiverUser* const user = user_.load(std::memory_order_acquire)) {
     user->PacketReceived(this, from, &*packet);
   }
 }

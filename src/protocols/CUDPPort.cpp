@@ -6,10 +6,12 @@
 #include <mutex>
 #include <new>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <utility>
 
 #include "platform/Clock.h"
+#include "protocols/BurstPace.h"
 #include "protocols/HeldPorts.h"
 
 namespace sarnevo {
@@ -44,6 +46,19 @@ std::optional<SocketAddress> LocalAddress(const char* address, u16 port) noexcep
   return length >= 7 && length <= 15 ? SocketAddress::Parse(address, port) : std::nullopt;
 }
 
+u32 BufferBytes(u32 readSize) noexcept {
+  return static_cast<u32>(std::min(readSize * kReceiveBufferPackets, kMaxReceiveBuffer));
+}
+
+// Lets datagrams gather. False when it is better to wait for the next one.
+bool SleepInBurst(BurstPace& pace) noexcept {
+  const auto until = pace.SleepUntil(platform::MonotonicTime());
+  if (until) {
+    platform::SleepUntil(*until);
+  }
+  return until.has_value();
+}
+
 }  // namespace
 
 // What one receive thread works with. The thread's own body owns it, so that it lives exactly as long as the
@@ -52,17 +67,39 @@ struct CUDPPort::Receiving {
   // Of the calling thread; null on any other.
   static thread_local Receiving* current;
 
+  const CUDPPort* const port;               // only compared
   const std::shared_ptr<const void> owner;  // of the port
   const std::unique_ptr<u8[]> buffer = std::make_unique_for_overwrite<u8[]>(kMaxDatagramBytes);
   u32 size = 0;       // bytes of a datagram that are taken, as the read size was when it was last followed
   bool left = false;  // a callback has closed the port: don't touch it any more
 
-  explicit Receiving(std::shared_ptr<const void> theOwner) : owner(std::move(theOwner)) {}
+  BurstPace pace;
+  bool more = false;  // of the burst that the last datagram belongs to follows
+  bool waits = true;  // the next receive waits for a datagram, and the last one has
+
+  Receiving(const CUDPPort* thePort, std::shared_ptr<const void> theOwner, u32 bufferBytes)
+      : port(thePort), owner(std::move(theOwner)), pace(bufferBytes) {}
+  // A datagram was handed over.
+  void Pace(u32 bytes) noexcept;
   // Another thread doesn't wait for one that was let go, and may have opened the port again.
   bool HasLeft() const noexcept { return left || own_thread::IsLetGo(); }
 };
 
 thread_local CUDPPort::Receiving* CUDPPort::Receiving::current = nullptr;
+
+// A datagram that is a burst by itself costs no look at the clock.
+void CUDPPort::Receiving::Pace(u32 bytes) noexcept {
+  if (!pace.IsUnderWay()) {
+    if (more) {
+      pace.Begin(platform::MonotonicTime(), bytes);
+    }
+    return;
+  }
+  pace.Add(bytes);
+  if (!more) {
+    pace.End(platform::MonotonicTime(), waits);
+  }
+}
 
 CUDPPort::CUDPPort(Milliseconds timeout) noexcept
     : timeoutSeconds_(static_cast<u32>(timeout.count() / 1000)),
@@ -101,9 +138,8 @@ CUDPPort::OpenResult CUDPPort::OpenSocket(const SocketAddress& local) noexcept {
   if (!socket_.IsOpen()) {
     return NoSocket;
   }
-  const u64 wanted = u64{readSize_.load(std::memory_order_relaxed)} * kReceiveBufferPackets;
   const Milliseconds timeout{u64{timeoutSeconds_} * 1000 + timeoutMicroseconds_ / 1000};
-  if (!socket_.SetReceiveBuffer(static_cast<u32>(std::min(wanted, kMaxReceiveBuffer))) ||
+  if (!socket_.SetReceiveBuffer(BufferBytes(readSize_.load(std::memory_order_relaxed))) ||
       !socket_.SetReceiveTimeout(timeout)) {
     return ReceiveBufferFailed;
   }
@@ -114,12 +150,14 @@ CUDPPort::OpenResult CUDPPort::OpenSocket(const SocketAddress& local) noexcept {
 bool CUDPPort::StartReceiving() noexcept {
   running_.store(true, std::memory_order_relaxed);
   try {
-    const auto receiving = std::make_shared<Receiving>(owner_.lock());
-    receiving->size = readSize_.load(std::memory_order_relaxed);
+    const u32 readSize = readSize_.load(std::memory_order_relaxed);
+    const auto receiving = std::make_shared<Receiving>(this, owner_.lock(), BufferBytes(readSize));
+    receiving->size = readSize;
     if (thread_.Start(
             "KolvexRTP",
             [this, receiving] {
               Receiving::current = receiving.get();
+              platform::SleepPrecisely();
               Receive(*receiving);
             },
             platform::ThreadPriority::AboveNormal)) {
@@ -184,12 +222,21 @@ void CUDPPort::SetReadSize(u32 bytes) noexcept { readSize_.store(bytes, std::mem
 
 u32 CUDPPort::ReadSize() const noexcept { return readSize_.load(std::memory_order_relaxed); }
 
+void CUDPPort::MoreFollows(bool more) noexcept {
+  if (Receiving::current != nullptr && Receiving::current->port == this) {
+    Receiving::current->more = more;
+  }
+}
+
 // A blocking receive with the socket's own time-out is one system call, whether datagrams wait or not; waiting
-// for readiness first would make it two.
+// for readiness first would make it two. Inside a burst the thread looks first and sleeps for as long as the pace
+// says, which is never long enough for a Close to feel.
 void CUDPPort::Receive(Receiving& receiving) {
+  const std::span<u8> room(receiving.buffer.get(), kMaxDatagramBytes);
   SocketAddress from;
   while (running_.load(std::memory_order_relaxed)) {
-    const JoinedDatagrams got = socket_.ReceiveJoined({receiving.buffer.get(), kMaxDatagramBytes}, from);
+    const JoinedDatagrams got =
+        receiving.waits ? socket_.ReceiveJoined(room, from) : socket_.TryReceiveJoined(room, from);
     if (!running_.load(std::memory_order_relaxed)) {
       return;
     }
@@ -201,6 +248,9 @@ void CUDPPort::Receive(Receiving& receiving) {
           return;
         }
         HandOver(receiving, got, from);
+        break;
+      case SocketError::WouldBlock:
+        receiving.waits = !SleepInBurst(receiving.pace);
         break;
       case SocketError::TimedOut:
         if (user != nullptr) {
@@ -237,7 +287,9 @@ void CUDPPort::HandOver(Receiving& receiving, const JoinedDatagrams& got, Socket
     if (receiving.HasLeft()) {
       return;
     }
+    receiving.Pace(static_cast<u32>(size));
   }
+  receiving.waits = !receiving.more || !receiving.pace.Saves();
 }
 
 // A datagram that is larger than the read size is lost, and the next one of its kind finds more room.

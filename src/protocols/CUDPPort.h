@@ -18,8 +18,10 @@ namespace sarnevo {
 
 /// A bound UDP socket with a receive thread of its own, which hands each datagram to an IUDPPortUser.
 ///
-/// At most one system call, no lock and no allocation per datagram. Any thread may call any operation. A closed
-/// port can be opened again.
+/// No lock and no allocation per datagram, and one system call. While a burst comes in, of which the user says that it
+/// goes on (MoreFollows), the thread lets datagrams gather instead of waking up for each (BurstPace).
+///
+/// Any thread may call any operation. A closed port can be opened again.
 class CUDPPort {
  public:
   enum OpenResult : u32 {
@@ -65,6 +67,10 @@ class CUDPPort {
   /// socket's receive buffer at Open.
   void SetReadSize(u32 bytes) noexcept;
   u32 ReadSize() const noexcept;
+
+  /// Said by the user inside DataReceived, for this datagram and until it says otherwise: whether more of the same
+  /// burst is on its way. False at Open. On any other thread it does nothing.
+  void MoreFollows(bool more) noexcept;
 
  private:
   struct Receiving;

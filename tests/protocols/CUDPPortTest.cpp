@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <thread>
 #include <string>
 #include <thread>
 #include <vector>
@@ -34,6 +35,9 @@ class FakeUser : public IUDPPortUser {
   void DataReceived(CUDPPort* port, const sockaddr_in* from, u8* data, u32 size) override {
     calls.Add("DataReceived " + std::to_string(size) + " byte " + std::to_string(data[size - 1]) + " from " +
               std::to_string(ntohl(from->sin_addr.s_addr) & 0xFF));
+    if (burstEndsWith != 0) {
+      port->MoreFollows(size != burstEndsWith);
+    }
     if (size == reopensAt) {
       EXPECT_TRUE(port->Close());
       EXPECT_EQ(port->Open(kLocal, 0), CUDPPort::Opened);
@@ -43,7 +47,8 @@ class FakeUser : public IUDPPortUser {
   void ReceiveTimeout() override { calls.Add("ReceiveTimeout"); }
   void SocketClosed(CUDPPort*) override { calls.Add("SocketClosed"); }
 
-  std::atomic<u32> reopensAt{0};  // the size of a datagram
+  std::atomic<u32> reopensAt{0};      // the size of a datagram
+  std::atomic<u32> burstEndsWith{0};  // the size of a datagram; 0: nothing is said of bursts
   kolvex_test::HostLog calls;
 };
 
@@ -160,6 +165,29 @@ TEST_F(CUDPPortTest, DatagramsThatTravelTogetherAreHandedOverOneByOne) {
   ASSERT_TRUE(user.calls.WaitFor("open again"));
   EXPECT_TRUE(WaitForThreads(1)) << "the new one";
   EXPECT_EQ(user.calls.Count("DataReceived 1200 byte 2"), 1U) << "nothing comes behind a Close";
+}
+
+// The thread sleeps while they come in.
+TEST_F(CUDPPortTest, BurstsArriveWholeAndOneThatBreaksOffTimesOut) {
+  user.burstEndsWith = 20;
+  Open(100ms);
+  std::string all;
+  for (u8 burst = 1; burst <= 10; ++burst) {
+    for (std::size_t size = 1; size <= 20; ++size) {
+      Send(size, burst);
+      all += "DataReceived " + std::to_string(size) + " byte " + std::to_string(burst) + " from 9\n";
+      std::this_thread::sleep_for(100us);  // as a camera does
+    }
+    ASSERT_TRUE(user.calls.WaitFor("DataReceived 20 byte " + std::to_string(burst)));
+  }
+  Send(1, 11);
+  Send(2, 11);
+  EXPECT_TRUE(user.calls.WaitFor("ReceiveTimeout"));
+  EXPECT_EQ(user.calls.Text().substr(0, all.size()), all);
+  Send(3, 11);
+  EXPECT_TRUE(user.calls.WaitFor("DataReceived 3 byte 11"));
+  EXPECT_TRUE(port->Close());
+  EXPECT_TRUE(WaitForThreads(0));
 }
 
 TEST_F(CUDPPortTest, EachTimeOutIsReportedAndALostSocketEndsReception) {

@@ -4,11 +4,13 @@
 #include <ctime>
 
 #include <sched.h>
+#include <sys/prctl.h>
 
 namespace sarnevo::platform {
 
 namespace {
 
+constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr std::uint64_t kUnitsPerSecond = 10'000'000;
 // Seconds from 1 January 1601 to 1 January 1970.
 constexpr std::uint64_t kEpochShift = 11'644'473'600;
@@ -29,21 +31,34 @@ std::uint64_t UtcFileTime() noexcept {
 
 std::uint32_t UtcSeconds() noexcept { return static_cast<std::uint32_t>(Now(CLOCK_REALTIME).tv_sec); }
 
-std::uint64_t MonotonicMilliseconds() noexcept {
+Nanoseconds MonotonicTime() noexcept {
   const timespec now = Now(CLOCK_MONOTONIC);
-  return static_cast<std::uint64_t>(now.tv_sec) * 1000 + static_cast<std::uint64_t>(now.tv_nsec) / 1'000'000;
+  return Nanoseconds{now.tv_sec * kNanosecondsPerSecond + now.tv_nsec};
 }
 
-void Sleep(Milliseconds duration) noexcept {
+std::uint64_t MonotonicMilliseconds() noexcept {
+  return static_cast<std::uint64_t>(std::chrono::duration_cast<Milliseconds>(MonotonicTime()).count());
+}
+
+void Sleep(Nanoseconds duration) noexcept {
   if (duration.count() <= 0) {
     sched_yield();
     return;
   }
-  timespec left{};
-  left.tv_sec = static_cast<time_t>(duration.count() / 1000);
-  left.tv_nsec = static_cast<long>(duration.count() % 1000) * 1'000'000;
-  while (clock_nanosleep(CLOCK_MONOTONIC, 0, &left, &left) == EINTR) {
+  SleepUntil(MonotonicTime() + duration);
+}
+
+void SleepUntil(Nanoseconds time) noexcept {
+  timespec end{};
+  end.tv_sec = static_cast<time_t>(time.count() / kNanosecondsPerSecond);
+  end.tv_nsec = static_cast<long>(time.count() % kNanosecondsPerSecond);
+  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
   }
+}
+
+void SleepPrecisely() noexcept {
+  constexpr unsigned long kSlackNanoseconds = 1000;
+  static_cast<void>(prctl(PR_SET_TIMERSLACK, kSlackNanoseconds, 0UL, 0UL, 0UL));
 }
 
 }  // namespace sarnevo::platform

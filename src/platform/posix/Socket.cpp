@@ -125,12 +125,12 @@ ssize_t ReceiveWithin(int descriptor, Milliseconds timeout, Receive receive) noe
 }
 
 // What a call that asked for the whole size of the datagram (MSG_TRUNC), so that one that was cut shows, has given.
-ReceiveResult DatagramOf(ssize_t count, std::span<const std::uint8_t> into, SocketError onNothing) noexcept {
+ReceiveResult DatagramOf(ssize_t count, std::size_t room, SocketError onNothing) noexcept {
   if (count < 0) {
     const SocketError error = FromErrno(errno);
     return {0, error == SocketError::WouldBlock ? onNothing : error};
   }
-  if (static_cast<std::size_t>(count) > into.size()) {
+  if (static_cast<std::size_t>(count) > room) {
     return {0, SocketError::TooLong};
   }
   return {static_cast<std::size_t>(count), SocketError::None};
@@ -142,19 +142,49 @@ ssize_t ReceiveDatagram(int descriptor, std::span<std::uint8_t> into, SocketAddr
                   reinterpret_cast<sockaddr*>(from.Get()), &size);
 }
 
-// How large the datagrams are that were joined to @p bytes, as the control message of UDP_GRO tells; without one it
-// is a single datagram.
-std::size_t SizeOfEach(msghdr& message, std::size_t bytes) noexcept {
-  for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
-    int size = 0;
-    if (part->cmsg_level == IPPROTO_UDP && part->cmsg_type == UDP_GRO &&
-        part->cmsg_len >= CMSG_LEN(sizeof(size))) {
-      std::memcpy(&size, CMSG_DATA(part), sizeof(size));
-      return size > 0 ? static_cast<std::size_t>(size) : bytes;
-    }
+// One receive of datagrams that the system may have joined (UDP_GRO). Points into itself, so that it stays where it is.
+class JoinedReceive {
+ public:
+  JoinedReceive(std::span<std::uint8_t> into, SocketAddress& from) noexcept
+      : room_{into.data(), into.size()}, from_(from) {}
+  JoinedReceive(const JoinedReceive&) = delete;
+  JoinedReceive& operator=(const JoinedReceive&) = delete;
+
+  ssize_t Call(int descriptor, int flags) noexcept {
+    message_ = {.msg_name = from_.Get(),
+                .msg_namelen = sizeof(sockaddr_in),
+                .msg_iov = &room_,
+                .msg_iovlen = 1,
+                .msg_control = control_,
+                .msg_controllen = sizeof(control_),
+                .msg_flags = 0};
+    return recvmsg(descriptor, &message_, flags | MSG_TRUNC);
   }
-  return bytes;
-}
+
+  JoinedDatagrams Result(ssize_t count, SocketError onNothing) noexcept {
+    const ReceiveResult got = DatagramOf(count, room_.iov_len, onNothing);
+    return {got.count, got.error == SocketError::None ? SizeOfEach(got.count) : 0, got.error};
+  }
+
+ private:
+  // As the control message tells; without one it is a single datagram.
+  std::size_t SizeOfEach(std::size_t bytes) noexcept {
+    for (cmsghdr* part = CMSG_FIRSTHDR(&message_); part != nullptr; part = CMSG_NXTHDR(&message_, part)) {
+      int size = 0;
+      if (part->cmsg_level == IPPROTO_UDP && part->cmsg_type == UDP_GRO &&
+          part->cmsg_len >= CMSG_LEN(sizeof(size))) {
+        std::memcpy(&size, CMSG_DATA(part), sizeof(size));
+        return size > 0 ? static_cast<std::size_t>(size) : bytes;
+      }
+    }
+    return bytes;
+  }
+
+  iovec room_;
+  SocketAddress& from_;
+  alignas(cmsghdr) std::byte control_[CMSG_SPACE(sizeof(int))];
+  msghdr message_;
+};
 
 }  // namespace
 
@@ -279,37 +309,25 @@ ReceiveResult Socket::Receive(std::span<std::uint8_t> into) noexcept {
 ReceiveResult Socket::ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
   const ssize_t count = ReceiveWithin(
       descriptor_, receiveTimeout_, [&](int flags) { return ReceiveDatagram(descriptor_, into, from, flags); });
-  return DatagramOf(count, into, SocketError::TimedOut);
+  return DatagramOf(count, into.size(), SocketError::TimedOut);
 }
 
 JoinedDatagrams Socket::ReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
-  iovec room{into.data(), into.size()};
-  alignas(cmsghdr) std::byte control[CMSG_SPACE(sizeof(int))];
-  msghdr message{};
-  const ssize_t count = ReceiveWithin(descriptor_, receiveTimeout_, [&](int flags) {
-    message = {.msg_name = from.Get(),
-               .msg_namelen = sizeof(sockaddr_in),
-               .msg_iov = &room,
-               .msg_iovlen = 1,
-               .msg_control = control,
-               .msg_controllen = sizeof(control),
-               .msg_flags = 0};
-    return recvmsg(descriptor_, &message, flags | MSG_TRUNC);
-  });
-  if (count < 0) {
-    const SocketError error = FromErrno(errno);
-    return {0, 0, error == SocketError::WouldBlock ? SocketError::TimedOut : error};
-  }
-  const auto bytes = static_cast<std::size_t>(count);
-  if (bytes > into.size()) {
-    return {0, 0, SocketError::TooLong};
-  }
-  return {bytes, SizeOfEach(message, bytes), SocketError::None};
+  JoinedReceive joined(into, from);
+  const ssize_t count =
+      ReceiveWithin(descriptor_, receiveTimeout_, [&](int flags) { return joined.Call(descriptor_, flags); });
+  return joined.Result(count, SocketError::TimedOut);
+}
+
+JoinedDatagrams Socket::TryReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
+  JoinedReceive joined(into, from);
+  const ssize_t count = Retried([&] { return joined.Call(descriptor_, MSG_DONTWAIT); });
+  return joined.Result(count, SocketError::WouldBlock);
 }
 
 ReceiveResult Socket::TryReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
   const ssize_t count = Retried([&] { return ReceiveDatagram(descriptor_, into, from, MSG_DONTWAIT); });
-  return DatagramOf(count, into, SocketError::WouldBlock);
+  return DatagramOf(count, into.size(), SocketError::WouldBlock);
 }
 
 std::optional<std::string> LocalHostName() {
