@@ -13,12 +13,13 @@
 #include "Place.h"
 #include "ProgramEnd.h"
 #include "Subcommand.h"
+#include "Text.h"
 
 namespace kolvex_host {
 
 namespace {
 
-constexpr AddSubcommand* kSubcommands[] = {AddQuery, AddCapture, AddIo, AddPtz};
+constexpr AddSubcommand* kSubcommands[] = {AddQuery, AddSnapshot, AddCapture, AddIo, AddPtz};
 
 constexpr const char* kFooter = R"(
 From an address to pictures:
@@ -66,8 +67,11 @@ std::string SentenceOf(const CLI::ParseError& error, const CLI::App& app) {
   if (!extras.empty()) {
     const std::string& word = extras.front();
     if (word.starts_with("-")) {
-      return fmt::format("There is no option {}; {} --help lists them.", Quoted(word.substr(0, word.find('='))),
-                         command->get_name());
+      // The name alone: of -pSECRET that is one letter.
+      return fmt::format(
+          "There is no option {}; {} --help lists them.",
+          kolvex_tools::Shown(word.starts_with("--") ? word.substr(0, word.find('=')) : word.substr(0, 2)),
+          command->get_name());
     }
     if (!command->get_subcommands(nullptr).empty()) {
       std::string names;
