@@ -22,6 +22,7 @@ class StreamModel {
   /// The stream has just begun, or lost packets.
   void Lose() {
     waiting_ = true;
+    start_ = Start::None;
     parts_.clear();
   }
   void SetLast(std::uint16_t sequence) { last_ = sequence; }
@@ -65,7 +66,7 @@ class StreamModel {
   /// What was told with an MPEG-4 key frame, for it and those that follow.
   std::uint32_t width = 0;
   std::uint32_t height = 0;
-  bool IsKey() const { return start_ == Start::Key; }
+  bool IsKey() const { return key_; }
 
  private:
   enum class Start { None, Key, Inter };
@@ -123,16 +124,19 @@ class StreamModel {
     if (frame.empty()) {
       return std::nullopt;
     }
-    if (start_ == Start::Key) {
+    key_ = start_ == Start::Key;
+    if (key_) {
       const auto size = sarnevo::ParseMpeg4Header(frame);
       if (!size) {
-        waiting_ = true;
+        Lose();
         return std::nullopt;
       }
       width = size->width;
       height = size->height;
     }
-    waiting_ = !arrives || (answer & (FrameHost::Throws | FrameHost::Refuses)) != 0;
+    if (!arrives || (answer & (FrameHost::Throws | FrameHost::Refuses)) != 0) {
+      Lose();
+    }
     return arrives ? std::optional(std::move(frame)) : std::nullopt;
   }
 
@@ -140,6 +144,7 @@ class StreamModel {
   const bool group1_;
   bool waiting_ = true;
   Start start_ = Start::None;
+  bool key_ = false;  // the last frame
   std::uint16_t last_ = 0;
   std::vector<std::vector<std::uint8_t>> parts_;
 };

@@ -11,7 +11,7 @@
 
 #include "simcam/CameraFarm.h"
 
-namespace kolvex_soak {
+namespace kolvex_test {
 
 void StartCameras(int count) {
   int ready[2];
@@ -45,4 +45,4 @@ void StartCameras(int count) {
   close(ready[0]);
 }
 
-}  // namespace kolvex_soak
+}  // namespace kolvex_test

@@ -13,9 +13,9 @@
 #include "kolvex/Exports.h"
 #include "kolvex/ICaptureIOApi.h"
 #include "kolvex/IIPPTZDriver.h"
-#include "Failures.h"
+#include "support/Failures.h"
 
-namespace kolvex_soak {
+namespace kolvex_test {
 
 using namespace sarnevo;
 using namespace sarnevo::ipcapture;
@@ -185,4 +185,4 @@ struct Host : IIPDriverParams,
   void Slot7() override {}
 };
 
-}  // namespace kolvex_soak
+}  // namespace kolvex_test

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <iterator>
 
-namespace kolvex_soak {
+namespace kolvex_test {
 
 inline long CountEntries(const char* folder) {
   return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
@@ -12,4 +12,4 @@ inline long CountEntries(const char* folder) {
 inline long Descriptors() { return CountEntries("/proc/self/fd"); }
 inline long Threads() { return CountEntries("/proc/self/task"); }
 
-}  // namespace kolvex_soak
+}  // namespace kolvex_test

@@ -12,7 +12,7 @@
 #include "Cameras.h"
 #include "Host.h"
 
-namespace kolvex_soak {
+namespace kolvex_test {
 
 namespace {
 
@@ -164,10 +164,10 @@ class Caller {
 
 }  // namespace
 
-}  // namespace kolvex_soak
+}  // namespace kolvex_test
 
 int main(int count, char** arguments) {
-  using namespace kolvex_soak;
+  using namespace kolvex_test;
   if (count < 3) {
     return 2;
   }

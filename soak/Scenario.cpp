@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-namespace kolvex_soak {
+namespace kolvex_test {
 
 namespace {
 
@@ -242,4 +242,4 @@ bool RunScenario(const Library& library, Host& host) {
   return run.good;
 }
 
-}  // namespace kolvex_soak
+}  // namespace kolvex_test

@@ -4,7 +4,7 @@
 
 #include "Host.h"
 
-namespace kolvex_soak {
+namespace kolvex_test {
 
 /// Everything that a host does with one camera, from the query to the deletion of the driver, with short waits.
 /// What may fail for want of something is done again without that want, and must work then. Prints what is
@@ -23,4 +23,4 @@ std::string NamesInList(IIPPTZApi& head);
 /// Where the camera's file lies.
 std::string PresetFile(const Host& host);
 
-}  // namespace kolvex_soak
+}  // namespace kolvex_test

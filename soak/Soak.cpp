@@ -12,7 +12,7 @@
 #include "Process.h"
 #include "Scenario.h"
 
-namespace kolvex_soak {
+namespace kolvex_test {
 
 namespace {
 
@@ -161,4 +161,4 @@ bool Soak(const Library& library, int thousandths) {
   return good;
 }
 
-}  // namespace kolvex_soak
+}  // namespace kolvex_test

@@ -9,7 +9,7 @@
 #include "Process.h"
 #include "Scenario.h"
 
-namespace kolvex_soak {
+namespace kolvex_test {
 
 namespace {
 
@@ -152,4 +152,4 @@ bool Sweep(const Library& library, int step, bool cold) {
   return runner.bad == 0;
 }
 
-}  // namespace kolvex_soak
+}  // namespace kolvex_test

@@ -2,7 +2,7 @@
 
 #include "Host.h"
 
-namespace kolvex_soak {
+namespace kolvex_test {
 
 /// Runs the scenario in a process of its own for each request that the library makes for each resource, which
 /// fails: alone and, unless @p step is beyond 50, with all that follow until the host is told. Of the requests for
@@ -11,4 +11,4 @@ namespace kolvex_soak {
 /// nothing of a run may stay. True when all went well.
 bool Sweep(const Library& library, int step, bool cold);
 
-}  // namespace kolvex_soak
+}  // namespace kolvex_test

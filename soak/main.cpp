@@ -10,7 +10,7 @@
 #include "Sweep.h"
 
 int main(int count, char** arguments) {
-  using namespace kolvex_soak;
+  using namespace kolvex_test;
   if (count < 4) {
     return 2;
   }

@@ -3,12 +3,12 @@
 #include "kolvex/Types.h"
 
 /// One debug message on its way to the host. Lives only during IDebugInfoSink::OnDebugInfo: a host that
-/// wants to keep the text copies it in that call. Stands in the global namespace.
+/// wants to keep the text copies it in that call. In the global namespace.
 class CDebugInfoIf {
  public:
-  virtual ~CDebugInfoIf() = default;  // slot 0
+  virtual ~CDebugInfoIf() = default;  ///< slot 0
   /// A sarnevo::DebugLevel.
-  virtual sarnevo::u8 GetLevel() const = 0;  // slot 1
+  virtual sarnevo::u8 GetLevel() const = 0;  ///< slot 1
   /// The finished text, or null when the message is empty.
-  virtual const char* GetText() const = 0;  // slot 2
+  virtual const char* GetText() const = 0;  ///< slot 2
 };

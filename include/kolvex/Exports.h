@@ -4,6 +4,7 @@
 #include "kolvex/IIPCapabilities.h"
 #include "kolvex/IIPCaptureDriver.h"
 
+/// Marks what the library exports; empty for hosts.
 #if defined(KOLVEX_BUILDING_LIBRARY)
 #define KOLVEX_EXPORT __attribute__((visibility("default")))
 #else
@@ -17,14 +18,21 @@ extern "C" {
 /// A new driver, or null when there is no memory. Contacts no camera. The four names are one function;
 /// the pointer serves as each interface of the IIPCaptureDriver family.
 KOLVEX_EXPORT sarnevo::ipcapture::IIPCaptureDriverEx3* CreateIPCapture();
+/// CreateIPCapture by another name.
 KOLVEX_EXPORT sarnevo::ipcapture::IIPCaptureDriverEx3* CreateIPCaptureEx();
+/// CreateIPCapture by another name.
 KOLVEX_EXPORT sarnevo::ipcapture::IIPCaptureDriverEx3* CreateIPCaptureEx2();
+/// CreateIPCapture by another name.
 KOLVEX_EXPORT sarnevo::ipcapture::IIPCaptureDriverEx3* CreateIPCaptureEx3();
 
-/// Closes and frees a driver. Null is ignored. The four names are one function.
+/// Closes and frees a driver, with the time limits of IIPCaptureDriver::Close. Null is ignored. Any thread may call, from
+/// inside a callback of the driver too. The four names are one function.
 KOLVEX_EXPORT void DeleteIPCapture(sarnevo::ipcapture::IIPCaptureDriver* driver);
+/// DeleteIPCapture by another name.
 KOLVEX_EXPORT void DeleteIPCaptureEx(sarnevo::ipcapture::IIPCaptureDriver* driver);
+/// DeleteIPCapture by another name.
 KOLVEX_EXPORT void DeleteIPCaptureEx2(sarnevo::ipcapture::IIPCaptureDriver* driver);
+/// DeleteIPCapture by another name.
 KOLVEX_EXPORT void DeleteIPCaptureEx3(sarnevo::ipcapture::IIPCaptureDriver* driver);
 
 /// Capability query: what is the camera at an address, what can it do, and which numbered settings does it
@@ -36,12 +44,15 @@ KOLVEX_EXPORT void DeleteIPCaptureEx3(sarnevo::ipcapture::IIPCaptureDriver* driv
 KOLVEX_EXPORT sarnevo::u32 InitCapabilityQuery(sarnevo::ipcapture::ICapabilityObserver* observer,
                                                sarnevo::u8 isNTSC);
 
-/// Finds out the camera's group on the calling thread, which takes as long as two requests may, and reads
-/// the rest on a thread of its own. 1: the query runs, and the observer will hear of its end. 0: it doesn't;
-/// where the address answers like no camera of the family the observer has heard so.
+/// Finds out the camera's group on the calling thread, which takes as long as two requests may (60 s at the most), and
+/// reads the rest on a thread of its own. 1: the query runs, and the observer will hear of its end. 0: no query was
+/// started. The observer has then heard why when the address answers like no camera of the family, and has heard
+/// nothing when a query still runs or there is no memory or no thread.
 /// @param address       dotted IPv4 address or name; null texts count as empty
 /// @param port          HTTP port; 0 means 80
-/// @param capabilities  gets the answer
+/// @param user          empty for none
+/// @param password      empty for none
+/// @param capabilities  gets the answer; not owned
 KOLVEX_EXPORT sarnevo::u32 StartCapabilityQuery(const char* address, sarnevo::u16 port, const char* user,
                                                 const char* password,
                                                 sarnevo::ipcapture::IIPCapabilities* capabilities);
@@ -57,10 +68,12 @@ KOLVEX_EXPORT sarnevo::u32 UninitCapabilityQuery();
 }  // extern "C"
 
 namespace sarnevo::ipcapture {
-using CreateIPCaptureFunction = IIPCaptureDriverEx3*();
-using DeleteIPCaptureFunction = void(IIPCaptureDriver*);
-using InitCapabilityQueryFunction = u32(ICapabilityObserver*, u8);
-using StartCapabilityQueryFunction = u32(const char*, u16, const char*, const char*, IIPCapabilities*);
-using TerminateCapabilityQueryFunction = u32();
-using UninitCapabilityQueryFunction = u32();
+// For the casts of what dlsym gives.
+using CreateIPCaptureFunction = IIPCaptureDriverEx3*();             ///< of CreateIPCapture
+using DeleteIPCaptureFunction = void(IIPCaptureDriver*);            ///< of DeleteIPCapture
+using InitCapabilityQueryFunction = u32(ICapabilityObserver*, u8);  ///< of InitCapabilityQuery
+using StartCapabilityQueryFunction = u32(const char*, u16, const char*, const char*,
+                                         IIPCapabilities*);  ///< of StartCapabilityQuery
+using TerminateCapabilityQueryFunction = u32();              ///< of TerminateCapabilityQuery
+using UninitCapabilityQueryFunction = u32();                 ///< of UninitCapabilityQuery
 }  // namespace sarnevo::ipcapture

@@ -11,29 +11,47 @@ namespace sarnevo::ipcapture {
 /// Any thread may call; calls take turns. No operation reports why it failed.
 class IIPVideoCapture {
  public:
-  virtual ~IIPVideoCapture() = default;  // slot 0
+  virtual ~IIPVideoCapture() = default;  ///< slot 0
   /// The device's number of channels, as the host gave it at Open.
-  virtual u32 GetChannelCount() = 0;  // slot 1
-  /// Starts a channel. True says that the channel runs, not that the camera answers. False for a channel
-  /// of 16 or more and for one whose stream has started. @p sink may be null and is then never called.
-  virtual bool StartCapture(u32 channel, IFrameSink* sink, IIPVideoParams* params) = 0;  // slot 2
-  /// Ends a channel; when it returns nothing of it runs. May block for up to twice the channel's receive
-  /// time-out (10 or 20 s). False when the channel doesn't run.
-  virtual bool StopCapture(u32 channel) = 0;  // slot 3
-  /// Restarts a running channel with another size and frame interval (milliseconds).
-  virtual bool ChangeFormat(u32 channel, IIPResolution* resolution, u32 frameInterval) = 0;  // slot 4
-  virtual u32 Reserved5() = 0;                                                               // slot 5, always 0
-  /// Sets *extra to 0, *text to an empty text if there is room, and *status for a running channel.
-  virtual bool GetChannelStatus(u32 channel, u32* status, u32* extra, char* text, u32 textSize) = 0;  // slot 6
-  virtual bool Reserved7(u32 a, u32 b, u32 c) = 0;  // slot 7, always false
-  virtual bool Reserved8(u32 a, u32 b, u32 c) = 0;  // slot 8, always false
+  virtual u32 GetChannelCount() = 0;  ///< slot 1
+  /// Starts a channel. True says that the channel runs, not that the camera answers. False for a channel of 16 or
+  /// more, for one whose stream has started, and when there is no memory or no thread. Without a thread the channel
+  /// keeps its place and its sink all the same, until StopCapture. Returns at once, but for a channel that runs and
+  /// has no stream yet: that one is stopped first, as by StopCapture.
+  /// @param channel  from 0
+  /// @param sink     not owned; lives until StopCapture or Close has returned; null is never called
+  /// @param params   read only during the call
+  virtual bool StartCapture(u32 channel, IFrameSink* sink, IIPVideoParams* params) = 0;  ///< slot 2
+  /// Ends a channel; when it returns nothing of it runs and its sink isn't called any more. Usually takes 1 s while
+  /// streaming and 3 s in a pause, at the most twice the channel's receive time-out (10 or 20 s) and the farewell to
+  /// the camera (10 s). It waits for OnFrame without a limit. From inside a callback of the channel it doesn't wait
+  /// for that callback. False when the channel doesn't run.
+  virtual bool StopCapture(u32 channel) = 0;  ///< slot 3
+  /// Restarts a running channel with another size and frame interval. Takes as long as StopCapture. False when the
+  /// channel doesn't run or there is no thread.
+  /// @param channel        from 0
+  /// @param resolution     pixels; read only during the call
+  /// @param frameInterval  milliseconds
+  virtual bool ChangeFormat(u32 channel, IIPResolution* resolution, u32 frameInterval) = 0;  ///< slot 4
+  /// Without effect.
+  virtual u32 Reserved5() = 0;  ///< slot 5, always 0
+  /// Sets *extra to 0, *text to an empty text if there is room, and *status for a running channel. False when the
+  /// channel doesn't run. Waits for a StopCapture or ChangeFormat of the same driver on another thread.
+  virtual bool GetChannelStatus(u32 channel, u32* status, u32* extra, char* text,
+                                u32 textSize) = 0;  ///< slot 6
+  /// Without effect.
+  virtual bool Reserved7(u32 a, u32 b, u32 c) = 0;  ///< slot 7, always false
+  /// Without effect.
+  virtual bool Reserved8(u32 a, u32 b, u32 c) = 0;  ///< slot 8, always false
 };
 
 /// The newer form; the same object.
 class IIPVideoCaptureEx : public IIPVideoCapture {
  public:
-  virtual bool Reserved9(u32 a) = 0;   // slot 9, always false
-  virtual bool Reserved10(u32 a) = 0;  // slot 10, always false
+  /// Without effect.
+  virtual bool Reserved9(u32 a) = 0;  ///< slot 9, always false
+  /// Without effect.
+  virtual bool Reserved10(u32 a) = 0;  ///< slot 10, always false
 };
 
 }  // namespace sarnevo::ipcapture

@@ -5,27 +5,28 @@
 /// Fixed-width integers and fixed values that cross the border between the host and the library.
 namespace sarnevo {
 
-using u8 = std::uint8_t;
-using u16 = std::uint16_t;
-using u32 = std::uint32_t;
-using u64 = std::uint64_t;
-using i32 = std::int32_t;
+// Fixed-width integers, as the interfaces use them.
+using u8 = std::uint8_t;    ///< 8 bits
+using u16 = std::uint16_t;  ///< 16 bits
+using u32 = std::uint32_t;  ///< 32 bits
+using u64 = std::uint64_t;  ///< 64 bits
+using i32 = std::int32_t;   ///< 32 bits, signed
 
 /// Codec of a video stream, as IIPConnectionInfo::GetCodec gives it.
 enum Codec : u32 {
-  CodecMJPEG = 1,  ///< RTP/JPEG (RFC 2435), delivered as whole JPEG files (ITU-T T.81)
+  CodecMJPEG = 1,  ///< RTP/JPEG (RFC 2435), delivered as JPEG files (ITU-T T.81)
   CodecMPEG4 = 2,  ///< MPEG-4 Visual elementary stream (ISO/IEC 14496-2)
 };
 
 /// Video standard inside the driver. In numbered setting 3 the text "1" means PAL, anything else NTSC.
 enum VideoStandard : u32 {
-  VideoStandardPAL = 0,
-  VideoStandardNTSC = 1,
+  VideoStandardPAL = 0,   ///< 50 Hz
+  VideoStandardNTSC = 1,  ///< 60 Hz
 };
 
 /// Codes that tell the host what a frame holds: four ASCII characters as a little-endian 32-bit word.
 enum FrameFourCC : u32 {
-  FrameFourCCJPEG = 0x4745504A,        ///< "JPEG", a whole JPEG file
+  FrameFourCCJPEG = 0x4745504A,        ///< "JPEG", a JPEG file
   FrameFourCCMPEG4Key = 0x58564944,    ///< "DIVX", an MPEG-4 frame with the stream's headers
   FrameFourCCMPEG4Inter = 0x49564944,  ///< "DIVI", an MPEG-4 frame that needs the ones before it
 };

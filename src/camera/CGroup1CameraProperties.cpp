@@ -115,7 +115,7 @@ bool CGroup1CameraProperties::ReadProperties(Web::HttpRequest* request, CCameraP
   ReadChannels(*request, *properties, *level);
   const bool read = ReadMacAddress(*request, *level);
   // The thread's own error value: nothing may come between it and the read.
-  const bool refused = Web::LastHttpError() == platform::HttpError::LoginFailure;
+  const bool refused = Web::LastHttpError() == Web::HttpError::LoginFailure;
 
   properties->AddFormat(2);
   properties->AddFormat(4);

@@ -1,12 +1,15 @@
 #include "http/HttpRequest.h"
 
 #include <algorithm>
+#include <exception>
+#include <iterator>
 #include <limits>
 #include <mutex>
-#include <new>
-#include <span>
+#include <numeric>
 #include <utility>
 
+#include "http/BasicCredentials.h"
+#include "http/HttpStatus.h"
 #include "platform/SecureErase.h"
 
 namespace Web {
@@ -16,13 +19,11 @@ namespace {
 using sarnevo::u16;
 using sarnevo::u32;
 using sarnevo::u8;
-using sarnevo::platform::HttpError;
-using sarnevo::platform::HttpExchange;
-using sarnevo::platform::HttpServer;
 using sarnevo::platform::Milliseconds;
+using sarnevo::platform::SecureErase;
 
 constexpr const char* kAgent = "Sarnevo_HttpRequest";
-constexpr u32 kUnauthorized = 401;
+constexpr int kMaxRedirects = 10;
 
 thread_local HttpError lastError = HttpError::None;
 
@@ -37,12 +38,46 @@ u32 Clamped(std::size_t count) noexcept {
   return static_cast<u32>(std::min<std::size_t>(count, std::numeric_limits<u32>::max()));
 }
 
+struct Wiped {
+  explicit Wiped(std::string&& secret) noexcept : text(std::move(secret)) {}
+  ~Wiped() { SecureErase(text); }
+  Wiped(const Wiped&) = delete;
+  Wiped& operator=(const Wiped&) = delete;
+
+  std::string text;
+};
+
 }  // namespace
 
 HttpError LastHttpError() noexcept { return lastError; }
 
+// The owner's stay in an operation. Whoever cancels meanwhile leaves the connection for it to close.
+class HttpRequest::Operation {
+ public:
+  /// @param opens  a new request, which an earlier Cancel doesn't touch
+  Operation(HttpRequest& request, bool opens) noexcept : request_(request) {
+    const std::lock_guard guard(request_.lock_);
+    request_.inUse_ = true;
+    if (opens && !request_.aborted_) {
+      request_.connection_.Open();
+    }
+  }
+  ~Operation() {
+    const std::lock_guard guard(request_.lock_);
+    request_.inUse_ = false;
+    if (request_.connection_.IsCancelled()) {
+      request_.connection_.Close();
+    }
+  }
+  Operation(const Operation&) = delete;
+  Operation& operator=(const Operation&) = delete;
+
+ private:
+  HttpRequest& request_;
+};
+
 HttpRequest::HttpRequest(u32 timeout, u32 maxConnections, u32 codePage)
-    : session_{kAgent, Milliseconds{timeout}, maxConnections, codePage} {}
+    : connection_(Milliseconds{timeout}), maxConnections_(maxConnections), codePage_(codePage) {}
 
 HttpRequest::HttpRequest(const char* host, u16 port, const char* userName, const char* password, u32 timeout,
                          u32 maxConnections, u32 codePage)
@@ -54,9 +89,9 @@ HttpRequest::HttpRequest(const char* host, u16 port, const char* userName, const
 }
 
 HttpRequest::~HttpRequest() {
-  sarnevo::platform::SecureErase(userName_);
-  sarnevo::platform::SecureErase(password_);
-  TakeRequest();
+  SecureErase(userName_);
+  SecureErase(password_);
+  Forget();
 }
 
 bool HttpRequest::SetHost(const char* host) {
@@ -71,7 +106,7 @@ bool HttpRequest::SetPort(u16 port) {
 
 bool HttpRequest::SetUserName(const char* userName) {
   userName_ = TextOrEmpty(userName);
-  keeper_.Drop();
+  Forget();
   return true;
 }
 
@@ -79,8 +114,8 @@ bool HttpRequest::SetPassword(const char* password) {
   // Filled aside and swapped in, so that no growing leaves the old characters behind.
   std::string changed = TextOrEmpty(password);
   password_.swap(changed);
-  sarnevo::platform::SecureErase(changed);
-  keeper_.Drop();
+  SecureErase(changed);
+  Forget();
   return true;
 }
 
@@ -89,61 +124,62 @@ const char* HttpRequest::GetHost() const { return host_.c_str(); }
 u16 HttpRequest::GetPort() const { return port_; }
 
 bool HttpRequest::Send(const char* method, const char* path, bool disableQueryEscape) {
+  const Operation operation(*this, true);
   try {
-    if (!connection_) {
-      if (!sarnevo::platform::IsHttpHost(host_)) {
-        return Ended(HttpError::InvalidRequest);
-      }
-      connection_ = HttpServer{host_, port_};
-    }
-    const std::shared_ptr<HttpExchange> request = OpenRequest();
-    if (!request) {
-      return Ended(HttpError::Cancelled);
-    }
-    request->LimitTo(Milliseconds{timeLimit_});
     const bool hasMethod = method != nullptr && *method != '\0';
-    if (!Ended(request->Send({hasMethod ? method : "GET", TextOrEmpty(path), !disableQueryEscape,
-                              userName_.c_str(), password_.c_str()}))) {
-      return false;
+    HttpError error = Follow(hasMethod ? method : "GET", TextOrEmpty(path), !disableQueryEscape);
+    if (!keepConnection_) {
+      Forget();
     }
-    statusCode_ = request->StatusCode();
-    const std::optional<std::uint64_t> length = request->ContentLength();
-    if (length && *length <= std::numeric_limits<u32>::max()) {
-      contentLength_ = static_cast<u32>(*length);
+    if (error != HttpError::None) {
+      return Ended(connection_.Fail(error));
     }
-    if (statusCode_ == kUnauthorized) {
-      lastError = HttpError::LoginFailure;
-    }
-    return true;
-  } catch (const std::bad_alloc&) {
-    return Ended(HttpError::OutOfResources);
+  } catch (const std::exception&) {
+    return Ended(connection_.Fail(HttpError::OutOfResources));
   }
+  const HttpReply& reply = connection_.Reply();
+  statusCode_ = reply.Status();
+  if (const auto length = reply.ContentLength(); length && *length <= std::numeric_limits<u32>::max()) {
+    contentLength_ = static_cast<u32>(*length);
+  }
+  lastError = statusCode_ == kStatusUnauthorized ? HttpError::LoginFailure : HttpError::None;
+  return true;
 }
 
 u32 HttpRequest::GetStatusCode() const { return statusCode_; }
 
 u32 HttpRequest::GetDataAvailable() {
-  const std::shared_ptr<HttpExchange> request = CurrentRequest();
-  std::size_t count = 0;
-  if (!Ended(request ? request->DataAvailable(count) : HttpError::Cancelled)) {
+  const Operation operation(*this, false);
+  try {
+    return Ended(connection_.AwaitBody()) ? Clamped(connection_.Reply().Body().size()) : 0;
+  } catch (const std::exception&) {
+    Ended(connection_.Fail(HttpError::OutOfResources));
     return 0;
   }
-  return Clamped(count);
 }
 
 bool HttpRequest::Read(void* buffer, u32 size, u32* bytesRead) {
-  std::size_t count = 0;
   if (bytesRead != nullptr) {
     *bytesRead = 0;
   }
   if (buffer == nullptr) {
     return Ended(HttpError::InvalidRequest);
   }
-  const std::shared_ptr<HttpExchange> request = CurrentRequest();
-  if (!Ended(request ? request->Read(std::span(static_cast<u8*>(buffer), size), count)
-                     : HttpError::Cancelled)) {
-    return false;
+  const Operation operation(*this, false);
+  try {
+    if (size == 0 && !connection_.IsCancelled()) {
+      return Ended(HttpError::None);
+    }
+    if (!Ended(connection_.AwaitBody())) {
+      return false;
+    }
+  } catch (const std::exception&) {
+    return Ended(connection_.Fail(HttpError::OutOfResources));
   }
+  const std::span<const u8> ready = connection_.Reply().Body();
+  const std::size_t count = std::min<std::size_t>(size, ready.size());
+  std::copy_n(ready.begin(), count, static_cast<u8*>(buffer));
+  connection_.Consume(count);
   if (bytesRead != nullptr) {
     *bytesRead = static_cast<u32>(count);
   }
@@ -155,16 +191,18 @@ void HttpRequest::SetTimeLimit(u32 milliseconds) { timeLimit_ = milliseconds; }
 void HttpRequest::KeepConnection(bool keep) {
   keepConnection_ = keep;
   if (!keep) {
-    keeper_.Drop();
+    Forget();
+    const std::lock_guard guard(lock_);
+    connection_.LetGo();
   }
 }
 
 void HttpRequest::Cancel() noexcept {
-  // The owner may be in the middle of it. If not, it ends here, and its connection with it.
-  if (const std::shared_ptr<HttpExchange> request = TakeRequest()) {
-    request->Close();
+  const std::lock_guard guard(lock_);
+  connection_.Cancel();
+  if (!inUse_) {
+    connection_.Close();
   }
-  keeper_.Drop();
 }
 
 void HttpRequest::Abort() noexcept {
@@ -180,23 +218,84 @@ void HttpRequest::Resume() noexcept {
   aborted_ = false;
 }
 
-std::shared_ptr<HttpExchange> HttpRequest::OpenRequest() {
-  auto request = std::make_shared<HttpExchange>(session_, *connection_, keepConnection_ ? &keeper_ : nullptr);
-  std::shared_ptr<HttpExchange> before;  // ends outside of the lock
-  const std::lock_guard guard(lock_);
-  before = std::move(request_);
-  request_ = aborted_ ? nullptr : std::move(request);
-  return request_;
+// Sends the request, and sends it again where the reply leads, until a reply stays. A redirect's own body isn't
+// waited for; it may have no end.
+HttpError HttpRequest::Follow(std::string_view method, std::string_view path, bool escapes) {
+  if (!server_ && !IsHttpHost(host_)) {
+    return HttpError::InvalidRequest;
+  }
+  if (!server_) {
+    server_ = HttpServer{host_, port_ != 0 ? port_ : kHttpPort};
+  }
+  if (!IsToken(method)) {
+    return HttpError::InvalidRequest;
+  }
+  HttpError error = connection_.Begin(Milliseconds{timeLimit_}, keepConnection_);
+  if (error != HttpError::None) {
+    return error;
+  }
+  Prepare(method, path, escapes);
+  error = connection_.Ask(*server_, method, prepared_.text);
+  HttpServer server = *server_;
+  std::string target = prepared_.target;
+  for (int redirects = 0; error == HttpError::None; ++redirects) {
+    const std::string_view location = connection_.Reply().Redirect();
+    if (location.empty()) {
+      break;
+    }
+    const auto next = redirects < kMaxRedirects ? Resolve(server, target, location) : std::nullopt;
+    if (!next) {
+      return HttpError::RedirectRefused;
+    }
+    server.port = next->port;
+    target = next->target;
+    const Wiped text(TextOf(method, target, server.port));
+    error = connection_.Ask(server, method, text.text);
+  }
+  return error;
 }
 
-std::shared_ptr<HttpExchange> HttpRequest::CurrentRequest() noexcept {
-  const std::lock_guard guard(lock_);
-  return request_;
+void HttpRequest::Prepare(std::string_view method, std::string_view path, bool escapes) {
+  if (!prepared_.text.empty() && prepared_.method == method && prepared_.path == path &&
+      prepared_.escapes == escapes && prepared_.keeps == keepConnection_) {
+    return;
+  }
+  Forget();
+  prepared_.method = method;
+  prepared_.path = path;
+  prepared_.escapes = escapes;
+  prepared_.keeps = keepConnection_;
+  prepared_.target = RequestTarget(path, escapes);
+  prepared_.text = TextOf(method, prepared_.target, server_->port);
 }
 
-std::shared_ptr<HttpExchange> HttpRequest::TakeRequest() noexcept {
-  const std::lock_guard guard(lock_);
-  return std::move(request_);
+// In a piece of memory that it fits into from the start, so that no copy of the credentials is left behind. They go
+// to the first port alone. Without "Connection" a server keeps the connection (RFC 9112, 9.3); the cameras have few
+// places, and one that idled would take one of them.
+std::string HttpRequest::TextOf(std::string_view method, std::string_view target, std::uint16_t port) const {
+  const Wiped credentials{port == server_->port ? BasicCredentials(userName_, password_) : ""};
+  const std::string host = port == kHttpPort ? server_->host : server_->host + ":" + std::to_string(port);
+  const std::string_view parts[] = {method,
+                                    " ",
+                                    target,
+                                    " HTTP/1.1\r\nHost: ",
+                                    host,
+                                    "\r\n",
+                                    credentials.text,
+                                    credentials.text.empty() ? "" : "\r\n",
+                                    "User-Agent: ",
+                                    kAgent,
+                                    keepConnection_ ? "" : "\r\nConnection: close",
+                                    "\r\nCache-Control: no-cache\r\nPragma: no-cache\r\n\r\n"};
+  const auto longer = [](std::size_t size, std::string_view part) { return size + part.size(); };
+  std::string text;
+  text.reserve(std::accumulate(std::begin(parts), std::end(parts), std::size_t{0}, longer));
+  for (const std::string_view part : parts) {
+    text += part;
+  }
+  return text;
 }
+
+void HttpRequest::Forget() noexcept { SecureErase(prepared_.text); }
 
 }  // namespace Web

@@ -1,24 +1,31 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
+#include "http/HttpConnection.h"
+#include "http/HttpError.h"
+#include "http/HttpTarget.h"
 #include "kolvex/Types.h"
 #include "platform/CriticalSection.h"
-#include "platform/HttpTransport.h"
 
 namespace Web {
 
 /// How the calling thread's latest operation on any HttpRequest ended. LoginFailure after a Send that gave
 /// true with status 401 as well, so that wrong credentials can be told from other failures.
-sarnevo::platform::HttpError LastHttpError() noexcept;
+HttpError LastHttpError() noexcept;
 
 /// The system's only HTTP client: one camera, one user, one request at a time.
 ///
 /// A new request closes the one before it. Used from one thread at a time; only Cancel, Abort and Resume may
-/// come from others. Costs a few hundred bytes until Send. The body of a reply can be read until the next
-/// Send.
+/// come from others. The body of a reply can be read until the next Send.
+///
+/// Goes straight to the server: no proxy, no cache, no cookies, no file or environment variable is looked at.
+/// Credentials (RFC 7617) go out with the first request and never to another port. Up to 10 redirects are followed,
+/// only over plain http and only to the same host. Chunked bodies (RFC 9112, 7.1) come out plain; compressed ones come
+/// out as they are. However long a body is, little of it is held here. A request whose body has ended holds no
+/// descriptor, unless its connection is kept.
 class HttpRequest {
  public:
   /// @param timeout         milliseconds for the connect, for sending and for each receive on its own, so that
@@ -75,25 +82,38 @@ class HttpRequest {
   void Resume() noexcept;
 
  private:
-  using Exchange = sarnevo::platform::HttpExchange;
+  class Operation;
 
-  std::shared_ptr<Exchange> OpenRequest();
-  std::shared_ptr<Exchange> CurrentRequest() noexcept;
-  std::shared_ptr<Exchange> TakeRequest() noexcept;
+  // What goes out, for a poll that asks for the same again.
+  struct Prepared {
+    std::string method;
+    std::string path;
+    bool escapes = false;
+    bool keeps = false;
+    std::string target;
+    std::string text;  // empty: nothing is prepared. Wiped, since the credentials are in it
+  };
 
-  // Guards request_ and aborted_. Held for the pointer only, never during an operation on the request.
+  HttpError Follow(std::string_view method, std::string_view path, bool escapes);
+  void Prepare(std::string_view method, std::string_view path, bool escapes);
+  std::string TextOf(std::string_view method, std::string_view target, std::uint16_t port) const;
+  void Forget() noexcept;
+
+  // Guards inUse_, aborted_ and how connection_ is opened and closed. Never held while anything is waited for.
   sarnevo::platform::CriticalSection lock_;
-  const sarnevo::platform::HttpSettings session_;
-  std::optional<sarnevo::platform::HttpServer> connection_;  // from the first Send on
-  sarnevo::platform::HttpKeeper keeper_;                     // empty unless keepConnection_
-  std::shared_ptr<Exchange> request_;                        // in front of keeper_ in the end
+  bool inUse_ = false;  // the owner's thread is in an operation
   bool aborted_ = false;
+  HttpConnection connection_;
 
   // The owner's thread only.
+  [[maybe_unused]] const sarnevo::u32 maxConnections_;
+  [[maybe_unused]] const sarnevo::u32 codePage_;
+  std::optional<HttpServer> server_;  // from the first Send on
   std::string userName_;
   std::string password_;  // wiped on every change and at the end
   std::string host_;
-  sarnevo::u16 port_ = 80;
+  sarnevo::u16 port_ = kHttpPort;
+  Prepared prepared_;
   sarnevo::u32 statusCode_ = 0;
   sarnevo::u32 contentLength_ = 0;  // of the last reply that had one that fits
   sarnevo::u32 timeLimit_ = 0;

@@ -65,8 +65,8 @@ bool CGroupDigitalIO::ReadInputs(u32 count) {
 bool CGroupDigitalIO::FetchInputs() {
   const bool fetched =
       Utils::SendRequest(&inputRequest_, words_.inputRequest, reply_, nullptr, true, kAnySuccess, kBlockBytes);
-  const platform::HttpError error = Web::LastHttpError();
-  return fetched && error != platform::HttpError::Cancelled && error != platform::HttpError::OutOfResources;
+  const Web::HttpError error = Web::LastHttpError();
+  return fetched && error != Web::HttpError::Cancelled && error != Web::HttpError::OutOfResources;
 }
 
 // Whatever has a zero in its value is low; anything else is high, a missing value too.

@@ -45,6 +45,8 @@ struct JoinedDatagrams {
 /// One thread uses a socket at a time, with two exceptions: any thread may call Shutdown at any time while
 /// the object lives, and one thread may send while another receives. Close, and moving from the object,
 /// are safe against Shutdown but not against an operation in progress: the owner ends its threads first.
+///
+/// A signal that interrupts a wait neither ends nor prolongs it.
 class Socket {
  public:
   Socket() noexcept = default;
@@ -105,6 +107,7 @@ class Socket {
   std::atomic<int> descriptor_{-1};
   // Keeps a Shutdown from another thread off a descriptor that Close has given back to the system.
   std::mutex closing_;
+  Milliseconds receiveTimeout_{0};  // the owner's: written before the first receive
 };
 
 /// The machine's host name; nothing when the system doesn't tell.

@@ -16,7 +16,8 @@ class SocketAddress {
   SocketAddress() noexcept;
   /// All local addresses (INADDR_ANY).
   static SocketAddress Any(std::uint16_t port) noexcept;
-  /// A dotted IPv4 text ("10.0.0.1"); nothing else is taken, and no name is resolved.
+  /// An IPv4 address as inet_addr reads it: "10.0.0.1", also with leading zeros (octal) and in the short forms
+  /// ("127.1"), as people type it and as HTTP clients take it. No name is resolved, and 255.255.255.255 is none.
   static std::optional<SocketAddress> Parse(const char* dotted, std::uint16_t port) noexcept;
 
   /// Host byte order.

@@ -18,12 +18,13 @@ ThreadId CurrentThreadId() noexcept;
 
 enum class ThreadPriority {
   Normal,
-  AboveNormal,  ///< asked for; where the process may not raise priorities the thread stays as it is
+  /// A few steps above the thread that starts it; where the process may not raise priorities it stays as it is.
+  AboveNormal,
 };
 
 /// A thread of the library, and the owner's handle to it.
 ///
-/// The thread blocks all signals, has a small stack of its own and carries @p name towards the
+/// The thread blocks all signals but those of its own faults, has a small stack of its own and carries @p name towards the
 /// debugger. The handle is used by one owner thread at a time. Destroying or releasing the handle doesn't
 /// stop the thread.
 ///

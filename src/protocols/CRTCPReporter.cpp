@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "platform/Clock.h"
+#include "protocols/BigEndian.h"
 #include "protocols/RtcpAnswer.h"
 
 namespace sarnevo {
@@ -31,8 +32,6 @@ u32 DrawSsrc() {
   }
   return ssrc;
 }
-
-u32 ReadU32(const u8* at) noexcept { return u32{at[0]} << 24 | u32{at[1]} << 16 | u32{at[2]} << 8 | at[3]; }
 
 }  // namespace
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "protocols/BigEndian.h"
+
 namespace sarnevo {
 
 namespace {
@@ -9,16 +11,6 @@ namespace {
 constexpr std::size_t kMinReportBytes = 20;  // up to and including the RTP timestamp
 constexpr std::size_t kCnameBytes = 26;
 constexpr u8 kVersion2Count1 = 0x81;
-
-void PutU16(u8* at, u16 value) noexcept {
-  at[0] = static_cast<u8>(value >> 8);
-  at[1] = static_cast<u8>(value);
-}
-
-void PutU32(u8* at, u32 value) noexcept {
-  PutU16(at, static_cast<u16>(value >> 16));
-  PutU16(at + 2, static_cast<u16>(value));
-}
 
 }  // namespace
 

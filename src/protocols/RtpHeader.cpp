@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "protocols/BigEndian.h"
+
 namespace sarnevo {
 
 namespace {
@@ -9,10 +11,6 @@ namespace {
 constexpr u32 kFixedBytes = 12;
 constexpr u32 kExtensionHeaderBytes = 4;
 constexpr u32 kWordBytes = 4;
-
-u16 ReadU16(const u8* at) noexcept { return static_cast<u16>(at[0] << 8 | at[1]); }
-
-u32 ReadU32(const u8* at) noexcept { return u32{ReadU16(at)} << 16 | ReadU16(at + 2); }
 
 template <typename Word>
 Word CopyAsItStands(const u8* at) noexcept {

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "kolvex/Types.h"
+#include "protocols/PortPair.h"
 
 /// Pure steps that take the lines of an RTSP reply apart. Lines are split at white space, as scanf's %s and %d
 /// do; numbers outside of 32 bits become the nearest that fits. Texts point into the line. Any thread may call.
@@ -23,13 +24,7 @@ std::optional<std::string_view> ParseTextHeader(std::string_view line) noexcept;
 /// The number behind the first word of a line, which has at most 254 characters.
 std::optional<i32> ParseNumberHeader(std::string_view line) noexcept;
 
-/// Two ports, neither of them 0.
-struct PortPair {
-  i32 rtp = 0;
-  i32 rtcp = 0;
-};
-
-/// Finds "client_port=a-b;" in a Transport value. Without the ";" there is none.
+/// Finds "client_port=a-b;" in a Transport value; neither is 0. Without the ";" there is none.
 std::optional<PortPair> ParseClientPorts(std::string_view transport) noexcept;
 /// Finds "server_port=a-b", at the end too.
 std::optional<PortPair> ParseServerPorts(std::string_view transport) noexcept;

@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "device/Device.h"
@@ -57,33 +58,53 @@ IIPPTZApiEx* CPTZHandler::GetPTZApiEx(u32 channel) {
   if (channel >= channelCount_) {
     return nullptr;
   }
+  const platform::ThreadId self = platform::CurrentThreadId();
+  std::unique_ptr<CPTZControl> control;
+  std::unique_lock guard(lock_);
+  turnOver_.wait(guard, [&] { return Known(channel) != nullptr || builder_ == 0 || builder_ == self; });
+  if (CPTZControl* const known = Known(channel)) {
+    return known;
+  }
+  // The host may ask again from within a message about the camera, on the thread that builds.
+  const platform::ThreadId outer = std::exchange(builder_, self);
+  guard.unlock();
+  control = BuildControl(channel);
+  guard.lock();
+  builder_ = outer;
+  turnOver_.notify_all();
+  return control ? Enter(channel, control) : nullptr;
+}
+
+CPTZControl* CPTZHandler::Known(u32 channel) const {
+  const auto known = controls_.find(channel);
+  return known != controls_.end() ? known->second.get() : nullptr;
+}
+
+// Takes @p control over, unless the channel has got one meanwhile, which the host then knows.
+CPTZControl* CPTZHandler::Enter(u32 channel, std::unique_ptr<CPTZControl>& control) {
   try {
-    const COptexGuard guard(lock_);
-    if (const auto known = controls_.find(channel); known != controls_.end()) {
-      return known->second.get();
-    }
-    std::unique_ptr<CPTZControl> control = BuildControl(channel);
-    if (!control) {
-      return nullptr;
-    }
-    // The host may have asked again from within a message about the camera; its first answer stays valid.
     return controls_.try_emplace(channel, std::move(control)).first->second.get();
-  } catch (const std::exception&) {
-    return nullptr;  // no memory
+  } catch (const std::bad_alloc&) {
+    return nullptr;
   }
 }
 
-// Null when the camera has no PTZ, or its control can't be opened; the next request then starts anew.
+// Null when the camera has no PTZ, its control can't be opened, or there is no memory; the next request then starts
+// anew.
 std::unique_ptr<CPTZControl> CPTZHandler::BuildControl(u32 channel) {
   if (driver_->GetGroup() != kGroupWithPTZ) {
     return nullptr;
   }
-  auto comm = std::make_unique<CGroup1PTZComm>(this);
-  if (!presetReader_) {
-    LoadPresetFile();  // a failure shows when the control opens
+  try {
+    auto comm = std::make_unique<CGroup1PTZComm>(this);
+    if (!presetReader_) {
+      LoadPresetFile();  // a failure shows when the control opens
+    }
+    auto control = std::make_unique<CPTZControl>(this, channel);
+    return control->Open(presetReader_, comm.release()) ? std::move(control) : nullptr;
+  } catch (const std::exception&) {
+    return nullptr;
   }
-  auto control = std::make_unique<CPTZControl>(this, channel);
-  return control->Open(presetReader_, comm.release()) ? std::move(control) : nullptr;
 }
 
 bool CPTZHandler::LoadPresetFile() {

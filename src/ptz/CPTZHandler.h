@@ -1,15 +1,17 @@
 #pragma once
 
+#include <condition_variable>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "kolvex/IIPDeviceParams.h"
 #include "kolvex/IIPPTZDriver.h"
+#include "platform/Thread.h"
 #include "prepositions/CXMLPrepositionReader.h"
 #include "prepositions/TSmartPtr.h"
 #include "ptz/CPTZControl.h"
-#include "threads/COptex.h"
 
 namespace sarnevo {
 
@@ -18,7 +20,8 @@ class Device;
 /// The PTZ side of one driver: builds a control for each channel that the host asks for, and the one reader
 /// of the camera's preset file. Towards the objects below it stands for the camera.
 ///
-/// Before the host asks for a channel there is no thread, no file and no request. Any thread may call.
+/// Before the host asks for a channel there is no thread, no file and no request. Any thread may call; a channel that is
+/// known is given out at once, whatever another one waits for.
 /// Destruction ends the controls and belongs to the driver.
 class CPTZHandler : public IIPDeviceParams, public IIPPTZDriverEx {
  public:
@@ -40,6 +43,8 @@ class CPTZHandler : public IIPDeviceParams, public IIPPTZDriverEx {
   IIPPTZApiEx* GetPTZApiEx(u32 channel) override;
 
  private:
+  CPTZControl* Known(u32 channel) const;
+  CPTZControl* Enter(u32 channel, std::unique_ptr<CPTZControl>& control);
   std::unique_ptr<CPTZControl> BuildControl(u32 channel);
   bool LoadPresetFile();
 
@@ -47,12 +52,16 @@ class CPTZHandler : public IIPDeviceParams, public IIPPTZDriverEx {
   const u32 channelCount_;
   const std::string presetFolder_;
 
-  // Held while a control is built, the question to the camera included: the first requests for a driver's
-  // channels wait for each other. Not taken by the PTZ threads.
-  COptex lock_;
+  // Never held while the camera is asked or the host called. The first requests for a driver's channels take turns,
+  // so that each finds the one reader.
+  std::mutex lock_;
+  std::condition_variable turnOver_;
   // Guarded by lock_.
+  platform::ThreadId builder_ = 0;                        // whose turn it is; 0 for nobody's
   std::map<u32, std::unique_ptr<CPTZControl>> controls_;  // by channel; none is removed before the end
-  TSmartPtr<CXMLPrepositionReader> presetReader_;         // stays, also when its file couldn't be opened
+
+  // The thread whose turn it is. Stays, also when its file couldn't be opened.
+  TSmartPtr<CXMLPrepositionReader> presetReader_;
 };
 
 }  // namespace sarnevo

@@ -8,11 +8,11 @@
 #include "kolvex/IFrameSink.h"
 #include "platform/Thread.h"
 #include "protocols/IRTPReceiverUser.h"
+#include "protocols/PortPair.h"
 #include "threads/COptex.h"
 #include "video/Activity.h"
 #include "video/FrameAssembly.h"
 #include "video/InterruptGate.h"
-#include "video/PortPair.h"
 #include "video/StreamFormat.h"
 
 namespace sarnevo {

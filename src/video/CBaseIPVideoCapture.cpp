@@ -30,16 +30,19 @@ struct WantedStream {
   u32 quality = 0;
 };
 
+// Hosts have always been asked in this order, and twice for the rate.
 std::optional<WantedStream> ReadParams(IIPVideoParams* params) {
   WantedStream wanted;
-  IIPVideoRate* const rate = Ask(params, &IIPVideoParams::GetRate);
+  IIPVideoRate* rate = Ask(params, &IIPVideoParams::GetRate);
   wanted.frameInterval = Ask(rate, &IIPVideoRate::GetFrameInterval);
   IIPVideoFormat* const format = Ask(params, &IIPVideoParams::GetFormat);
   IIPResolution* const resolution = Ask(format, &IIPVideoFormat::GetResolution);
   wanted.width = Ask(resolution, &IIPResolution::GetWidth);
   wanted.height = Ask(resolution, &IIPResolution::GetHeight);
+  const bool hadRate = rate != nullptr;
+  rate = Ask(params, &IIPVideoParams::GetRate);
   wanted.quality = Ask(rate, &IIPVideoRate::GetQuality);
-  if (rate == nullptr || resolution == nullptr) {
+  if (!hadRate || rate == nullptr || resolution == nullptr) {
     return std::nullopt;
   }
   return wanted;
@@ -90,44 +93,35 @@ u32 CBaseIPVideoCapture::GetChannelCount() { return driver_ != nullptr ? driver_
 
 bool CBaseIPVideoCapture::StartCapture(u32 channel, ipcapture::IFrameSink* sink, IIPVideoParams* params) {
   const Entry entry(*this);
-  if (!entry || channel >= channels_.size() || (group_ != 1 && group_ != 2)) {
+  if (!entry || channel >= channels_.size() || (group_ != 1 && group_ != 2) || params == nullptr) {
     return false;
   }
-  // The host is asked before anything is built, since it may answer with nothing, or call back.
-  const auto wanted = ReadParams(params);
-  if (!wanted) {
-    return false;
-  }
+  // A channel that doesn't start keeps its place and its sink: the next start finds it, and a stop ends it.
   CBaseCameraChannel*& slot = channels_[channel];
-  const bool isNew = slot == nullptr;
-  if (isNew) {
+  if (slot == nullptr) {
     slot = MakeChannel(channel, sink);
   }
-  if (slot != nullptr && slot->Start(wanted->frameInterval, wanted->width, wanted->height, wanted->quality)) {
-    return true;
-  }
-  if (isNew) {
-    // A refused sink is the host's again; a later start mustn't find it here.
-    delete std::exchange(slot, nullptr);
-  }
-  return false;
+  // The host may answer with nothing, or call back and end the channel.
+  const auto wanted = ReadParams(params);
+  return wanted && slot != nullptr &&
+         slot->Start(wanted->frameInterval, wanted->width, wanted->height, wanted->quality);
 }
 
 bool CBaseIPVideoCapture::StopCapture(u32 channel) {
   const Entry entry(*this);
-  if (!entry || !HasChannel(channel) || !channels_[channel]->ClaimStop()) {
+  if (!entry || !StopChannel(channel)) {
     return false;
   }
-  channels_[channel]->Stop();
   delete std::exchange(channels_[channel], nullptr);
   return true;
 }
 
 bool CBaseIPVideoCapture::ChangeFormat(u32 channel, IIPResolution* resolution, u32 frameInterval) {
   const Entry entry(*this);
-  if (!entry || !HasChannel(channel) || resolution == nullptr) {
+  if (!entry || resolution == nullptr || !StopChannel(channel)) {
     return false;
   }
+  // The host may call back and end the channel.
   const u32 width = Ask(resolution, &IIPResolution::GetWidth);
   const u32 height = Ask(resolution, &IIPResolution::GetHeight);
   return HasChannel(channel) && channels_[channel]->ChangeFormat(width, height, frameInterval);
@@ -177,6 +171,14 @@ void CBaseIPVideoCapture::EnterForGood() noexcept {
 
 bool CBaseIPVideoCapture::HasChannel(u32 channel) const noexcept {
   return channel < channels_.size() && channels_[channel] != nullptr;
+}
+
+bool CBaseIPVideoCapture::StopChannel(u32 channel) noexcept {
+  if (!HasChannel(channel) || !channels_[channel]->ClaimStop()) {
+    return false;
+  }
+  channels_[channel]->Stop();
+  return true;
 }
 
 CBaseCameraChannel* CBaseIPVideoCapture::MakeChannel(u32 channel, ipcapture::IFrameSink* sink) const {

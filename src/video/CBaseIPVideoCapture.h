@@ -28,9 +28,11 @@ class CBaseIPVideoCapture final : public ipcapture::IIPVideoCaptureEx {
 
   u32 GetChannelCount() override;
   /// False also when @p params or one of its objects is null. A channel that is still configuring its camera
-  /// starts again with the new values, and with the sink that it has.
+  /// starts again with the new values, and with the sink that it has. A new one that can't be started stays, with
+  /// its sink, until StopCapture.
   bool StartCapture(u32 channel, ipcapture::IFrameSink* sink, ipcapture::IIPVideoParams* params) override;
   bool StopCapture(u32 channel) override;
+  /// Stops the channel before it asks for the size. With a null @p resolution nothing happens.
   bool ChangeFormat(u32 channel, ipcapture::IIPResolution* resolution, u32 frameInterval) override;
   u32 Reserved5() override { return 0; }
   /// Any of the pointers may be null.
@@ -46,6 +48,7 @@ class CBaseIPVideoCapture final : public ipcapture::IIPVideoCaptureEx {
   bool Enter() noexcept;
   void EnterForGood() noexcept;
   bool HasChannel(u32 channel) const noexcept;
+  bool StopChannel(u32 channel) noexcept;
   CBaseCameraChannel* MakeChannel(u32 channel, ipcapture::IFrameSink* sink) const;
 
   Device* const driver_;

@@ -30,9 +30,13 @@ void FrameAssembly::Add(std::span<const u8> payload, bool marker) noexcept {
   }
 }
 
+// The kind goes with the frame: the torn tail of a key frame would otherwise pass for a whole one, and be a sign of
+// life while the host's picture stands still.
 void FrameAssembly::Resynchronise() noexcept {
   frameBuffer_.clear();
   needSync_ = true;
+  keyFrame_ = false;
+  interFrame_ = false;
 }
 
 void FrameAssembly::AddMjpeg(std::span<const u8> payload, bool marker) noexcept {
@@ -61,11 +65,13 @@ void FrameAssembly::AddMjpeg(std::span<const u8> payload, bool marker) noexcept 
 void FrameAssembly::AddMpeg4(std::span<const u8> payload, bool marker) noexcept {
   // A packet that begins with neither start code continues the frame and leaves its kind as it is.
   if (BeginsWith(payload, Mpeg4StartCode::VisualObjectSequence)) {
-    kind_ = FrameKind::Key;
+    keyFrame_ = true;
+    interFrame_ = false;
   } else if (BeginsWith(payload, Mpeg4StartCode::VideoObjectPlane)) {
-    kind_ = FrameKind::Inter;
+    keyFrame_ = false;
+    interFrame_ = true;
   }
-  if (needSync_ && kind_ != FrameKind::Key) {
+  if (needSync_ && !keyFrame_) {
     return;
   }
   needSync_ = false;
@@ -73,8 +79,11 @@ void FrameAssembly::AddMpeg4(std::span<const u8> payload, bool marker) noexcept 
     return;
   }
   activity_.Touch();
-  DeliverMpeg4Frame();
-  frameBuffer_.clear();
+  if (DeliverMpeg4Frame()) {
+    frameBuffer_.clear();
+  } else {
+    Resynchronise();
+  }
 }
 
 // False when the frame was dropped as too large.
@@ -92,22 +101,19 @@ bool FrameAssembly::Append(std::span<const u8> payload) noexcept {
   return true;
 }
 
-void FrameAssembly::DeliverMpeg4Frame() noexcept {
+// False when what follows can't be understood without it.
+bool FrameAssembly::DeliverMpeg4Frame() noexcept {
   if (frameBuffer_.empty() || route_.allocator == nullptr) {
-    return;
+    return true;
   }
-  const bool isKey = kind_ == FrameKind::Key;
-  if (isKey) {
+  if (keyFrame_) {
     const auto size = ParseMpeg4Header(frameBuffer_);
     if (!size) {
-      needSync_ = true;
-      return;
+      return false;
     }
     SetPictureSize(size->width, size->height);
   }
-  if (!DeliverMpeg4(route_, {.data = frameBuffer_, .width = width_, .height = height_, .isKey = isKey})) {
-    needSync_ = true;
-  }
+  return DeliverMpeg4(route_, {.data = frameBuffer_, .width = width_, .height = height_, .isKey = keyFrame_});
 }
 
 }  // namespace sarnevo

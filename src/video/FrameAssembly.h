@@ -38,15 +38,11 @@ class FrameAssembly {
   /// Packets were lost, or the stream has ended: drops the frame in the making and waits for a clean start.
   void Resynchronise() noexcept;
 
-  bool NeedsSync() const noexcept { return needSync_; }
-
  private:
-  enum class FrameKind : u8 { Unknown, Key, Inter };
-
   void AddMjpeg(std::span<const u8> payload, bool marker) noexcept;
   void AddMpeg4(std::span<const u8> payload, bool marker) noexcept;
   bool Append(std::span<const u8> payload) noexcept;
-  void DeliverMpeg4Frame() noexcept;
+  bool DeliverMpeg4Frame() noexcept;
 
   // Constant.
   const FrameRoute route_;
@@ -58,9 +54,11 @@ class FrameAssembly {
   u32 width_ = 0;
   u32 height_ = 0;
   bool needSync_ = true;
-  bool atFrameStart_ = false;            // MJPEG: the next packet is the first of a frame
-  FrameKind kind_ = FrameKind::Unknown;  // MPEG-4: of the frame in the making, or of the last one
-  std::vector<u8> frameBuffer_;          // keeps its capacity
+  bool atFrameStart_ = false;  // MJPEG: the next packet is the first of a frame
+  // MPEG-4: the kind of the frame in the making, or of the last one; neither while a new start is looked for.
+  bool keyFrame_ = false;
+  bool interFrame_ = false;
+  std::vector<u8> frameBuffer_;  // keeps its capacity
 };
 
 }  // namespace sarnevo

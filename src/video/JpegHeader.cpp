@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "protocols/BigEndian.h"
 #include "video/JpegTables.h"
 
 namespace sarnevo {
@@ -64,11 +65,6 @@ constexpr std::size_t kSof0Sampling = 11;
 constexpr u8 kSampling422 = 0x21;
 constexpr u8 kSampling420 = 0x22;
 
-void PutWord(std::span<u8> into, std::size_t at, u32 value) {
-  into[at] = static_cast<u8>(value >> 8);
-  into[at + 1] = static_cast<u8>(value);
-}
-
 }  // namespace
 
 std::optional<JpegFrame> ParseJpegFrame(std::span<const u8> frame, JpegLayout layout) noexcept {
@@ -90,8 +86,8 @@ void WriteJpegHeader(std::span<u8> into, const JpegFrame& frame, JpegLayout layo
   std::ranges::copy(frame.luminanceTable, into.subspan(kDqt0At).begin());
   std::ranges::copy(frame.chrominanceTable, into.subspan(kDqt1At).begin());
   const auto sof0 = into.subspan(kQuantization.size() + (group1 ? 0 : kRestartInterval.size()));
-  PutWord(sof0, kSof0Height, frame.height);
-  PutWord(sof0, kSof0Width, frame.width);
+  PutU16(&sof0[kSof0Height], static_cast<u16>(frame.height));
+  PutU16(&sof0[kSof0Width], static_cast<u16>(frame.width));
   sof0[kSof0Sampling] = frame.type == 0 ? kSampling422 : kSampling420;
 }
 

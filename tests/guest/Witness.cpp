@@ -35,15 +35,20 @@ Function* Next(Function*, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-// Whether a thread that starts with these leaves the host's signals to the host.
-bool BlocksAll(const pthread_attr_t* attributes) {
+// Whether a thread that starts with these leaves the host's signals to the host, and its own faults to the host's
+// handlers. (A library's thread that starts without a mask may block those, too.)
+bool LeavesSignalsToTheHost(const pthread_attr_t* attributes) {
   sigset_t mask;
-  if (attributes == nullptr || pthread_attr_getsigmask_np(attributes, &mask) != 0) {
+  const bool hasMask = attributes != nullptr && pthread_attr_getsigmask_np(attributes, &mask) == 0;
+  if (!hasMask) {
     pthread_sigmask(SIG_BLOCK, nullptr, &mask);
   }
   for (int signal = 1; signal <= SIGRTMAX; ++signal) {
     const bool internal = signal >= 32 && signal < SIGRTMIN;  // of the thread library; can't be blocked
-    if (!internal && signal != SIGKILL && signal != SIGSTOP && sigismember(&mask, signal) == 0) {
+    const bool fault = signal == SIGSEGV || signal == SIGBUS || signal == SIGFPE || signal == SIGILL ||
+                       signal == SIGTRAP || signal == SIGSYS || signal == SIGABRT;
+    const bool mayBe = internal || signal == SIGKILL || signal == SIGSTOP || (fault && !hasMask);
+    if (!mayBe && (sigismember(&mask, signal) != 0) == fault) {
       return false;
     }
   }
@@ -110,10 +115,10 @@ WATCHED(ssize_t, send, (int socket, const void* data, size_t size, int flags), (
         (bytesSent += size, (flags & MSG_NOSIGNAL) == 0))
 WATCHED(ssize_t, sendmsg, (int socket, const msghdr* message, int flags), (socket, message, flags),
         (flags & MSG_NOSIGNAL) == 0)
-// A thread takes none of the host's signals.
+// A thread takes none of the host's signals, and hides none of its faults.
 WATCHED(int, pthread_create,
         (pthread_t * thread, const pthread_attr_t* attributes, void* (*body)(void*), void* argument) noexcept,
-        (thread, attributes, body, argument), (++threadsMade, !BlocksAll(attributes)))
+        (thread, attributes, body, argument), (++threadsMade, !LeavesSignalsToTheHost(attributes)))
 
 }  // extern "C"
 

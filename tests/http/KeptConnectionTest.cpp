@@ -19,7 +19,6 @@ using kolvex_test::Eventually;
 using kolvex_test::ScriptedServer;
 using sarnevo::u32;
 using sarnevo::platform::Event;
-using sarnevo::platform::HttpError;
 using sarnevo::platform::WaitResult;
 using Connection = ScriptedServer::Connection;
 
@@ -74,11 +73,12 @@ TEST(KeptConnection, IsUsedAgainBehindAWholeReplyUnlessTheServerEndsIt) {
       {"the server's end", head + "\r\nok", {0, 1}, "ok", true, true, true},
       {"half of it read", head + "Content-Length: 3\r\n\r\nok", {0, 1}, "", false},
       {"more than the reply", kOk + "HTTP/1.1 500 No\r\n\r\n", {0, 1}},
-      // Not understood at once, so that the first request goes out again, and no later one.
-      {"a head larger than most", head + "X: " + longText + "\r\n" + two, {0, 1, 1}},
-      {"its length twice", head + "Content-Length: 2\r\n" + two, {0, 1, 1}},
-      {"interim replies by the thousand", interim + kOk, {0, 1, 1}},
-      {"a chunk's line without CR behind another", chunks + "\n\n", {0, 1, 1}},
+      {"a head larger than most", head + "X: " + longText + "\r\n" + two, {0, 0}},
+      {"its length twice", head + "Content-Length: 2\r\n" + two, {0, 0}},
+      {"interim replies by the thousand", interim + kOk, {0, 0}},
+      {"a length and chunks, which may mean anything",
+       head + "Content-Length: 2\r\n" + chunks.substr(head.size()) + "\r\n\r\n",
+       {0, 1}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -176,7 +176,6 @@ TEST(KeptConnection, OneThatTheCameraLetGoOfCostsNoReply) {
 }
 
 class KeptConnectionTo : public testing::TestWithParam<const char*> {};
-// By a name it is libcurl's.
 INSTANTIATE_TEST_SUITE_P(Server, KeptConnectionTo, testing::Values("127.0.0.1", "localhost"));
 
 TEST_P(KeptConnectionTo, CancelMeetsTheRequestOnItAndEndsItBetweenTwo) {
@@ -217,25 +216,6 @@ TEST_P(KeptConnectionTo, CancelMeetsTheRequestOnItAndEndsItBetweenTwo) {
   EXPECT_TRUE(request.Send("GET", "/half", false));
   request.Cancel();
   EXPECT_TRUE(Eventually([&] { return ended == 4; })) << "one in the middle of a reply stays open";
-}
-
-// Too late for the request itself; those behind it go to the means that understands such bodies.
-TEST(KeptConnection, LeavesRepliesThatTurnOutStrangeInTheirBodies) {
-  Event headTaken;
-  ScriptedServer server([&](Connection& connection) {
-    while (!connection.ReadHead().empty()) {
-      connection.Send("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n");
-      headTaken.Wait();
-      connection.Send("5\nhello\n0\n\n");
-    }
-  });
-  KeptRequest request(server);
-  for (const char* const body : {"", "hello", "hello"}) {
-    ASSERT_TRUE(request.Send("GET", "/", false));
-    headTaken.Set();
-    EXPECT_EQ(ReadAll(request), body);
-  }
-  EXPECT_EQ(server.Count(), 2u);
 }
 
 TEST(KeptConnection, IsClosedInTheMiddleOfARedirectsBody) {

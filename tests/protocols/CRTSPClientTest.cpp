@@ -68,7 +68,7 @@ struct Dialogue {
 
 // A camera answers each request with the next reply; then it closes, or listens on in silence.
 Dialogue Talk(const std::string& operations, int group, const std::vector<std::string>& replies,
-              const ProtocolTimes& times = Times(), bool closes = false) {
+              const ProtocolTimes& times = Times(), bool closes = false, const char* address = kCamera) {
   HostLog requests;
   const auto answer = [&](ScriptedServer::Connection& connection) {
     auto next = replies.begin();
@@ -84,7 +84,7 @@ Dialogue Talk(const std::string& operations, int group, const std::vector<std::s
   };
   const ScriptedServer camera(answer, kCamera, kPort);
   CRTSPClient client(times);
-  EXPECT_TRUE(client.Connect(kCamera, kPort, 5000));
+  EXPECT_TRUE(client.Connect(address, kPort, 5000));
   const std::string results = Perform(client, operations, group);
   client.Disconnect();
   requests.WaitFor("", operations.size(), 20ms);
@@ -92,12 +92,15 @@ Dialogue Talk(const std::string& operations, int group, const std::vector<std::s
 }
 
 TEST(CRTSPClient, AWholeStreamOfEitherGroupByteForByte) {
-  for (const int group : {1, 2}) {
-    const std::string url = group == 1 ? "rtsp://127.0.0.1:554/object.sdp" : "rtsp://127.0.0.1:554/";
+  // Addresses as people type them go out as they came, up to 15 characters.
+  for (const auto& [group, address] :
+       {std::pair{1, "127.0.0.1"}, {1, "127.1"}, {2, "127.0.0.1"}, {2, "127.00.0000.001"}}) {
+    const std::string url = "rtsp://" + std::string(address) + (group == 1 ? ":554/object.sdp" : ":554/");
     const std::string track = group == 1 ? url + "/trackID=0" : url;
     const std::string session = "Session: 1234;timeout=60\r\n\r\n\n";
     const Dialogue dialogue = Talk(
-        "DSPAT", group, {Described(group), Prepared(group), Played(group), Played(group, 4), Played(group, 5)});
+        "DSPAT", group, {Described(group), Prepared(group), Played(group), Played(group, 4), Played(group, 5)},
+        Times(), false, address);
     EXPECT_EQ(dialogue.results, "DSPAT");
     EXPECT_EQ(dialogue.requests, "DESCRIBE " + url + " RTSP/1.0\r\nCSeq: 1\r\n\r\n\n" +  //
                                      "SETUP " + track + " RTSP/1.0\r\nCSeq: 2\r\n" +

@@ -6,10 +6,13 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -78,9 +81,15 @@ class CUDPPortTest : public testing::Test {
 TEST_F(CUDPPortTest, OpenTellsWhatIsWrongAndLeavesTheFirstBindingAlone) {
   CUDPPort first;
   first.SetUser(&user);
-  for (const char* const address : {"", "1.2.3", "127.0.0.x", "localhost", "10.0.0.256"}) {
+  for (const char* const address :
+       {"", "1.2.3", "127.0.0.x", "localhost", "10.0.0.256", "127.000.000.0001", "255.255.255.255"}) {
     EXPECT_EQ(first.Open(address, 0), CUDPPort::InvalidAddress) << address;
   }
+  for (const char* const address : {"127.0.01.1", "127.0.1", "0x7f.0.0.1"}) {
+    EXPECT_EQ(first.Open(address, 0), CUDPPort::Opened) << address;
+    first.Close();
+  }
+  user.calls.Clear();
   EXPECT_EQ(first.Open("203.0.113.1", 0), CUDPPort::BindFailed) << "not an address of this machine";
   EXPECT_FALSE(first.IsOpen());
   ASSERT_EQ(first.Open(nullptr, 0), CUDPPort::Opened);
@@ -94,6 +103,21 @@ TEST_F(CUDPPortTest, OpenTellsWhatIsWrongAndLeavesTheFirstBindingAlone) {
   EXPECT_EQ(second.Open("0.0.0.0", chosen), CUDPPort::Opened);
   EXPECT_EQ(second.LocalPort(), chosen);
   EXPECT_EQ(user.calls.Text(), "SocketClosed\n") << "closing a closed port tells nobody";
+}
+
+// Above the thread that opens it, where that may be; never by a jump.
+TEST_F(CUDPPortTest, ReceivesAboveTheStandingOfItsHost) {
+  std::thread([&] {
+    setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 7);
+    Open();
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+      std::string name;
+      if (std::getline(std::ifstream(task.path() / "comm"), name) && name == "KolvexRTP") {
+        const int nice = getpriority(PRIO_PROCESS, static_cast<id_t>(std::stoi(task.path().filename())));
+        EXPECT_TRUE(nice == 2 || nice == 7) << nice;
+      }
+    }
+  }).join();
 }
 
 TEST_F(CUDPPortTest, AnOversizedDatagramIsLostAndTheNextFinds1024BytesMore) {

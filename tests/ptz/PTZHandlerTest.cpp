@@ -36,6 +36,11 @@ TEST(CPTZHandler, BuildsAChannelWhenItIsAskedForIt) {
   EXPECT_EQ(fixture.folder.List(), std::set<std::string>{kFile}) << "the address as it is";
   EXPECT_EQ(fixture.handler->GetPTZApi(1), second);
   EXPECT_EQ(second->AddPreposition("Yard"), 1);
+  // It is given out while the host holds up the message about another one's camera.
+  fixture.camera.SetAnswer([](auto& connection, auto&) { connection.Reset(); });
+  fixture.sink.onDebugInfo = [&] {
+    std::thread([&] { EXPECT_EQ(fixture.handler->GetPTZApiEx(1), second); }).join();
+  };
   EXPECT_EQ(Names(fixture.Control(0)) + Names(*second), "Yard,");
   EXPECT_NE(fixture.folder.Read(kFile).find("<PtzChannel02>"), std::string::npos);
 }

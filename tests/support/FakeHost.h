@@ -86,22 +86,27 @@ class FakeVideoParams : public contract::IIPVideoParams,
   bool hasFormat = true;
   bool hasResolution = true;
   bool hasRate = true;
-  std::function<void()> onAsked;  ///< at GetQuality, the last question
+  std::function<void(const char* question)> onAsked;
 
-  contract::IIPVideoFormat* GetFormat() override { return hasFormat ? this : nullptr; }
-  contract::IIPVideoRate* GetRate() override { return hasRate ? this : nullptr; }
-  contract::IIPResolution* GetResolution() override { return hasResolution ? this : nullptr; }
-  std::uint16_t GetWidth() override { return width_; }
-  std::uint16_t GetHeight() override { return height_; }
-  std::uint16_t GetFrameInterval() override { return interval_; }
-  std::uint16_t GetQuality() override {
-    if (onAsked) {
-      onAsked();
-    }
-    return quality_;
+  contract::IIPVideoFormat* GetFormat() override { return Answer("GetFormat", hasFormat ? this : nullptr); }
+  contract::IIPVideoRate* GetRate() override { return Answer("GetRate", hasRate ? this : nullptr); }
+  contract::IIPResolution* GetResolution() override {
+    return Answer("GetResolution", hasResolution ? this : nullptr);
   }
+  std::uint16_t GetWidth() override { return Answer("GetWidth", width_); }
+  std::uint16_t GetHeight() override { return Answer("GetHeight", height_); }
+  std::uint16_t GetFrameInterval() override { return Answer("GetFrameInterval", interval_); }
+  std::uint16_t GetQuality() override { return Answer("GetQuality", quality_); }
 
  private:
+  template <typename Value>
+  Value Answer(const char* question, Value value) {
+    if (onAsked) {
+      onAsked(question);
+    }
+    return value;
+  }
+
   const std::uint16_t width_, height_, interval_, quality_;
 };
 

@@ -235,14 +235,36 @@ TEST(Callback, CallsThatMeetAStopGiveWay) {
   }
 }
 
-TEST(Callback, InStartCapturesOwnQuestionsIsHarmless) {
+// The host's own objects are asked in the midst of an operation. When the question is put, the channel is there, and
+// its stream is at an end when its format changes.
+TEST(Callback, InTheQuestionsOfStartAndChangeIsHarmless) {
   ScriptedCamera camera(1);
   Host host;
   Open(host, camera);
+  std::string asked;
+  host.wanted.onAsked = [&](const char* question) {
+    asked += std::string(HasStatus(host) ? "" : "no channel at ") + question + " ";
+  };
   ASSERT_TRUE(Start(host));
-  host.wanted.onAsked = [&, done = false]() mutable { EXPECT_TRUE(std::exchange(done, true) || Stop(host)); };
-  EXPECT_TRUE(Start(host));
-  EXPECT_TRUE(Stop(host));
+  EXPECT_EQ(asked, "GetRate GetFrameInterval GetFormat GetResolution GetWidth GetHeight GetRate GetQuality ");
+
+  ASSERT_TRUE(host.log.WaitFor("OnFrame"));
+  asked.clear();
+  host.wanted.onAsked = [&](const char* question) {
+    asked += std::to_string(camera.log.Count("TEARDOWN")) + " ended at " + question + " ";
+  };
+  EXPECT_TRUE(Change(host));
+  EXPECT_EQ(asked, "1 ended at GetWidth 1 ended at GetHeight ");
+
+  for (const auto& operation : {Start, Change}) {
+    host.wanted.onAsked = [&, done = false](const char*) mutable {
+      EXPECT_TRUE(std::exchange(done, true) || Stop(host));
+    };
+    EXPECT_FALSE(operation(host)) << "its channel was stopped meanwhile";
+    EXPECT_FALSE(HasStatus(host));
+    host.wanted.onAsked = nullptr;
+    EXPECT_TRUE(Start(host));
+  }
 }
 
 }  // namespace

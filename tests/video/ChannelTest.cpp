@@ -1,14 +1,29 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <future>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include <dlfcn.h>
+#include <pthread.h>
+
 #include "platform/Socket.h"
 #include "video/ChannelFixture.h"
 #include "video/InterruptGate.h"
+
+namespace {
+bool threadsFail = false;
+}
+
+// In front of the C library's.
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
+                              void* argument) noexcept {
+  static auto* const next = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+  return threadsFail ? EAGAIN : next(thread, attributes, body, argument);
+}
 
 namespace kolvex_test {
 namespace {
@@ -196,6 +211,23 @@ TEST(Channel, StopIsBoundedInEveryState) {
   }
 }
 
+TEST(Channel, WithoutAThreadKeepsItsPlaceAndItsFirstSink) {
+  ScriptedCamera camera(1);
+  camera.StartSending(JpegFramePacket(1));
+  Host host;
+  auto& capture = host.Open(camera, 1, sarnevo::CodecMJPEG, SteadyTiming());
+  threadsFail = true;
+  EXPECT_FALSE(capture.StartCapture(0, &host.sink, &host.wanted));
+  threadsFail = false;
+  EXPECT_TRUE(capture.GetChannelStatus(0, nullptr, nullptr, nullptr, 0));
+  HostLog log;
+  FakeSink second(log);
+  EXPECT_TRUE(capture.StartCapture(0, &second, &host.wanted));
+  EXPECT_TRUE(host.log.WaitFor("OnFrame"));
+  EXPECT_TRUE(capture.StopCapture(0));
+  EXPECT_EQ(log.Text(), "");
+}
+
 TEST(Channel, RefusesWildArgumentsWithoutATraceAndRunsWithoutASink) {
   ScriptedCamera camera(1);
   Host host;
@@ -215,10 +247,11 @@ TEST(Channel, RefusesWildArgumentsWithoutATraceAndRunsWithoutASink) {
   FakeVideoParams incomplete[3];
   incomplete[0].hasFormat = incomplete[1].hasResolution = incomplete[2].hasRate = false;
   for (FakeVideoParams* params :
-       {&incomplete[0], &incomplete[1], &incomplete[2], static_cast<FakeVideoParams*>(nullptr)}) {
+       {static_cast<FakeVideoParams*>(nullptr), &incomplete[0], &incomplete[1], &incomplete[2]}) {
     EXPECT_FALSE(capture.StartCapture(0, &host.sink, params));
-    EXPECT_FALSE(capture.GetChannelStatus(0, nullptr, nullptr, nullptr, 9));
+    EXPECT_EQ(capture.GetChannelStatus(0, nullptr, nullptr, nullptr, 9), params != nullptr);
   }
+  EXPECT_TRUE(capture.StopCapture(0)) << "a channel that didn't start stays until it is stopped";
 
   ASSERT_TRUE(capture.StartCapture(15, nullptr, &host.wanted));
   camera.StartSending(JpegFramePacket(1));

@@ -53,6 +53,10 @@ TEST_F(FrameAssemblyTest, DeliversFramesStepByStep) {
   // A key frame that is lost behind its first packet leaves the size that was asked for.
   mpeg4.SetPictureSize(381, 8);
   mpeg4.Add(Bytes(kKey.begin(), kKey.begin() + 4), false);
+  mpeg4.Resynchronise();
+  mpeg4.Add(Bytes(10, 0x88), true);
+  EXPECT_FALSE(IsActive(CodecMPEG4)) << "the torn tail of a key frame is no sign of life";
+  mpeg4.Add(Bytes(kKey.begin(), kKey.begin() + 4), false);
   EXPECT_FALSE(IsActive(CodecMPEG4));
   mpeg4.Add(kInter, true);
   EXPECT_TRUE(IsActive(CodecMPEG4));

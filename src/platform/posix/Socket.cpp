@@ -12,6 +12,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "platform/Clock.h"
+
 namespace sarnevo::platform {
 
 namespace {
@@ -46,7 +48,7 @@ SocketError FromErrno(int error) noexcept {
   }
 }
 
-// Repeats a call that a signal of the host's interrupted.
+// Repeats a call that a signal of the host's interrupted, and that has no time-out which would start anew.
 template <typename Call>
 auto Retried(Call call) noexcept {
   auto result = call();
@@ -72,24 +74,58 @@ bool SetTimeout(int descriptor, int option, Milliseconds timeout) noexcept {
   return SetOption(descriptor, option, &value, sizeof(value));
 }
 
-// The events that came, 0 on a time-out, negative with errno.
-int Poll(int descriptor, short events, Milliseconds timeout) noexcept {
+// Computed once for a wait, so that a host's thread with a timer that beats faster than the time-out comes back
+// all the same.
+class Deadline {
+ public:
+  explicit Deadline(Milliseconds timeout) noexcept
+      : end_(MonotonicMilliseconds() + static_cast<std::uint64_t>(std::clamp<std::int64_t>(
+                                           timeout.count(), 0, std::numeric_limits<int>::max()))) {}
+
+  // As poll wants it.
+  int Left() const noexcept {
+    const std::uint64_t now = MonotonicMilliseconds();
+    return now < end_ ? static_cast<int>(end_ - now) : 0;
+  }
+
+ private:
+  const std::uint64_t end_;
+};
+
+// The events that came, 0 when the time is over, negative with errno.
+int Poll(int descriptor, short events, const Deadline& deadline) noexcept {
   pollfd wanted{};
   wanted.fd = descriptor;
   wanted.events = events;
-  const auto limit = std::clamp<std::int64_t>(timeout.count(), 0, std::numeric_limits<int>::max());
-  const int ready = Retried([&] { return poll(&wanted, 1, static_cast<int>(limit)); });
+  const int ready = Retried([&] { return poll(&wanted, 1, deadline.Left()); });
   return ready > 0 ? wanted.revents : ready;
 }
 
-ReceiveResult ReceiveDatagram(int descriptor, std::span<std::uint8_t> into, SocketAddress& from, int flags,
-                              SocketError onNothing) noexcept {
-  // MSG_TRUNC makes the call give the datagram's own size, so that one that was cut shows.
-  socklen_t size = sizeof(sockaddr_in);
-  const ssize_t count = Retried([&] {
-    return recvfrom(descriptor, into.data(), into.size(), flags | MSG_TRUNC,
-                    reinterpret_cast<sockaddr*>(from.Get()), &size);
-  });
+// A blocking call of @p receive, which takes flags, on a socket with that receive time-out. A signal gives it back
+// unfinished (with a time-out the system never restarts it), and the rest of the time is waited for in poll.
+template <typename Receive>
+ssize_t ReceiveWithin(int descriptor, Milliseconds timeout, Receive receive) noexcept {
+  if (timeout <= Milliseconds{0}) {
+    return Retried([&] { return receive(0); });
+  }
+  const Deadline deadline(timeout);
+  ssize_t count = receive(0);
+  if (count >= 0 || errno != EINTR) {
+    return count;
+  }
+  // Readable and yet nothing there: a datagram with a wrong checksum, which the system drops when it is read.
+  do {
+    if (Poll(descriptor, POLLIN, deadline) <= 0) {
+      errno = EAGAIN;
+      return -1;
+    }
+    count = receive(MSG_DONTWAIT);
+  } while (count < 0 && errno == EAGAIN);
+  return count;
+}
+
+// What a call that asked for the whole size of the datagram (MSG_TRUNC), so that one that was cut shows, has given.
+ReceiveResult DatagramOf(ssize_t count, std::span<const std::uint8_t> into, SocketError onNothing) noexcept {
   if (count < 0) {
     const SocketError error = FromErrno(errno);
     return {0, error == SocketError::WouldBlock ? onNothing : error};
@@ -98,6 +134,12 @@ ReceiveResult ReceiveDatagram(int descriptor, std::span<std::uint8_t> into, Sock
     return {0, SocketError::TooLong};
   }
   return {static_cast<std::size_t>(count), SocketError::None};
+}
+
+ssize_t ReceiveDatagram(int descriptor, std::span<std::uint8_t> into, SocketAddress& from, int flags) noexcept {
+  socklen_t size = sizeof(sockaddr_in);
+  return recvfrom(descriptor, into.data(), into.size(), flags | MSG_TRUNC,
+                  reinterpret_cast<sockaddr*>(from.Get()), &size);
 }
 
 // How large the datagrams are that were joined to @p bytes, as the control message of UDP_GRO tells; without one it
@@ -123,6 +165,7 @@ Socket::~Socket() { Close(); }
 Socket::Socket(Socket&& other) noexcept {
   const std::lock_guard guard(other.closing_);
   descriptor_ = other.descriptor_.exchange(kClosed, std::memory_order_relaxed);
+  receiveTimeout_ = other.receiveTimeout_;
 }
 
 Socket& Socket::operator=(Socket&& other) noexcept {
@@ -130,6 +173,7 @@ Socket& Socket::operator=(Socket&& other) noexcept {
     Close();
     const std::scoped_lock guard(closing_, other.closing_);
     descriptor_ = other.descriptor_.exchange(kClosed, std::memory_order_relaxed);
+    receiveTimeout_ = other.receiveTimeout_;
   }
   return *this;
 }
@@ -178,6 +222,7 @@ bool Socket::SetReceiveBuffer(std::uint32_t bytes) noexcept { return SetBuffer(d
 bool Socket::SetSendBuffer(std::uint32_t bytes) noexcept { return SetBuffer(descriptor_, SO_SNDBUF, bytes); }
 
 bool Socket::SetReceiveTimeout(Milliseconds timeout) noexcept {
+  receiveTimeout_ = timeout;
   return SetTimeout(descriptor_, SO_RCVTIMEO, timeout);
 }
 
@@ -197,11 +242,13 @@ SocketError Socket::Connect(const SocketAddress& peer) noexcept {
 }
 
 bool Socket::WaitWritable(Milliseconds timeout) noexcept {
-  const int events = Poll(descriptor_, POLLOUT, timeout);
+  const int events = Poll(descriptor_, POLLOUT, Deadline(timeout));
   return events > 0 && (events & (POLLERR | POLLHUP | POLLNVAL)) == 0;
 }
 
-bool Socket::WaitReadable(Milliseconds timeout) noexcept { return Poll(descriptor_, POLLIN, timeout) > 0; }
+bool Socket::WaitReadable(Milliseconds timeout) noexcept {
+  return Poll(descriptor_, POLLIN, Deadline(timeout)) > 0;
+}
 
 ReceiveResult Socket::Send(std::span<const std::uint8_t> data) noexcept {
   const ssize_t count = Retried([&] { return send(descriptor_, data.data(), data.size(), MSG_NOSIGNAL); });
@@ -218,7 +265,9 @@ SocketError Socket::SendTo(std::span<const std::uint8_t> data, const SocketAddre
 }
 
 ReceiveResult Socket::Receive(std::span<std::uint8_t> into) noexcept {
-  const ssize_t count = Retried([&] { return recv(descriptor_, into.data(), into.size(), 0); });
+  const ssize_t count = ReceiveWithin(descriptor_, receiveTimeout_, [&](int flags) {
+    return recv(descriptor_, into.data(), into.size(), flags);
+  });
   if (count < 0) {
     // A blocking receive reports its time-out as would-block.
     const SocketError error = FromErrno(errno);
@@ -228,14 +277,16 @@ ReceiveResult Socket::Receive(std::span<std::uint8_t> into) noexcept {
 }
 
 ReceiveResult Socket::ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
-  return ReceiveDatagram(descriptor_, into, from, 0, SocketError::TimedOut);
+  const ssize_t count = ReceiveWithin(
+      descriptor_, receiveTimeout_, [&](int flags) { return ReceiveDatagram(descriptor_, into, from, flags); });
+  return DatagramOf(count, into, SocketError::TimedOut);
 }
 
 JoinedDatagrams Socket::ReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
   iovec room{into.data(), into.size()};
   alignas(cmsghdr) std::byte control[CMSG_SPACE(sizeof(int))];
   msghdr message{};
-  const ssize_t count = Retried([&] {
+  const ssize_t count = ReceiveWithin(descriptor_, receiveTimeout_, [&](int flags) {
     message = {.msg_name = from.Get(),
                .msg_namelen = sizeof(sockaddr_in),
                .msg_iov = &room,
@@ -243,7 +294,7 @@ JoinedDatagrams Socket::ReceiveJoined(std::span<std::uint8_t> into, SocketAddres
                .msg_control = control,
                .msg_controllen = sizeof(control),
                .msg_flags = 0};
-    return recvmsg(descriptor_, &message, MSG_TRUNC);
+    return recvmsg(descriptor_, &message, flags | MSG_TRUNC);
   });
   if (count < 0) {
     const SocketError error = FromErrno(errno);
@@ -257,7 +308,8 @@ JoinedDatagrams Socket::ReceiveJoined(std::span<std::uint8_t> into, SocketAddres
 }
 
 ReceiveResult Socket::TryReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
-  return ReceiveDatagram(descriptor_, into, from, MSG_DONTWAIT, SocketError::WouldBlock);
+  const ssize_t count = Retried([&] { return ReceiveDatagram(descriptor_, into, from, MSG_DONTWAIT); });
+  return DatagramOf(count, into, SocketError::WouldBlock);
 }
 
 std::optional<std::string> LocalHostName() {

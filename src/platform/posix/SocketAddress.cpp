@@ -22,10 +22,12 @@ SocketAddress SocketAddress::Any(std::uint16_t port) noexcept {
 }
 
 std::optional<SocketAddress> SocketAddress::Parse(const char* dotted, std::uint16_t port) noexcept {
-  SocketAddress parsed = Any(port);
-  if (dotted == nullptr || inet_pton(AF_INET, dotted, &parsed.Get()->sin_addr) != 1) {
+  const in_addr_t address = dotted != nullptr ? inet_addr(dotted) : INADDR_NONE;
+  if (address == INADDR_NONE) {
     return std::nullopt;
   }
+  SocketAddress parsed = Any(port);
+  parsed.Get()->sin_addr.s_addr = address;
   return parsed;
 }
 

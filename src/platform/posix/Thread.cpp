@@ -20,8 +20,8 @@ namespace {
 
 // Untouched pages of a stack cost nothing, so this is room for the host's callbacks, not a cost.
 constexpr std::size_t kStackBytes = std::size_t{1} << 20;
-// One step above normal; needs a privilege that most hosts don't have.
-constexpr int kAboveNormalNice = -5;
+// How far above the thread's own standing; needs a privilege that most hosts don't have.
+constexpr int kAboveNormalSteps = 5;
 // How long a thread must have stood in one call to the host before it is given up there.
 constexpr Milliseconds kSettled{10};
 
@@ -126,6 +126,17 @@ void KeepLibraryLoaded() noexcept {
   }
 }
 
+// What is sent to the process is the host's affair. A fault of the thread's own stays open: it may happen in code of
+// the host, which has a handler for it.
+sigset_t AsynchronousSignals() {
+  sigset_t signals;
+  sigfillset(&signals);
+  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+    sigdelset(&signals, fault);
+  }
+  return signals;
+}
+
 void SetUp(Thread::Control& control) {
   current = &control;
   if (control.name[0] != '\0') {
@@ -133,7 +144,8 @@ void SetUp(Thread::Control& control) {
   }
   if (control.priority == ThreadPriority::AboveNormal) {
     // On Linux this goes by thread. Refused without the privilege, and then nothing changes.
-    setpriority(PRIO_PROCESS, static_cast<id_t>(CurrentThreadId()), kAboveNormalNice);
+    const auto self = static_cast<id_t>(CurrentThreadId());
+    setpriority(PRIO_PROCESS, self, getpriority(PRIO_PROCESS, self) - kAboveNormalSteps);
   }
 }
 
@@ -208,9 +220,8 @@ bool Thread::Start(std::string_view name, std::function<void()> body, ThreadPrio
     if (pthread_attr_init(&attributes) != 0) {
       return false;
     }
-    sigset_t all;
-    sigfillset(&all);
-    pthread_attr_setsigmask_np(&attributes, &all);
+    const sigset_t blocked = AsynchronousSignals();
+    pthread_attr_setsigmask_np(&attributes, &blocked);
     pthread_attr_setstacksize(&attributes, kStackBytes);
     // Holding the lock keeps the new thread at its door until the handle stands, so that the body may ask it.
     std::unique_lock guard(control->lock);

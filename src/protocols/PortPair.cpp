@@ -1,4 +1,4 @@
-#include "video/PortPair.h"
+#include "protocols/PortPair.h"
 
 #include "protocols/CRTCPReporter.h"
 #include "protocols/CUDPPort.h"

@@ -9,14 +9,14 @@ namespace sarnevo {
 class CRTCPReporter;
 class CUDPPort;
 
-/// The local UDP ports of one stream, in host byte order.
+/// The UDP ports of one end of a stream, in host byte order. As a camera says them they may be any numbers.
 struct PortPair {
-  u16 rtp = 0;
-  u16 rtcp = 0;  ///< the one behind rtp
+  i32 rtp = 0;
+  i32 rtcp = 0;
 };
 
 /// Opens @p port on the first free local port from 3556 up, on all local addresses, and starts @p reporter on
-/// the one behind it. Nothing when 4556 is reached; the port is then closed.
+/// the one after it. Nothing when 4556 is reached; the port is then closed.
 ///
 /// Ports of other channels are passed over without asking the system (protocols/HeldPorts.h); any other that is
 /// taken shows by refusing the bind. Nothing else is remembered: a port that somebody gives back is found again.

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace kolvex_soak {
+namespace kolvex_test {
 
 /// The calling thread runs code of the library: what it takes counts, and may fail. Threads that it makes
 /// inherit that.
@@ -18,11 +18,12 @@ class Side {
   const bool before_;
 };
 
-/// What can be taken from the library. Failures.cpp stands in front of the C library's functions of the program
-/// that it is linked into.
+/// What can be taken from the library. FailingFiles.cpp replaces the C library's functions for files in the
+/// program that it is linked into, FailingResources.cpp those for all the rest. A write that fails has taken half
+/// of its bytes first, as it does on a disk that fills up.
 enum class Resource { Memory, Socket, Bind, Connect, Thread, Open, Write, Flush, Rename, Count };
 
-/// From here on the @p n th request (from 1) for @p resource fails, and with @p onward all behind it until Heal.
+/// From here on the @p n th request (from 1) for @p resource fails, and with @p onward all after it until Heal.
 void Fail(Resource resource, long n, bool onward);
 void Heal();
 /// How many requests have failed.
@@ -31,4 +32,7 @@ long Strikes();
 long LiveBlocks();
 long LiveBytes();
 
-}  // namespace kolvex_soak
+/// For the functions that are replaced: true when this request is one that fails.
+bool Fails(Resource resource);
+
+}  // namespace kolvex_test

@@ -1,53 +1,26 @@
-#include "Failures.h"
-
+// The C library's functions for memory, sockets and threads, replaced for the program that this is linked into. The
+// sanitizers replace the same ones, so that only builds without them can have it.
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <dlfcn.h>
-#include <execinfo.h>
-#include <fcntl.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cerrno>
-#include <cstdarg>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
+#include "support/Failures.h"
 
-namespace kolvex_soak {
+namespace kolvex_test {
 
 namespace {
 
-std::atomic<int> wanted{-1};
-std::atomic<long> first{0}, count{0}, strikes{0}, blocks{0}, bytes{0};
-std::atomic<bool> onward{false};
-
-// With KOLVEX_TRACE the place that goes without is printed.
-void Trace() {
-  if (std::getenv("KOLVEX_TRACE") != nullptr) {
-    const Side ours(false);
-    void* frames[40];
-    backtrace_symbols_fd(frames, backtrace(frames, 40), STDERR_FILENO);
-  }
-}
-
-bool Fails(Resource resource) {
-  if (!inLibrary || wanted.load(std::memory_order_relaxed) != static_cast<int>(resource)) {
-    return false;
-  }
-  const long number = count.fetch_add(1) + 1;
-  if (number != first && !(number > first && onward)) {
-    return false;
-  }
-  if (strikes.fetch_add(1) == 0) {
-    Trace();
-  }
-  return true;
-}
+std::atomic<long> blocks{0}, bytes{0};
 
 template <typename... Arguments>
 int System(Resource resource, int error, long number, Arguments... arguments) {
@@ -60,23 +33,14 @@ int System(Resource resource, int error, long number, Arguments... arguments) {
 
 }  // namespace
 
-void Fail(Resource resource, long n, bool all) {
-  strikes = 0;
-  count = 0;
-  first = n;
-  onward = all;
-  wanted = static_cast<int>(resource);
-}
-void Heal() { wanted = -1; }
-long Strikes() { return strikes; }
 long LiveBlocks() { return blocks; }
 long LiveBytes() { return bytes; }
 
-}  // namespace kolvex_soak
+}  // namespace kolvex_test
 
-using kolvex_soak::Fails;
-using kolvex_soak::Resource;
-using kolvex_soak::System;
+using kolvex_test::Fails;
+using kolvex_test::Resource;
+using kolvex_test::System;
 
 extern "C" {
 
@@ -102,10 +66,10 @@ void* memalign(std::size_t alignment, std::size_t size) {
     return nullptr;
   }
   void* const block = static_cast<char*>(begin) + alignment;
-  HeadOf(block) = {begin, static_cast<std::uint32_t>(size), kolvex_soak::inLibrary};
-  if (kolvex_soak::inLibrary) {
-    kolvex_soak::blocks.fetch_add(1, std::memory_order_relaxed);
-    kolvex_soak::bytes.fetch_add(static_cast<long>(size), std::memory_order_relaxed);
+  HeadOf(block) = {begin, static_cast<std::uint32_t>(size), kolvex_test::inLibrary};
+  if (kolvex_test::inLibrary) {
+    kolvex_test::blocks.fetch_add(1, std::memory_order_relaxed);
+    kolvex_test::bytes.fetch_add(static_cast<long>(size), std::memory_order_relaxed);
   }
   return block;
 }
@@ -124,8 +88,8 @@ void free(void* block) {
   if (block != nullptr) {
     const Head& head = HeadOf(block);
     if (head.ofLibrary) {
-      kolvex_soak::blocks.fetch_sub(1, std::memory_order_relaxed);
-      kolvex_soak::bytes.fetch_sub(head.size, std::memory_order_relaxed);
+      kolvex_test::blocks.fetch_sub(1, std::memory_order_relaxed);
+      kolvex_test::bytes.fetch_sub(head.size, std::memory_order_relaxed);
     }
     const int error = errno;
     __libc_free(head.begin);
@@ -157,30 +121,6 @@ int bind(int descriptor, const sockaddr* address, socklen_t size) noexcept {
 int connect(int descriptor, const sockaddr* address, socklen_t size) {
   return System(Resource::Connect, ENETUNREACH, SYS_connect, descriptor, address, size);
 }
-int openat(int folder, const char* path, int flags, ...) {
-  va_list rest;
-  va_start(rest, flags);
-  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
-  va_end(rest);
-  return System(Resource::Open, EMFILE, SYS_openat, folder, path, flags, mode);
-}
-int open(const char* path, int flags, ...) {
-  va_list rest;
-  va_start(rest, flags);
-  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
-  va_end(rest);
-  return openat(AT_FDCWD, path, flags, mode);
-}
-int __open_2(const char* path, int flags) { return openat(AT_FDCWD, path, flags); }
-ssize_t write(int descriptor, const void* data, std::size_t size) {
-  return System(Resource::Write, ENOSPC, SYS_write, descriptor, data, size);
-}
-int fsync(int descriptor) { return System(Resource::Flush, EIO, SYS_fsync, descriptor); }
-int renameat(int from, const char* old, int to, const char* name) noexcept {
-  return System(Resource::Rename, EIO, SYS_renameat, from, old, to, name);
-}
-int rename(const char* old, const char* name) noexcept { return renameat(AT_FDCWD, old, AT_FDCWD, name); }
-
 struct Start {
   void* (*body)(void*);
   void* argument;
@@ -188,20 +128,20 @@ struct Start {
 static void* Begin(void* given) {
   const Start start = *static_cast<Start*>(given);
   std::free(given);
-  kolvex_soak::inLibrary = true;
+  kolvex_test::inLibrary = true;
   return start.body(start.argument);
 }
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
                    void* argument) noexcept {
   static auto* const create = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
-  if (!kolvex_soak::inLibrary) {
+  if (!kolvex_test::inLibrary) {
     return create(thread, attributes, body, argument);
   }
   if (Fails(Resource::Thread)) {
     return EAGAIN;
   }
   // What the C library itself keeps for a thread stays with the next one, which would look like a leak.
-  const kolvex_soak::Side ours(false);
+  const kolvex_test::Side ours(false);
   auto* const start = static_cast<Start*>(std::malloc(sizeof(Start)));
   *start = {body, argument};
   const int failed = create(thread, attributes, &Begin, start);

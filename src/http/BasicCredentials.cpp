@@ -1,11 +1,11 @@
-#include "platform/posix/BasicCredentials.h"
+#include "http/BasicCredentials.h"
 
 #include <cstddef>
 #include <cstdint>
 
 #include "platform/SecureErase.h"
 
-namespace sarnevo::platform::posix {
+namespace Web {
 
 namespace {
 
@@ -36,8 +36,8 @@ std::string BasicCredentials(std::string_view userName, std::string_view passwor
   pair.append(userName).append(1, ':').append(password);
   line.append(kBegin);
   AppendBase64(line, pair);
-  SecureErase(pair);
+  sarnevo::platform::SecureErase(pair);
   return line;
 }
 
-}  // namespace sarnevo::platform::posix
+}  // namespace Web

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "http/HttpError.h"
+#include "http/HttpReply.h"
+#include "http/HttpTarget.h"
+#include "platform/Event.h"
+#include "platform/Socket.h"
+#include "platform/Time.h"
+
+namespace Web {
+
+/// The way of one HttpRequest to its server: looks the name up, connects, sends, takes the reply in. Between requests
+/// it holds a descriptor only where the connection is kept.
+///
+/// Time-outs: one for look-up and connect together, one for sending, one for each receive; and a limit for all of a
+/// request. Each is computed once, so that a signal doesn't begin a wait anew.
+///
+/// One owner thread at a time; IsCancelled and Cancel from any. Whoever cancels sees to it that Open and Close aren't
+/// called meanwhile.
+class HttpConnection {
+ public:
+  /// @param timeout  of each step; 0: no limit
+  explicit HttpConnection(sarnevo::platform::Milliseconds timeout) noexcept : timeout_(timeout) {}
+
+  /// Lets requests through, until Cancel. At first none is.
+  void Open() noexcept { cancelled_.Reset(); }
+  /// The step under way fails at once, and so does each later one until Open.
+  void Cancel() noexcept;
+  bool IsCancelled() noexcept;
+
+  /// Begins a request, in place of the one before.
+  /// @param limit  for all of it; 0: none
+  /// @param keep   the server may keep the connection after the reply
+  HttpError Begin(sarnevo::platform::Milliseconds limit, bool keep) noexcept;
+  /// Sends @p request and waits for the reply's head, within the request that was begun: once, and once more for
+  /// each redirect.
+  /// @param method  of the request; only GET and HEAD go over a connection that was kept, and go out again when the
+  ///                server has let go of it without a word (RFC 9112, 9.3.1)
+  HttpError Ask(const HttpServer& server, std::string_view method, std::string_view request);
+  /// Waits until some of the body is there, or its end.
+  HttpError AwaitBody();
+
+  const HttpReply& Reply() const noexcept { return reply_; }
+  void Consume(std::size_t count) noexcept { reply_.Consume(count); }
+
+  /// Gives the request up: each later AwaitBody gives @p error.
+  HttpError Fail(HttpError error) noexcept;
+  /// Ends a connection that is kept for the next request, unless one is under way.
+  void LetGo() noexcept;
+  /// Closes the connection, whatever is under way.
+  void Close() noexcept { socket_.Close(); }
+
+ private:
+  class Deadline;
+
+  HttpError Connect(const HttpServer& server);
+  HttpError ConnectTo(const sarnevo::platform::SocketAddress& peer, const Deadline& deadline) noexcept;
+  HttpError Exchange(std::string_view method, std::string_view request);
+  HttpError Transmit(std::string_view request) noexcept;
+  HttpError Receive();
+  bool IsIdle() noexcept;
+
+  const sarnevo::platform::Milliseconds timeout_;
+  sarnevo::platform::Event cancelled_{true, true};
+
+  // The owner's.
+  sarnevo::platform::Socket socket_;
+  std::uint16_t port_ = 0;  // that socket_ leads to
+  HttpReply reply_;
+  std::uint64_t limit_ = 0;  // of the monotonic clock; 0: none
+  bool keep_ = false;
+  bool answered_ = false;  // something of the reply came
+  HttpError failed_ = HttpError::None;
+};
+
+}  // namespace Web

@@ -1,0 +1,307 @@
+#include "http/HttpReply.h"
+
+#include <http_parser.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <exception>
+#include <limits>
+#include <new>
+
+#include "device/AsciiText.h"
+#include "http/HttpStatus.h"
+
+namespace Web {
+
+namespace {
+
+using sarnevo::IsSameText;
+using sarnevo::Trimmed;
+
+constexpr std::string_view kProtocol = "HTTP/";
+constexpr std::array<std::uint32_t, 5> kRedirects = {301, 302, 303, 307, 308};
+constexpr std::uint32_t kLowestStatus = 100;
+// http_parser's word for a body that ends with the connection.
+constexpr std::uint64_t kUntilEnd = std::numeric_limits<std::uint64_t>::max();
+// Room that is worth keeping for the next reply of the same server.
+constexpr std::size_t kUsualRoom = 1024;
+
+// A whole decimal number and nothing else; no sign, since from_chars takes none for unsigned values.
+std::optional<std::uint64_t> Number(std::string_view text) noexcept {
+  std::uint64_t value = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stopped, error] = std::from_chars(text.data(), end, value);
+  return error == std::errc{} && stopped == end ? std::optional(value) : std::nullopt;
+}
+
+// RFC 9112, 6.3: whatever length the head tells.
+bool HasNoBody(std::uint32_t status) noexcept {
+  return IsInformational(status) || status == kStatusNoContent || status == kStatusNotModified;
+}
+
+template <typename Room>
+void LetGoOfMuch(Room& room) noexcept {
+  if (room.capacity() > kUsualRoom) {
+    Room().swap(room);
+  }
+}
+
+}  // namespace
+
+struct HttpReply::Parser {
+  http_parser state{};
+  HttpReply* reply = nullptr;
+  bool noMemory = false;
+
+  static HttpReply& Of(http_parser* state) noexcept { return *static_cast<Parser*>(state->data)->reply; }
+
+  static int OnHeadEnd(http_parser* state) noexcept {
+    constexpr int kSkipBody = 1;
+    return Of(state).toHead_ || HasNoBody(state->status_code) ? kSkipBody : 0;
+  }
+  static int OnBody(http_parser* state, const char* text, std::size_t size) noexcept {
+    try {
+      std::vector<std::uint8_t>& body = Of(state).body_;
+      body.insert(body.end(), text, text + size);
+      return 0;
+    } catch (const std::exception&) {
+      static_cast<Parser*>(state->data)->noMemory = true;
+      return -1;
+    }
+  }
+  static int OnEnd(http_parser* state) noexcept {
+    HttpReply& reply = Of(state);
+    reply.phase_ = Phase::Whole;
+    // RFC 9112, 6.1: who sends both a length and chunks may mean anything by what follows.
+    const bool ambiguous = reply.contentLength_ && (state->flags & F_CHUNKED) != 0;
+    reply.staysOpen_ = http_should_keep_alive(state) != 0 && !ambiguous;
+    return 0;
+  }
+
+  static http_parser_settings Settings() noexcept {
+    http_parser_settings settings;
+    http_parser_settings_init(&settings);
+    settings.on_headers_complete = &OnHeadEnd;
+    settings.on_body = &OnBody;
+    settings.on_message_complete = &OnEnd;
+    return settings;
+  }
+};
+
+HttpReply::HttpReply() : parser_(std::make_unique<Parser>()) { parser_->reply = this; }
+
+HttpReply::~HttpReply() = default;
+
+void HttpReply::Begin(bool toHead) noexcept {
+  toHead_ = toHead;
+  hasHead_ = staysOpen_ = surplus_ = false;
+  lineBytes_ = 0;
+  line_.clear();
+  body_.clear();
+  consumed_ = 0;
+  BeginHead();
+}
+
+void HttpReply::BeginHead() noexcept {
+  http_parser_init(&parser_->state, HTTP_RESPONSE);
+  parser_->state.data = parser_.get();
+  // Chunks go before a length, and another coding before that reads to the end (RFC 9112, 6.3).
+  parser_->state.allow_chunked_length = 1;
+  parser_->state.lenient_http_headers = 1;
+  parser_->noMemory = false;
+  phase_ = Phase::StatusLine;
+  header_.clear();
+  status_ = 0;
+  contentLength_.reset();
+  location_.clear();
+}
+
+HttpError HttpReply::Take(std::span<const std::uint8_t> bytes) {
+  std::string_view rest(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  HttpError error = HttpError::None;
+  while (!rest.empty() && error == HttpError::None) {
+    if (phase_ == Phase::Whole) {
+      surplus_ = true;
+      break;
+    }
+    error = phase_ == Phase::Data ? TakeData(rest) : TakeLinePart(rest);
+  }
+  return error;
+}
+
+HttpError HttpReply::TakeEnd() noexcept {
+  if (phase_ == Phase::Data && left_ == kUntilEnd) {
+    phase_ = Phase::Whole;
+  }
+  return IsWhole() ? HttpError::None : HttpError::ConnectionBroken;
+}
+
+std::string_view HttpReply::Redirect() const noexcept {
+  const bool redirects = hasHead_ && std::ranges::find(kRedirects, status_) != kRedirects.end();
+  return redirects ? std::string_view(location_) : std::string_view{};
+}
+
+void HttpReply::Consume(std::size_t count) noexcept {
+  consumed_ += count;
+  if (consumed_ >= body_.size()) {
+    body_.clear();
+    consumed_ = 0;
+    if (IsWhole()) {
+      LetGoOfMuch(body_);
+    }
+  }
+}
+
+// Up to the end of the line, or as far as it has come.
+HttpError HttpReply::TakeLinePart(std::string_view& rest) {
+  const std::size_t end = rest.find('\n');
+  const std::string_view part = rest.substr(0, end == rest.npos ? end : end + 1);
+  lineBytes_ += part.size();
+  if (lineBytes_ > kMaxHeadBytes) {
+    return HttpError::ReplyTooLarge;
+  }
+  rest.remove_prefix(part.size());
+  line_ += part;
+  if (phase_ == Phase::StatusLine) {
+    // Seen at the first byte that differs: who doesn't speak HTTP may never end a line.
+    const std::string_view begin = std::string_view(line_).substr(0, kProtocol.size());
+    if (!IsSameText(begin, kProtocol.substr(0, begin.size()))) {
+      return HttpError::InvalidReply;
+    }
+  }
+  if (end == part.npos) {
+    return HttpError::None;
+  }
+  line_.pop_back();
+  while (line_.ends_with('\r')) {
+    line_.pop_back();
+  }
+  const HttpError error = TakeLine(line_);
+  line_.clear();
+  LetGoOfMuch(line_);
+  return error;
+}
+
+HttpError HttpReply::TakeData(std::string_view& rest) {
+  const std::string_view piece = rest.substr(0, std::min<std::uint64_t>(left_, rest.size()));
+  rest.remove_prefix(piece.size());
+  left_ -= left_ == kUntilEnd ? 0 : piece.size();
+  const HttpError error = Feed(piece);
+  if (left_ == 0 && phase_ == Phase::Data) {
+    phase_ = Phase::ChunkEnd;
+  }
+  return error;
+}
+
+HttpError HttpReply::TakeLine(std::string_view line) {
+  switch (phase_) {
+    case Phase::StatusLine:
+      if (line.size() < kProtocol.size()) {
+        return HttpError::InvalidReply;
+      }
+      phase_ = Phase::Header;
+      // In capitals, and without what may follow a stray carriage return.
+      line = line.substr(0, line.find('\r'));
+      return Feed(std::string(kProtocol).append(line.substr(kProtocol.size())).append("\r\n"));
+    case Phase::Header:
+      return TakeHeaderLine(line);
+    case Phase::ChunkSize:
+      return TakeChunkSize(line);
+    case Phase::ChunkEnd:
+      phase_ = Phase::ChunkSize;
+      return line.empty() ? Feed("\r\n") : HttpError::InvalidReply;
+    default:
+      break;
+  }
+  return line.empty() ? Feed("\r\n") : HttpError::None;  // what a trailer says is nobody's business
+}
+
+// A header counts when the line after it has come, which may be its continuation (RFC 9112, 5.2).
+HttpError HttpReply::TakeHeaderLine(std::string_view line) {
+  if (line.starts_with(' ') || line.starts_with('\t')) {
+    if (!header_.empty()) {
+      header_.append(1, ' ').append(Trimmed(line));
+    }
+    return HttpError::None;
+  }
+  const HttpError error = TakeHeader();
+  header_ = line;
+  return error != HttpError::None || !line.empty() ? error : TakeHeadEnd();
+}
+
+HttpError HttpReply::TakeHeader() {
+  const std::string_view header = header_;
+  const std::size_t colon = header.find(':');
+  if (colon == header.npos) {
+    return HttpError::None;
+  }
+  const std::string_view name = Trimmed(header.substr(0, colon));
+  const std::string_view value = Trimmed(header.substr(colon + 1));
+  if (IsSameText(name, "Location")) {
+    location_ = value;
+  } else if (IsSameText(name, "Content-Length")) {
+    return TakeLength(value);
+  } else if (IsSameText(name, "Connection") ||
+             (IsSameText(name, "Transfer-Encoding") && !IsSameText(value, "identity"))) {
+    return Feed(std::string(name).append(": ").append(value).append("\r\n"));
+  }
+  return HttpError::None;
+}
+
+HttpError HttpReply::TakeLength(std::string_view value) {
+  const std::optional<std::uint64_t> length = Number(value);
+  if (!length || contentLength_.value_or(*length) != *length) {
+    return HttpError::InvalidReply;
+  }
+  if (contentLength_) {
+    return HttpError::None;  // said twice
+  }
+  contentLength_ = length;
+  return Feed(std::string("Content-Length: ").append(value).append("\r\n"));
+}
+
+HttpError HttpReply::TakeHeadEnd() {
+  const HttpError error = Feed("\r\n");
+  const http_parser& state = parser_->state;
+  status_ = state.status_code;
+  // RFC 9112, 4: three digits; the parser takes fewer.
+  if (error != HttpError::None || state.http_major != 1 || status_ < kLowestStatus) {
+    return error != HttpError::None ? error : HttpError::InvalidReply;
+  }
+  if (IsInformational(status_)) {
+    BeginHead();
+    return HttpError::None;
+  }
+  hasHead_ = true;
+  LetGoOfMuch(header_);
+  if (phase_ == Phase::Header) {
+    left_ = state.content_length;
+    phase_ = (state.flags & F_CHUNKED) != 0 ? Phase::ChunkSize : Phase::Data;
+  }
+  return HttpError::None;
+}
+
+// The size alone: what extensions (RFC 9112, 7.1.1) say is nobody's business either.
+HttpError HttpReply::TakeChunkSize(std::string_view line) {
+  const std::string_view size = Trimmed(line.substr(0, line.find(';')));
+  if (size.find_first_not_of("0123456789ABCDEFabcdef") != size.npos) {
+    return HttpError::InvalidReply;
+  }
+  const HttpError error = Feed(std::string(size).append("\r\n"));
+  left_ = parser_->state.content_length;
+  phase_ = left_ > 0 ? Phase::Data : Phase::Trailer;
+  lineBytes_ = left_ > 0 ? 0 : lineBytes_;
+  return error;
+}
+
+HttpError HttpReply::Feed(std::string_view text) {
+  static const http_parser_settings settings = Parser::Settings();
+  http_parser_execute(&parser_->state, &settings, text.data(), text.size());
+  if (parser_->noMemory) {
+    throw std::bad_alloc();
+  }
+  return HTTP_PARSER_ERRNO(&parser_->state) == HPE_OK ? HttpError::None : HttpError::InvalidReply;
+}
+
+}  // namespace Web

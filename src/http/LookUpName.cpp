@@ -1,0 +1,61 @@
+#include "http/LookUpName.h"
+
+#include <exception>
+#include <memory>
+#include <utility>
+
+#include "platform/LoadedLibrary.h"
+#include "platform/NameService.h"
+#include "platform/Thread.h"
+
+namespace Web {
+
+using namespace sarnevo::platform;
+
+namespace {
+
+// The caller's and the thread's, whoever is the last.
+struct Search {
+  Search(const std::string& wanted, std::uint16_t itsPort) : name(wanted), port(itsPort) {}
+
+  const std::string name;
+  const std::uint16_t port;
+  Event done{false, true};
+  // Written by the thread before done, read after it.
+  std::vector<SocketAddress> found;
+  bool failed = false;
+
+  void Run() noexcept {
+    try {
+      found = ResolveName(name, port);
+    } catch (const std::exception&) {
+      failed = true;  // no memory
+    }
+    done.Set();
+  }
+};
+
+}  // namespace
+
+HttpError LookUpName(const std::string& name, std::uint16_t port, Milliseconds timeout, Event& cancel,
+                     std::vector<SocketAddress>& found) {
+  const auto search = std::make_shared<Search>(name, port);
+  Thread thread;
+  if (!search->done.IsValid() || !thread.Start("KolvexNameLookup", [search] { search->Run(); })) {
+    return HttpError::OutOfResources;
+  }
+  Event* const either[] = {&cancel, &search->done};
+  const int ended = Event::WaitAny(either, timeout);
+  if (ended != 1) {
+    KeepLibraryLoaded();
+    return ended == 0 ? HttpError::Cancelled : HttpError::TimedOut;
+  }
+  thread.Wait();  // it has nothing more to do than to end
+  if (search->failed) {
+    return HttpError::OutOfResources;
+  }
+  found = std::move(search->found);
+  return found.empty() ? HttpError::NameNotResolved : HttpError::None;
+}
+
+}  // namespace Web

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include "kolvex/Types.h"
+#include "platform/Time.h"
+
+namespace sarnevo {
+
+/// Tells how long a receive thread may sleep while a burst of datagrams comes in, learned from the last bursts.
+///
+/// Cameras send the packets of a frame some 10 to 150 us apart. A thread that waits for each of them falls asleep and
+/// is woken as often, which costs several times what it does with a packet. Sleeping a moment lets them gather in
+/// the socket. The moments end when the last datagram is due, so that a whole frame is hardly later than without;
+/// none is longer than 1 ms, or than a quarter of the socket's buffer takes to fill at the pace seen lately.
+///
+/// Computes from what it is told and looks at no clock: `now` is a time of any steady clock. One thread.
+class BurstPace {
+ public:
+  using Nanoseconds = platform::Nanoseconds;
+
+  static constexpr Nanoseconds kLongest{1'000'000};
+  static constexpr Nanoseconds kShortest{60'000};  ///< less isn't worth the call
+
+  /// @param bufferBytes  size of the socket's receive buffer
+  explicit BurstPace(u32 bufferBytes) noexcept : quarterBytes_(bufferBytes / 4) {}
+
+  /// A burst is under way: Begin was called, and End wasn't.
+  bool IsUnderWay() const noexcept { return count_ != 0; }
+  /// Whether Moment may give anything in this burst, so that it is worth looking what is there before waiting.
+  bool Saves() const noexcept { return saves_; }
+
+  /// The first datagram of a burst of more than one came.
+  void Begin(Nanoseconds now, u32 bytes) noexcept;
+  /// A further one.
+  void Add(u32 bytes) noexcept;
+  /// Nothing more is there at present. How long to sleep before the next look; 0: wait for the next datagram.
+  Nanoseconds Moment(Nanoseconds now) noexcept;
+  /// The burst is whole.
+  /// @param waitedFor  the last datagram was waited for, so that it came now and no earlier
+  void End(Nanoseconds now, bool waitedFor) noexcept;
+
+ private:
+  // Of a datagram in the socket's buffer, beside its bytes: what the system adds to small ones weighs most.
+  static constexpr u32 kOverheadBytes = 512;
+
+  Nanoseconds Longest() const noexcept { return std::min(kLongest, gap_ * quarterCount_); }
+  Nanoseconds Due() const noexcept { return gap_ * (Expected() - 1); }
+  u32 Expected() const noexcept;
+
+  const u32 quarterBytes_;
+
+  // The burst under way.
+  Nanoseconds began_{0};
+  u32 count_ = 0;            // datagrams so far
+  std::int64_t weight_ = 0;  // bytes that they take in the socket's buffer
+  u32 countAtSleep_ = 0;     // 0: no sleep yet
+
+  // The bursts before.
+  bool saves_ = false;
+  Nanoseconds gap_{0};               // between two datagrams
+  std::int64_t quarterCount_ = 0;    // datagrams of that kind that fill a quarter of the buffer
+  std::array<u32, 2> lastCounts_{};  // datagrams of the last two
+};
+
+}  // namespace sarnevo
