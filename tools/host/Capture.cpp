@@ -11,7 +11,7 @@
 #include "CaptureRun.h"
 #include "Failure.h"
 #include "Subcommand.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 

@@ -11,7 +11,7 @@
 #include "ContactSheet.h"
 #include "Failure.h"
 #include "Output.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 

@@ -15,7 +15,7 @@
 #include "Looks.h"
 #include "Output.h"
 #include "Subcommand.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "Text.h"
+#include "Texts.h"
 
 #include <fmt/format.h>
 

@@ -14,7 +14,7 @@
 #include "HeadSession.h"
 #include "Output.h"
 #include "Subcommand.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 

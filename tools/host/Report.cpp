@@ -5,7 +5,7 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 

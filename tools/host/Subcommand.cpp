@@ -10,7 +10,7 @@
 #include "Diagnosis.h"
 #include "Failure.h"
 #include "Terminal.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 

@@ -13,7 +13,7 @@
 #include "Place.h"
 #include "ProgramEnd.h"
 #include "Subcommand.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 

@@ -1,4 +1,4 @@
-#include "Text.h"
+#include "Texts.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
