@@ -45,12 +45,10 @@ class PresetModel {
 
   void Load() {
     list_.clear();
-    fileDiffers_ = false;
     for (u32 index = 0; index < limit_; ++index) {
       const auto& entries = file_.memory[channel_];
       const auto entry = entries.find(index);
       if (entry != entries.end()) {
-        fileDiffers_ = fileDiffers_ || (!fixed_ && index != list_.size());
         Append(entry->second);
       } else if (fixed_) {
         Append(Placeholder(index));
@@ -171,27 +169,44 @@ class PresetModel {
     return lowest;
   }
 
-  void Rewrite() {
+  bool Rewrite() {
     auto& entries = file_.memory[channel_];
     entries.clear();
     for (u32 index = 0; index < list_.size(); ++index) {
       entries[index] = list_[index];
     }
-    fileDiffers_ = false;
-    file_.Save();
+    return file_.Save();
+  }
+
+  // Only what the list can see counts; what lies beyond the camera's limit stays until a rewriting.
+  bool FileHasAllBut(u32 slot) const {
+    const auto& entries = file_.memory[channel_];
+    for (u32 index = 0; index < limit_; ++index) {
+      const auto entry = entries.find(index);
+      const Position* const listed = index < list_.size() ? &list_[index] : nullptr;
+      const bool ofSlot = listed != nullptr && listed->slot == slot;
+      if (!ofSlot &&
+          (entry != entries.end() ? listed == nullptr || *listed != entry->second : listed != nullptr)) {
+        return false;
+      }
+    }
+    return true;
   }
 
   i32 Written(std::size_t position) {
     if (!persist_ && !fixed_) {
       return 1;
     }
-    if (fileDiffers_) {
-      Rewrite();
+    const u32 slot = list_[position].slot;
+    if (!fixed_ && !FileHasAllBut(slot)) {
+      return Rewrite() ? 1 : -18;
     }
-    file_.memory[channel_][static_cast<u32>(position)] = list_[position];
-    const bool saved = file_.Save();
-    fileDiffers_ = !saved && !fixed_;  // for all that the list knows
-    return saved ? 1 : -18;
+    for (u32 index = 0; index < list_.size(); ++index) {
+      if (list_[index].slot == slot) {
+        file_.memory[channel_][index] = list_[index];
+      }
+    }
+    return file_.Save() ? 1 : -18;
   }
 
   const u32 channel_;
@@ -201,7 +216,6 @@ class PresetModel {
   PresetFileModel& file_;
   std::vector<Position> list_;
   std::optional<std::size_t> current_;
-  bool fileDiffers_ = false;  // positions aren't the file's indexes, or may not be
 };
 
 }  // namespace kolvex_fuzz

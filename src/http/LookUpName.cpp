@@ -4,7 +4,7 @@
 #include <memory>
 #include <utility>
 
-#include "platform/LoadedLibrary.h"
+#include "platform/HostProcess.h"
 #include "platform/NameService.h"
 #include "platform/Thread.h"
 

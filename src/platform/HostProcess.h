@@ -13,4 +13,8 @@ std::optional<std::string> HostExecutableFolder();
 /// Number of processors of the machine, at least 1.
 std::uint32_t ProcessorCount() noexcept;
 
+/// From here on the library's code stays in the process, also when the host unloads it: something still runs in it
+/// that nobody waits for.
+void KeepLibraryLoaded() noexcept;
+
 }  // namespace sarnevo::platform

@@ -39,7 +39,6 @@ void CPrepositionList::ClearList() {
   names_.clear();
   order_.clear();
   current_ = kNone;
-  fileDiffers_ = false;
 }
 
 bool CPrepositionList::FindFreeSlot(u32& slot) const {
@@ -118,7 +117,7 @@ i32 CPrepositionList::AddPreposition(const std::wstring& name) {
   names_.merge(entry);
   order_.push_back(slot);
   current_ = static_cast<i32>(order_.size()) - 1;
-  return persist_ != 0 ? WriteEntry(current_, slot, name) : PtzDone;
+  return persist_ != 0 ? WriteEntries(slot) : PtzDone;
 }
 
 i32 CPrepositionList::RenameCurrentPreposition(const std::wstring& name) {
@@ -133,9 +132,7 @@ i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
   if (static_cast<std::size_t>(current_) >= order_.size()) {
     return PtzInvalidArgument;
   }
-  // The host may move the camera from within the message: what is current now stays what is renamed.
-  const i32 position = current_;
-  const u32 slot = order_[static_cast<std::size_t>(position)];
+  const u32 slot = order_[static_cast<std::size_t>(current_)];
   std::wstring oldName;
   if (!GetNameOfSlot(slot, oldName)) {
     return PtzAddFailed;
@@ -145,32 +142,52 @@ i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
   names_[slot] = name;
   if (comm_ != nullptr) {
     comm_->DebugMessage(DebugLevelEvent, "%s: A preposition with index %d was renamed from \"%s\" to \"%s\".",
-                        "sarnevo::CPrepositionList::RenameCurrentPreposition", position, from.c_str(),
+                        "sarnevo::CPrepositionList::RenameCurrentPreposition", current_, from.c_str(),
                         to.c_str());
   }
-  if (fixedSlots_ == 0) {
-    // The camera has the position already. The file must have the new name, or a restart would lose it.
-    return persist_ != 0 ? WriteEntry(position, slot, name) : PtzDone;
-  }
-  if (comm_ == nullptr || !comm_->StorePreset(slot)) {
+  // From within the message the host may have moved the camera, renamed once more, or deleted: what is left of the
+  // renamed one is looked up anew.
+  if (std::wstring now; !GetNameOfSlot(slot, now) || now != name) {
     return PtzAddFailed;
   }
-  return WriteEntry(position, slot, name);
+  if (fixedSlots_ != 0 && (comm_ == nullptr || !comm_->StorePreset(slot))) {
+    return PtzAddFailed;
+  }
+  // In normal mode the camera has the position already. The file must have the new name, or a restart would lose it.
+  return persist_ != 0 || fixedSlots_ != 0 ? WriteEntries(slot) : PtzDone;
 }
 
-// With gaps in the file, or with an earlier change missing there, a position isn't its entry's index: written as
-// it is, the entry would replace another one. So the next write of a normal list rewrites the channel. The entry
-// is then written once more, for the result of the save.
-i32 CPrepositionList::WriteEntry(i32 position, u32 slot, const std::wstring& name) {
-  if (fileDiffers_ && !SavePrepositions()) {
+// Whether the file has what the list has, but for the entries of @p slot. It hasn't when indexes are missing in it, and
+// when an earlier change didn't get there.
+bool CPrepositionList::FileHasTheOthers(u32 slot) const {
+  for (u32 index = 0; index < maxCount_; ++index) {
+    PrepositionRecord record;
+    const bool stored = reader_->Read(ptzChannel_, index, record);
+    const bool listed = index < order_.size();
+    const bool same = stored == listed &&
+                      (!listed || (record.slot == order_[index] && record.name == names_.at(record.slot)));
+    if (!same && !(listed && order_[index] == slot)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Where the file differs, a position isn't its entry's index: the entry would replace another one. The whole channel is
+// written then. With fixed slots gaps are as it should be. A slot may stand in the list twice, when the file had it so;
+// the last of its entries is the one that counts at the next start.
+i32 CPrepositionList::WriteEntries(u32 slot) {
+  if (!reader_) {
     return PtzAddFailed;
   }
-  fileDiffers_ = fixedSlots_ == 0;  // until it is saved, whatever happens
-  if (!SavePreposition(static_cast<u32>(position), slot, name)) {
-    return PtzAddFailed;
+  if (fixedSlots_ == 0 && !FileHasTheOthers(slot)) {
+    return Rewrite() == CXMLPrepositionReader::Rewritten::Saved ? PtzDone : PtzAddFailed;
   }
-  fileDiffers_ = false;
-  return PtzDone;
+  bool saved = true;
+  for (u32 position = 0; position < order_.size(); ++position) {
+    saved = (order_[position] != slot || SavePreposition(position, slot, names_.at(slot))) && saved;
+  }
+  return saved ? PtzDone : PtzAddFailed;
 }
 
 bool CPrepositionList::SelectPreposition(const std::wstring& name, u32 option) {
@@ -211,11 +228,11 @@ bool CPrepositionList::DeletePreposition(const std::wstring& name) {
     }
     names_.clear();
     order_.clear();
-    if (SavePrepositions()) {
-      names_.swap(names);
-      order_.swap(order);
-      current_ = 0;
-    }
+    SavePrepositions();
+    // Whether it was saved or not: the camera has forgotten them, and without placeholders nothing could be stored.
+    names_.swap(names);
+    order_.swap(order);
+    current_ = 0;
     return true;
   }
   u32 slot = 0;
@@ -227,12 +244,7 @@ bool CPrepositionList::DeletePreposition(const std::wstring& name) {
     std::erase(order_, slot);
   }
   current_ = kNone;
-  if (persist_ == 0) {
-    return true;
-  }
-  fileDiffers_ = true;  // until it is saved, whatever happens
-  fileDiffers_ = !SavePrepositions();
-  return !fileDiffers_;
+  return persist_ == 0 || SavePrepositions();
 }
 
 bool CPrepositionList::SavePreposition(u32 index, u32 slot, const std::wstring& name) {
@@ -240,21 +252,15 @@ bool CPrepositionList::SavePreposition(u32 index, u32 slot, const std::wstring& 
 }
 
 bool CPrepositionList::SavePrepositions() {
-  if (!reader_) {
-    return false;
-  }
+  return reader_ && Rewrite() != CXMLPrepositionReader::Rewritten::NotMade;
+}
+
+CXMLPrepositionReader::Rewritten CPrepositionList::Rewrite() {
   std::vector<PrepositionRecord> records;
   for (const u32 slot : order_) {
     records.push_back({names_.at(slot), slot});
   }
-  // One save at the end, not one for each entry.
-  reader_->SetAutoSave(false);
-  reader_->DeleteChannel(ptzChannel_);
-  bool done = true;
-  for (u32 position = 0; done && position < records.size(); ++position) {
-    done = reader_->Write(ptzChannel_, position, records[position]);
-  }
-  return reader_->SetAutoSave(true) && done;
+  return reader_->Rewrite(ptzChannel_, records);
 }
 
 void CPrepositionList::LoadPrepositions() {
@@ -265,7 +271,6 @@ void CPrepositionList::LoadPrepositions() {
   for (u32 index = 0; index < maxCount_; ++index) {
     PrepositionRecord record;
     if (reader_->Read(ptzChannel_, index, record)) {
-      fileDiffers_ = fileDiffers_ || (fixedSlots_ == 0 && index != order_.size());
       names_[record.slot] = record.name;
       order_.push_back(record.slot);
     } else if (fixedSlots_ != 0) {

@@ -92,7 +92,9 @@ class CPrepositionList {
   bool GetNameOfSlot(u32 slot, std::wstring& name) const;
   bool GetNameAt(i32 position, std::wstring& name) const;
   static void AppendPlaceholder(u32 slot, std::map<u32, std::wstring>& names, std::vector<u32>& order);
-  i32 WriteEntry(i32 position, u32 slot, const std::wstring& name);
+  bool FileHasTheOthers(u32 slot) const;
+  i32 WriteEntries(u32 slot);
+  CXMLPrepositionReader::Rewritten Rewrite();
 
   // Constant once the camera is set.
   const u8 persist_;
@@ -112,7 +114,6 @@ class CPrepositionList {
   std::map<u32, std::wstring> names_;  // by slot
   std::vector<u32> order_;             // slots, in the order that the host sees
   i32 current_ = -1;                   // a position in order_; -1 for none
-  bool fileDiffers_ = false;           // positions aren't the file's indexes; see WriteEntry
 };
 
 }  // namespace sarnevo

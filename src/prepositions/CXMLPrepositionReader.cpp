@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cwchar>
+#include <exception>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -45,16 +46,6 @@ std::optional<u32> ScanNumber(std::wstring_view text) {
     }
   }
   return text.empty() ? std::nullopt : std::optional(static_cast<u32>(number));
-}
-
-// Nothing out of the XML layer or for want of memory gets further than the operation.
-template <typename Call>
-bool Succeeds(Call&& call) noexcept {
-  try {
-    return call();
-  } catch (...) {
-    return false;
-  }
 }
 
 }  // namespace
@@ -100,22 +91,30 @@ bool CXMLPrepositionReader::Read(u32 ptzChannel, u32 index, PrepositionRecord& r
 
 bool CXMLPrepositionReader::Write(u32 ptzChannel, u32 index, const PrepositionRecord& record) {
   const COptexGuard guard(lock_);
-  return Change([&] {
-    const std::wstring entry = EntryPath(ptzChannel, index);
-    return settings_.SetString(record.name.c_str(), L"%ls/%ls", entry.c_str(), kName) > 0 &&
-           settings_.SetString(std::to_wstring(record.slot).c_str(), L"%ls/%ls", entry.c_str(), kSlot) > 0;
-  });
+  if (!Change(ptzChannel, index, record)) {
+    return false;
+  }
+  return autoSave_ == 0 || settings_.Save() == 1;
 }
 
 bool CXMLPrepositionReader::DeleteChannel(u32 ptzChannel) {
   const COptexGuard guard(lock_);
-  bool found = false;
-  const bool done = Change([&] {
-    const i32 deleted = settings_.Delete("%s", sarnevo::ToUtf8(ChannelPath(ptzChannel)).c_str());
-    found = deleted > 0;
-    return found || (deleted == 0 && autoSave_ == 0);  // nothing to delete is nothing to save
-  });
-  return done && found;
+  return Remove(ptzChannel) > 0 && (autoSave_ == 0 || settings_.Save() == 1);
+}
+
+CXMLPrepositionReader::Rewritten CXMLPrepositionReader::Rewrite(
+    u32 ptzChannel, std::span<const PrepositionRecord> records) noexcept {
+  const COptexGuard guard(lock_);
+  SetAutoSave(false);
+  bool made = Remove(ptzChannel) >= 0;  // there may be nothing to remove
+  for (u32 index = 0; made && index < records.size(); ++index) {
+    made = Change(ptzChannel, index, records[index]);
+  }
+  if (!made) {
+    settings_.RollBack();
+  }
+  const bool saved = SetAutoSave(true);
+  return !made ? Rewritten::NotMade : saved ? Rewritten::Saved : Rewritten::NotSaved;
 }
 
 bool CXMLPrepositionReader::SetAutoSave(bool on) {
@@ -124,31 +123,32 @@ bool CXMLPrepositionReader::SetAutoSave(bool on) {
     return true;
   }
   autoSave_ = on ? 1 : 0;
-  if (!on) {
-    gathered_ = settings_.Keep() == 1;
-    return gathered_;
-  }
-  const bool all = std::exchange(gathered_, true);
-  if (!all) {
-    settings_.Revert();
-  }
-  settings_.Save();
-  return all;
+  return !on || settings_.Save() == 1;
 }
 
-// One change, whole or not at all. Of those that gather, none is made behind one that failed.
-template <typename Call>
-bool CXMLPrepositionReader::Change(Call&& call) noexcept {
-  if (autoSave_ == 0) {
-    gathered_ = gathered_ && Succeeds(call);
-    return gathered_;
+// One entry in the document, whole or not at all.
+bool CXMLPrepositionReader::Change(u32 ptzChannel, u32 index, const PrepositionRecord& record) noexcept {
+  try {
+    const std::wstring entry = EntryPath(ptzChannel, index);
+    const std::wstring slot = std::to_wstring(record.slot);
+    if (settings_.SetString(record.name.c_str(), L"%ls/%ls", entry.c_str(), kName) > 0 &&
+        settings_.SetString(slot.c_str(), L"%ls/%ls", entry.c_str(), kSlot) > 0) {
+      return true;
+    }
+  } catch (const std::exception&) {
+    // No memory, even for the path.
   }
-  if (settings_.Keep() == 0) {
-    return false;
+  if (autoSave_ != 0) {
+    settings_.RollBack();
   }
-  if (!Succeeds(call)) {
-    settings_.Revert();
-    return false;
+  return false;
+}
+
+// As CXMLSettingsAPI::Delete.
+i32 CXMLPrepositionReader::Remove(u32 ptzChannel) noexcept {
+  try {
+    return settings_.Delete("%s", sarnevo::ToUtf8(ChannelPath(ptzChannel)).c_str());
+  } catch (const std::exception&) {
+    return -1;
   }
-  return settings_.Save() == 1;
 }

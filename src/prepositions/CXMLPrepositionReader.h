@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 
 #include "kolvex/Types.h"
@@ -36,22 +37,29 @@ class CXMLPrepositionReader {
   /// Removes a channel with all its entries. False when there was none, or it couldn't be saved.
   bool DeleteChannel(sarnevo::u32 ptzChannel);
 
+  /// What became of a Rewrite.
+  enum class Rewritten {
+    Saved,
+    NotSaved,  ///< in the document, and so in the next save
+    NotMade,   ///< the channel is as it was
+  };
+  /// Replaces a channel's entries by @p records, with their places as indexes, and saves once. Nobody else's change
+  /// falls in between, so that what has to be taken back is this channel's alone.
+  Rewritten Rewrite(sarnevo::u32 ptzChannel, std::span<const sarnevo::PrepositionRecord> records) noexcept;
+
   /// Off, changes gather in memory; on, each is saved at once, and what has gathered is saved now. On after a
-  /// successful Open. When one of the gathered changes failed for want of memory, all of them are taken back, so
-  /// that the file never gets half of them; false then.
+  /// successful Open. False when what has gathered couldn't be saved.
   bool SetAutoSave(bool on);
 
  private:
   std::wstring ChannelPath(sarnevo::u32 ptzChannel) const;
   std::wstring EntryPath(sarnevo::u32 ptzChannel, sarnevo::u32 index) const;
 
-  template <typename Call>
-  bool Change(Call&& call) noexcept;
+  bool Change(sarnevo::u32 ptzChannel, sarnevo::u32 index, const sarnevo::PrepositionRecord& record) noexcept;
+  sarnevo::i32 Remove(sarnevo::u32 ptzChannel) noexcept;
 
   const std::string rootName_;
   sarnevo::COptex lock_;  // held through each operation, saving included; taken before the XML layer's
   CXMLSettingsAPI settings_;
-  // Under lock_.
-  sarnevo::u8 autoSave_ = 0;
-  bool gathered_ = true;  // since it went off every change was made, wanted memory or not
+  sarnevo::u8 autoSave_ = 0;  // under lock_
 };

@@ -58,6 +58,8 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   virtual i32 GetCapabilities(CPtzCapabilities* record) = 0;
   /// A PtzProtocol. May ask the camera, on the calling thread, while none is known.
   virtual u32 GetPtzProtocol() = 0;
+  /// The PtzProtocol that commands are built in, since Open. Asks nobody.
+  u32 CommandProtocol() const noexcept { return commandBuilder_.Protocol(); }
 
   /// Reads the protocol for the commands anew and starts the thread, unless it runs. 1, or -1 with a
   /// message.

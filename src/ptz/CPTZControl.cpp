@@ -44,14 +44,18 @@ CPTZControl::~CPTZControl() { CloseComm(); }
 bool CPTZControl::Open(TSmartPtr<CXMLPrepositionReader> reader, CBasePTZComm* comm) {
   comm_ = comm;
   if (comm_ != nullptr) {
-    if (comm_->GetPtzProtocol() == PtzProtocolThreeByte) {
+    static_cast<void>(comm_->GetPtzProtocol());
+    const bool opened = comm_->Open() == PtzDone;
+    // Opening may have got the answer that the first question didn't get, from a camera that is just booting. What
+    // the commands speak decides.
+    if (comm_->CommandProtocol() == PtzProtocolThreeByte) {
       prepositions_.SetFixedSlots();
       comm_->SetMaxPrepositions(kFixedSlots);
     } else {
       comm_->SetMaxPrepositions(kSlots);
     }
     // Without a name for its preset file a camera has no PTZ.
-    if (comm_->Open() == PtzDone && reader) {
+    if (opened && reader) {
       prepositions_.SetCamera(comm_, comm_->GetMaxPrepositions());
       prepositions_.SetReader(reader);
       return true;

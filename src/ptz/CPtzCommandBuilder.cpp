@@ -55,7 +55,7 @@ constexpr char kStorePreset[] = "810570";  // at the slot last gone to
 constexpr u8 kNoSpeed = 253;
 
 // The scale of each protocol ends at 7 and at 64, one above Pelco-D's ordinary range: the heads take it.
-u8 SpeedByte(i32 speed, i32 scale) {
+u8 GetSpeedByte(i32 speed, i32 scale) {
   if (speed < 1 || speed > 16) {
     return kNoSpeed;
   }
@@ -71,7 +71,7 @@ std::string ThreeByteMove(u32 direction, i32 speed) {
   }
   // Data byte: bit 7 always, tilt speed in bits 3 to 5, pan speed in bits 0 to 2.
   const Movement& movement = kMovements[direction];
-  const u8 speedByte = SpeedByte(speed, 7);
+  const u8 speedByte = GetSpeedByte(speed, 7);
   u8 data = 0x80;
   if (movement.pan != NoPan) {
     data = static_cast<u8>(data | speedByte);
@@ -125,7 +125,7 @@ void PelcoMove(Frame& frame, u32 direction, i32 speed) {
     return;
   }
   const Movement& movement = kMovements[direction];
-  const u8 speedByte = SpeedByte(speed, 60);
+  const u8 speedByte = GetSpeedByte(speed, 60);
   if (movement.pan != NoPan) {
     frame.SetPan(movement.pan, speedByte);
   }

@@ -17,6 +17,7 @@ class CPtzCommandBuilder {
  public:
   /// The owner, also while others build.
   void SetProtocol(u32 protocol) noexcept { protocol_.store(protocol, std::memory_order_relaxed); }
+  u32 Protocol() const noexcept { return protocol_.load(std::memory_order_relaxed); }
 
   /// @param direction  a PtzDirection.
   /// @param speed      1 to 16.
@@ -30,8 +31,6 @@ class CPtzCommandBuilder {
   std::string PresetCommand(PresetOperation operation, u32 slot) const;
 
  private:
-  u32 Protocol() const noexcept { return protocol_.load(std::memory_order_relaxed); }
-
   // A PtzProtocol. Stands alone, so that relaxed is enough: nothing else is published with it.
   std::atomic<u32> protocol_{PtzProtocolNone};
 };

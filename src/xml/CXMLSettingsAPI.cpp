@@ -23,12 +23,6 @@ namespace {
 
 constexpr char kValue[] = "value";  // the one attribute that holds settings
 
-// The arguments of a printf-style call, given back on every way out.
-struct Arguments {
-  ~Arguments() { va_end(list); }
-  std::va_list list;
-};
-
 // Want of memory, the only thing that throws in here, becomes the failure value.
 template <typename Result, typename Call>
 Result Guarded(Result failure, Call&& call) noexcept {
@@ -108,11 +102,12 @@ bool CXMLSettingsAPI::Load(const std::string& path) {
   if (file.Open(path, File::Access::Read, File::IfMissing::Fail) != File::OpenResult::Opened) {
     return false;
   }
-  const auto content = file.ReadAll(XmlDocument::kMaxBytes);
+  auto content = file.ReadAll(XmlDocument::kMaxBytes);
   const COptexGuard guard(documentLock_);
   if (!content || document_.Parse(*content) != XmlDocument::ParseResult::Parsed) {
     return false;
   }
+  text_ = std::move(*content);
   sarnevo::platform::RemoveLeftovers(path);
   return true;
 }
@@ -149,7 +144,7 @@ u32 CXMLSettingsAPI::Close() noexcept {
   if (left == 0) {
     const COptexGuard documentGuard(documentLock_);
     document_.Clear();
-    stale_ = false;
+    text_.clear();
     if (initialiseCom_ != 0) {
       sarnevo::xml::LeaveXml();
     }
@@ -178,79 +173,85 @@ i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u
 }
 
 i32 CXMLSettingsAPI::Save() noexcept {
-  if (!IsOpen()) {
-    return 0;
-  }
-  return Guarded(0, [&] {
-    const COptexGuard guard(documentLock_);
-    return SaveDocument();
-  });
+  return OnDocument(0, std::string(), [&](const std::string&) { return SaveDocument(); });
 }
 
 i32 CXMLSettingsAPI::SaveIfAutomatic() { return autoSave_ != 0 ? SaveDocument() : 1; }
 
-i32 CXMLSettingsAPI::Keep() noexcept {
-  if (!IsOpen()) {
+i32 CXMLSettingsAPI::SaveDocument() {
+  auto text = document_.Print();
+  if (!text) {
     return 0;
   }
-  return Guarded(0, [&] {
+  text_ = std::move(*text);
+  return sarnevo::platform::ReplaceFile(path_, text_) ? 1 : 0;
+}
+
+// The next operation takes the document from its text again, and fails for as long as there is no memory for that.
+void CXMLSettingsAPI::RollBack() noexcept {
+  const COptexGuard guard(documentLock_);
+  document_.Clear();
+}
+
+void CXMLSettingsAPI::TakeBack() {
+  if (!document_.HasContent() && document_.Parse(text_) != XmlDocument::ParseResult::Parsed) {
+    throw std::bad_alloc();
+  }
+}
+
+// One operation on the open document. Want of memory gives @p failure.
+template <typename Operation>
+i32 CXMLSettingsAPI::OnDocument(i32 failure, const std::optional<std::string>& path,
+                                Operation operation) noexcept {
+  if (!path) {
+    return failure;
+  }
+  return Guarded(failure, [&] {
     const COptexGuard guard(documentLock_);
-    Restore();
-    kept_ = document_.Print();
-    return kept_ ? 1 : 0;
+    if (!IsOpen()) {
+      return 0;
+    }
+    TakeBack();
+    return operation(*path);
   });
 }
 
-void CXMLSettingsAPI::Revert() noexcept {
-  const COptexGuard guard(documentLock_);
-  stale_ = kept_.has_value();
-  Guarded(0, [&] { return Restore(), 1; });
-}
-
-void CXMLSettingsAPI::Restore() {
-  if (stale_ && document_.Parse(*kept_) != XmlDocument::ParseResult::Parsed) {
+std::wstring CXMLSettingsAPI::GetString(const wchar_t* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const auto path = FormatPath(format, arguments);
+  va_end(arguments);
+  if (!path) {
     throw std::bad_alloc();
   }
-  stale_ = false;
-}
-
-i32 CXMLSettingsAPI::SaveDocument() {
-  Restore();
-  const auto text = document_.Print();
-  return text && sarnevo::platform::ReplaceFile(path_, *text) ? 1 : 0;
-}
-
-std::wstring CXMLSettingsAPI::GetString(const wchar_t* format, ...) {
-  Arguments arguments;
-  va_start(arguments.list, format);
-  const std::string path = FormatPath(format, arguments.list);
-  std::optional<std::string> value;
-  if (IsOpen()) {
-    const COptexGuard guard(documentLock_);
-    Restore();
-    if (const Element* element = document_.Select(path)) {
-      value = document_.GetAttribute(element, kValue);
-    }
+  const COptexGuard guard(documentLock_);
+  if (!IsOpen()) {
+    return {};
   }
+  TakeBack();
+  const Element* const element = document_.Select(*path);
+  const auto value = element != nullptr ? document_.GetAttribute(element, kValue) : std::nullopt;
   return sarnevo::FromUtf8(value.value_or("")).value_or(L"");
 }
 
 bool CXMLSettingsAPI::CanHold(std::wstring_view value) {
-  return sarnevo::IsXmlText(value) && sarnevo::ToUtf8(value).size() <= XmlDocument::kMaxValueBytes;
+  // What is no character would come back as another one.
+  const std::string text = sarnevo::ToUtf8(value);
+  return text.size() <= XmlDocument::kMaxValueBytes && sarnevo::IsXmlText(text) &&
+         sarnevo::FromUtf8(text) == value;
 }
 
 i32 CXMLSettingsAPI::SetString(const wchar_t* value, const wchar_t* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  const i32 result = Guarded(0, [&] {
-    const std::string path = FormatPath(format, arguments);
+  const auto formatted = FormatPath(format, arguments);
+  va_end(arguments);
+  return OnDocument(0, formatted, [&](const std::string& path) {
+    const std::wstring_view wanted = value == nullptr ? L"" : value;
     // Refused before an element is made for it.
-    if (!IsOpen() || !CanHold(value == nullptr ? L"" : value)) {
+    if (!CanHold(wanted)) {
       return 0;
     }
-    const std::string text = sarnevo::ToUtf8(value == nullptr ? L"" : value);
-    const COptexGuard guard(documentLock_);
-    Restore();
     Element* element = document_.Select(path);
     if (element == nullptr) {
       if (CreateElements(path) == 0) {
@@ -258,29 +259,21 @@ i32 CXMLSettingsAPI::SetString(const wchar_t* value, const wchar_t* format, ...)
       }
       element = document_.Select(path);
     }
-    if (element == nullptr || !document_.SetAttribute(element, kValue, text)) {
-      return 0;
-    }
-    return SaveIfAutomatic();
+    return element != nullptr && AddAttribute(element, kValue, sarnevo::ToUtf8(wanted)) > 0 ? SaveIfAutomatic()
+                                                                                            : 0;
   });
-  va_end(arguments);
-  return result;
+}
+
+i32 CXMLSettingsAPI::AddAttribute(Element* element, std::string_view name, std::string_view value) noexcept {
+  return document_.SetAttribute(element, name, value) ? 1 : 0;
 }
 
 i32 CXMLSettingsAPI::CreatePath(const wchar_t* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  const i32 result = Guarded(0, [&] {
-    const std::string path = FormatPath(format, arguments);
-    if (!IsOpen()) {
-      return 0;
-    }
-    const COptexGuard guard(documentLock_);
-    Restore();
-    return CreateElements(path);
-  });
+  const auto formatted = FormatPath(format, arguments);
   va_end(arguments);
-  return result;
+  return OnDocument(0, formatted, [&](const std::string& path) { return CreateElements(path); });
 }
 
 i32 CXMLSettingsAPI::CreateElements(std::string_view path) {
@@ -330,8 +323,7 @@ CXMLSettingsAPI::Element* CXMLSettingsAPI::AddElement(Element* parent, std::stri
     const std::size_t end = condition.rfind('"');
     if (condition.starts_with('@') && equals != std::string_view::npos && end != std::string_view::npos &&
         end >= equals + 2) {
-      document_.SetAttribute(element, condition.substr(1, equals - 1),
-                             condition.substr(equals + 2, end - equals - 2));
+      AddAttribute(element, condition.substr(1, equals - 1), condition.substr(equals + 2, end - equals - 2));
     }
     if (close == std::string_view::npos) {
       break;
@@ -344,35 +336,19 @@ CXMLSettingsAPI::Element* CXMLSettingsAPI::AddElement(Element* parent, std::stri
 i32 CXMLSettingsAPI::Exists(const char* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  const i32 result = Guarded(0, [&] {
-    const std::string path = FormatPath(format, arguments);
-    if (!IsOpen()) {
-      return 0;
-    }
-    const COptexGuard guard(documentLock_);
-    Restore();
-    return document_.Select(path) != nullptr ? 1 : 0;
-  });
+  const auto formatted = FormatPath(format, arguments);
   va_end(arguments);
-  return result;
+  return OnDocument(0, formatted,
+                    [&](const std::string& path) { return document_.Select(path) != nullptr ? 1 : 0; });
 }
 
 i32 CXMLSettingsAPI::Delete(const char* format, ...) noexcept {
   std::va_list arguments;
   va_start(arguments, format);
-  const i32 result = Guarded(-1, [&] {
-    const std::string path = FormatPath(format, arguments);
-    if (!IsOpen()) {
-      return 0;
-    }
-    const COptexGuard guard(documentLock_);
-    Restore();
-    Element* const element = document_.Select(path);
-    if (element == nullptr || !document_.Remove(element)) {
-      return 0;
-    }
-    return SaveIfAutomatic();
-  });
+  const auto formatted = FormatPath(format, arguments);
   va_end(arguments);
-  return result;
+  return OnDocument(-1, formatted, [&](const std::string& path) {
+    Element* const element = document_.Select(path);
+    return element != nullptr && document_.Remove(element) ? SaveIfAutomatic() : 0;
+  });
 }

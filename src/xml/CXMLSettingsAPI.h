@@ -70,11 +70,9 @@ class CXMLSettingsAPI {
   /// Removes the element with all that it holds. White space around it stays. -1 when it couldn't be looked for.
   [[gnu::format(printf, 2, 3)]] sarnevo::i32 Delete(const char* format, ...) noexcept;
 
-  /// Remembers the document, so that changes of which one failed halfway can be taken back together.
-  sarnevo::i32 Keep() noexcept;
-  /// Goes back to what Keep has remembered, if anything; without memory for that at the next operation, which
-  /// fails until there is some.
-  void Revert() noexcept;
+  /// Takes back all changes since the document was opened or last saved. A save that the disk refused counts as one:
+  /// the changes in it stay. Needs no memory; the next operation does, and fails without.
+  void RollBack() noexcept;
 
  private:
   using Element = sarnevo::xml::XmlElement;
@@ -83,9 +81,14 @@ class CXMLSettingsAPI {
   /// Empty when the name isn't one by itself.
   std::string FullPath(const char* fileName) const;
   bool Load(const std::string& path);
-  void Restore();
+  void TakeBack();
+  template <typename Operation>
+  sarnevo::i32 OnDocument(sarnevo::i32 failure, const std::optional<std::string>& path,
+                          Operation operation) noexcept;
   sarnevo::i32 CreateElements(std::string_view path);
   Element* AddElement(Element* parent, std::string_view component);
+  /// Makes the attribute or changes it. 1, or 0.
+  sarnevo::i32 AddAttribute(Element* element, std::string_view name, std::string_view value) noexcept;
   sarnevo::i32 SaveIfAutomatic();
   sarnevo::i32 SaveDocument();
 
@@ -98,9 +101,8 @@ class CXMLSettingsAPI {
 
   sarnevo::COptex documentLock_;  // recursive: a write makes its path under it; held while saving
   // Guarded by documentLock_.
-  sarnevo::xml::XmlDocument document_;
-  std::optional<std::string> kept_;  // the document's text at the last Keep, where there was memory for it
-  bool stale_ = false;               // document_ is to become kept_ again
+  sarnevo::xml::XmlDocument document_;  // without content while open: rolled back, to be taken from text_ again
+  std::string text_;                    // of the document when it was opened or last saved
   std::string path_;
   sarnevo::u32 autoSave_ = 0;
 };

@@ -14,8 +14,8 @@ std::optional<std::wstring> FromUtf8(std::string_view text);
 /// What is no character, a lone surrogate for instance, becomes U+FFFD.
 std::string ToUtf8(std::wstring_view text);
 
-/// Whether an XML 1.0 document can carry the text (section 2.2): no control characters but tab, line feed
-/// and carriage return, no surrogates by themselves, neither U+FFFE nor U+FFFF.
-bool IsXmlText(std::wstring_view text);
+/// Whether an XML 1.0 document can carry the text (section 2.2): valid, no control characters but tab, line feed
+/// and carriage return, neither U+FFFE nor U+FFFF.
+bool IsXmlText(std::string_view text) noexcept;
 
 }  // namespace sarnevo

@@ -9,6 +9,7 @@
 #include <libxml/tree.h>
 #include <libxml/xmlsave.h>
 
+#include "xml/Utf8.h"
 #include "xml/XmlPath.h"
 
 namespace sarnevo::xml {
@@ -80,22 +81,6 @@ xmlDoc* ToDocument(Content* content) noexcept {
   return reinterpret_cast<xmlDoc*>(content);
 }
 
-// Whether XML 1.0, 2.2, can carry the text.
-bool IsXmlText(std::string_view text) noexcept {
-  auto* at = ToXml(text.data());
-  std::size_t left = text.size();
-  while (left > 0) {
-    int length = static_cast<int>(std::min<std::size_t>(left, 4));
-    const int character = xmlGetUTF8Char(at, &length);
-    if (character < 0 || !xmlIsCharQ(character)) {
-      return false;
-    }
-    at += length;
-    left -= static_cast<std::size_t>(length);
-  }
-  return true;
-}
-
 // An exception (only want of memory causes one) becomes the failure value.
 template <typename Result, typename Call>
 Result Guarded(Result failure, Call&& call) noexcept {
@@ -106,11 +91,18 @@ Result Guarded(Result failure, Call&& call) noexcept {
   }
 }
 
-// Null when there is no such attribute.
+// Null when there is no such attribute. One of another namespace has a name of another kind.
 Text AttributeOf(const xmlNode* node, std::string_view name) {
-  const std::string terminated(name);
-  Text value(xmlGetNoNsProp(node, ToXml(terminated.c_str())));
-  if (!value && xmlHasProp(node, ToXml(terminated.c_str())) != nullptr) {
+  const xmlAttr* attribute = node->properties;
+  while (attribute != nullptr && (attribute->ns != nullptr || FromXml(attribute->name) != name)) {
+    attribute = attribute->next;
+  }
+  if (attribute == nullptr) {
+    return nullptr;
+  }
+  Text value(attribute->children != nullptr ? xmlNodeListGetString(node->doc, attribute->children, 1)
+                                            : xmlStrdup(ToXml("")));
+  if (!value) {
     throw std::bad_alloc();
   }
   return value;

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "prepositions/CPrepositionList.h"
 #include "support/TempFolder.h"
@@ -16,9 +18,13 @@ inline sarnevo::TSmartPtr<CXMLPrepositionReader> OpenReader(const std::string& f
 /// A list as the PTZ control sets it up, with a camera that takes everything.
 struct List : sarnevo::CPrepositionList, sarnevo::IPrepositionComm {
   explicit List(const std::string& folder) : List(OpenReader(folder)) {}
-  explicit List(const sarnevo::TSmartPtr<CXMLPrepositionReader>& reader, sarnevo::u32 channel = 0)
+  explicit List(const sarnevo::TSmartPtr<CXMLPrepositionReader>& reader, sarnevo::u32 channel = 0,
+                bool fixedSlots = false)
       : CPrepositionList(channel, 1) {
-    SetCamera(this, 32);
+    if (fixedSlots) {
+      SetFixedSlots();
+    }
+    SetCamera(this, fixedSlots ? 64 : 32);
     SetReader(reader);
   }
 
@@ -35,5 +41,11 @@ struct List : sarnevo::CPrepositionList, sarnevo::IPrepositionComm {
   bool StorePreset(sarnevo::u32) override { return true; }
   bool GotoPreset(sarnevo::u32, sarnevo::u32) override { return true; }
   bool DeletePreset(sarnevo::u32) override { return true; }
-  void DebugMessage(sarnevo::u32, const char*, ...) override {}
+  void DebugMessage(sarnevo::u32, const char*, ...) override {
+    if (const auto call = std::exchange(onMessage, nullptr)) {
+      call();
+    }
+  }
+
+  std::function<void()> onMessage;  // what the host does inside of the next message
 };

@@ -58,6 +58,11 @@ TEST(PresetFile, WhatOthersWroteIsReadAndNothingOfItIsLostByTheNextAdd) {
        "b,"},
       {"doubled entries", entry("000", "a", "0") + entry("000", "b", "1"), "a,"},
       {"a doubled slot has the later name", entry("000", "a", "3") + entry("001", "b", "3"), "b,b,"},
+      {"a doubled slot behind a gap", entry("002", "a", "3") + entry("004", "a", "3"), "a,a,"},
+      {"a name of another namespace",
+       "<Preposition000><Name xmlns:x='u' x:value='a'/><Slot value='0'/></Preposition000>" +
+           entry("001", "b", "1"),
+       "b,"},
   };
   for (const auto& file : kFiles) {
     SCOPED_TRACE(file.name);
@@ -67,12 +72,68 @@ TEST(PresetFile, WhatOthersWroteIsReadAndNothingOfItIsLostByTheNextAdd) {
     EXPECT_EQ(list.Names(), file.names);
     list.AddPreposition(L"New");
     EXPECT_EQ(List(folder.Path()).Names(), file.names + "New,");
+    std::wstring first;
+    list.GetPrepositionName(0, first);
+    EXPECT_TRUE(list.SelectPreposition(first, 0) && list.AddPreposition(L"Renamed") == 1);
+    EXPECT_EQ(List(folder.Path()).Names(), list.Names());
   }
   // Another program's document isn't ours to change, nor to empty.
   const TempFolder folder;
   folder.Write("p.preset", "<Other><PtzChannel01/></Other>");
   EXPECT_EQ(List(folder.Path()).AddPreposition(L"New"), -18);
   EXPECT_EQ(folder.Read("p.preset"), "<Other><PtzChannel01/></Other>");
+}
+
+// What the host does inside of the message about a rename.
+TEST(PresetFile, AgreesWithTheListAfterWhatTheHostDoesInsideAMessage) {
+  const struct {
+    const char* name;
+    void (*call)(List&);
+  } kCalls[] = {
+      {"deletes the renamed one", [](List& list) { list.DeletePreposition(L"new"); }},
+      {"deletes the one before it", [](List& list) { list.DeletePreposition(L"a"); }},
+      {"renames once more", [](List& list) { list.AddPreposition(L"newer"); }},
+      {"moves and stores", [](List& list) { list.ClearCurrentPreposition(), list.AddPreposition(L"c"); }},
+  };
+  for (const bool fixedSlots : {false, true}) {
+    for (const auto& [name, call] : kCalls) {
+      SCOPED_TRACE(name);
+      const TempFolder folder;
+      List list(OpenReader(folder.Path()), 0, fixedSlots);
+      list.AddPreposition(L"a");
+      list.ClearCurrentPreposition();
+      list.SelectPreposition(L"empty p1 ", 0);
+      list.AddPreposition(L"b");
+      list.onMessage = [&] { call(list); };
+      list.AddPreposition(L"new");
+      EXPECT_EQ(List(OpenReader(folder.Path()), 0, fixedSlots).Names(), list.Names());
+    }
+  }
+}
+
+// The camera stores and forgets all the same.
+TEST(PresetFile, ThatCannotBeMadeLeavesTheListInOrder) {
+  const TempFolder folder;
+  List normal(OpenReader(folder / "missing")), fixed(OpenReader(folder / "missing"), 0, true);
+  const std::string placeholders = fixed.Names();
+  EXPECT_EQ(normal.AddPreposition(L"a"), -18);
+  EXPECT_EQ(fixed.AddPreposition(L"a"), -18);
+  EXPECT_EQ(normal.Names() + fixed.Names().substr(0, 10), "a,a,empty p1");
+  EXPECT_TRUE(normal.DeletePreposition(L"a") && fixed.DeletePreposition(L"a"));
+  EXPECT_EQ(normal.Names(), "");
+  EXPECT_EQ(fixed.Names(), placeholders);
+  EXPECT_TRUE(fixed.SelectPreposition(L"empty p7 ", 0));
+}
+
+TEST(PresetFile, ARewriteThatFailsTakesBackItsOwnChannelAlone) {
+  const TempFolder folder;
+  const auto reader = OpenReader(folder.Path());
+  List list(reader), second(reader, 1);
+  list.AddPreposition(L"Door");
+  second.AddPreposition(L"Gate");
+  const PrepositionRecord records[] = {{L"Yard", 0}, {L"\x1", 1}};  // of which the file can't carry one
+  EXPECT_EQ(reader->Rewrite(0, records), CXMLPrepositionReader::Rewritten::NotMade);
+  EXPECT_EQ(List(folder.Path()).Names() + List(OpenReader(folder.Path()), 1).Names(), "Door,Gate,");
 }
 
 }  // namespace

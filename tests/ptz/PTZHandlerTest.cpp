@@ -45,6 +45,17 @@ TEST(CPTZHandler, BuildsAChannelWhenItIsAskedForIt) {
   EXPECT_NE(fixture.folder.Read(kFile).find("<PtzChannel02>"), std::string::npos);
 }
 
+// A camera that is just booting answers the second question of the opening only. The list has the slots of the protocol
+// that the commands speak; of the other kind two positions would land in one slot.
+TEST(CPTZHandler, FollowsTheAnswerThatTheCommandsGot) {
+  PtzFixture fixture("1");
+  fixture.camera.SetAnswer([&](auto& connection, auto&) {
+    connection.Reset();
+    fixture.camera.SetAnswer(SerialCamera::WithBody("serial_device=1"));
+  });
+  EXPECT_EQ(fixture.Control().GetPrepositionCount(), 64U);
+}
+
 // Without a head or a hardware address there is no control. With an address that can't name a file the control is
 // there, but nothing can be stored; the camera doesn't choose where the host writes.
 TEST(CPTZHandler, GoesOnWithoutWhatItLacks) {

@@ -43,7 +43,7 @@ TEST(Utf8, IsReadStrictlyAndWrittenBack) {
   for (const auto& text : kTexts) {
     EXPECT_EQ(FromUtf8(text.utf8), text.wide) << text.utf8;
     EXPECT_EQ(sarnevo::ToUtf8(text.wide), text.utf8);
-    EXPECT_EQ(sarnevo::IsXmlText(text.wide), text.xml) << text.utf8;
+    EXPECT_EQ(CXMLSettingsAPI::CanHold(text.wide), text.xml) << text.utf8;
   }
   // Overlong forms of two, three and four bytes, a surrogate, what is behind all planes, and what is cut.
   for (const char* const bad : {"\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80",
@@ -51,7 +51,7 @@ TEST(Utf8, IsReadStrictlyAndWrittenBack) {
     EXPECT_EQ(FromUtf8(bad), std::nullopt) << bad;
   }
   const std::wstring lone{L'a', static_cast<wchar_t>(0xD800), L'b'};
-  EXPECT_FALSE(sarnevo::IsXmlText(lone));
+  EXPECT_FALSE(CXMLSettingsAPI::CanHold(lone));
   EXPECT_EQ(sarnevo::ToUtf8(lone), "a\uFFFDb");
 }
 

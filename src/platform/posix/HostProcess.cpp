@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include <dlfcn.h>
 #include <unistd.h>
 
 namespace sarnevo::platform {
@@ -19,6 +20,13 @@ std::optional<std::string> HostExecutableFolder() {
 
 std::uint32_t ProcessorCount() noexcept {
   return static_cast<std::uint32_t>(std::max(1L, sysconf(_SC_NPROCESSORS_ONLN)));
+}
+
+void KeepLibraryLoaded() noexcept {
+  Dl_info self{};
+  if (dladdr(reinterpret_cast<void*>(&KeepLibraryLoaded), &self) != 0 && self.dli_fname != nullptr) {
+    dlopen(self.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+  }
 }
 
 }  // namespace sarnevo::platform
