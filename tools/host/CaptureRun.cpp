@@ -99,7 +99,8 @@ void CaptureRun::FailWithoutPictures(const std::vector<StreamReport>& reports) c
     }
     ++failed;
     // Where no frame came at all that is the result, whatever the reason; but a script must see a wrong password.
-    const bool asReason = report.reason && (report.counts.frames != 0 || report.reason->exit == ExitCode::Login);
+    const bool asReason =
+        report.reason && (report.counts.frames != 0 || report.reason->exit == ExitCode::Login);
     const ExitCode own = asReason ? report.reason->exit : ExitCode::NoFrames;
     // Many cameras with one trouble have its code; else it is only sure that frames are missing.
     code = !code || *code == own ? own : ExitCode::NoFrames;

@@ -154,10 +154,9 @@ class Attention {
 void Watch(const Common& common, const WatchArguments& arguments) {
   CameraConfig camera = arguments.camera.Read(common);
   if (camera.inputs == 0) {
-    throw Failure(
-        ExitCode::Usage,
-        fmt::format("The camera {} has no inputs on record: give inputs=N, or a file of query --save.",
-                    camera.name));
+    throw Failure(ExitCode::Usage, fmt::format("The camera {} has no inputs on record: give inputs=N, or leave "
+                                               "group= out, so that the camera is asked.",
+                                               camera.name));
   }
   // Starting sets all outputs low that the driver knows of; who only watches must not switch anything.
   camera.outputs = 0;

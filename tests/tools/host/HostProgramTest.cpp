@@ -2,11 +2,15 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <chrono>
 #include <map>
+#include <memory>
 #include <optional>
 #include <sstream>
 
@@ -20,6 +24,23 @@ using kolvex_test::ProgramResult;
 using nlohmann::json;
 using testing::HasSubstr;
 
+/// A UDP port that somebody else has.
+class TakenPort {
+ public:
+  explicit TakenPort(unsigned port) : descriptor_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in own{};
+    own.sin_family = AF_INET;
+    own.sin_port = htons(static_cast<std::uint16_t>(port));
+    EXPECT_EQ(bind(descriptor_, reinterpret_cast<const sockaddr*>(&own), sizeof own), 0);
+  }
+  ~TakenPort() { close(descriptor_); }
+  TakenPort(const TakenPort&) = delete;
+  TakenPort& operator=(const TakenPort&) = delete;
+
+ private:
+  const int descriptor_;
+};
+
 TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
   struct Row {
     const char* name;
@@ -30,6 +51,7 @@ TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
     const char* camera = "";  // what stands at 127.0.1.1, and what is wrong with it
     const char* faults = "";
     const char* otherServer = "";  // or what a server that is no camera answers there to everything
+    bool portsTaken = false;       // another program receives at all ports of the driver
   };
   const std::string yard = " --camera 127.0.1.1,group=1,name=Yard";
   const std::string frames = yard + " --frames 2";
@@ -116,6 +138,8 @@ TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
        "export KOLVEX_PASSWORD=no", "group=1"},
       {"a wrong password of a head", "ptz stop" + head, 8, "wants another user name",
        std::string("export KOLVEX_PASSWORD=no; ") + kHead, "group=1"},
+      {"no port left", "capture" + second + yard, 4,
+       "All UDP ports from 3556 to 4555 of this machine are taken", "", "group=1", "", "", true},
       // The camera streams what it was set to before: another codec in the place of pictures.
       {"pictures that are none", "capture --out out" + second + " --camera 127.0.1.1,group=2", 8,
        "wants another user name", "export KOLVEX_PASSWORD=no", "group=2,codec=mpeg4"},
@@ -134,6 +158,10 @@ TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
             connection.Send(row.otherServer);
           },
           "127.0.1.1", 80);
+    }
+    std::vector<std::unique_ptr<TakenPort>> taken;
+    for (unsigned port = 3556; row.portsTaken && port < 4556; ++port) {
+      taken.push_back(std::make_unique<TakenPort>(port));
     }
     const auto start = std::chrono::steady_clock::now();
     HostRun run;

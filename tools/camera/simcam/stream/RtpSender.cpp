@@ -57,7 +57,12 @@ bool SameEndpoint(const sockaddr_in& a, const sockaddr_in& b) {
 
 RtpSender::RtpSender(const SenderContext& context, const sockaddr_in& rtp, const sockaddr_in& rtcp,
                      std::uint64_t seed, bool isPlayer)
-    : context_(context), rtp_(rtp), rtcp_(rtcp), isPlayer_(isPlayer), mangler_(seed), reportTimer_(context.loop, [this] {
+    : context_(context),
+      rtp_(rtp),
+      rtcp_(rtcp),
+      isPlayer_(isPlayer),
+      mangler_(seed),
+      reportTimer_(context.loop, [this] {
         SendReport();
         reportTimer_.StartOnce(kReportInterval);
       }) {
