@@ -5,13 +5,13 @@
 #include <string>
 
 #include "FuzzTarget.h"
-#include "OwnFolder.h"
 #include "prepositions/CXMLPrepositionReader.h"
+#include "support/TempFolder.h"
 
 using kolvex_fuzz::Check;
 
 FUZZ_TARGET(PresetFile) {
-  static const kolvex_fuzz::OwnFolder own;
+  static const TempFolder own;
   const std::string& folder = own.Emptied();
   const std::string name = "Kolvex_fuzz.preset";
   std::ofstream(std::filesystem::path(folder) / name, std::ios::binary)

@@ -8,10 +8,10 @@
 #include <string>
 
 #include "FuzzTarget.h"
-#include "OwnFolder.h"
 #include "PresetModel.h"
 #include "prepositions/CPrepositionList.h"
 #include "prepositions/CXMLPrepositionReader.h"
+#include "support/TempFolder.h"
 
 namespace {
 
@@ -206,7 +206,7 @@ class Run {
 }  // namespace
 
 FUZZ_TARGET(PresetOperations) {
-  static const kolvex_fuzz::OwnFolder folder;
+  static const TempFolder folder;
   kolvex_fuzz::Reader reader(input);
   const u8 setting = reader.Byte();
   Run run(folder.Emptied(), (setting & 3) != 0, (setting & 4) != 0, 1 + (setting >> 3) % 6);

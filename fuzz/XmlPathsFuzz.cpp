@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "FuzzTarget.h"
-#include "OwnFolder.h"
+#include "support/TempFolder.h"
 #include "xml/CXMLSettingsAPI.h"
 #include "xml/Utf8.h"
 
@@ -30,7 +30,7 @@ std::wstring Get(CXMLSettingsAPI& settings, const std::wstring& path) {
 }  // namespace
 
 FUZZ_TARGET(XmlPaths) {
-  static const kolvex_fuzz::OwnFolder own;
+  static const TempFolder own;
   const std::string& folder = own.Emptied();
   CXMLSettingsAPI settings(folder);
   std::string_view rest(reinterpret_cast<const char*>(input.data()), input.size());

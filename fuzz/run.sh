@@ -14,8 +14,6 @@ cmake --build --preset fuzz --parallel "$(nproc)"
 
 targets=${*:-$(cd fuzz && ls ./*Fuzz.cpp | sed 's,./\(.*\)Fuzz.cpp,\1,')}
 status=0
-# The preset target writes files; on a memory file system flushing them is no wait.
-[ -d /dev/shm ] && export TMPDIR=/dev/shm
 for target in $targets; do
   work=build/fuzz/corpus/$target
   findings=build/fuzz/findings/$target

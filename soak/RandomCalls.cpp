@@ -10,7 +10,7 @@
 #include <shared_mutex>
 
 #include "Cameras.h"
-#include "Host.h"
+#include "support/LoadedHost.h"
 
 namespace kolvex_test {
 

@@ -46,7 +46,7 @@ struct Run {
   template <typename Holds>
   void Await(const char* what, Holds holds) {
     for (int round = 0; round < 100; ++round) {
-      if (WaitUntil(holds, milliseconds(300))) {
+      if (kolvex_test::Await(milliseconds(300), holds)) {
         return;
       }
       if (Strikes() != 0) {
@@ -213,7 +213,7 @@ bool Query(const Library& library, Host& host) {
   const Side inside(true);
   library.init(&host, 0);
   if (library.start(host.address.c_str(), 80, host.GetUserName(), host.GetPassword(), &host) != 0) {
-    WaitUntil([&] { return host.queryEnd != 0; }, milliseconds(30'000));
+    Await(milliseconds(30'000), [&] { return host.queryEnd != 0; });
   }
   library.uninit();
   return host.queryEnd == 1;

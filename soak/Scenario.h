@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Host.h"
+#include "support/LoadedHost.h"
 
 namespace kolvex_test {
 

@@ -28,7 +28,7 @@ constexpr std::array<const char*, 4> kNames{"descriptors", "threads", "blocks", 
 constexpr Sample kMayRise{0.5, 0.5, 0.5, 1024};
 
 Sample Take() {
-  WaitUntil([] { return Threads() == 1; }, std::chrono::seconds(2));
+  Await(std::chrono::seconds(2), [] { return Threads() == 1; });
   long pages = 0;
   std::ifstream("/proc/self/statm") >> pages >> pages;
   return {static_cast<double>(Descriptors()), static_cast<double>(Threads()), static_cast<double>(LiveBlocks()),
@@ -91,7 +91,7 @@ bool RestartStream(const Library& library, int number, int count) {
   bool good = session.opened && video.StartCapture(0, &host, &host);
   for (int i = 0; i < count && good; ++i) {
     const u64 before = host.frames;
-    good = WaitUntil([&] { return host.frames > before; }, std::chrono::seconds(20)) &&
+    good = Await(std::chrono::seconds(20), [&] { return host.frames > before; }) &&
            (i % 2 == 0 ? video.ChangeFormat(0, &host, 40)
                        : video.StopCapture(0) && video.StartCapture(0, &host, &host));
   }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Host.h"
+#include "support/LoadedHost.h"
 
 namespace kolvex_test {
 

@@ -6,7 +6,6 @@
 #include "faults/Scene.h"
 #include "io/CKolvexGroup1DigitalIO.h"
 #include "io/CKolvexGroup2DigitalIO.h"
-#include "io/FakeHost.h"
 #include "ptz/CGroup1PTZComm.h"
 #include "ptz/CPTZControl.h"
 #include "ptz/CPTZHandler.h"

@@ -19,7 +19,7 @@
 #include <unistd.h>
 
 #include "Witness.h"
-#include "soak/Host.h"
+#include "support/LoadedHost.h"
 #include "support/HostLog.h"
 #include "support/ProgramRun.h"
 
@@ -27,7 +27,7 @@ namespace kolvex_test {
 namespace {
 
 namespace fs = std::filesystem;
-using kolvex_test::WaitUntil;
+using kolvex_test::Await;
 
 // The password is in this process's memory only while a host has to have it there: wherever else it stands, its
 // letters are turned, so that it isn't found where it is only looked for.
@@ -103,7 +103,7 @@ class GuestRun {
     Unveil();
     const bool started = library_.start(address, 80, kUser, inTheClear.data(), &host) != 0;
     Wipe();
-    EXPECT_TRUE(WaitUntil([&] { return host.queryEnd != 0; }, std::chrono::seconds(20)));
+    EXPECT_TRUE(Await(std::chrono::seconds(20), [&] { return host.queryEnd != 0; }));
     library_.uninit();
     return started && host.queryEnd == 1 && host.told != 0;
   }
@@ -137,7 +137,7 @@ class GuestRun {
   void AwaitAll() {
     for (Host& host : hosts_) {
       const auto comes = [&, frames = host.frames + 3] { return host.inputs > 0 && host.frames >= frames; };
-      EXPECT_TRUE(WaitUntil(comes, std::chrono::seconds(20))) << host.address << "\n" << Told();
+      EXPECT_TRUE(Await(std::chrono::seconds(20), comes)) << host.address << "\n" << Told();
     }
   }
 
@@ -334,7 +334,7 @@ TEST(Guest, StaysMappedForAThreadThatItLeftInACallback) {
   EXPECT_NE(NamesIn("/proc/self/task"), threads);
   held = false;
   held.notify_all();
-  EXPECT_TRUE(WaitUntil([&] { return NamesIn("/proc/self/task") == threads; }, std::chrono::seconds(20)));
+  EXPECT_TRUE(Await(std::chrono::seconds(20), [&] { return NamesIn("/proc/self/task") == threads; }));
 }
 
 }  // namespace

@@ -15,7 +15,6 @@
 #include "io/CKolvexGroup1DigitalIO.h"
 #include "io/CKolvexGroup2DigitalIO.h"
 #include "io/CKolvexIOHandler.h"
-#include "io/FakeHost.h"
 #include "platform/Clock.h"
 #include "support/CgiCamera.h"
 #include "support/Eventually.h"
@@ -27,6 +26,8 @@ namespace sarnevo {
 namespace {
 
 using kolvex_test::Eventually;
+using kolvex_test::FakeCallback;
+using kolvex_test::HostLog;
 using kolvex_test::kStopSlack;
 using kolvex_test::Reply;
 using kolvex_test::ScriptedServer;

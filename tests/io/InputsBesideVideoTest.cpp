@@ -3,9 +3,9 @@
 #include <atomic>
 #include <string>
 
-#include "io/FakeHost.h"
 #include "kolvex/ICaptureIOApi.h"
 #include "platform/Clock.h"
+#include "support/FakeHost.h"
 #include "video/ChannelFixture.h"
 
 namespace kolvex_test {
@@ -28,7 +28,7 @@ TEST(CaptureIO, TellsOfAnInputWithinOnePollWhileVideoOfTheCameraRuns) {
       return asks && connection.Send("HTTP/1.1 200 OK\r\n\r\n" + body);
     };
     HostLog inputs;
-    sarnevo::FakeCallback callback{inputs};
+    FakeCallback callback{inputs};
     Host host;
     host.params.inputs = 1;
     auto& capture = host.Open(camera, group, sarnevo::CodecMJPEG, SteadyTiming());

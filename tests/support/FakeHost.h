@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "kolvex/ICaptureIOCallback.h"
 #include "kolvex/IIPCaptureDriver.h"
 #include "kolvex/IIPDriverParams.h"
 #include "support/HostLog.h"
@@ -205,6 +206,28 @@ class FakeDebugSink : public contract::IDebugInfoSink {
 
  private:
   HostLog& log_;
+};
+
+/// The host's callback object; @p then runs after each line, on the thread of the callback.
+class FakeCallback : public sarnevo::ICaptureIOCallback {
+ public:
+  explicit FakeCallback(HostLog& log, std::function<void()> then = {}) : log_(log), then_(std::move(then)) {}
+
+  void OnInputChanged(std::uint32_t index, std::uint32_t state) override {
+    Say("input " + std::to_string(index) + " is " + std::to_string(state));
+  }
+  void OnIOFailure() override { Say("failure"); }
+
+ private:
+  void Say(const std::string& line) {
+    log_.Add(line);
+    if (then_) {
+      then_();
+    }
+  }
+
+  HostLog& log_;
+  const std::function<void()> then_;
 };
 
 }  // namespace kolvex_test

@@ -28,6 +28,13 @@ class TempFolder {
   TempFolder& operator=(const TempFolder&) = delete;
 
   const std::string& Path() const { return path_; }
+  /// The folder without what is in it.
+  const std::string& Emptied() const {
+    for (const auto& entry : std::filesystem::directory_iterator(path_)) {
+      std::filesystem::remove_all(entry);
+    }
+    return path_;
+  }
   std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
   void Write(const std::string& name, const std::string& content) const {

@@ -8,6 +8,7 @@
 #include <iostream>
 
 #include "Texts.h"
+#include "kolvex/Version.h"
 #include "simcam/base/Text.h"
 #include "simcam/device/Control.h"
 #include "simcam/device/Models.h"
@@ -179,6 +180,7 @@ std::optional<Options> ReadOptions(int count, char** arguments, int& exitCode) {
   app.add_option("--seconds", raw.seconds, "end after that time, like 90, 500ms or 10m")->type_name("TIME");
   app.add_option("--encoders", raw.encoders, "threads that draw and encode, 1 to 64")->type_name("N");
   app.add_flag("--quiet", options.quiet, "no status line");
+  app.set_version_flag("--version", "kolvex-camera " KOLVEX_VERSION_STRING, "print the version and end");
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {

@@ -7,12 +7,13 @@
 #include <system_error>
 
 #include "Failure.h"
+#include "kolvex/Version.h"
 
 namespace kolvex_host {
 
 namespace {
 
-constexpr const char* kFileName = "libkolvexipcapture.so";
+constexpr const char* kFileName = KOLVEX_LIBRARY_NAME;
 constexpr const char* kBuildTree = "../lib";  // from the program's folder
 
 template <typename Function>

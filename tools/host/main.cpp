@@ -14,6 +14,7 @@
 #include "ProgramEnd.h"
 #include "Subcommand.h"
 #include "Texts.h"
+#include "kolvex/Version.h"
 
 namespace kolvex_host {
 
@@ -119,7 +120,7 @@ int RunProgram(int argc, char** argv) {
   CLI::App app(
       "Sample host for the Kolvex IP capture driver: does with the library what a recording server does.",
       "kolvex-host");
-  app.set_version_flag("--version", "kolvex-host " KOLVEX_VERSION);
+  app.set_version_flag("--version", "kolvex-host " KOLVEX_VERSION_STRING);
   app.add_option("--library", common.library, "The driver library; by default beside this program or installed")
       ->type_name("PATH");
   app.add_option("--user", common.user,

@@ -1,9 +1,8 @@
-// The smallest complete host: loads the library, takes five seconds of MJPEG from one camera and tells of
-// each frame.
-//
-//   minimal-host LIBRARY ADDRESS GROUP
+// The smallest complete host: loads the library, takes ten seconds of MJPEG from one camera and prints a line for each
+// frame.
 #include <dlfcn.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "kolvex/Exports.h"
+#include "kolvex/Version.h"
 
 using namespace sarnevo;
 using namespace sarnevo::ipcapture;
@@ -95,7 +95,10 @@ struct Allocator final : IFrameAllocator {
 
 // 3. The receiver of the frames. Runs on the library's receive thread: be quick, never wait here.
 struct Sink final : IFrameSink {
+  std::atomic<int> frames = 0;
+
   bool OnFrame(IFrame* frame) override {
+    ++frames;
     const auto& jpeg = static_cast<const Frame&>(*frame);
     std::printf("%ux%u, %u bytes\n", jpeg.width, jpeg.height, jpeg.size);
     return true;
@@ -104,20 +107,28 @@ struct Sink final : IFrameSink {
 };
 
 int main(int argc, char** argv) {
-  if (argc != 4) {
+  if (argc < 3 || argc > 4) {
+    std::fprintf(
+        stderr,
+        "usage: minimal-host ADDRESS GROUP [LIBRARY]\n"
+        "  ADDRESS  of the camera, dotted; GROUP 1 or 2: its firmware line (kolvex-host query finds it out)\n"
+        "  LIBRARY  the file to load (%s)\n"
+        "The password of the user \"admin\" comes from KOLVEX_PASSWORD.\n"
+        "Exit codes: 0 frames came, 1 wrong usage, 2 no library, 3 refused by it, 4 no frame came\n",
+        KOLVEX_LIBRARY_NAME);
     return 1;
   }
   // 4. The library, by its exports.
-  void* const library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
+  void* const library = dlopen(argc == 4 ? argv[3] : KOLVEX_LIBRARY_NAME, RTLD_NOW | RTLD_LOCAL);
   if (!library) {
     std::fprintf(stderr, "%s\n", dlerror());
-    return 1;
+    return 2;
   }
   auto* const create = reinterpret_cast<CreateIPCaptureFunction*>(dlsym(library, "CreateIPCaptureEx3"));
   auto* const destroy = reinterpret_cast<DeleteIPCaptureFunction*>(dlsym(library, "DeleteIPCaptureEx3"));
 
   // 5. The life of a driver. Everything handed in lives until Close has returned.
-  Camera camera(argv[2], argv[3]);
+  Camera camera(argv[1], argv[2]);
   Picture picture;
   Allocator allocator;
   Sink sink;
@@ -126,11 +137,11 @@ int main(int argc, char** argv) {
   if (driver->Open(nullptr, &allocator, &camera)) {
     IIPVideoCapture* const video = driver->GetVideoCapture();
     started = video->StartCapture(0, &sink, &picture);
-    std::this_thread::sleep_for(std::chrono::seconds(5));
+    std::this_thread::sleep_for(std::chrono::seconds(10));
     video->StopCapture(0);
   }
   driver->Close();
   destroy(driver);
   dlclose(library);
-  return started ? 0 : 1;
+  return !started ? 3 : sink.frames == 0 ? 4 : 0;
 }

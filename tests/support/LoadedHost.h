@@ -3,16 +3,15 @@
 #include <dlfcn.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "kolvex/Exports.h"
 #include "kolvex/ICaptureIOApi.h"
 #include "kolvex/IIPPTZDriver.h"
+#include "support/Eventually.h"
 #include "support/Failures.h"
 
 namespace kolvex_test {
@@ -44,18 +43,6 @@ struct Library {
       Find<TerminateCapabilityQueryFunction>("TerminateCapabilityQuery");
   UninitCapabilityQueryFunction* const uninit = Find<UninitCapabilityQueryFunction>("UninitCapabilityQuery");
 };
-
-template <typename Holds>
-bool WaitUntil(Holds holds, std::chrono::milliseconds limit) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (!holds()) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
 
 /// A whole host with one camera, as group @p group at 127.0.@p group.@p number. It keeps what the checks need,
 /// takes no memory in its callbacks where it can be helped, and that which it takes is its own.
