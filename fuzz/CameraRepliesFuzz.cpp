@@ -193,7 +193,6 @@ class Inputs : public CGroupDigitalIO, public ICaptureIOCallback {
       : CGroupDigitalIO(words, driver, 1000, 1000), words_(words) {
     SetCallback(this);
   }
-  ~Inputs() override { EndThreads(); }
 
   void Poll(u32 count) {
     told_.clear();

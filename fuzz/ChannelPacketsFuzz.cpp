@@ -50,9 +50,9 @@ class Stream {
                               .packetTimeout = 1h});
     Check(driver_.Open(nullptr, &host, &params), "the driver opens");
     if (group1) {
-      channel_ = std::make_unique<CGroup1CameraChannel>(0, &driver_, &host);
+      channel_ = std::make_shared<CGroup1CameraChannel>(0, &driver_, &host, std::make_shared<FrameReturns>());
     } else {
-      channel_ = std::make_unique<CGroup2CameraChannel>(0, &driver_, &host);
+      channel_ = std::make_shared<CGroup2CameraChannel>(0, &driver_, &host, std::make_shared<FrameReturns>());
     }
     receiver_.SetUser(channel_.get());
     Check(channel_->Start(40, 352, 288, 60), "the channel starts");
@@ -143,7 +143,7 @@ class Stream {
   const bool group1_;
   kolvex_test::ScriptedCamera camera_;
   CKolvexIPCaptureDriver driver_;
-  std::unique_ptr<CBaseCameraChannel> channel_;
+  std::shared_ptr<CBaseCameraChannel> channel_;
   CRTPReceiver receiver_;
 };
 

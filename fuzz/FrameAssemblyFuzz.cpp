@@ -17,7 +17,7 @@ FUZZ_TARGET(FrameAssembly) {
   const bool group1 = (setting & 2) != 0;
   FrameHost host(group1);
   Activity activity;
-  FrameAssembly assembly({.allocator = &host, .sink = &host, .driver = nullptr},
+  FrameAssembly assembly({.allocator = &host, .sink = &host, .returns = std::make_shared<FrameReturns>()},
                          (setting & 1) != 0 ? CodecMJPEG : CodecMPEG4,
                          group1 ? JpegLayout::Group1 : JpegLayout::Group2, activity);
   std::vector<u8> payload;

@@ -45,8 +45,8 @@ void Assemble(benchmark::State& state, FrameKind kind) {
   const bool jpeg = kind == FrameKind::Jpeg;
   Host host;
   Activity activity;
-  FrameAssembly assembly({.allocator = &host, .sink = &host, .driver = nullptr}, jpeg ? CodecMJPEG : CodecMPEG4,
-                         JpegLayout::Group1, activity);
+  FrameAssembly assembly({.allocator = &host, .sink = &host, .returns = std::make_shared<FrameReturns>()},
+                         jpeg ? CodecMJPEG : CodecMPEG4, JpegLayout::Group1, activity);
   if (jpeg) {
     assembly.Add(payloads.front(), true);  // the end of a frame, behind which the first whole one begins
   }

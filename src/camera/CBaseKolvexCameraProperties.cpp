@@ -3,6 +3,8 @@
 #include <array>
 #include <cstdio>
 
+#include "threads/HostCall.h"
+
 namespace sarnevo {
 
 using namespace ipcapture;
@@ -25,7 +27,7 @@ template <typename Object, typename... Parameters, typename... Arguments>
 void CBaseKolvexCameraProperties::Tell(Object* object, void (Object::*operation)(Parameters...),
                                        Arguments... arguments) {
   if (object != nullptr) {
-    hostGate_.Pass([=] { (object->*operation)(arguments...); });
+    CallHost([=] { (object->*operation)(arguments...); });
   }
 }
 
@@ -35,7 +37,7 @@ Result* CBaseKolvexCameraProperties::Get(IIPCapabilities* capabilities,
                                          Result* (IIPCapabilities::*operation)(Parameters...),
                                          Arguments... arguments) {
   Result* result = nullptr;
-  hostGate_.Pass(
+  CallHost(
       [&result, capabilities, operation, arguments...] { result = (capabilities->*operation)(arguments...); });
   return result;
 }

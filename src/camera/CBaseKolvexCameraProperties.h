@@ -6,13 +6,12 @@
 #include "camera/CCameraProperties.h"
 #include "http/HttpRequest.h"
 #include "kolvex/IIPCapabilities.h"
-#include "threads/HostGate.h"
 
 namespace sarnevo {
 
 /// Fills the record from a camera of one group and publishes it to the host.
 ///
-/// Belongs to the query's thread while that runs; only Abort and HostAccess().Close() come from others.
+/// Belongs to the query's thread while that runs; only Abort comes from others.
 class CBaseKolvexCameraProperties : public CCameraProperties {
  public:
   virtual ~CBaseKolvexCameraProperties() = default;  // slot 0
@@ -22,16 +21,12 @@ class CBaseKolvexCameraProperties : public CCameraProperties {
   /// @param properties  the record to fill: this object's own
   virtual bool ReadProperties(Web::HttpRequest* request, CCameraProperties* properties,
                               u32* level) = 0;  // slot 1
-  /// Writes the record into the host's object. False when an argument is missing. The thread may be given
-  /// up in each call to the host: no frame here owns anything.
+  /// Writes the record into the host's object. False when an argument is missing.
   virtual bool PublishCapabilities(ipcapture::IIPCapabilities* capabilities, u32 isNTSC,
                                    Web::HttpRequest* request) = 0;  // slot 2
   /// Wishes a read in progress to end. Each of its requests is bounded by its time-outs, and who can't wait
   /// for that aborts the request itself.
   virtual void Abort();  // slot 3
-
-  /// What every call to the host's objects passes through.
-  HostGate& HostAccess() noexcept { return hostGate_; }
 
  protected:
   /// A numbered setting with its texts.
@@ -69,7 +64,6 @@ class CBaseKolvexCameraProperties : public CCameraProperties {
 
   // Written by Abort, on the host's thread; nothing reads it.
   std::atomic<u8> aborted_{0};
-  HostGate hostGate_;
 };
 
 }  // namespace sarnevo

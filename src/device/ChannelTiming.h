@@ -20,8 +20,6 @@ struct ChannelTiming {
   /// is being made.
   platform::Milliseconds rtspReceive{2000};
   platform::Milliseconds rtspConnectStep{100};
-  /// How long a worker that was interrupted may take to its end, before it is given up in the host's code.
-  platform::Milliseconds interruptMoment{50};
 };
 
 }  // namespace sarnevo

@@ -1,7 +1,6 @@
 #include "driver/CKolvexIPCaptureDriver.h"
 
 #include <cstdarg>
-#include <optional>
 
 #include "driver/CDebugInfo.h"
 #include "device/MessageText.h"
@@ -31,18 +30,13 @@ CKolvexIPCaptureDriver::~CKolvexIPCaptureDriver() { CKolvexIPCaptureDriver::Clos
 void CKolvexIPCaptureDriver::DebugMessage(u32 level, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  MessageText text(format, arguments);
+  const MessageText text(format, arguments);
   va_end(arguments);
   if (text.Get() == nullptr || level == DebugLevelDropped || debugSink_ == nullptr) {
     return;
   }
-  std::optional<CDebugInfo> info(std::in_place, LevelForHost(level, hostVersion_), text.Get());
-  // The sink may end this thread's object and with it the thread; what this frame owns goes with it.
-  CallHost([&, sink = debugSink_] { sink->OnDebugInfo(&*info); },
-           [&] {
-             info.reset();
-             text.Free();
-           });
+  CDebugInfo info(LevelForHost(level, hostVersion_), text.Get());
+  CallHost([&info, sink = debugSink_] { sink->OnDebugInfo(&info); });  // which may delete the driver
 }
 
 }  // namespace sarnevo

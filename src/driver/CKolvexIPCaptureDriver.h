@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "device/Device.h"
@@ -9,6 +10,7 @@
 namespace sarnevo {
 
 class CBaseIPVideoCapture;
+class CIOBase;
 class CKolvexIOHandler;
 class CPTZHandler;
 
@@ -57,11 +59,11 @@ class CKolvexIPCaptureDriver final : public ipcapture::IIPCaptureDriverEx3, publ
   // Set by Open, then constant. The sink belongs to the host and survives Close as a pointer.
   ipcapture::IDebugInfoSink* debugSink_ = nullptr;
   HostVersion hostVersion_;
-  // Owned, built in Open, ended in Close.
-  ICaptureIOApi* digitalIO_ = nullptr;  // null without inputs and outputs
-  CKolvexIOHandler* ioHandler_ = nullptr;
-  CPTZHandler* ptzHandler_ = nullptr;
-  CBaseIPVideoCapture* videoCapture_ = nullptr;
+  // Built in Open, ended in Close; a thread that is still inside one of them then keeps its memory.
+  std::shared_ptr<CIOBase> digitalIO_;  // null without inputs and outputs
+  std::shared_ptr<CKolvexIOHandler> ioHandler_;
+  std::shared_ptr<CPTZHandler> ptzHandler_;
+  std::shared_ptr<CBaseIPVideoCapture> videoCapture_;
 };
 
 }  // namespace sarnevo

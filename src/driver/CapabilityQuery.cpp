@@ -2,14 +2,13 @@
 
 #include <atomic>
 #include <exception>
-#include <mutex>
 #include <utility>
 
 #include "camera/CGroup1CameraProperties.h"
 #include "camera/CGroup2CameraProperties.h"
 #include "camera/DetectCameraGroup.h"
 #include "http/HttpRequest.h"
-#include "platform/CriticalSection.h"
+#include "http/RequestInterrupt.h"
 #include "threads/HostCall.h"
 
 namespace sarnevo {
@@ -19,6 +18,8 @@ namespace {
 constexpr u32 kMaxConnections = 16;
 constexpr u32 kCodePage = 0;
 constexpr const char* kGroupNotFound = "Failed to get camera properties";
+// What the thread of a query that is over gets, to leave the observer.
+constexpr platform::Milliseconds kOverMoment{50};
 constexpr const char* kReadFailed = "Failed to get camera properties!";
 
 std::shared_ptr<CBaseKolvexCameraProperties> MakeProperties(u32 group, u32 isNTSC) {
@@ -30,39 +31,26 @@ std::shared_ptr<CBaseKolvexCameraProperties> MakeProperties(u32 group, u32 isNTS
 
 }  // namespace
 
-// What the thread works on. The thread's own share of it goes when the thread has ended, wherever that was.
+// What the thread works on, and owns too.
 struct CapabilityQuery::Run {
   ipcapture::ICapabilityObserver* const observer;
   ipcapture::IIPCapabilities* const capabilities;
   const u32 isNTSC;
   const std::shared_ptr<CBaseKolvexCameraProperties> properties;
 
-  // Guards the pointer: the thread destroys the request, with the credentials in it, as soon as it has no
-  // further use for it.
-  platform::CriticalSection lock;
+  // The thread's: destroyed, with the credentials in it, as soon as there is no further use for it.
   std::unique_ptr<Web::HttpRequest> request;
 
   // Set by the thread when all that is left is to tell the observer.
   std::atomic<bool> over{false};
-
-  void AbortRequest() noexcept {
-    const std::lock_guard guard(lock);
-    if (request) {
-      request->Abort();
-    }
-  }
-  void DestroyRequest() noexcept {
-    const std::lock_guard guard(lock);
-    request.reset();
-  }
 };
 
 bool CapabilityQuery::Init(ipcapture::ICapabilityObserver* observer, bool isNTSC) noexcept {
-  if (observer_ != nullptr) {
+  if (queryObserver_ != nullptr) {
     return false;
   }
-  observer_ = observer;
-  isNTSC_ = isNTSC ? 1 : 0;
+  queryObserver_ = observer;
+  queryNTSC_ = isNTSC ? 1 : 0;
   return true;
 }
 
@@ -72,7 +60,7 @@ bool CapabilityQuery::Start(const char* address, u16 port, const char* user, con
     return false;
   }
   try {
-    capabilities_ = capabilities;
+    queryCapabilities_ = capabilities;
     auto request = std::make_unique<Web::HttpRequest>(timing_.httpTimeout, kMaxConnections, kCodePage);
     request->SetHost(address);
     request->SetPort(port);
@@ -82,14 +70,14 @@ bool CapabilityQuery::Start(const char* address, u16 port, const char* user, con
     const u32 group = DetectCameraGroup(request.get());
     if (group == 0) {
       request.reset();
-      if (observer_ != nullptr) {
-        CallHost([observer = observer_] { observer->OnQueryFailed(QueryFailureOther, kGroupNotFound); });
+      if (queryObserver_ != nullptr) {
+        CallHost([observer = queryObserver_] { observer->OnQueryFailed(QueryFailureOther, kGroupNotFound); });
       }
       return false;
     }
     request->SetTimeLimit(0);
-    if (!properties_) {
-      properties_ = MakeProperties(group, isNTSC_);
+    if (!queryProperties_) {
+      queryProperties_ = MakeProperties(group, queryNTSC_);
     }
     if (StartThread(std::move(request))) {
       return true;
@@ -97,48 +85,46 @@ bool CapabilityQuery::Start(const char* address, u16 port, const char* user, con
   } catch (const std::exception&) {
     // No memory: as when there is no thread.
   }
-  properties_.reset();
+  queryProperties_.reset();
   run_.reset();
   return false;
 }
 
 // A host that hears of the end of one query and begins the next at once finds the thread on its way out, or keeps
-// it in its observer. It gets a moment and is then given up there, so that Uninit has one thread to wait for.
+// it in its observer. It gets a moment and is then ended, so that Uninit has one thread to wait for.
 bool CapabilityQuery::IsRunning() noexcept {
-  if (!thread_.IsAlive()) {
+  if (!queryThread_.IsAlive()) {
     return false;
   }
   if (!run_ || !run_->over.load(std::memory_order_acquire)) {
     return true;
   }
-  if (thread_.IsCurrent() || thread_.Wait(timing_.stopMoment) != platform::WaitResult::Signalled) {
-    thread_.Abandon(timing_.stopMoment);
-  }
+  queryThread_.End(kOverMoment);
   return false;
 }
 
 bool CapabilityQuery::StartThread(std::unique_ptr<Web::HttpRequest> request) {
-  run_.reset(new Run{observer_, capabilities_, isNTSC_, properties_, {}, std::move(request)});
-  // The thread's share lies in its body and not on its stack, so that it also goes with a thread that was
-  // given up in a callback and ends behind it.
-  return thread_.Start("Capability query", [run = run_] { Execute(*run); });
+  run_.reset(new Run{queryObserver_, queryCapabilities_, queryNTSC_, queryProperties_, std::move(request)});
+  return queryThread_.Start("Capability query", [run = run_] { Execute(*run); });
 }
 
-// The thread. Nothing on its stack owns anything while the host is called.
 void CapabilityQuery::Execute(Run& run) noexcept {
-  const HostGate& host = run.properties->HostAccess();
   u32 level = QueryFailureOther;
-  const bool done =
-      Read(run, level) && run.properties->PublishCapabilities(run.capabilities, run.isNTSC, run.request.get());
-  run.DestroyRequest();
+  bool done = false;
+  {
+    const Web::RequestInterrupt interrupt(*run.request);
+    done = Read(run, level) &&
+           run.properties->PublishCapabilities(run.capabilities, run.isNTSC, run.request.get());
+  }
+  run.request.reset();
   run.over.store(true, std::memory_order_release);
   if (run.observer == nullptr) {
     return;
   }
   if (done) {
-    host.Pass([&run] { run.observer->OnQueryDone(); });
+    CallHost([&run] { run.observer->OnQueryDone(); });
   } else {
-    host.Pass([&run, level] { run.observer->OnQueryFailed(level, kReadFailed); });
+    CallHost([&run, level] { run.observer->OnQueryFailed(level, kReadFailed); });
   }
 }
 
@@ -151,40 +137,18 @@ bool CapabilityQuery::Read(Run& run, u32& level) noexcept {
 }
 
 void CapabilityQuery::Terminate() noexcept {
-  if (properties_) {
-    properties_->Abort();
+  if (queryProperties_) {
+    queryProperties_->Abort();
   }
 }
 
 void CapabilityQuery::Uninit() noexcept {
-  if (properties_) {
-    properties_->Abort();
-  }
-  EndThread();
-  observer_ = nullptr;
-  capabilities_ = nullptr;
-  properties_.reset();
+  Terminate();
+  queryThread_.End(timing_.stopWait);
+  queryObserver_ = nullptr;
+  queryCapabilities_ = nullptr;
+  queryProperties_.reset();
   run_.reset();
-}
-
-void CapabilityQuery::EndThread() noexcept {
-  if (!thread_.HasHandle()) {
-    return;
-  }
-  if (thread_.IsCurrent() || thread_.Wait(timing_.stopWait) != platform::WaitResult::Signalled) {
-    // From here on the host's objects are out of the thread's reach. Its request is closed under it, so that
-    // it ends; where it stands in a callback it is given up and ends behind that.
-    if (properties_) {
-      properties_->HostAccess().Close();
-    }
-    if (run_) {
-      run_->AbortRequest();
-    }
-    if (thread_.IsCurrent() || thread_.Wait(timing_.stopMoment) != platform::WaitResult::Signalled) {
-      thread_.Abandon(timing_.stopMoment);
-    }
-  }
-  thread_.Release();
 }
 
 }  // namespace sarnevo

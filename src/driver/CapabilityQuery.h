@@ -6,8 +6,8 @@
 #include "kolvex/ICapabilityObserver.h"
 #include "kolvex/IIPCapabilities.h"
 #include "kolvex/Types.h"
-#include "platform/Thread.h"
 #include "platform/Time.h"
+#include "threads/StoppableThread.h"
 
 namespace sarnevo {
 
@@ -17,8 +17,7 @@ struct QueryTiming {
   /// Of each of the two requests that run on the host's thread, however busy the camera keeps them;
   /// milliseconds. No silence lets one last that long: that takes a camera that drips.
   u32 detectionLimit = 30'000;
-  platform::Milliseconds stopWait{10'000};  ///< Uninit waits so long for a thread that ends by itself,
-  platform::Milliseconds stopMoment{50};    ///< and so long for one whose request it has closed
+  platform::Milliseconds stopWait{10'000};  ///< Uninit waits so long for a thread that ends by itself
 };
 
 /// The capability query behind the four exports. A process has one, without a lock: the host calls it from
@@ -44,18 +43,17 @@ class CapabilityQuery {
 
   bool IsRunning() noexcept;
   bool StartThread(std::unique_ptr<Web::HttpRequest> request);
-  void EndThread() noexcept;
   static void Execute(Run& run) noexcept;
   static bool Read(Run& run, u32& level) noexcept;
 
   const QueryTiming timing_;
-  ipcapture::ICapabilityObserver* observer_ = nullptr;  // the host's
-  ipcapture::IIPCapabilities* capabilities_ = nullptr;  // the host's
-  u32 isNTSC_ = 0;
+  ipcapture::ICapabilityObserver* queryObserver_ = nullptr;  // the host's
+  ipcapture::IIPCapabilities* queryCapabilities_ = nullptr;  // the host's
+  u32 queryNTSC_ = 0;
   // Made for the first query and used by all up to Uninit. A thread that had to be left behind has its share.
-  std::shared_ptr<CBaseKolvexCameraProperties> properties_;
+  std::shared_ptr<CBaseKolvexCameraProperties> queryProperties_;
   std::shared_ptr<Run> run_;
-  platform::Thread thread_;
+  StoppableThread queryThread_;
 };
 
 }  // namespace sarnevo

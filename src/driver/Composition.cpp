@@ -1,9 +1,9 @@
 // Builds and ends the objects of one driver. This file alone knows all subsystems, so that every other file
 // includes only what lies below it.
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "driver/CKolvexIPCaptureDriver.h"
 #include "device/DecimalText.h"
@@ -14,8 +14,8 @@
 #include "platform/ProductVersion.h"
 #include "ptz/CPTZHandler.h"
 #include "threads/HostAsk.h"
+#include "threads/Owned.h"
 #include "video/CBaseIPVideoCapture.h"
-#include "video/FrameLease.h"
 
 namespace sarnevo {
 
@@ -43,19 +43,14 @@ HostVersion ReadHostVersion() {
 
 constexpr u32 kInputPollMs = 2000;  // between two polls of the digital inputs
 
-ICaptureIOApi* BuildDigitalIO(CKolvexIPCaptureDriver* driver) {
+std::shared_ptr<CIOBase> BuildDigitalIO(CKolvexIPCaptureDriver* driver) {
   if (driver->GetInputCount() == 0 && driver->GetOutputCount() == 0) {
     return nullptr;
   }
   if (driver->GetGroup() == 1) {
-    return new CKolvexGroup1DigitalIO(driver, kInputPollMs);
+    return std::make_shared<CKolvexGroup1DigitalIO>(driver, kInputPollMs);
   }
-  return new CKolvexGroup2DigitalIO(driver, kInputPollMs);
-}
-
-template <typename Object>
-void End(Object*& object) {
-  delete std::exchange(object, nullptr);
+  return std::make_shared<CKolvexGroup2DigitalIO>(driver, kInputPollMs);
 }
 
 }  // namespace
@@ -82,7 +77,7 @@ bool CKolvexIPCaptureDriver::Build(ipcapture::IDebugInfoSink* debugSink, ipcaptu
   ReadDevice(device);
   ReadConnection(connection);
   hostVersion_ = ReadHostVersion();
-  ioHandler_ = new CKolvexIOHandler(this);
+  ioHandler_ = std::make_shared<CKolvexIOHandler>(this);
 
   const auto group = AskSetting(params, SettingCameraGroup);
   const i32 groupNumber = group ? ParseDecimal(*group) : 0;
@@ -92,7 +87,7 @@ bool CKolvexIPCaptureDriver::Build(ipcapture::IDebugInfoSink* debugSink, ipcaptu
   group_ = static_cast<u32>(groupNumber);
   digitalIO_ = BuildDigitalIO(this);
 
-  videoCapture_ = new CBaseIPVideoCapture(this, group_);
+  videoCapture_ = std::make_shared<CBaseIPVideoCapture>(this, group_);
 
   const auto standard = AskSetting(params, SettingVideoStandard);
   if (!standard) {
@@ -102,8 +97,9 @@ bool CKolvexIPCaptureDriver::Build(ipcapture::IDebugInfoSink* debugSink, ipcaptu
   if (group_ == 1) {
     ReadGroup1Settings(params);
   }
-  ptzHandler_ = new CPTZHandler(this, channelCount_);
+  ptzHandler_ = std::make_shared<CPTZHandler>(this, channelCount_);
 
+  // Last: the host may close and delete the driver in this message.
   DebugMessage(DebugLevelEvent, "DRIVER IS OPENED (name: %s, device model: %s, address: %s:%u)",
                GetDriverName().c_str(), deviceModel_.c_str(), address_.c_str(), static_cast<unsigned>(port_));
   return true;
@@ -111,22 +107,20 @@ bool CKolvexIPCaptureDriver::Build(ipcapture::IDebugInfoSink* debugSink, ipcaptu
 
 void CKolvexIPCaptureDriver::Close() {
   // Video first: its threads use everything else here.
-  End(videoCapture_);
-  // A callback that ended its own channel may still have a frame; the host's allocator is void from here on.
-  FrameLease::DropAllOf(this);
-  End(ptzHandler_);
-  End(digitalIO_);
-  End(ioHandler_);
+  EndOwned(videoCapture_);
+  EndOwned(ptzHandler_);
+  EndOwned(digitalIO_);
+  ioHandler_.reset();
 }
 
-ipcapture::IIPVideoCapture* CKolvexIPCaptureDriver::GetVideoCapture() { return videoCapture_; }
+ipcapture::IIPVideoCapture* CKolvexIPCaptureDriver::GetVideoCapture() { return videoCapture_.get(); }
 
-ipcapture::IIPVideoCaptureEx* CKolvexIPCaptureDriver::GetVideoCaptureEx() { return videoCapture_; }
+ipcapture::IIPVideoCaptureEx* CKolvexIPCaptureDriver::GetVideoCaptureEx() { return videoCapture_.get(); }
 
-ICaptureIOApi* CKolvexIPCaptureDriver::GetCaptureIO() { return digitalIO_; }
+ICaptureIOApi* CKolvexIPCaptureDriver::GetCaptureIO() { return digitalIO_.get(); }
 
-IIPPTZDriver* CKolvexIPCaptureDriver::GetPTZDriver() { return ptzHandler_; }
+IIPPTZDriver* CKolvexIPCaptureDriver::GetPTZDriver() { return ptzHandler_.get(); }
 
-IIPPTZDriverEx* CKolvexIPCaptureDriver::GetPTZDriverEx() { return ptzHandler_; }
+IIPPTZDriverEx* CKolvexIPCaptureDriver::GetPTZDriverEx() { return ptzHandler_.get(); }
 
 }  // namespace sarnevo

@@ -6,7 +6,7 @@
 
 #include "platform/HostProcess.h"
 #include "platform/NameService.h"
-#include "platform/Thread.h"
+#include "threads/StoppableThread.h"
 
 namespace Web {
 
@@ -40,7 +40,7 @@ struct Search {
 HttpError LookUpName(const std::string& name, std::uint16_t port, Milliseconds timeout, Event& cancel,
                      std::vector<SocketAddress>& found) {
   const auto search = std::make_shared<Search>(name, port);
-  Thread thread;
+  sarnevo::StoppableThread thread;
   if (!search->done.IsValid() || !thread.Start("KolvexNameLookup", [search] { search->Run(); })) {
     return HttpError::OutOfResources;
   }

@@ -6,6 +6,7 @@
 #include "camera/CgiText.h"
 #include "camera/SendRequest.h"
 #include "device/Device.h"
+#include "http/RequestInterrupt.h"
 
 namespace sarnevo {
 
@@ -29,25 +30,19 @@ CGroupDigitalIO::CGroupDigitalIO(const DigitalIOWords& words, Device* driver, u3
                     driver->GetPassword().c_str(), driver->GetNetworkTimeout(), kMaxConnections,
                     kSystemCodePage) {
   inputRequest_.KeepConnection(true);
-  SetInterrupts([this] { outputRequest_.Cancel(); }, [this] { inputRequest_.Cancel(); });
 }
 
-bool CGroupDigitalIO::Stop() {
-  const bool ended = CIOBase::Stop();
-  // In a callback too, whose thread ends behind it: a connection that is left would go on holding one of the
-  // camera's few places.
+// A connection that is left would go on holding one of the camera's few places.
+void CGroupDigitalIO::CloseConnections() noexcept {
   inputRequest_.Cancel();
-  if (ended) {
-    // Not before: another thread's stop may be giving a request its time.
-    outputRequest_.Cancel();
-  }
-  return ended;
+  outputRequest_.Cancel();
 }
 
 bool CGroupDigitalIO::WriteOutput(u32 index, u32 state) {
   const std::string path =
       words_.outputRequest + std::to_string(index + 1) + words_.outputValue + (state == IOStateLow ? '0' : '1');
   std::vector<u8> reply;  // not wanted
+  const Web::RequestInterrupt interrupt(outputRequest_);
   return Utils::SendRequest(&outputRequest_, path, reply, nullptr, false, kAnySuccess, kBlockBytes);
 }
 
@@ -63,6 +58,7 @@ bool CGroupDigitalIO::ReadInputs(u32 count) {
 // Of a reply that a stop or a lack of memory has cut off, nothing counts: an input whose key is missing would be
 // high.
 bool CGroupDigitalIO::FetchInputs() {
+  const Web::RequestInterrupt interrupt(inputRequest_);
   const bool fetched =
       Utils::SendRequest(&inputRequest_, words_.inputRequest, reply_, nullptr, true, kAnySuccess, kBlockBytes);
   const Web::HttpError error = Web::LastHttpError();

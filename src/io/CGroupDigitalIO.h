@@ -28,18 +28,14 @@ struct DigitalIOWords {
 ///
 /// The connection of the inputs is kept from one poll to the next where the camera does its part, and given
 /// up by Stop. Outputs come seldom, so that each has a connection of its own.
-///
-/// The classes of the groups end the threads in their destructors, in front of the request objects.
 class CGroupDigitalIO : public CIOBase {
- public:
-  bool Stop() override;
-
  protected:
   /// Address, port, credentials and time-out are read from @p driver once, here.
   CGroupDigitalIO(const DigitalIOWords& words, Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs);
 
   bool WriteOutput(u32 index, u32 state) override;
   bool ReadInputs(u32 count) override;
+  void CloseConnections() noexcept override;
 
  private:
   bool FetchInputs();
@@ -48,8 +44,7 @@ class CGroupDigitalIO : public CIOBase {
   const DigitalIOWords& words_;
   Web::HttpRequest outputRequest_;  // output thread
   Web::HttpRequest inputRequest_;   // input thread
-  // Input thread. A field, since the host may keep the thread while it stands in the middle of a reply.
-  std::vector<u8> reply_;
+  std::vector<u8> reply_;           // input thread; keeps its capacity
 };
 
 }  // namespace sarnevo

@@ -76,6 +76,11 @@ bool CIOBase::Start() try {
   if (!owner) {
     return false;  // another thread is starting or stopping it
   }
+  if (ended_) {
+    return false;
+  }
+  outputHandler_.SetOwner(weak_from_this());
+  inputThread_.SetOwner(weak_from_this());
   stopMissed_.store(false, std::memory_order_relaxed);
   bool result = true;
   {
@@ -124,17 +129,23 @@ bool CIOBase::Stop() try {
   return false;  // no memory
 }
 
-bool CIOBase::EndThreads() {
-  // A callback may be in the middle of a Stop while the object ends. Where that is impossible, with the object
-  // ended inside a callback, nobody else is at it.
+void CIOBase::End() noexcept {
+  // A callback may be in the middle of a Stop while the object ends. Where the guard gives way, with the object ended
+  // inside a callback, nobody else is at it.
   const OwnerGuard owner(*this);
-  const bool outputsEnded = outputHandler_.Stop();
-  return inputThread_.Stop(stopTimeout_) && outputsEnded;
+  ended_ = true;
+  if (!EndThreads()) {
+    own_thread::LetGo();
+  }
 }
 
-void CIOBase::SetInterrupts(std::function<void()> output, std::function<void()> input) {
-  outputHandler_.SetInterrupt(std::move(output));
-  inputThread_.SetInterrupt(std::move(input));
+// False when one of them is the caller.
+bool CIOBase::EndThreads() {
+  const bool outputsEnded = outputHandler_.Stop();
+  const bool ended = inputThread_.Stop(stopTimeout_) && outputsEnded;
+  // Under the owner's lock: the next start's requests are no longer these.
+  CloseConnections();
+  return ended;
 }
 
 u32 CIOBase::GetInputCount() { return driver_->GetInputCount(); }
@@ -154,6 +165,9 @@ void CIOBase::ResetStates() noexcept {
 }
 
 void CIOBase::UpdateInput(u32 index, u32 state) {
+  if (own_thread::IsLetGo()) {
+    return;  // in the middle of a reply; the driver may be gone
+  }
   bool changed = false;
   {
     const COptexGuard guard(statesLock_);

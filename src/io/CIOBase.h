@@ -2,7 +2,7 @@
 
 #include <array>
 #include <atomic>
-#include <functional>
+#include <memory>
 
 #include "io/TOutputHandler.h"
 #include "kolvex/ICaptureIOApi.h"
@@ -21,13 +21,9 @@ class Device;
 /// no other way in which the host's picture is set right, and none is needed.
 ///
 /// Threads: one for the outputs, one for the inputs, so that a slow request of one doesn't hold up the other,
-/// and the host's. Each is alone in its share of the camera access. The most derived class ends the threads, by
-/// EndThreads, in its destructor: they make virtual calls.
-///
-/// A call of the host's, OnInputChanged for one, can be the last thing that a thread ever does here, when the
-/// host keeps it until the object is gone. So on the way from a thread's body to such a call no frame owns
-/// anything: what has to be kept lies in a field.
-class CIOBase : public ICaptureIOApi {
+/// and the host's. Each is alone in its share of the camera access. Both own the object, which lives in a
+/// std::shared_ptr; its owner calls End and lets go.
+class CIOBase : public ICaptureIOApi, public std::enable_shared_from_this<CIOBase> {
  public:
   /// Most inputs or outputs of a camera. A host that names more has read something wrong; Start refuses it.
   static constexpr u32 kMaxPorts = 256;
@@ -42,6 +38,9 @@ class CIOBase : public ICaptureIOApi {
   CIOBase(const CIOBase&) = delete;
   CIOBase& operator=(const CIOBase&) = delete;
 
+  /// Ends both threads, as Stop does, and for good; also from inside a callback.
+  void End() noexcept;
+
   bool SetCallback(ICaptureIOCallback* callback) override;
   bool Start() override;
   bool Stop() override;
@@ -55,23 +54,21 @@ class CIOBase : public ICaptureIOApi {
   /// Makes the camera's output @p index, from 0, take @p state. False when it didn't. Output thread.
   virtual bool WriteOutput(u32 index, u32 state) = 0;
   /// Reads inputs 0 to @p count - 1 and calls UpdateInput for each. False to have everything forgotten and
-  /// the failure reported. Input thread. Owns nothing while it calls UpdateInput.
+  /// the failure reported. Input thread.
   virtual bool ReadInputs(u32 count) = 0;
+  /// Gives back what is kept from one request to the next. Neither thread is in a request.
+  virtual void CloseConnections() noexcept {}
 
   /// For ReadInputs: takes one state and tells the host of a change.
   void UpdateInput(u32 index, u32 state);
   /// For ReadInputs, between two of them: the host may take its time over each.
   bool AreInputsStopping() noexcept { return inputThread_.IsStopRequested(); }
 
-  /// What makes a request of either thread fail at once, from another thread; see CBaseThread::SetInterrupt.
-  void SetInterrupts(std::function<void()> output, std::function<void()> input);
-  /// Stops both threads. False when one of them is the caller.
-  bool EndThreads();
-
  private:
   using States = std::array<u32, kMaxPorts>;
   class OwnerGuard;
 
+  bool EndThreads();
   void InitOutputs();
   void ResetStates() noexcept;
   void SendOutput(u32 index, u32 state);
@@ -84,8 +81,9 @@ class CIOBase : public ICaptureIOApi {
   TTickThread<CIOBase> inputThread_;
   std::atomic<ICaptureIOCallback*> callback_{nullptr};  // written by the host, read by both threads
 
-  // Held through Start and Stop. Taken before statesLock_.
+  // Held through Start, Stop and End. Taken before statesLock_.
   COptex ownerLock_;
+  bool ended_ = false;  // under ownerLock_
   // A Stop inside a callback found the lock held: whoever starts is to stop again.
   std::atomic<bool> stopMissed_{false};
   // Guards both states: a failure on one thread clears the other one's too. Never held while calling out.

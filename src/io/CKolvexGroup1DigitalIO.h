@@ -8,7 +8,6 @@ namespace sarnevo {
 class CKolvexGroup1DigitalIO final : public CGroupDigitalIO {
  public:
   CKolvexGroup1DigitalIO(Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs = kStopTimeoutMs);
-  ~CKolvexGroup1DigitalIO() override;
 };
 
 }  // namespace sarnevo

@@ -20,7 +20,4 @@ constexpr DigitalIOWords kWords{
 CKolvexGroup2DigitalIO::CKolvexGroup2DigitalIO(Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs)
     : CGroupDigitalIO(kWords, driver, pollIntervalMs, stopTimeoutMs) {}
 
-// The threads make virtual calls, so that they end while the object is whole.
-CKolvexGroup2DigitalIO::~CKolvexGroup2DigitalIO() { EndThreads(); }
-
 }  // namespace sarnevo

@@ -8,7 +8,6 @@ namespace sarnevo {
 class CKolvexGroup2DigitalIO final : public CGroupDigitalIO {
  public:
   CKolvexGroup2DigitalIO(Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs = kStopTimeoutMs);
-  ~CKolvexGroup2DigitalIO() override;
 };
 
 }  // namespace sarnevo

@@ -1,11 +1,9 @@
 #include "io/CKolvexIOHandler.h"
 
 #include <cstdarg>
-#include <cstdio>
-#include <memory>
-#include <new>
 
 #include "device/Device.h"
+#include "device/MessageText.h"
 
 namespace sarnevo {
 
@@ -36,20 +34,12 @@ CameraIOSettings* CKolvexIOHandler::GetSettings() { return &settings_; }
 void CKolvexIOHandler::WriteDebug(u32 level, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  std::va_list counting;
-  va_copy(counting, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, counting);
-  va_end(counting);
-  if (length >= 0) {
-    const std::size_t size = static_cast<std::size_t>(length) + 1;
-    const std::unique_ptr<char[]> text(new (std::nothrow) char[size]);
-    if (text) {
-      std::vsnprintf(text.get(), size, format, arguments);
-      // Finished text: a percent sign in it means nothing any more.
-      driver_->DebugMessage(level, "%s", text.get());
-    }
-  }
+  const MessageText text(format, arguments);
   va_end(arguments);
+  if (text.Get() != nullptr) {
+    // Finished text: a percent sign in it means nothing any more.
+    driver_->DebugMessage(level, "%s", text.Get());
+  }
 }
 
 }  // namespace sarnevo

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 #include <random>
+#include <stop_token>
 #include <string_view>
 
 #include "platform/Clock.h"
@@ -72,23 +73,12 @@ void CRTCPReporter::RequestStop() noexcept {
   socket_.Shutdown();  // so that the thread sees it at once and not after its time-out
 }
 
-bool CRTCPReporter::Stop() noexcept {
-  if (!thread_.HasHandle()) {
-    return true;
-  }
-  bool inTime = true;
-  if (thread_.Wait(times_.reporterStop) != platform::WaitResult::Signalled) {
-    inTime = threadRunning_.load(std::memory_order_relaxed) == 0;
-    // All that the thread ever waits for is its socket, so that nothing can keep it from here on.
-    RequestStop();
-    thread_.Wait();
-  }
-  thread_.Release();
-  return inTime;
-}
+bool CRTCPReporter::Stop() noexcept { return thread_.End(times_.reporterStop); }
 
 void CRTCPReporter::Run() noexcept {
   if (OpenSocket()) {
+    // All that the thread ever waits for is its socket.
+    const std::stop_callback interrupt(own_thread::InterruptToken(), [this] { RequestStop(); });
     threadRunning_.store(1, std::memory_order_relaxed);
     while (stopRequested_.load(std::memory_order_relaxed) == 0) {
       ReceiveReport();

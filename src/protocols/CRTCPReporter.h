@@ -8,9 +8,9 @@
 
 #include "kolvex/Types.h"
 #include "platform/Socket.h"
-#include "platform/Thread.h"
 #include "protocols/ProtocolTimes.h"
 #include "threads/COptex.h"
+#include "threads/StoppableThread.h"
 
 namespace sarnevo {
 
@@ -66,7 +66,7 @@ class CRTCPReporter {
   // Written in Start before the thread exists.
   u32 port_ = 0;
   u32 ssrc_ = 0;
-  platform::Thread thread_;  // the owner's thread
+  StoppableThread thread_;  // the owner's thread
   std::atomic<u16> lastSequence_{0};
   // Written in Start before the thread exists.
   std::array<char, 128> cname_{};

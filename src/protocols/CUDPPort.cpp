@@ -7,6 +7,7 @@
 #include <new>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "platform/Clock.h"
 #include "protocols/HeldPorts.h"
@@ -46,15 +47,19 @@ std::optional<SocketAddress> LocalAddress(const char* address, u16 port) noexcep
 }  // namespace
 
 // What one receive thread works with. The thread's own body owns it, so that it lives exactly as long as the
-// thread, also when the port is destroyed from inside a callback, and also when the thread is given up in
-// there and ends without unwinding.
+// thread, also when the port is destroyed from inside a callback.
 struct CUDPPort::Receiving {
-  // The receive thread that the caller is; null on any other thread.
+  // Of the calling thread; null on any other.
   static thread_local Receiving* current;
 
+  const std::shared_ptr<const void> owner;  // of the port
   const std::unique_ptr<u8[]> buffer = std::make_unique_for_overwrite<u8[]>(kMaxDatagramBytes);
   u32 size = 0;       // bytes of a datagram that are taken, as the read size was when it was last followed
   bool left = false;  // a callback has closed the port: don't touch it any more
+
+  explicit Receiving(std::shared_ptr<const void> theOwner) : owner(std::move(theOwner)) {}
+  // Another thread doesn't wait for one that was let go, and may have opened the port again.
+  bool HasLeft() const noexcept { return left || own_thread::IsLetGo(); }
 };
 
 thread_local CUDPPort::Receiving* CUDPPort::Receiving::current = nullptr;
@@ -109,9 +114,8 @@ CUDPPort::OpenResult CUDPPort::OpenSocket(const SocketAddress& local) noexcept {
 bool CUDPPort::StartReceiving() noexcept {
   running_.store(true, std::memory_order_relaxed);
   try {
-    auto receiving = std::make_shared<Receiving>();
+    const auto receiving = std::make_shared<Receiving>(owner_.lock());
     receiving->size = readSize_.load(std::memory_order_relaxed);
-    receiving_.store(receiving.get(), std::memory_order_relaxed);
     if (thread_.Start(
             "KolvexRTP",
             [this, receiving] {
@@ -124,17 +128,14 @@ bool CUDPPort::StartReceiving() noexcept {
   } catch (const std::bad_alloc&) {
     // no thread without its memory
   }
-  receiving_.store(nullptr, std::memory_order_relaxed);
   running_.store(false, std::memory_order_relaxed);
   return false;
 }
 
 bool CUDPPort::Close() noexcept {
-  // A thread that was given up by this port, or by one that stood here before, is no longer its receive thread.
-  Receiving* const own =
-      Receiving::current == receiving_.load(std::memory_order_relaxed) ? Receiving::current : nullptr;
+  const bool own = thread_.IsCurrent();
   while (!lock_.try_lock()) {
-    if (own == nullptr) {
+    if (!own) {
       lock_.lock();
       break;
     }
@@ -149,8 +150,8 @@ bool CUDPPort::Close() noexcept {
   }
   running_.store(false, std::memory_order_relaxed);
   socket_.Shutdown();
-  if (own != nullptr) {
-    own->left = true;
+  if (own) {
+    Receiving::current->left = true;
   } else {
     thread_.Wait();
   }
@@ -158,7 +159,6 @@ bool CUDPPort::Close() noexcept {
   Drain();
   held_ports::Remove(LocalPort());
   socket_.Close();
-  receiving_.store(nullptr, std::memory_order_relaxed);
   thread_.Release();
   if (IUDPPortUser* const user = user_.load(std::memory_order_relaxed)) {
     try {
@@ -185,8 +185,7 @@ void CUDPPort::SetReadSize(u32 bytes) noexcept { readSize_.store(bytes, std::mem
 u32 CUDPPort::ReadSize() const noexcept { return readSize_.load(std::memory_order_relaxed); }
 
 // A blocking receive with the socket's own time-out is one system call, whether datagrams wait or not; waiting
-// for readiness first would make it two. Nothing on this thread's stack owns anything: when the thread is given
-// up inside a callback, its frames are never unwound.
+// for readiness first would make it two.
 void CUDPPort::Receive(Receiving& receiving) {
   SocketAddress from;
   while (running_.load(std::memory_order_relaxed)) {
@@ -219,7 +218,7 @@ void CUDPPort::Receive(Receiving& receiving) {
         platform::Sleep(Milliseconds{0});
         break;
     }
-    if (receiving.left) {
+    if (receiving.HasLeft()) {
       return;
     }
   }
@@ -235,7 +234,7 @@ void CUDPPort::HandOver(Receiving& receiving, const JoinedDatagrams& got, Socket
       continue;
     }
     user->DataReceived(this, from.Get(), receiving.buffer.get() + at, static_cast<u32>(size));
-    if (receiving.left) {
+    if (receiving.HasLeft()) {
       return;
     }
   }

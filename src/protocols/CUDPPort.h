@@ -2,15 +2,17 @@
 
 #include <atomic>
 #include <cstddef>
+#include <memory>
+#include <utility>
 
 #include "kolvex/Types.h"
 #include "platform/CriticalSection.h"
 #include "platform/Socket.h"
 #include "platform/SocketAddress.h"
-#include "platform/Thread.h"
 #include "platform/Time.h"
 #include "protocols/IUDPPortUser.h"
 #include "protocols/ProtocolTimes.h"
+#include "threads/StoppableThread.h"
 
 namespace sarnevo {
 
@@ -47,8 +49,8 @@ class CUDPPort {
   ///
   /// From inside a callback of this port it doesn't wait. The thread looks at neither the port nor the user any
   /// more once that callback returns, so that both may be destroyed before it does. When another thread is
-  /// closing the port already, the closing is left to it. A receive thread that was given up inside code of the
-  /// host (platform::current_thread::Abandon) counts as ended.
+  /// closing the port already, the closing is left to it. A receive thread that was let go (StoppableThread) counts as
+  /// ended.
   bool Close() noexcept;
 
   bool IsOpen() const noexcept;
@@ -57,6 +59,8 @@ class CUDPPort {
 
   /// @param user  not owned; null drops what arrives. A callback in progress still goes to the one before.
   void SetUser(IUDPPortUser* user) noexcept;
+  /// What the port is a part of: it lives until the receive thread has ended. While the port is closed.
+  void SetOwner(std::weak_ptr<const void> owner) noexcept { owner_ = std::move(owner); }
   /// Size in bytes of the largest datagram to be taken; takes effect with the next one. Also decides the
   /// socket's receive buffer at Open.
   void SetReadSize(u32 bytes) noexcept;
@@ -79,8 +83,8 @@ class CUDPPort {
   std::atomic<IUDPPortUser*> user_{nullptr};
   platform::Socket socket_;  // opened and closed under lock_, while no receive thread uses it
   std::atomic<u16> localPort_{0};
-  platform::Thread thread_;                     // under lock_
-  std::atomic<Receiving*> receiving_{nullptr};  // what that thread works with and owns; only compared
+  std::weak_ptr<const void> owner_;  // under lock_
+  StoppableThread thread_;           // under lock_
   std::atomic<u32> readSize_{0x10000};
   const u32 timeoutSeconds_;
   const u32 timeoutMicroseconds_;

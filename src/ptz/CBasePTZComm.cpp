@@ -8,13 +8,6 @@
 
 namespace sarnevo {
 
-namespace {
-
-// What Close grants the request under way.
-constexpr platform::Milliseconds kClosePatience{1000};
-
-}  // namespace
-
 CBasePTZComm::~CBasePTZComm() { Close(); }
 
 i32 CBasePTZComm::Open() {
@@ -22,7 +15,6 @@ i32 CBasePTZComm::Open() {
   if (opened_ != 0) {
     return PtzDone;
   }
-  gate_.Open();
   if (!Start("KolvexIPPTZThread")) {
     DebugMessage(DebugLevelFailure, "%s: unable to create thread", "sarnevo::CBasePTZComm::Open");
     return PtzNotQueued;
@@ -33,7 +25,6 @@ i32 CBasePTZComm::Open() {
 
 i32 CBasePTZComm::Close() {
   if (opened_ != 0) {
-    gate_.Close(kClosePatience);
     Stop();
     opened_ = 0;
   }
@@ -83,7 +74,6 @@ i32 CBasePTZComm::Post(const char* operation, u32 type, IIPParams* params, u32 a
     static_cast<void>(item.release());  // the queue's
     return PtzDone;
   }
-  item.reset();
   DebugMessage(DebugLevelFailure, "%s: cannot send message (%d) to thread", operation, static_cast<int>(type));
   return PtzNotQueued;
 }

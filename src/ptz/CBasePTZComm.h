@@ -8,7 +8,6 @@
 #include "kolvex/IIPParams.h"
 #include "prepositions/IPrepositionComm.h"
 #include "ptz/CPtzCommandBuilder.h"
-#include "ptz/ItemGate.h"
 #include "ptz/PtzCodes.h"
 #include "threads/CWorkItemThread.h"
 
@@ -64,13 +63,12 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   /// Reads the protocol for the commands anew and starts the thread, unless it runs. 1, or -1 with a
   /// message.
   i32 Open();
-  /// Throws away what is queued and waits for the thread, which ends within a second or so: a request that
-  /// takes longer is broken off. Always 1.
+  /// Throws away what is queued and waits for the item under way, which the limits of its requests bound: a stop command
+  /// that a busy camera takes late must still reach the head. Always 1.
   i32 Close();
 
-  /// The first half of Close, which doesn't wait: no further item goes to the camera, and the second that the
-  /// request under way is granted begins.
-  void BeginClose() noexcept { gate_.Shut(); }
+  /// The first half of Close, which doesn't wait: no further item goes to the camera.
+  void BeginClose() { RequestStop(); }
 
   /// The one way out for messages of this class, of those derived from it, and of the list of stored
   /// positions.
@@ -86,8 +84,6 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
 
   IIPDeviceParams& Device() const noexcept { return *device_; }
   const CPtzCommandBuilder& Commands() const noexcept { return commandBuilder_; }
-  /// What the thread does on an item passes this gate, so that Close can end it.
-  ItemGate& Gate() noexcept { return gate_; }
 
   // A PtzProtocol. Written once it is known, by whatever thread asked; stands alone, so that relaxed is enough.
   std::atomic<u32> protocol_{PtzProtocolNone};
@@ -101,7 +97,6 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   u8 opened_ = 0;               // the owner's thread only
   RepeatCounter failureCount_;  // any thread
   CPtzCommandBuilder commandBuilder_;
-  ItemGate gate_;
 };
 
 }  // namespace sarnevo

@@ -68,40 +68,36 @@ bool CGroup1PTZComm::GotoPreset(u32 slot, u32) { return ProcessPresetCommand(Pre
 bool CGroup1PTZComm::DeletePreset(u32 slot) { return ProcessPresetCommand(PresetDelete, slot); }
 
 void CGroup1PTZComm::HandleWorkItem(IWorkItem* item) {
-  itemFailures_.clear();
+  std::vector<Failure> failures;
   {
     Request http(Device(), timing_);
-    const ItemGate::Pass pass(Gate(), [&http] { http.Abort(); });
-    if (!pass) {
-      return;
-    }
-    const std::string text = PrepareItem(static_cast<const CWorkItem&>(*item), http);
+    const std::string text = PrepareItem(static_cast<const CWorkItem&>(*item), http, failures);
     if (!text.empty() && !http.Send("GET", text.c_str(), false) && ShouldLogFailure()) {
-      itemFailures_.push_back({"sarnevo::CGroup1PTZComm::HandleWorkItem", text, http.GetStatusCode()});
+      failures.push_back({"sarnevo::CGroup1PTZComm::HandleWorkItem", text, http.GetStatusCode()});
     }
   }
-  // Only now: neither a camera command nor a connection waits for what the host does with a message, and that
-  // may be the end of this object.
-  for (const Failure& failure : itemFailures_) {
+  // Only now: neither a camera command nor a connection waits for what the host does with a message.
+  for (const Failure& failure : failures) {
     ReportNotSent(failure.operation, failure.text, failure.status);
   }
 }
 
 // The text of the item's request, empty for none. Sends what has to go out in front of it.
-std::string CGroup1PTZComm::PrepareItem(const CWorkItem& item, Web::HttpRequest& http) {
+std::string CGroup1PTZComm::PrepareItem(const CWorkItem& item, Web::HttpRequest& http,
+                                        std::vector<Failure>& failures) {
   switch (item.type) {
     case PTZItemStop:
       return Commands().StopCommand();
     case PTZItemMove: {
       std::string text = Commands().MoveCommand(item.param1, static_cast<i32>(item.param2));
-      SetFocusIris(http, *item.params, 0, 0);
+      SetFocusIris(http, *item.params, 0, 0, failures);
       return text;
     }
     case PTZItemLens:
       if (item.param1 == LensFocusNear || item.param1 == LensFocusFar) {
-        SetFocusIris(http, *item.params, 1, item.params->GetIrisManual());
+        SetFocusIris(http, *item.params, 1, item.params->GetIrisManual(), failures);
       } else if (item.param1 == LensIrisOpen || item.param1 == LensIrisClose) {
-        SetFocusIris(http, *item.params, item.params->GetFocusManual(), 1);
+        SetFocusIris(http, *item.params, item.params->GetFocusManual(), 1, failures);
       }
       return Commands().LensCommand(item.param1);
     default:
@@ -110,7 +106,8 @@ std::string CGroup1PTZComm::PrepareItem(const CWorkItem& item, Web::HttpRequest&
 }
 
 // Going to manual sends nothing of its own: the lens command that follows does that.
-void CGroup1PTZComm::SetFocusIris(Web::HttpRequest& http, IIPParams& params, u8 focusManual, u8 irisManual) {
+void CGroup1PTZComm::SetFocusIris(Web::HttpRequest& http, IIPParams& params, u8 focusManual, u8 irisManual,
+                                  std::vector<Failure>& failures) {
   if (params.GetFocusManual() != focusManual) {
     params.SetFocusManual(focusManual);
     if (focusManual == 0) {
@@ -118,7 +115,7 @@ void CGroup1PTZComm::SetFocusIris(Web::HttpRequest& http, IIPParams& params, u8 
       if (text.empty()) {
         return;
       }
-      SendAutomatic(http, text);
+      SendAutomatic(http, text, failures);
     }
   }
   if (params.GetIrisManual() != irisManual) {
@@ -128,15 +125,16 @@ void CGroup1PTZComm::SetFocusIris(Web::HttpRequest& http, IIPParams& params, u8 
       if (text.empty()) {
         return;
       }
-      SendAutomatic(http, text);
+      SendAutomatic(http, text, failures);
     }
   }
 }
 
 // A failure holds nothing up: the movement that follows matters more to the operator than a sharp picture.
-void CGroup1PTZComm::SendAutomatic(Web::HttpRequest& http, const std::string& text) {
+void CGroup1PTZComm::SendAutomatic(Web::HttpRequest& http, const std::string& text,
+                                   std::vector<Failure>& failures) {
   if (!http.Send("GET", text.c_str(), false)) {
-    itemFailures_.push_back({"sarnevo::CGroup1PTZComm::SetFocusIris", text, http.GetStatusCode()});
+    failures.push_back({"sarnevo::CGroup1PTZComm::SetFocusIris", text, http.GetStatusCode()});
   }
 }
 

@@ -54,17 +54,15 @@ class CGroup1PTZComm : public CBasePTZComm {
     u32 status;
   };
 
-  std::string PrepareItem(const CWorkItem& item, Web::HttpRequest& http);
-  void SetFocusIris(Web::HttpRequest& http, IIPParams& params, u8 focusManual, u8 irisManual);
-  void SendAutomatic(Web::HttpRequest& http, const std::string& text);
+  std::string PrepareItem(const CWorkItem& item, Web::HttpRequest& http, std::vector<Failure>& failures);
+  void SetFocusIris(Web::HttpRequest& http, IIPParams& params, u8 focusManual, u8 irisManual,
+                    std::vector<Failure>& failures);
+  void SendAutomatic(Web::HttpRequest& http, const std::string& text, std::vector<Failure>& failures);
   bool ProcessPresetCommand(PresetOperation operation, u32 slot);
   bool UpdatePtzProtocol();
   void ReportNotSent(const char* operation, const std::string& text, u32 status);
 
   const PtzTiming timing_;
-
-  // The PTZ thread only: of the item in progress.
-  std::vector<Failure> itemFailures_;
 
   // Used by one thread at a time: the caller's lock around the list of stored positions sees to that.
   Request presetRequest_;

@@ -15,16 +15,6 @@ namespace {
 constexpr u32 kSlots = 32;
 constexpr u32 kFixedSlots = 64;
 
-// The host sees no exception; what can still throw in here is a lack of memory.
-template <typename Result, typename Operation>
-Result AtBorder(Result failure, Operation operation) noexcept {
-  try {
-    return operation();
-  } catch (const std::exception&) {
-    return failure;
-  }
-}
-
 i32 CopyNameToBuffer(const std::wstring& name, char* buffer, u32 bufferSize) {
   const std::string text = ToUtf8(name);
   if (buffer == nullptr || text.size() >= bufferSize) {
@@ -65,10 +55,13 @@ bool CPTZControl::Open(TSmartPtr<CXMLPrepositionReader> reader, CBasePTZComm* co
   return false;
 }
 
-void CPTZControl::BeginClose() noexcept {
-  if (comm_ != nullptr) {
-    comm_->BeginClose();
+void CPTZControl::BeginClose() noexcept { comm_->BeginClose(); }
+
+void CPTZControl::End() noexcept {
+  if (comm_->IsOwnThread()) {
+    own_thread::LetGo();  // the host ends the driver in a message of this very thread
   }
+  comm_->Close();
 }
 
 void CPTZControl::CloseComm() {
@@ -79,43 +72,72 @@ void CPTZControl::CloseComm() {
   }
 }
 
-// A movement that is on its way takes the camera off the current position; one that was refused doesn't.
-i32 CPTZControl::ForgetCurrent(i32 result) {
-  if (result == PtzDone) {
-    prepositions_.ClearCurrentPreposition();
+// The host may end the driver in a message, and sees no exception; what can still throw in here is a lack of memory.
+template <typename Result, typename Operation>
+Result CPTZControl::Inside(Result failure, Operation operation) noexcept {
+  const auto keep = handler_->shared_from_this();
+  try {
+    return operation();
+  } catch (const std::exception&) {
+    return failure;
   }
-  return result;
+}
+
+// A movement that is on its way takes the camera off the current position; one that was refused doesn't.
+template <typename Operation>
+i32 CPTZControl::Move(Operation operation) noexcept {
+  return Inside<i32>(PtzNotQueued, [&] {
+    const i32 result = operation();
+    if (result == PtzDone) {
+      prepositions_.ClearCurrentPreposition();
+    }
+    return result;
+  });
 }
 
 u32 CPTZControl::IsPTZAvailable() {
-  return AtBorder(0U, [this] { return comm_->IsPTZAvailable(this); });
+  return Inside(0U, [this] { return comm_->IsPTZAvailable(this); });
 }
 
 i32 CPTZControl::StartMove(u32 direction, i32 speed) {
-  return ForgetCurrent(comm_->StartMove(this, direction, speed));
+  return Move([&] { return comm_->StartMove(this, direction, speed); });
 }
 
-i32 CPTZControl::StopMove() { return comm_->StopMove(this); }
+i32 CPTZControl::StopMove() {
+  return Inside<i32>(PtzNotQueued, [this] { return comm_->StopMove(this); });
+}
 
-i32 CPTZControl::Center(u32 a, u32 b, u32 c) { return ForgetCurrent(comm_->Center(this, a, b, c)); }
+i32 CPTZControl::Center(u32 a, u32 b, u32 c) {
+  return Move([&] { return comm_->Center(this, a, b, c); });
+}
 
 i32 CPTZControl::ZoomIn(i32 speed) { return StartMove(PtzZoomIn, speed); }
 
 i32 CPTZControl::ZoomOut(i32 speed) { return StartMove(PtzZoomOut, speed); }
 
-i32 CPTZControl::Unzoom(u32 a) { return ForgetCurrent(comm_->Unzoom(this, a)); }
-
-i32 CPTZControl::AreaZoom(u32 a, u32 b, u32 c, u32 d) {
-  return ForgetCurrent(comm_->AreaZoom(this, a, b, c, d));
+i32 CPTZControl::Unzoom(u32 a) {
+  return Move([&] { return comm_->Unzoom(this, a); });
 }
 
-i32 CPTZControl::FocusNear(u32 speed) { return ForgetCurrent(comm_->Focus(this, 1, speed)); }
+i32 CPTZControl::AreaZoom(u32 a, u32 b, u32 c, u32 d) {
+  return Move([&] { return comm_->AreaZoom(this, a, b, c, d); });
+}
 
-i32 CPTZControl::FocusFar(u32 speed) { return ForgetCurrent(comm_->Focus(this, 0, speed)); }
+i32 CPTZControl::FocusNear(u32 speed) {
+  return Move([&] { return comm_->Focus(this, 1, speed); });
+}
 
-i32 CPTZControl::IrisOpen(u32 speed) { return ForgetCurrent(comm_->Iris(this, 1, speed)); }
+i32 CPTZControl::FocusFar(u32 speed) {
+  return Move([&] { return comm_->Focus(this, 0, speed); });
+}
 
-i32 CPTZControl::IrisClose(u32 speed) { return ForgetCurrent(comm_->Iris(this, 0, speed)); }
+i32 CPTZControl::IrisOpen(u32 speed) {
+  return Move([&] { return comm_->Iris(this, 1, speed); });
+}
+
+i32 CPTZControl::IrisClose(u32 speed) {
+  return Move([&] { return comm_->Iris(this, 0, speed); });
+}
 
 i32 CPTZControl::GetCapabilities(CPtzCapabilities* record) {
   if (record == nullptr) {
@@ -132,7 +154,7 @@ i32 CPTZControl::GetCapabilities(CPtzCapabilities* record) {
 u32 CPTZControl::GetPrepositionCount() { return prepositions_.GetPrepositionCount(); }
 
 i32 CPTZControl::GetPrepositionName(u32 position, char* buffer, u32 bufferSize) {
-  return AtBorder<i32>(PtzNoPreposition, [&]() -> i32 {
+  return Inside<i32>(PtzNoPreposition, [&]() -> i32 {
     std::wstring name;
     return prepositions_.GetPrepositionName(position, name) ? CopyNameToBuffer(name, buffer, bufferSize)
                                                             : PtzNoPreposition;
@@ -140,7 +162,7 @@ i32 CPTZControl::GetPrepositionName(u32 position, char* buffer, u32 bufferSize) 
 }
 
 i32 CPTZControl::GetCurrentPreposition(char* buffer, u32 bufferSize) {
-  return AtBorder<i32>(PtzNoPreposition, [&]() -> i32 {
+  return Inside<i32>(PtzNoPreposition, [&]() -> i32 {
     std::wstring name;
     return prepositions_.GetCurrentPreposition(name) ? CopyNameToBuffer(name, buffer, bufferSize)
                                                      : PtzNoPreposition;
@@ -154,7 +176,7 @@ i32 CPTZControl::WithName(const char* operationName, const char* name, i32 failu
   if (name == nullptr) {
     return PtzInvalidArgument;
   }
-  return AtBorder<i32>(failure, [&]() -> i32 {
+  return Inside<i32>(failure, [&]() -> i32 {
     const std::optional<std::wstring> wide = FromUtf8(name);
     if (!wide) {
       handler_->DebugMessage(DebugLevelFailure, "%s: the name of the preposition is not UTF-8", operationName);

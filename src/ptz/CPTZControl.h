@@ -55,8 +55,10 @@ class CPTZControl : public IIPPTZApiEx, public IIPParams {
   /// @param comm    owned from here on, whatever the result.
   virtual bool Open(TSmartPtr<CXMLPrepositionReader> reader, CBasePTZComm* comm);
 
-  /// Lets no further item go to the camera. In front of the destructor, where several controls end.
+  /// Lets no further item go to the camera. In front of End, where several controls end.
   void BeginClose() noexcept;
+  /// Stops the thread, behind the item under way. From here on nothing is queued.
+  void End() noexcept;
 
   u32 GetChannel() override { return channel_; }
   u8 GetIrisManual() override { return irisManual_; }
@@ -65,7 +67,10 @@ class CPTZControl : public IIPPTZApiEx, public IIPParams {
   void SetFocusManual(u8 value) override { focusManual_ = value; }
 
  private:
-  i32 ForgetCurrent(i32 result);
+  template <typename Result, typename Operation>
+  Result Inside(Result failure, Operation operation) noexcept;
+  template <typename Operation>
+  i32 Move(Operation operation) noexcept;
   template <typename Operation>
   i32 WithName(const char* operationName, const char* name, i32 failure, Operation operation);
   void CloseComm();

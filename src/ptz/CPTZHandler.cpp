@@ -25,24 +25,32 @@ std::string PresetFileName(const std::string& hardwareAddress) {
 CPTZHandler::CPTZHandler(Device* driver, u32 channelCount, std::string presetFolder)
     : driver_(driver), channelCount_(channelCount), presetFolder_(std::move(presetFolder)) {}
 
-CPTZHandler::~CPTZHandler() {
-  // All channels of a camera that hangs are let go at the same time, not one after the other.
+CPTZHandler::~CPTZHandler() = default;
+
+void CPTZHandler::End() noexcept {
+  {
+    const std::lock_guard guard(lock_);
+    ended_ = true;
+  }
+  // Nothing is added any more. All channels of a camera that hangs are ended at the same time, not one after the other.
   for (const auto& [channel, control] : controls_) {
     control->BeginClose();
   }
-  controls_.clear();
-  presetReader_.Release();
+  for (const auto& [channel, control] : controls_) {
+    control->End();
+  }
+  driver_ = nullptr;
 }
 
-std::string CPTZHandler::GetDeviceModel() { return driver_->GetDeviceModel(); }
+std::string CPTZHandler::GetDeviceModel() { return driver_ != nullptr ? driver_->GetDeviceModel() : ""; }
 
-std::string CPTZHandler::GetAddress() { return driver_->GetAddress(); }
+std::string CPTZHandler::GetAddress() { return driver_ != nullptr ? driver_->GetAddress() : ""; }
 
-u16 CPTZHandler::GetPort() { return driver_->GetPort(); }
+u16 CPTZHandler::GetPort() { return driver_ != nullptr ? driver_->GetPort() : 0; }
 
-std::string CPTZHandler::GetUserName() { return driver_->GetUserName(); }
+std::string CPTZHandler::GetUserName() { return driver_ != nullptr ? driver_->GetUserName() : ""; }
 
-std::string CPTZHandler::GetPassword() { return driver_->GetPassword(); }
+std::string CPTZHandler::GetPassword() { return driver_ != nullptr ? driver_->GetPassword() : ""; }
 
 void CPTZHandler::DebugMessage(u32 level, const char* format, ...) {
   std::va_list arguments;
@@ -58,6 +66,7 @@ IIPPTZApiEx* CPTZHandler::GetPTZApiEx(u32 channel) {
   if (channel >= channelCount_) {
     return nullptr;
   }
+  const auto keep = shared_from_this();  // the host may end the driver in a message
   const platform::ThreadId self = platform::CurrentThreadId();
   std::unique_ptr<CPTZControl> control;
   std::unique_lock guard(lock_);
@@ -72,7 +81,7 @@ IIPPTZApiEx* CPTZHandler::GetPTZApiEx(u32 channel) {
   guard.lock();
   builder_ = outer;
   turnOver_.notify_all();
-  return control ? Enter(channel, control) : nullptr;
+  return control && !ended_ ? Enter(channel, control) : nullptr;
 }
 
 CPTZControl* CPTZHandler::Known(u32 channel) const {
@@ -92,11 +101,12 @@ CPTZControl* CPTZHandler::Enter(u32 channel, std::unique_ptr<CPTZControl>& contr
 // Null when the camera has no PTZ, its control can't be opened, or there is no memory; the next request then starts
 // anew.
 std::unique_ptr<CPTZControl> CPTZHandler::BuildControl(u32 channel) {
-  if (driver_->GetGroup() != kGroupWithPTZ) {
+  if (driver_ == nullptr || driver_->GetGroup() != kGroupWithPTZ) {
     return nullptr;
   }
   try {
     auto comm = std::make_unique<CGroup1PTZComm>(this);
+    comm->SetOwner(weak_from_this());
     if (!presetReader_) {
       LoadPresetFile();  // a failure shows when the control opens
     }

@@ -22,16 +22,24 @@ class Device;
 ///
 /// Before the host asks for a channel there is no thread, no file and no request. Any thread may call; a channel that is
 /// known is given out at once, whatever another one waits for.
-/// Destruction ends the controls and belongs to the driver.
-class CPTZHandler : public IIPDeviceParams, public IIPPTZDriverEx {
+///
+/// Lives in a std::shared_ptr, which the PTZ threads share, and the operations of the host's threads that are inside:
+/// what is below the handler goes with it. Its owner calls End and lets go.
+class CPTZHandler : public IIPDeviceParams,
+                    public IIPPTZDriverEx,
+                    public std::enable_shared_from_this<CPTZHandler> {
  public:
-  /// @param driver        not owned; outlives this object.
+  /// @param driver        not owned; isn't looked at any more once End has begun.
   /// @param channelCount  number of video channels of the device.
   /// @param presetFolder  where the preset file lies; the folder of the host's executable when empty.
   CPTZHandler(Device* driver, u32 channelCount, std::string presetFolder = {});
   ~CPTZHandler() override;
   CPTZHandler(const CPTZHandler&) = delete;
   CPTZHandler& operator=(const CPTZHandler&) = delete;
+
+  /// Stops all PTZ threads and waits for the items under way; from inside a callback of one of them not for that one.
+  /// Once; from then on there is no channel, no camera and no message.
+  void End() noexcept;
 
   std::string GetDeviceModel() override;
   std::string GetAddress() override;
@@ -48,7 +56,7 @@ class CPTZHandler : public IIPDeviceParams, public IIPPTZDriverEx {
   std::unique_ptr<CPTZControl> BuildControl(u32 channel);
   bool LoadPresetFile();
 
-  Device* const driver_;
+  Device* driver_;  // null from End on
   const u32 channelCount_;
   const std::string presetFolder_;
 
@@ -57,8 +65,9 @@ class CPTZHandler : public IIPDeviceParams, public IIPPTZDriverEx {
   std::mutex lock_;
   std::condition_variable turnOver_;
   // Guarded by lock_.
-  platform::ThreadId builder_ = 0;                        // whose turn it is; 0 for nobody's
-  std::map<u32, std::unique_ptr<CPTZControl>> controls_;  // by channel; none is removed before the end
+  platform::ThreadId builder_ = 0;  // whose turn it is; 0 for nobody's
+  bool ended_ = false;
+  std::map<u32, std::unique_ptr<CPTZControl>> controls_;  // by channel; none is removed
 
   // The thread whose turn it is. Stays, also when its file couldn't be opened.
   TSmartPtr<CXMLPrepositionReader> presetReader_;

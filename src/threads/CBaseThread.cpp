@@ -8,39 +8,19 @@ namespace {
 
 constexpr u32 kDestructorTimeoutMs = 2000;
 
-// How long an interrupted thread gets to unwind, and how long it is watched for a stay in the host after
-// that. Together well below the 100 ms that a stop may take beyond its time-out.
-constexpr int kInterrupts = 6;
-constexpr platform::Milliseconds kInterruptPause{5};
-constexpr platform::Milliseconds kAbandonMoment{20};
-
 }  // namespace
 
 CBaseThread::CBaseThread() noexcept = default;
 
-CBaseThread::~CBaseThread() {
-  if (!CBaseThread::Stop(kDestructorTimeoutMs)) {
-    // The host destroys the object inside a callback on this very thread. It ends behind that callback.
-    thread_.Abandon(platform::Milliseconds{0});
-  }
-}
+CBaseThread::~CBaseThread() { CBaseThread::Stop(kDestructorTimeoutMs); }
 
 bool CBaseThread::Start(const std::string& name) {
   // A thread without its stop event could neither be paced nor stopped.
   if (!stopEvent.Reset() || IsAlive()) {
     return false;
   }
-  CloseThreadHandle();
   name_ = name;
-  return thread_.Start(name_, [this] {
-    threadId_.store(platform::CurrentThreadId(), std::memory_order_relaxed);
-    try {
-      Run();
-    } catch (...) {
-      // Ends the thread; whoever implements Run catches what should not.
-    }
-    threadId_.store(0, std::memory_order_relaxed);
-  });
+  return thread_.Start(name_, [this, owner = owner_.lock()] { Run(); });
 }
 
 bool CBaseThread::Stop(u32 timeoutMs) {
@@ -48,37 +28,12 @@ bool CBaseThread::Stop(u32 timeoutMs) {
   if (IsOwnThread()) {
     return false;
   }
-  if (!thread_.HasHandle()) {
-    return true;
-  }
-  if (thread_.Wait(TimeoutOf(timeoutMs)) == platform::WaitResult::TimedOut) {
-    EndByForce();
-  }
-  CloseThreadHandle();
+  thread_.End(TimeoutOf(timeoutMs));
   return true;
 }
 
-void CBaseThread::EndByForce() {
-  for (;;) {
-    for (int i = 0; i < kInterrupts && interrupt_; ++i) {
-      interrupt_();
-      if (thread_.Wait(kInterruptPause) == platform::WaitResult::Signalled) {
-        return;
-      }
-    }
-    if (thread_.Abandon(kAbandonMoment)) {
-      return;
-    }
-  }
-}
-
-bool CBaseThread::IsOwnThread() const noexcept {
-  return threadId_.load(std::memory_order_relaxed) == platform::CurrentThreadId();
-}
-
-void CBaseThread::CloseThreadHandle() noexcept {
-  thread_.Release();
-  threadId_.store(0, std::memory_order_relaxed);
+bool CBaseThread::AwaitStop(u32 timeoutMs) noexcept {
+  return own_thread::IsLetGo() || stopEvent.Wait(timeoutMs);
 }
 
 }  // namespace sarnevo

@@ -45,7 +45,7 @@ class CQueueThread : protected CBaseThread {
   }
 
   using CBaseThread::IsOwnThread;
-  using CBaseThread::SetInterrupt;
+  using CBaseThread::SetOwner;
 
   /// Takes @p item, in every case. False after Stop. With @p maxItems, the oldest items make room, so that
   /// the newest @p maxItems are left; 0 is no limit.
@@ -79,7 +79,7 @@ class CQueueThread : protected CBaseThread {
     // The time-out bounds how long a stop could go unnoticed.
     constexpr u32 kLookMs = 1000;
     std::array<CEvent*, 2> events{&stopEvent, &newItemEvent_};
-    while (!stopEvent.Wait(0)) {
+    while (!IsStopRequested()) {
       if (CEvent::WaitForAny(events.data(), static_cast<u32>(events.size()), kLookMs) == 1) {
         WorkOff();
       }
@@ -98,24 +98,19 @@ class CQueueThread : protected CBaseThread {
   }
 
   void WorkOff() {
-    inProgress_ = Take();
-    while (inProgress_ && !stopEvent.Wait(0)) {
+    for (std::unique_ptr<T> item = Take(); item && !IsStopRequested(); item = Take()) {
       try {
-        ProcessItem(inProgress_.get());
+        ProcessItem(item.get());
       } catch (...) {
         // One bad item doesn't end the thread.
       }
-      inProgress_ = Take();
     }
-    inProgress_.reset();
   }
 
   const u32 stopTimeout_;
   CEvent newItemEvent_{0, 0, nullptr};
   COptex queueLock_;
   std::deque<std::unique_ptr<T>> queue_;  // guarded by queueLock_
-  // The thread only. A member, so that the item of a thread that the host kept for ever goes with the object.
-  std::unique_ptr<T> inProgress_;
 };
 
 }  // namespace sarnevo

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <atomic>
+#include <memory>
 #include <string>
+#include <utility>
 
-#include "platform/CriticalSection.h"
-#include "platform/Thread.h"
+#include "threads/StoppableThread.h"
 
 namespace sarnevo::thread {
 
@@ -24,33 +26,29 @@ class CSimpleThread {
   CSimpleThread& operator=(const CSimpleThread&) = delete;
 
   /// Starts a thread that runs Run. False while there is one that wasn't joined, even if it has ended, on a
-  /// thread that has joined itself and is still in Run, and when none can be made. @p name is for the
-  /// debugger.
+  /// thread that has joined itself and is still in Run, and when none can be made. Behind a thread that has joined
+  /// itself it waits until that is out of Run. @p name is for the debugger.
   bool Start(const std::string& name);
 
-  /// Waits for the thread's end. On the thread itself it only lets go of it, and Run then has to return
-  /// soon. Always true.
+  /// Waits for the thread's end. On the thread itself it waits for nothing, and Run then has to return soon. Always
+  /// true.
   bool Join();
 
+  /// What the object is a part of, and Run works on: it lives until Run has returned. While no thread runs.
+  void SetOwner(std::weak_ptr<const void> owner) noexcept { owner_ = std::move(owner); }
+
+  /// The caller is the running thread. Any thread may ask.
+  bool IsOwnThread() const noexcept { return thread_.IsCurrent(); }
+
  protected:
-  /// There is a thread that wasn't joined.
-  bool HasThread() noexcept;
-
-  /// Waits until a thread that joined itself is out of Run, so that no two are in it. False on that thread
-  /// itself.
-  bool AwaitDeparture() noexcept;
-
-  /// The same for the destructor of the class that implements Run. On the thread itself the host destroys
-  /// the object inside a callback: the thread is left to end behind that, without a further look at the
-  /// object.
-  void AbandonOrAwaitDeparture() noexcept;
+  /// What Start begins with: waits for a thread that has joined itself. False when Start has to.
+  bool AwaitDeparture();
 
  private:
-  platform::CriticalSection handleLock_;  // guards the three below, but isn't held while waiting
-  platform::Thread thread_;
-  platform::Thread departing_;  // has joined itself and may still be on its way out of Run
-  bool joining_ = false;        // the owner waits for thread_, so that the thread itself leaves it alone
-  std::string name_;            // for diagnosis; the owner
+  StoppableThread thread_;
+  std::atomic<bool> departing_{false};  // the thread has joined itself; set by it, cleared by the next start
+  std::string name_;                    // for diagnosis; the owner
+  std::weak_ptr<const void> owner_;
 };
 
 }  // namespace sarnevo::thread

@@ -8,11 +8,11 @@ bool CTickThread::Start(const std::string& name, u8 tickFirst) {
 }
 
 void CTickThread::Run() {
-  // The wait on the stop event is both the pace and the test for a stop.
+  // The wait for the stop is both the pace and the test for a stop.
   if (tickFirst_.load(std::memory_order_relaxed) != 0) {
     Tick();
   }
-  while (!stopEvent.Wait(interval_)) {
+  while (!AwaitStop(interval_)) {
     Tick();
   }
 }

@@ -20,7 +20,7 @@ class CTickThread : protected CBaseThread {
   using CBaseThread::IsOwnThread;
   using CBaseThread::IsStopRequested;
   using CBaseThread::RequestStop;
-  using CBaseThread::SetInterrupt;
+  using CBaseThread::SetOwner;
   /// As CBaseThread::Stop; a tick in progress finishes.
   using CBaseThread::Stop;
 

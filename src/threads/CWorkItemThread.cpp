@@ -12,14 +12,11 @@ constexpr platform::Milliseconds kRunningCheck{1000};
 
 }  // namespace
 
-CWorkItemThread::~CWorkItemThread() {
-  Stop();
-  AbandonOrAwaitDeparture();
-}
+CWorkItemThread::~CWorkItemThread() { Stop(); }
 
 bool CWorkItemThread::Start(const std::string& name) {
   // A thread that stopped itself must not see `running` set again.
-  if (HasThread() || !AwaitDeparture()) {
+  if (!AwaitDeparture()) {
     return false;
   }
   if (!wakeEvent_) {
@@ -34,12 +31,16 @@ bool CWorkItemThread::Start(const std::string& name) {
 }
 
 void CWorkItemThread::Stop() {
+  RequestStop();
+  Join();
+}
+
+void CWorkItemThread::RequestStop() {
   running_.store(false, std::memory_order_release);
   ClearWorkItems();
   if (wakeEvent_) {
     wakeEvent_->Set();
   }
-  Join();
 }
 
 bool CWorkItemThread::PostWorkItem(IWorkItem* item, u8 atFront) {
@@ -80,16 +81,15 @@ void CWorkItemThread::Run() {
     if (wakeEvent_->Wait(kRunningCheck) == platform::WaitResult::TimedOut) {
       continue;
     }
-    inProgress_.reset(TakeWorkItem());
-    while (running_.load(std::memory_order_acquire) && inProgress_) {
+    std::unique_ptr<IWorkItem> item(TakeWorkItem());
+    while (running_.load(std::memory_order_acquire) && item) {
       try {
-        HandleWorkItem(inProgress_.get());
+        HandleWorkItem(item.get());
       } catch (...) {
         // Ends this item only.
       }
-      inProgress_.reset(TakeWorkItem());
+      item.reset(TakeWorkItem());
     }
-    inProgress_.reset();
   }
   ClearWorkItems();
 }

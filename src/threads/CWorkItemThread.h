@@ -16,8 +16,7 @@ namespace sarnevo::thread {
 /// that whoever posts never waits for the work.
 ///
 /// Any thread may post. Start, Stop and destruction belong to one thread at a time, the owner's; the
-/// handler may call Stop, and what the host does in a callback out of the handler may even destroy the
-/// object. HandleWorkItem is virtual, so the owner calls Stop before the derived part goes.
+/// handler may call Stop. HandleWorkItem is virtual, so the owner calls Stop before the derived part goes.
 class CWorkItemThread : protected CSimpleThread {
  public:
   /// What the derived class wants done. The queue only destroys it.
@@ -25,6 +24,9 @@ class CWorkItemThread : protected CSimpleThread {
    public:
     virtual ~IWorkItem() = default;
   };
+
+  using CSimpleThread::IsOwnThread;
+  using CSimpleThread::SetOwner;
 
   CWorkItemThread() noexcept = default;
   ~CWorkItemThread() override;
@@ -36,6 +38,8 @@ class CWorkItemThread : protected CSimpleThread {
   /// Takes no more items, destroys those that wait, and waits, however long it takes, for the one in
   /// progress; not when called by the handler, behind which the thread then ends.
   void Stop();
+  /// The first half of Stop, which waits for nothing.
+  void RequestStop();
 
   /// Queues @p item in front of all others or behind them. True: the queue owns it now. False, unstarted or
   /// stopped, for null, and without memory: it stays the caller's.
@@ -56,8 +60,6 @@ class CWorkItemThread : protected CSimpleThread {
   std::unique_ptr<platform::Event> wakeEvent_;
   // Written by the owner, and by a handler that stops; read by the thread between two items and by posters.
   std::atomic<bool> running_{false};
-  // The thread only, but for the destructor: an item whose handler never returned from the host.
-  std::unique_ptr<IWorkItem> inProgress_;
 };
 
 }  // namespace sarnevo::thread

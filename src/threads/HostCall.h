@@ -2,41 +2,40 @@
 
 #include <utility>
 
-#include "platform/Thread.h"
+#include "threads/StoppableThread.h"
 
 namespace sarnevo {
 
-/// The one door through which the library calls objects of the host.
+/// The one door through which the library calls objects of the host. What a callback throws is dropped. No lock is
+/// held across it.
 ///
-/// Catches what a callback throws. When the calling thread was given up while it was inside (a stop ran
-/// into its limit, or the callback itself stopped the object that called it), the thread ends right after
-/// the callback: nothing behind CallHost runs, no destructor of the frames below runs, and no object of the
-/// library is looked at, since it may be gone. So @p call and the frames up to the thread's body own no
-/// resource across the call, and no lock is held, except what @p onLeave gives back.
-///
-/// @param call     runs the callback.
-/// @param onLeave  runs before the thread ends on the spot; touches only its own captures, by value or on
-///                 this thread's stack.
-/// @return false when the callback threw.
-template <typename Call, typename OnLeave>
-bool CallHost(Call&& call, OnLeave&& onLeave) noexcept {
-  platform::current_thread::EnterHost();
-  bool done = true;
+/// @return false: the thread was let go while it was inside (a stop ran into its limit, or the callback itself ended
+///         the object that called it), or is being ended, and @p call may not have been made at all. The caller then
+///         returns without a further look at the driver, the sink or the allocator, which may be gone. On the host's
+///         own threads always true.
+template <typename Call>
+bool CallHost(Call&& call) noexcept {
+  if (!own_thread::EnterHost(false)) {
+    return false;
+  }
   try {
     std::forward<Call>(call)();
   } catch (...) {
-    done = false;  // the host's own affair; nothing of it crosses back
+    // The host's own affair; nothing of it crosses back.
   }
-  if (!platform::current_thread::LeaveHost()) {
-    std::forward<OnLeave>(onLeave)();
-    platform::current_thread::Leave();
-  }
-  return done;
+  return own_thread::LeaveHost();
 }
 
+/// The same for the one thing that a thread still owes the host after it was let go.
 template <typename Call>
-bool CallHost(Call&& call) noexcept {
-  return CallHost(std::forward<Call>(call), [] {});
+void CallHostAfterLetGo(Call&& call) noexcept {
+  own_thread::EnterHost(true);
+  try {
+    std::forward<Call>(call)();
+  } catch (...) {
+    // As above.
+  }
+  own_thread::LeaveHost();
 }
 
 }  // namespace sarnevo

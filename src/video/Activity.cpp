@@ -10,7 +10,7 @@ constexpr std::int64_t kTicksPerMillisecond = 10'000;
 
 }  // namespace
 
-void Activity::Touch() noexcept {
+void Activity::TouchActivity() noexcept {
   const u64 now = clock_();
   const COptexGuard guard(activityLock_);
   lastActivity_ = now;

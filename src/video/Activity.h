@@ -16,7 +16,7 @@ class Activity {
   explicit Activity(Clock clock = &platform::UtcFileTime) noexcept : clock_(clock) {}
 
   /// The channel gives a sign of life now.
-  void Touch() noexcept;
+  void TouchActivity() noexcept;
   /// The last sign of life is no older than @p timeout. False until the first; true when the clock was put
   /// back behind it.
   bool IsActive(platform::Milliseconds timeout) noexcept;

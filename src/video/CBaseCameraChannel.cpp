@@ -1,21 +1,17 @@
 #include "video/CBaseCameraChannel.h"
 
-#include <mutex>
+#include <array>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "device/Device.h"
-#include "protocols/CRTCPReporter.h"
-#include "protocols/CRTPPacket.h"
-#include "protocols/CRTPReceiver.h"
-#include "protocols/CRTSPClient.h"
 #include "threads/HostCall.h"
-#include "video/ChannelThread.h"
+#include "video/CameraStreamer.h"
 
 namespace sarnevo {
 
 using platform::Milliseconds;
-using platform::WaitResult;
 
 namespace {
 
@@ -23,48 +19,33 @@ constexpr u32 kEndedWithoutDriver = 123;
 
 u32 Count(Milliseconds time) { return static_cast<u32>(time.count()); }
 
-FrameRoute RouteOf(Device* driver, ipcapture::IFrameSink* sink) {
-  return {
-      .allocator = driver != nullptr ? driver->GetFrameAllocator() : nullptr, .sink = sink, .driver = driver};
-}
-
-// One stop is claimed at a time, so that of two threads that are about to wait for each other one sees the
-// other's claim. Workers are given up under it too: whoever holds it finds the channel of its own thread alive,
-// or isn't that channel's thread any more. Held for moments, and nothing that is waited for behind it needs it.
-std::mutex claimLock;
-
 }  // namespace
 
 CBaseCameraChannel::CBaseCameraChannel(u32 channelIndex, Device* driver, ipcapture::IFrameSink* sink,
-                                       bool useObjectPath)
+                                       std::shared_ptr<FrameReturns> returns, bool useObjectPath)
     : useObjectPath_(useObjectPath),
       channelIndex_(channelIndex),
       sink_(sink),
       driver_(driver),
+      returns_(std::move(returns)),
       timing_(driver != nullptr ? driver->GetChannelTiming() : ChannelTiming{}),
       receiveTimeout_(Count(timing_.receiveTimeout)),
-      assembly_(RouteOf(driver, sink), driver != nullptr ? driver->GetCodec() : 0,
-                useObjectPath ? JpegLayout::Group1 : JpegLayout::Group2, activity_) {}
+      claim_(driver) {}
 
-CBaseCameraChannel::~CBaseCameraChannel() {
-  rtsp_.reset();
-  rtcp_.reset();
-  rtp_.reset();
-}
+CBaseCameraChannel::~CBaseCameraChannel() = default;
 
 bool CBaseCameraChannel::Start(u32 frameInterval, u32 width, u32 height, u32 quality) noexcept {
-  if (state_.load(std::memory_order_relaxed) != Idle || !ClaimStop()) {
+  // Without an earlier worker nobody is waited for.
+  if (state_.load(std::memory_order_relaxed) != Idle || (worker_.HasHandle() && !claim_.Take())) {
     return false;
   }
   return StartClaimed(frameInterval, width, height, quality);
 }
 
 bool CBaseCameraChannel::StartClaimed(u32 frameInterval, u32 width, u32 height, u32 quality) noexcept {
-  GiveUpOwnThread();
-  if (worker_.IsAlive()) {
+  if (worker_.HasHandle()) {
     StopWorker();
   }
-  worker_.Release();
   if (streaming_.load(std::memory_order_relaxed)) {
     StopStreamer();  // that worker got as far as a stream of the earlier format
   }
@@ -74,16 +55,14 @@ bool CBaseCameraChannel::StartClaimed(u32 frameInterval, u32 width, u32 height, 
   width_ = width;
   height_ = height;
   quality_ = quality;
-  assembly_.SetPictureSize(width, height);
-  gate_.Reset();
   terminate_.store(false, std::memory_order_relaxed);
-  const bool started = worker_.Start("KolvexChannel" + std::to_string(channelIndex_), [this] { Execute(); });
-  DropClaim();
+  const bool started = worker_.Start("KolvexChannel" + std::to_string(channelIndex_),
+                                     [self = shared_from_this()] { self->Execute(); });
+  claim_.Drop();
   return started;
 }
 
 u32 CBaseCameraChannel::Stop() noexcept {
-  GiveUpOwnThread();
   state_.store(Idle, std::memory_order_relaxed);
   StopWorker();
   // A worker that was just bringing the stream up may have moved it.
@@ -93,7 +72,7 @@ u32 CBaseCameraChannel::Stop() noexcept {
 }
 
 bool CBaseCameraChannel::ChangeFormat(u32 width, u32 height, u32 frameInterval) noexcept {
-  if (!ClaimStop()) {
+  if (!claim_.Take()) {
     return false;
   }
   Stop();
@@ -105,84 +84,34 @@ u32 CBaseCameraChannel::GetStatusCounter() noexcept {
   return statusCounter_;
 }
 
-bool CBaseCameraChannel::ClaimStop() noexcept {
-  const std::lock_guard guard(claimLock);
-  const CBaseCameraChannel* const own = channel_thread::Current();
-  if (own != nullptr && own != this && own->stopClaimed_) {
-    return false;
-  }
-  stopClaimed_ = true;
-  return true;
-}
-
-void CBaseCameraChannel::DropClaim() noexcept {
-  const std::lock_guard guard(claimLock);
-  stopClaimed_ = false;
-}
-
-bool CBaseCameraChannel::IsCallersChannelClaimed() noexcept {
-  const std::lock_guard guard(claimLock);
-  const CBaseCameraChannel* const own = channel_thread::Current();
-  return own != nullptr && own->stopClaimed_;
-}
-
-bool CBaseCameraChannel::IsCallerOf(const Device* driver) noexcept {
-  const std::lock_guard guard(claimLock);
-  const CBaseCameraChannel* const own = channel_thread::Current();
-  return own != nullptr && own->driver_ == driver;
-}
-
-// The host has called from inside a callback of this channel.
-void CBaseCameraChannel::GiveUpOwnThread() noexcept {
-  if (channel_thread::Current() == this) {
-    channel_thread::GiveUp();
-  }
-}
-
 void CBaseCameraChannel::StopWorker() noexcept {
-  if (terminate_.exchange(true, std::memory_order_relaxed)) {
-    return;
+  if (claim_.IsCallers()) {
+    own_thread::LetGo();  // the host has called from inside a callback of this channel
   }
-  if (worker_.HasHandle() && !worker_.IsCurrent()) {
-    EndWorker();
+  if (!terminate_.exchange(true, std::memory_order_relaxed)) {
+    // Beyond its patience it may still wait for the receive thread, and that for the sink's OnFrame, which is never
+    // cut short.
+    worker_.End(2 * ReceiveTimeoutNow());
   }
-  worker_.Release();
-}
-
-void CBaseCameraChannel::EndWorker() noexcept {
-  if (worker_.Wait(2 * ReceiveTimeoutNow()) != WaitResult::TimedOut) {
-    return;
-  }
-  // It stands in the talk with a slow camera, which can be interrupted and then ends in order; or in the
-  // host's code, where it is left.
-  gate_.Interrupt();
-  // In neither place it waits for the receive thread, and that for the sink's OnFrame, which is never cut short.
-  while (worker_.Wait(timing_.interruptMoment) == WaitResult::TimedOut && !AbandonWorker()) {
-  }
-}
-
-bool CBaseCameraChannel::AbandonWorker() noexcept {
-  const std::lock_guard guard(claimLock);
-  return worker_.Abandon(Milliseconds{0});
 }
 
 u32 CBaseCameraChannel::Execute() noexcept {
   if (driver_ == nullptr) {
     return kEndedWithoutDriver;
   }
-  channel_thread::SetCurrent(this);
+  const StopClaim::Scope scope(claim_);
   configured_ = 0;
-  while (!terminate_.load(std::memory_order_relaxed)) {
+  // A worker that was let go isn't the one that the flag stands for.
+  while (!own_thread::IsLetGo() && !terminate_.load(std::memory_order_relaxed)) {
     DoPass();
     CheckActivity();
   }
-  channel_thread::SetCurrent(nullptr);
   return 0;
 }
 
 void CBaseCameraChannel::DoPass() noexcept {
   if (streaming_.load(std::memory_order_relaxed)) {
-    gate_.Pause(timing_.streamPass);
+    own_thread::Pause(timing_.streamPass);
     if (IsTimedOut()) {
       if (IsDebugEnabled()) {
         driver_->DebugMessage(DebugLevelFailure, "%s: Receive network timeout\n",
@@ -193,10 +122,10 @@ void CBaseCameraChannel::DoPass() noexcept {
     }
   } else if (configured_ == 0) {
     Configure();
-    gate_.Pause(timing_.pause);
+    own_thread::Pause(timing_.pause);
   } else if (StartStreamer() == 0) {
     StopStreamer();
-    gate_.Pause(timing_.pause);
+    own_thread::Pause(timing_.pause);
   }
 }
 
@@ -212,10 +141,9 @@ void CBaseCameraChannel::CheckActivity() noexcept {
   if (activity_.IsActive(ReceiveTimeoutNow())) {
     return;
   }
-  if (sink_ != nullptr) {
-    CallHost([sink = sink_] { sink->OnNoData(); });
+  if (sink_ == nullptr || CallHost([this] { sink_->OnNoData(); })) {
+    activity_.TouchActivity();
   }
-  activity_.Touch();
 }
 
 void CBaseCameraChannel::PacketReceived(CRTPReceiver* /*receiver*/, const sockaddr_in* /*from*/,
@@ -226,15 +154,8 @@ void CBaseCameraChannel::PacketReceived(CRTPReceiver* /*receiver*/, const sockad
   if (ReceiveTimeoutNow() > timing_.receiveTimeout) {
     receiveTimeout_.store(Count(timing_.receiveTimeout), std::memory_order_relaxed);
   }
-  const u16 last = rtcp_->GetLastSequence();
-  rtcp_->SetLastSequence(packet->sequence);
-  // 0 also stands for "none yet": any number passes behind it.
-  if (last != 0 && static_cast<u16>(last + 1) != packet->sequence) {
-    assembly_.Resynchronise();
-  }
-  channel_thread::SetCurrent(this);
-  assembly_.Add({packet->payload, packet->payloadSize}, packet->marker != 0);
-  channel_thread::SetCurrent(nullptr);
+  const StopClaim::Scope scope(claim_);
+  streamer_->PacketReceived(*packet);
 }
 
 void CBaseCameraChannel::ReceiveTimeout() {
@@ -247,6 +168,79 @@ void CBaseCameraChannel::SocketClosed(CRTPReceiver* /*receiver*/) {
   if (IsGateOpen() && IsDebugEnabled()) {
     driver_->DebugMessage(DebugLevelFailure, "%s: Socket closed!\n",
                           "sarnevo::CBaseCameraChannel::SocketClosed");
+  }
+}
+
+u32 CBaseCameraChannel::StartStreamer() noexcept {
+  if (driver_ == nullptr) {
+    return 0;
+  }
+  u32 failures = 0;
+  bool good = false;
+  {
+    const COptexGuard guard(streamerLock_);
+    if (ReceiveTimeoutNow() <= timing_.receiveTimeout) {
+      receiveTimeout_.store(Count(timing_.startingReceiveTimeout), std::memory_order_relaxed);
+    }
+    streamer_ = MakeStreamer();
+    if (streamer_) {
+      failures = streamer_->Start();
+      good = (failures & ~CameraStreamer::NoDescribe) == 0;
+    }
+    if (good) {
+      streaming_.store(true, std::memory_order_relaxed);
+      SetTimedOut(false);
+      state_.store(Streaming, std::memory_order_relaxed);
+    }
+  }
+  Report(failures);
+  return good ? 1 : 0;
+}
+
+// Null without memory.
+std::shared_ptr<CameraStreamer> CBaseCameraChannel::MakeStreamer() noexcept {
+  const ProtocolTimes times{.rtspReceive = timing_.rtspReceive,
+                            .rtspConnectStep = timing_.rtspConnectStep,
+                            .portReceive = timing_.packetTimeout};
+  try {
+    FrameAssembly assembly({.allocator = driver_->GetFrameAllocator(), .sink = sink_, .returns = returns_},
+                           driver_->GetCodec(), useObjectPath_ ? JpegLayout::Group1 : JpegLayout::Group2,
+                           activity_);
+    assembly.SetPictureSize(width_, height_);
+    return std::make_shared<CameraStreamer>(
+        shared_from_this(),
+        CameraStreamer::Target{driver_->GetAddress(), driver_->GetNetworkTimeout(), useObjectPath_}, times,
+        assembly, activity_);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+void CBaseCameraChannel::StopStreamer() noexcept {
+  const COptexGuard guard(streamerLock_);
+  if (streamer_) {
+    streamer_->Stop(timing_.receiveTimeout);
+    streamer_.reset();
+  }
+  streaming_.store(false, std::memory_order_relaxed);
+  SetTimedOut(false);
+}
+
+void CBaseCameraChannel::Report(u32 failures) noexcept {
+  if (!IsDebugEnabled()) {
+    return;
+  }
+  static constexpr std::array<std::pair<u32, const char*>, 5> kTexts{{
+      {CameraStreamer::NoConnection, "%s: Failed to Open RTSP connection on 554 port"},
+      {CameraStreamer::NoDescribe, "%s: Failed to execute RTSP DESCRIBE"},
+      {CameraStreamer::NoPorts, "%s: Failed to open ports for RTP and RTCP"},
+      {CameraStreamer::NoSetup, "%s: Failed to execute RTSP SETUP"},
+      {CameraStreamer::NoPlay, "%s: Failed to execute RTSP PLAY"},
+  }};
+  for (const auto& [failure, text] : kTexts) {
+    if ((failures & failure) != 0) {
+      driver_->DebugMessage(DebugLevelFailure, text, "sarnevo::CBaseCameraChannel::StartStreamer");
+    }
   }
 }
 

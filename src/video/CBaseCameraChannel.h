@@ -2,25 +2,21 @@
 
 #include <atomic>
 #include <memory>
-#include <string_view>
 
 #include "device/ChannelTiming.h"
 #include "kolvex/IFrameSink.h"
-#include "platform/Thread.h"
 #include "protocols/IRTPReceiverUser.h"
-#include "protocols/PortPair.h"
 #include "threads/COptex.h"
+#include "threads/StopClaim.h"
+#include "threads/StoppableThread.h"
 #include "video/Activity.h"
-#include "video/FrameAssembly.h"
-#include "video/InterruptGate.h"
+#include "video/FrameDelivery.h"
 #include "video/StreamFormat.h"
 
 namespace sarnevo {
 
+class CameraStreamer;
 class Device;
-class CRTCPReporter;
-class CRTPReceiver;
-class CRTSPClient;
 
 /// One video stream from the camera.
 ///
@@ -34,43 +30,38 @@ class CRTSPClient;
 ///         no         yes      starts the stream; after a failure cleans up and pauses
 ///         yes        yes      looks after the stream once a second; restarts it after a time-out
 ///
-/// The host may end the channel from inside any callback. Then the thread that stands in that callback is
-/// given up: the rest of the channel ends in order, and the thread ends as soon as the host returns, without
-/// another look at the channel. So nothing with a destructor stands on those two threads' stacks around a
-/// call to the host, and no lock is held there.
+/// The host may end the channel from inside any callback. The thread of that callback is then let go: the rest of the
+/// channel ends in order, and the thread ends soon after the host has returned. Both threads own the channel, which
+/// lives in a std::shared_ptr.
 ///
 /// Locks: Start, Stop and ChangeFormat come from one thread at a time (the capture object's lock).
-class CBaseCameraChannel : public IRTPReceiverUser {
+class CBaseCameraChannel : public IRTPReceiverUser, public std::enable_shared_from_this<CBaseCameraChannel> {
  public:
   /// @param driver         outlives the channel. Without one nothing streams.
   /// @param sink           not owned; null gets no calls, and every frame counts as refused.
+  /// @param returns        of the driver.
   /// @param useObjectPath  the camera is of group 1: RTSP names "/object.sdp", and the JPEG layout is its own.
-  CBaseCameraChannel(u32 channelIndex, Device* driver, ipcapture::IFrameSink* sink, bool useObjectPath);
+  CBaseCameraChannel(u32 channelIndex, Device* driver, ipcapture::IFrameSink* sink,
+                     std::shared_ptr<FrameReturns> returns, bool useObjectPath);
   /// Stop has run before.
   ~CBaseCameraChannel() override;  // slot 0
   CBaseCameraChannel(const CBaseCameraChannel&) = delete;
   CBaseCameraChannel& operator=(const CBaseCameraChannel&) = delete;
 
   /// Starts the worker, behind one of an earlier Start if it is still at work. False when the stream has
-  /// started already, when there is no thread, and when the claim on the channel was refused.
+  /// started already, when there is no thread, and when the claim on the stop of an earlier worker was refused.
   /// @param frameInterval  milliseconds
   /// @param quality        percentage
   bool Start(u32 frameInterval, u32 width, u32 height, u32 quality) noexcept;
-  /// Ends worker and stream; nothing runs any more when it returns. Takes a ClaimStop before it. Never 0.
+  /// Ends worker and stream; nothing runs any more when it returns. The claim is taken before. Never 0.
   u32 Stop() noexcept;
   /// Stops and starts again with the same quality. False when the channel can't be claimed or started.
   bool ChangeFormat(u32 width, u32 height, u32 frameInterval) noexcept;
   /// A counter that nothing moves; 0.
   u32 GetStatusCounter() noexcept;
 
-  /// Announces that the caller is about to wait for this channel's threads. A thread of another channel,
-  /// inside a callback, gets false when its own channel is claimed: two channels whose callbacks end each
-  /// other would otherwise wait for each other for ever. Lasts until the next Start.
-  bool ClaimStop() noexcept;
-  /// The channel whose callback the caller stands in is claimed; false on any other thread.
-  static bool IsCallersChannelClaimed() noexcept;
-  /// The caller stands in a callback of a channel of @p driver.
-  static bool IsCallerOf(const Device* driver) noexcept;
+  /// On a stop; taken by whoever calls Stop, and dropped by the next Start.
+  StopClaim& Claim() noexcept { return claim_; }
 
   void PacketReceived(CRTPReceiver* receiver, const sockaddr_in* from,
                       const CRTPPacket* packet) override;  // slot 1
@@ -84,7 +75,6 @@ class CBaseCameraChannel : public IRTPReceiverUser {
  protected:
   /// What the camera is to stream. The channel has a driver.
   StreamFormat Format() const noexcept;
-  InterruptGate& Gate() noexcept { return gate_; }
   Device* Driver() const noexcept { return driver_; }
 
   // Worker only.
@@ -92,27 +82,20 @@ class CBaseCameraChannel : public IRTPReceiverUser {
 
  private:
   enum State : u32 { Idle = 1, Streaming = 2 };
-  enum StartFailure : u32;
 
   /// The channel's messages are for its makers; hosts never get them.
   static constexpr bool IsDebugEnabled() noexcept { return false; }
   void Report(u32 failures) noexcept;
 
   bool StartClaimed(u32 frameInterval, u32 width, u32 height, u32 quality) noexcept;
-  void DropClaim() noexcept;
-  void GiveUpOwnThread() noexcept;
   void StopWorker() noexcept;
-  void EndWorker() noexcept;
-  bool AbandonWorker() noexcept;
   u32 Execute() noexcept;
   void DoPass() noexcept;
   void Configure() noexcept;
   void CheckActivity() noexcept;
 
   u32 StartStreamer() noexcept;
-  bool SetUpStream(u32& failures) noexcept;
-  bool CreateProtocols() noexcept;
-  bool ChoosePorts() noexcept;
+  std::shared_ptr<CameraStreamer> MakeStreamer() noexcept;
   void StopStreamer() noexcept;
 
   bool IsGateOpen() const noexcept;
@@ -125,6 +108,7 @@ class CBaseCameraChannel : public IRTPReceiverUser {
   const u32 channelIndex_;
   ipcapture::IFrameSink* const sink_;
   Device* const driver_;
+  const std::shared_ptr<FrameReturns> returns_;
   const ChannelTiming timing_;
 
   // Written by Start while no worker runs.
@@ -147,21 +131,14 @@ class CBaseCameraChannel : public IRTPReceiverUser {
   bool timedOut_ = false;  // under timedOutLock_
   Activity activity_;
 
-  // Created and destroyed under streamerLock_. The receive thread uses rtcp_ without it: that thread starts
-  // behind the creation and ends before the destruction. The lock is held across the talk with the camera;
+  // Made and let go of under streamerLock_. The receive thread uses streamer_ without it: that thread starts behind
+  // the one and ends before the other, or does the latter itself. The lock is held across the talk with the camera;
   // what waits for it is a stop, behind the worker's end.
   COptex streamerLock_;
-  std::unique_ptr<CRTSPClient> rtsp_;
-  std::unique_ptr<CRTCPReporter> rtcp_;
-  std::unique_ptr<CRTPReceiver> rtp_;
-  PortPair ports_;
+  std::shared_ptr<CameraStreamer> streamer_;
 
-  // Receive thread only, and StopStreamer behind that thread's end.
-  FrameAssembly assembly_;
-
-  bool stopClaimed_ = false;  // under the lock of ClaimStop
-  InterruptGate gate_;
-  platform::Thread worker_;  // the starting and stopping threads'
+  StopClaim claim_;
+  StoppableThread worker_;  // the starting and stopping threads'
 };
 
 }  // namespace sarnevo

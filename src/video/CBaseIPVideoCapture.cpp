@@ -2,14 +2,12 @@
 
 #include <new>
 #include <optional>
-#include <utility>
 
 #include "device/Device.h"
 #include "platform/Clock.h"
 #include "threads/HostAsk.h"
 #include "video/CGroup1CameraChannel.h"
 #include "video/CGroup2CameraChannel.h"
-#include "video/ChannelThread.h"
 
 namespace sarnevo {
 
@@ -50,43 +48,54 @@ std::optional<WantedStream> ReadParams(IIPVideoParams* params) {
 
 }  // namespace
 
-// The lock, from construction to the end of the scope; or nothing, when the caller must not wait for it.
+// The lock, from construction to the end of the scope; or nothing, when the caller must not wait for it, or the object
+// has ended. Keeps the object, since the host may end it from inside a question.
 class CBaseIPVideoCapture::Entry {
  public:
-  explicit Entry(CBaseIPVideoCapture& capture) noexcept : capture_(capture), entered_(capture.Enter()) {}
+  explicit Entry(CBaseIPVideoCapture& capture) noexcept
+      : capture_(capture.shared_from_this()), entered_(capture.Enter()) {}
   ~Entry() {
     if (entered_) {
-      capture_.lock_.Leave();
+      capture_->lock_.Leave();
     }
   }
   Entry(const Entry&) = delete;
   Entry& operator=(const Entry&) = delete;
-  explicit operator bool() const noexcept { return entered_; }
+  explicit operator bool() const noexcept { return entered_ && !capture_->ended_; }
 
  private:
-  CBaseIPVideoCapture& capture_;
+  const std::shared_ptr<CBaseIPVideoCapture> capture_;
   const bool entered_;
 };
 
 CBaseIPVideoCapture::CBaseIPVideoCapture(Device* driver, u32 group)
-    : driver_(driver), group_(group), channels_(kMaxChannels, nullptr) {}
+    : driver_(driver), group_(group), returns_(std::make_shared<FrameReturns>()), channels_(kMaxChannels) {}
 
-CBaseIPVideoCapture::~CBaseIPVideoCapture() {
-  EnterForGood();
-  for (CBaseCameraChannel*& channel : channels_) {
+CBaseIPVideoCapture::~CBaseIPVideoCapture() = default;
+
+void CBaseIPVideoCapture::End() noexcept {
+  if (StopClaim::IsCallerOf(driver_)) {
+    own_thread::LetGo();  // the caller's own channel ends with this object
+  }
+  // Where others would give way, the caller is let go: nobody is to wait for it, and it can wait for anybody.
+  if (!Enter()) {
+    own_thread::LetGo();
+    lock_.Enter();
+  }
+  for (std::shared_ptr<CBaseCameraChannel>& channel : channels_) {
     if (channel == nullptr) {
       continue;
     }
-    if (!channel->ClaimStop()) {
-      // The channel whose callback this is, is being ended from elsewhere; nobody is to wait for this thread.
-      channel_thread::GiveUp();
-      channel->ClaimStop();
+    if (!channel->Claim().Take()) {
+      own_thread::LetGo();
+      channel->Claim().Take();
     }
     channel->Stop();
-    delete std::exchange(channel, nullptr);
+    channel.reset();
   }
-  channels_.clear();
+  ended_ = true;
   lock_.Leave();
+  returns_->Close();
 }
 
 u32 CBaseIPVideoCapture::GetChannelCount() { return driver_ != nullptr ? driver_->GetChannelCount() : 0; }
@@ -97,7 +106,7 @@ bool CBaseIPVideoCapture::StartCapture(u32 channel, ipcapture::IFrameSink* sink,
     return false;
   }
   // A channel that doesn't start keeps its place and its sink: the next start finds it, and a stop ends it.
-  CBaseCameraChannel*& slot = channels_[channel];
+  std::shared_ptr<CBaseCameraChannel>& slot = channels_[channel];
   if (slot == nullptr) {
     slot = MakeChannel(channel, sink);
   }
@@ -112,7 +121,7 @@ bool CBaseIPVideoCapture::StopCapture(u32 channel) {
   if (!entry || !StopChannel(channel)) {
     return false;
   }
-  delete std::exchange(channels_[channel], nullptr);
+  channels_[channel].reset();
   return true;
 }
 
@@ -145,28 +154,17 @@ bool CBaseIPVideoCapture::GetChannelStatus(u32 channel, u32* status, u32* extra,
 }
 
 bool CBaseIPVideoCapture::Enter() noexcept {
-  if (channel_thread::Current() == nullptr) {
+  if (!StopClaim::HasCaller()) {
     lock_.Enter();
     return true;
   }
-  while (!CBaseCameraChannel::IsCallersChannelClaimed()) {
-    if (lock_.TryEnter()) {
-      return true;
+  while (!lock_.TryEnter()) {
+    if (StopClaim::IsCallerTaken()) {
+      return false;
     }
     platform::Sleep(kLockStep);
   }
-  return false;
-}
-
-// For the destructor, which can't give way.
-void CBaseIPVideoCapture::EnterForGood() noexcept {
-  if (CBaseCameraChannel::IsCallerOf(driver_)) {
-    channel_thread::GiveUp();  // the caller's own channel ends with this object
-  }
-  if (!Enter()) {
-    channel_thread::GiveUp();
-    lock_.Enter();
-  }
+  return true;
 }
 
 bool CBaseIPVideoCapture::HasChannel(u32 channel) const noexcept {
@@ -174,19 +172,20 @@ bool CBaseIPVideoCapture::HasChannel(u32 channel) const noexcept {
 }
 
 bool CBaseIPVideoCapture::StopChannel(u32 channel) noexcept {
-  if (!HasChannel(channel) || !channels_[channel]->ClaimStop()) {
+  if (!HasChannel(channel) || !channels_[channel]->Claim().Take()) {
     return false;
   }
   channels_[channel]->Stop();
   return true;
 }
 
-CBaseCameraChannel* CBaseIPVideoCapture::MakeChannel(u32 channel, ipcapture::IFrameSink* sink) const {
+std::shared_ptr<CBaseCameraChannel> CBaseIPVideoCapture::MakeChannel(u32 channel,
+                                                                     ipcapture::IFrameSink* sink) const {
   try {
     if (group_ == 1) {
-      return new CGroup1CameraChannel(channel, driver_, sink);
+      return std::make_shared<CGroup1CameraChannel>(channel, driver_, sink, returns_);
     }
-    return new CGroup2CameraChannel(channel, driver_, sink);
+    return std::make_shared<CGroup2CameraChannel>(channel, driver_, sink, returns_);
   } catch (const std::bad_alloc&) {
     return nullptr;
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "kolvex/IIPVideoCapture.h"
@@ -9,22 +10,30 @@ namespace sarnevo {
 
 class CBaseCameraChannel;
 class Device;
+class FrameReturns;
 
 /// The video side of one driver towards the host: a locked table of up to 16 channels.
 ///
 /// Any thread may call any operation, and calls take turns. The host may also call from inside a callback of
 /// a channel, of this object or another, including an operation that ends that channel. On such a thread an
 /// operation gives false, without doing anything, when another thread is ending the channel whose callback
-/// it stands in: that one waits for the callback, so that to wait for it in turn would never end.
-class CBaseIPVideoCapture final : public ipcapture::IIPVideoCaptureEx {
+/// it stands in: that one waits for the callback, so that to wait for it in turn would never end. What waits for nobody,
+/// the start of a new channel for one, is done all the same.
+///
+/// Lives in a std::shared_ptr; its owner calls End and lets go.
+class CBaseIPVideoCapture final : public ipcapture::IIPVideoCaptureEx,
+                                  public std::enable_shared_from_this<CBaseIPVideoCapture> {
  public:
   /// @param driver  outlives this object
   /// @param group   camera group, 1 or 2
   CBaseIPVideoCapture(Device* driver, u32 group);
-  /// Ends all channels, in the order of their indexes.
   ~CBaseIPVideoCapture() override;
   CBaseIPVideoCapture(const CBaseIPVideoCapture&) = delete;
   CBaseIPVideoCapture& operator=(const CBaseIPVideoCapture&) = delete;
+
+  /// Ends all channels, in the order of their indexes, and the allocator's use. Once; from then on operations give
+  /// false.
+  void End() noexcept;
 
   u32 GetChannelCount() override;
   /// False also when @p params or one of its objects is null. A channel that is still configuring its camera
@@ -46,17 +55,19 @@ class CBaseIPVideoCapture final : public ipcapture::IIPVideoCaptureEx {
   class Entry;
 
   bool Enter() noexcept;
-  void EnterForGood() noexcept;
   bool HasChannel(u32 channel) const noexcept;
   bool StopChannel(u32 channel) noexcept;
-  CBaseCameraChannel* MakeChannel(u32 channel, ipcapture::IFrameSink* sink) const;
+  std::shared_ptr<CBaseCameraChannel> MakeChannel(u32 channel, ipcapture::IFrameSink* sink) const;
 
   Device* const driver_;
   const u32 group_;
+  const std::shared_ptr<FrameReturns> returns_;
   // Held through each operation, a stop's waiting included. No channel thread takes it but from inside a
   // callback.
   COptex lock_;
-  std::vector<CBaseCameraChannel*> channels_;  // owned, under lock_; null where no channel runs
+  // Under lock_.
+  std::vector<std::shared_ptr<CBaseCameraChannel>> channels_;  // null where no channel runs
+  bool ended_ = false;
 };
 
 }  // namespace sarnevo

@@ -11,7 +11,7 @@ u32 CGroup1CameraChannel::ConfigureCamera() {
     return 0;
   }
   const auto text = BuildGroup1Request(Format(), Driver()->GetQualitySettings());
-  CameraRequest request(*Driver(), Gate());
+  CameraRequest request(*Driver());
   configured_ = text && request.Send(*text) && request.ReplyBeginsWith("ret=200") ? 1 : 0;
   return configured_;
 }

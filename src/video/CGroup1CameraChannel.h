@@ -1,5 +1,8 @@
 #pragma once
 
+#include <memory>
+#include <utility>
+
 #include "video/CBaseCameraChannel.h"
 
 namespace sarnevo {
@@ -7,8 +10,9 @@ namespace sarnevo {
 /// The channel of a group 1 camera.
 class CGroup1CameraChannel final : public CBaseCameraChannel {
  public:
-  CGroup1CameraChannel(u32 channelIndex, Device* driver, ipcapture::IFrameSink* sink)
-      : CBaseCameraChannel(channelIndex, driver, sink, true) {}
+  CGroup1CameraChannel(u32 channelIndex, Device* driver, ipcapture::IFrameSink* sink,
+                       std::shared_ptr<FrameReturns> returns)
+      : CBaseCameraChannel(channelIndex, driver, sink, std::move(returns), true) {}
 
   /// Succeeds when the camera's reply begins with "ret=200"; the HTTP status isn't looked at.
   u32 ConfigureCamera() override;

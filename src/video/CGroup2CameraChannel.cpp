@@ -10,7 +10,7 @@ u32 CGroup2CameraChannel::ConfigureCamera() {
   if (Driver() == nullptr) {
     return 0;
   }
-  CameraRequest request(*Driver(), Gate());
+  CameraRequest request(*Driver());
   configured_ = request.Send(BuildGroup2Request(Format())) ? 1 : 0;
   return configured_;
 }

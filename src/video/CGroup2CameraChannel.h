@@ -1,5 +1,8 @@
 #pragma once
 
+#include <memory>
+#include <utility>
+
 #include "video/CBaseCameraChannel.h"
 
 namespace sarnevo {
@@ -7,8 +10,9 @@ namespace sarnevo {
 /// The channel of a group 2 camera.
 class CGroup2CameraChannel final : public CBaseCameraChannel {
  public:
-  CGroup2CameraChannel(u32 channelIndex, Device* driver, ipcapture::IFrameSink* sink)
-      : CBaseCameraChannel(channelIndex, driver, sink, false) {}
+  CGroup2CameraChannel(u32 channelIndex, Device* driver, ipcapture::IFrameSink* sink,
+                       std::shared_ptr<FrameReturns> returns)
+      : CBaseCameraChannel(channelIndex, driver, sink, std::move(returns), false) {}
 
   /// Succeeds when the camera has answered, whatever it says.
   u32 ConfigureCamera() override;

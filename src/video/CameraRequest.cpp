@@ -14,17 +14,14 @@ constexpr u32 kTimeLimit = 300'000;
 
 }  // namespace
 
-CameraRequest::CameraRequest(Device& driver, InterruptGate& gate)
-    : gate_(gate), request_(driver.GetNetworkTimeout(), kMaxConnections, kSystemCodePage) {
+CameraRequest::CameraRequest(Device& driver)
+    : request_(driver.GetNetworkTimeout(), kMaxConnections, kSystemCodePage), interrupt_(request_) {
   request_.SetHost(driver.GetAddress().c_str());
   request_.SetPort(driver.GetPort());
   request_.SetUserName(driver.GetUserName().c_str());
   request_.SetPassword(driver.GetPassword().c_str());
   request_.SetTimeLimit(kTimeLimit);
-  gate_.Watch<&Web::HttpRequest::Abort>(request_);
 }
-
-CameraRequest::~CameraRequest() { gate_.Unwatch(); }
 
 bool CameraRequest::Send(const std::string& path) { return request_.Send("GET", path.c_str(), false); }
 

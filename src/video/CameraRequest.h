@@ -3,18 +3,17 @@
 #include <string>
 
 #include "http/HttpRequest.h"
-#include "video/InterruptGate.h"
+#include "http/RequestInterrupt.h"
 
 namespace sarnevo {
 
 class Device;
 
-/// One request to the camera's CGI with the driver's address and credentials, which the gate can interrupt.
+/// One request to the camera's CGI with the driver's address and credentials. An interrupt of the thread breaks it off.
 /// Worker thread only.
 class CameraRequest {
  public:
-  CameraRequest(Device& driver, InterruptGate& gate);
-  ~CameraRequest();
+  explicit CameraRequest(Device& driver);
   CameraRequest(const CameraRequest&) = delete;
   CameraRequest& operator=(const CameraRequest&) = delete;
 
@@ -24,8 +23,8 @@ class CameraRequest {
   bool ReplyBeginsWith(const std::string& text);
 
  private:
-  InterruptGate& gate_;
   Web::HttpRequest request_;
+  const Web::RequestInterrupt interrupt_;
 };
 
 }  // namespace sarnevo

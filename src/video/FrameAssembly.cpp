@@ -56,8 +56,8 @@ void FrameAssembly::AddMjpeg(std::span<const u8> payload, bool marker) noexcept 
   if (!Append(payload) || !marker) {
     return;
   }
-  activity_.Touch();
-  DeliverJpeg(route_, frameBuffer_, layout_);
+  activity_.TouchActivity();
+  DeliverJPEG(route_, frameBuffer_, layout_);
   frameBuffer_.clear();
   atFrameStart_ = true;
 }
@@ -78,7 +78,7 @@ void FrameAssembly::AddMpeg4(std::span<const u8> payload, bool marker) noexcept 
   if (!Append(payload) || !marker) {
     return;
   }
-  activity_.Touch();
+  activity_.TouchActivity();
   if (DeliverMpeg4Frame()) {
     frameBuffer_.clear();
   } else {
@@ -113,7 +113,7 @@ bool FrameAssembly::DeliverMpeg4Frame() noexcept {
     }
     SetPictureSize(size->width, size->height);
   }
-  return DeliverMpeg4(route_, {.data = frameBuffer_, .width = width_, .height = height_, .isKey = keyFrame_});
+  return DeliverMPEG4(route_, {.data = frameBuffer_, .width = width_, .height = height_, .isKey = keyFrame_});
 }
 
 }  // namespace sarnevo

@@ -21,8 +21,8 @@ inline constexpr std::size_t kMaxFrameBytes = 256'000;
 /// (ISO/IEC 14496-2) at the next visual object sequence.
 ///
 /// Threads: everything runs on the stream's receive thread, or while there is none. No heap allocation once
-/// the buffer has grown to the size of the stream's frames. The host may end the channel in a callback; Add
-/// then doesn't return (see DeliverJpeg).
+/// the buffer has grown to the size of the stream's frames. The host may end the channel in a callback; the object
+/// lives until Add has returned.
 class FrameAssembly {
  public:
   /// @param codec     CodecMJPEG; anything else takes the road of MPEG-4.

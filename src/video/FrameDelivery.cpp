@@ -1,8 +1,6 @@
 #include "video/FrameDelivery.h"
 
 #include <cstring>
-#include <type_traits>
-#include <utility>
 
 #include "threads/HostCall.h"
 #include "video/FrameLease.h"
@@ -26,106 +24,72 @@ constexpr u32 kSizeClassSmall = 2;
 constexpr const char* kJpegOwner = "";
 constexpr const char* kMpeg4Owner = "CKolvexIPCapture";
 
-// Calls the host. When the host has ended the channel meanwhile, the frame goes back and the thread ends.
-template <typename Call>
-bool CallWith(FrameLease& lease, Call&& call) noexcept {
-  static_assert(std::is_trivially_destructible_v<FrameLease>);
-  return CallHost(std::forward<Call>(call), [&lease] { lease.EndGivenUp(); });
+// Its data area; null when it has none, and when the host has ended the channel in the call: the frame may then be gone.
+u8* DataOf(IFrame& frame) noexcept {
+  u8* data = nullptr;
+  return CallHost([&] { data = frame.GetData(); }) ? data : nullptr;
 }
 
-// One frame on its way: from the allocator, filled step by step, to the sink.
-class Delivery {
- public:
-  Delivery(FrameLease& lease, ipcapture::IFrameSink* sink) noexcept : lease_(lease), sink_(sink) {}
-
-  bool Take(u32 fourCC, std::size_t size, const char* owner) noexcept {
-    CallWith(lease_, [&] { lease_.Take(fourCC, static_cast<u32>(size), owner); });
-    return lease_.Frame() != nullptr;
-  }
-
-  u8* Data() noexcept {
-    u8* data = nullptr;
-    CallWith(lease_, [&] { data = lease_.Frame()->GetData(); });
-    return data;
-  }
-
-  void Set(void (IFrame::*setter)(u32), std::size_t value) noexcept {
-    CallWith(lease_, [&] { (lease_.Frame()->*setter)(static_cast<u32>(value)); });
-  }
-
-  bool Finish() noexcept {
-    CallWith(lease_, [&] { lease_.Frame()->Finish(); });
-    bool taken = false;
-    if (sink_ != nullptr) {
-      CallWith(lease_, [&] { taken = sink_->OnFrame(lease_.Frame()); });
-    }
-    return taken;
-  }
-
- private:
-  FrameLease& lease_;
-  ipcapture::IFrameSink* const sink_;
-};
-
-void FillJpeg(Delivery& delivery, const JpegFrame& frame, std::size_t capacity, JpegLayout layout) noexcept {
-  if (!delivery.Take(FrameFourCCJPEG, capacity, kJpegOwner)) {
-    return;
-  }
-  u8* const data = delivery.Data();
-  if (data == nullptr) {
-    return;
-  }
-  const std::size_t header = JpegHeaderSize(layout);
-  WriteJpegHeader({data, header}, frame, layout);
-  std::memcpy(data + header, frame.scan.data(), frame.scan.size());
-  delivery.Set(&IFrame::SetDataSize, header + frame.scan.size());
-  delivery.Set(&IFrame::SetFourCC, FrameFourCCJPEG);
-  delivery.Set(&IFrame::SetWidth, frame.width);
-  delivery.Set(&IFrame::SetHeight, frame.height);
-  delivery.Set(&IFrame::SetSizeClass, frame.width >= kLargeJpegFrom ? kSizeClassLarge : kSizeClassSmall);
-  delivery.Finish();
+void Set(IFrame& frame, void (IFrame::*setter)(u32), std::size_t value) noexcept {
+  CallHost([&] { (frame.*setter)(static_cast<u32>(value)); });
 }
 
-bool FillMpeg4(Delivery& delivery, const Mpeg4Frame& frame) noexcept {
-  const u32 fourCC = frame.isKey ? FrameFourCCMPEG4Key : FrameFourCCMPEG4Inter;
-  const std::size_t size = frame.data.size();
-  if (!delivery.Take(fourCC, Mpeg4Capacity(size), kMpeg4Owner)) {
-    return false;
+// Whether the sink took it.
+bool Finish(IFrame& frame, ipcapture::IFrameSink* sink) noexcept {
+  CallHost([&] { frame.Finish(); });
+  bool taken = false;
+  if (sink != nullptr) {
+    CallHost([&] { taken = sink->OnFrame(&frame); });
   }
-  delivery.Set(&IFrame::SetWidth, frame.width);
-  delivery.Set(&IFrame::SetHeight, frame.height);
-  delivery.Set(&IFrame::SetSizeClass, frame.width >= kLargeMpeg4From ? kSizeClassLarge : kSizeClassSmall);
-  delivery.Set(&IFrame::SetDataSize, size);
-  u8* const data = delivery.Data();
-  if (data == nullptr) {
-    return false;
-  }
-  std::memcpy(data, frame.data.data(), size);
-  delivery.Set(&IFrame::SetFourCC, fourCC);
-  return delivery.Finish();
+  return taken;
 }
 
 }  // namespace
 
-void DeliverJpeg(const FrameRoute& route, std::span<const u8> frame, JpegLayout layout) noexcept {
-  const auto jpeg = ParseJpegFrame(frame, layout);
+void DeliverJPEG(const FrameRoute& route, std::span<const u8> payloads, JpegLayout layout) noexcept {
+  const auto jpeg = ParseJpegFrame(payloads, layout);
   if (!jpeg || route.allocator == nullptr) {
     return;
   }
-  FrameLease lease(route.allocator, route.driver);
-  Delivery delivery(lease, route.sink);
-  lease.Begin();
-  FillJpeg(delivery, *jpeg, frame.size() + kJpegHeadroom, layout);
-  lease.End();
+  FrameLease lease(*route.allocator, *route.returns);
+  if (!lease.Take(FrameFourCCJPEG, static_cast<u32>(payloads.size() + kJpegHeadroom), kJpegOwner)) {
+    return;
+  }
+  IFrame& frame = lease.Frame();
+  u8* const data = DataOf(frame);
+  if (data == nullptr) {
+    return;
+  }
+  const std::size_t header = JpegHeaderSize(layout);
+  WriteJpegHeader({data, header}, *jpeg, layout);
+  std::memcpy(data + header, jpeg->scan.data(), jpeg->scan.size());
+  Set(frame, &IFrame::SetDataSize, header + jpeg->scan.size());
+  Set(frame, &IFrame::SetFourCC, FrameFourCCJPEG);
+  Set(frame, &IFrame::SetWidth, jpeg->width);
+  Set(frame, &IFrame::SetHeight, jpeg->height);
+  Set(frame, &IFrame::SetSizeClass, jpeg->width >= kLargeJpegFrom ? kSizeClassLarge : kSizeClassSmall);
+  Finish(frame, route.sink);
 }
 
-bool DeliverMpeg4(const FrameRoute& route, const Mpeg4Frame& frame) noexcept {
-  FrameLease lease(route.allocator, route.driver);
-  Delivery delivery(lease, route.sink);
-  lease.Begin();
-  const bool taken = FillMpeg4(delivery, frame);
-  lease.End();
-  return taken;
+bool DeliverMPEG4(const FrameRoute& route, const Mpeg4Frame& mpeg4) noexcept {
+  const u32 fourCC = mpeg4.isKey ? FrameFourCCMPEG4Key : FrameFourCCMPEG4Inter;
+  const std::size_t size = mpeg4.data.size();
+  FrameLease lease(*route.allocator, *route.returns);
+  if (!lease.Take(fourCC, static_cast<u32>(Mpeg4Capacity(size)), kMpeg4Owner)) {
+    return false;
+  }
+  IFrame& frame = lease.Frame();
+  Set(frame, &IFrame::SetWidth, mpeg4.width);
+  Set(frame, &IFrame::SetHeight, mpeg4.height);
+  Set(frame, &IFrame::SetSizeClass, mpeg4.width >= kLargeMpeg4From ? kSizeClassLarge : kSizeClassSmall);
+  Set(frame, &IFrame::SetDataSize, size);
+  u8* const data = DataOf(frame);
+  if (data == nullptr) {
+    return false;
+  }
+  std::memcpy(data, mpeg4.data.data(), size);
+  Set(frame, &IFrame::SetFourCC, fourCC);
+  return Finish(frame, route.sink);
 }
 
 }  // namespace sarnevo

@@ -1,19 +1,21 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <span>
 
 #include "kolvex/IFrameAllocator.h"
 #include "kolvex/IFrameSink.h"
+#include "video/FrameLease.h"
 #include "video/JpegHeader.h"
 
 namespace sarnevo {
 
-/// The host's objects at the end of one channel's road, and the driver that they belong to. Each may be null.
+/// The host's objects at the end of one channel's road, each of which may be null, and what is shared about them.
 struct FrameRoute {
   ipcapture::IFrameAllocator* allocator = nullptr;
   ipcapture::IFrameSink* sink = nullptr;
-  const void* driver = nullptr;  ///< see FrameLease
+  std::shared_ptr<FrameReturns> returns;
 };
 
 /// How an MPEG-4 frame is told to the host.
@@ -27,14 +29,14 @@ struct Mpeg4Frame {
 /// Writes a JPEG file into a frame of the host's and gives it to the sink. A frame without a scan, and one
 /// that the host has no room for, is lost.
 ///
-/// This and the next call the host on the calling thread. The host may end the channel in each of these
-/// calls; the thread then doesn't come back (threads/HostCall.h). So nothing that has a destructor stands in
-/// these operations, and what they are given is not looked at behind a call that didn't return.
-void DeliverJpeg(const FrameRoute& route, std::span<const u8> frame, JpegLayout layout) noexcept;
+/// This and the next call the host on the calling thread. The host may end the channel in each of these calls; the
+/// others are then left out (threads/HostCall.h).
+/// @param payloads  the RFC 2435 headers of the first packet, and the scan
+void DeliverJPEG(const FrameRoute& route, std::span<const u8> payloads, JpegLayout layout) noexcept;
 
 /// Copies an MPEG-4 frame into one of the host's and gives it to the sink. False when the host had no frame
 /// or refused it: it then needs the next key frame. The route has an allocator.
-bool DeliverMpeg4(const FrameRoute& route, const Mpeg4Frame& frame) noexcept;
+bool DeliverMPEG4(const FrameRoute& route, const Mpeg4Frame& mpeg4) noexcept;
 
 /// The room that the host is asked for, for an MPEG-4 frame of @p size bytes: steps, so that the host can
 /// use its frames again.

@@ -1,48 +1,49 @@
 #pragma once
 
+#include <condition_variable>
+#include <mutex>
+
 #include "kolvex/IFrameAllocator.h"
 
 namespace sarnevo {
 
-/// A frame of the host's between AllocateFrame and ReleaseFrame, on the stack of the thread that delivers it.
-///
-/// Each frame goes back exactly once, also when a callback on the way ends its own channel: the thread is
-/// then given up (threads/HostCall.h) and owes the host nothing but the frame, although every object of the
-/// channel is gone. Only the driver's Close ends that debt, since the allocator is void behind it.
-///
-/// Owns nothing that a destructor would have to free, so that the thread may be left with it.
+/// Whether the allocator of a driver is still there for threads that nobody waits for any more: a callback may end its
+/// own channel while its thread has a frame, and the frame is given back when it returns, unless the driver was closed
+/// before. One per driver, shared by all who may hold a frame. Any thread may call.
+class FrameReturns {
+ public:
+  /// Gives @p frame back on a thread that was let go, or keeps it from doing so behind Close.
+  void GiveBack(ipcapture::IFrameAllocator& allocator, ipcapture::IFrame& frame) noexcept;
+  /// The allocator becomes void. Waits until no frame is on its way back, but for one of the calling thread.
+  void Close() noexcept;
+
+ private:
+  std::mutex lock_;
+  std::condition_variable returned_;
+  // Under lock_.
+  bool closed_ = false;
+  int returning_ = 0;  // frames in ReleaseFrame
+};
+
+/// A frame of the host's between AllocateFrame and ReleaseFrame, on the stack of the thread that delivers it. It goes
+/// back exactly once, at the end of the scope.
 class FrameLease {
  public:
-  /// @param owner  stands for the driver; only compared.
-  FrameLease(ipcapture::IFrameAllocator* allocator, const void* owner) noexcept
-      : allocator_(allocator), owner_(owner) {}
+  FrameLease(ipcapture::IFrameAllocator& allocator, FrameReturns& returns) noexcept
+      : allocator_(allocator), returns_(returns) {}
+  ~FrameLease();
   FrameLease(const FrameLease&) = delete;
   FrameLease& operator=(const FrameLease&) = delete;
 
-  /// The calling thread begins to deliver with this lease.
-  void Begin() noexcept;
-  /// Takes a frame from the allocator, inside a call to the host.
-  void Take(u32 fourCC, u32 size, const char* text) { frame_ = allocator_->AllocateFrame(fourCC, size, text); }
-  ipcapture::IFrame* Frame() const noexcept { return frame_; }
-  /// Gives the frame back, if there is one, and ends the delivery.
-  void End() noexcept;
-  /// The same on a thread that was given up meanwhile.
-  void EndGivenUp() noexcept;
-
-  /// The calling thread is given up inside the callback that it stands in.
-  static void KeepForGivenUpThread() noexcept;
-  /// The allocator of @p owner becomes void: its frames that given-up threads still have stay with the host.
-  /// Waits until none of them is on its way back.
-  static void DropAllOf(const void* owner) noexcept;
+  /// False when the host has none, or the thread was let go meanwhile.
+  bool Take(u32 fourCC, u32 size, const char* owner) noexcept;
+  /// Once taken.
+  ipcapture::IFrame& Frame() const noexcept { return *frame_; }
 
  private:
-  friend class GivenUpLeases;
-
-  ipcapture::IFrameAllocator* const allocator_;
-  const void* const owner_;
+  ipcapture::IFrameAllocator& allocator_;
+  FrameReturns& returns_;
   ipcapture::IFrame* frame_ = nullptr;
-  // Under the lock of GivenUpLeases.
-  FrameLease* next_ = nullptr;
 };
 
 }  // namespace sarnevo

@@ -31,7 +31,7 @@ using platform::WaitResult;
 using Connection = ScriptedServer::Connection;
 
 // Short times for what would take seconds.
-constexpr QueryTiming kQuick{.stopWait = 300ms, .stopMoment = 300ms};
+constexpr QueryTiming kQuick{.stopWait = 300ms};
 
 struct Host : RecordingCapabilities, ipcapture::ICapabilityObserver {
   void SetCapability(u32 id, u32 value) override {

@@ -9,6 +9,7 @@
 #include "ptz/CGroup1PTZComm.h"
 #include "ptz/CPTZControl.h"
 #include "ptz/CPTZHandler.h"
+#include "support/MakeOwned.h"
 #include "support/RecordingCapabilities.h"
 #include "support/TempFolder.h"
 
@@ -38,8 +39,7 @@ std::string Ask(Scene& scene) {
   RecordingCapabilities capabilities;
   CapabilityQuery query({.httpTimeout = kHttpTimeout,
                          .detectionLimit = static_cast<u32>(Quick(30'000).count()),
-                         .stopWait = Quick(10'000),
-                         .stopMoment = Quick(500)});
+                         .stopWait = Quick(10'000)});
   query.Init(&observer, false);
   if (query.Start(scene.Address(), 80, "admin", "kolvex", &capabilities)) {
     observer.log.WaitFor("");
@@ -111,15 +111,15 @@ struct Pins : SceneDriver {
   Pins(Scene& scene, u32 inputs, u32 outputs) : SceneDriver(scene, nullptr, inputs, outputs) {
     constexpr u32 kPoll = static_cast<u32>(Quick(2000).count());
     if (driver->GetGroup() == 1) {
-      io = std::make_unique<CKolvexGroup1DigitalIO>(driver, kPoll);
+      io = MakeOwned<CKolvexGroup1DigitalIO>(driver, kPoll);
     } else {
-      io = std::make_unique<CKolvexGroup2DigitalIO>(driver, kPoll);
+      io = MakeOwned<CKolvexGroup2DigitalIO>(driver, kPoll);
     }
     io->SetCallback(&callback);
   }
   HostLog heard;
   FakeCallback callback{heard};
-  std::unique_ptr<ICaptureIOApi> io;
+  std::shared_ptr<ICaptureIOApi> io;
 };
 
 struct Head {
@@ -127,7 +127,9 @@ struct Head {
     reader.Attach(new CXMLPrepositionReader("Kolvex", folder.Path()));
     scene.Must(reader->Open("faults.preset", false), "no preset file");
   }
-  bool Open() { return control.Open(reader, new CGroup1PTZComm(&handler, {kHttpTimeout, 3 * kHttpTimeout})); }
+  bool Open() {
+    return control.Open(reader, new CGroup1PTZComm(handler.get(), {kHttpTimeout, 3 * kHttpTimeout}));
+  }
   /// A position is left, so that nothing is where the head stands.
   void Leave() {
     control.StartMove(PtzRight, 8);
@@ -137,9 +139,9 @@ struct Head {
 
   SceneDriver driver;
   TempFolder folder;
-  CPTZHandler handler{driver.driver, 1, folder.Path()};
+  std::shared_ptr<CPTZHandler> handler = MakeOwned<CPTZHandler>(driver.driver, 1, folder.Path());
   TSmartPtr<CXMLPrepositionReader> reader;
-  CPTZControl control{&handler, 0};
+  CPTZControl control{handler.get(), 0};
 };
 
 // One operation on stored positions under the fault, and the same again without.

@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "kolvex/Exports.h"
 #include "platform/Event.h"
@@ -71,9 +72,11 @@ TEST(CPTZHandler, GoesOnWithoutWhatItLacks) {
   }
 }
 
-// Both ways to end a driver, while the camera hangs in a request of each channel and more are queued.
-TEST(CPTZHandler, EndsWithTheDriverAndAllChannelsOfACameraThatHangsAtOnce) {
+// Both ways to end a driver, while a slow camera has a request of each channel and more are queued. Those that are under
+// way reach the head: a stop that doesn't would leave it moving for good.
+TEST(CPTZHandler, EndsWithTheDriverBehindTheItemsUnderWayOfAllChannelsAtOnce) {
   constexpr u32 kChannels = 8;
+  constexpr milliseconds kSlow{1500};
   for (const bool byDelete : {false, true}) {
     PtzFixture fixture("1", kChannels);
     fixture.handler.reset();  // not the driver's
@@ -84,7 +87,10 @@ TEST(CPTZHandler, EndsWithTheDriverAndAllChannelsOfACameraThatHangsAtOnce) {
     }
     EXPECT_TRUE(std::filesystem::remove(*platform::HostExecutableFolder() + "/" + kFile));
     Take(fixture.camera.requests);
-    fixture.camera.SetAnswer([](auto& connection, auto&) { connection.WaitForEnd(); });
+    fixture.camera.SetAnswer([&](auto& connection, auto& request) {
+      std::this_thread::sleep_for(kSlow);
+      SerialCamera::WithBody("")(connection, request);
+    });
     for (u32 item = 0; item < 5 * kChannels; ++item) {
       ASSERT_EQ(ptz->GetPTZApiEx(item % kChannels)->StartMove(PtzLeft, 16), 1);
     }
@@ -96,8 +102,55 @@ TEST(CPTZHandler, EndsWithTheDriverAndAllChannelsOfACameraThatHangsAtOnce) {
       fixture.driver->Close();
       EXPECT_EQ(fixture.driver->GetPTZDriverEx(), nullptr);
     }
-    EXPECT_LT(steady_clock::now() - start, milliseconds{2500}) << "half the time-out";
+    EXPECT_LT(steady_clock::now() - start, 2 * kSlow) << "one after the other";
     EXPECT_EQ(fixture.camera.requests.Count(""), kChannels);
+    EXPECT_EQ(fixture.messages.Text(), "") << "broken off";
+  }
+}
+
+// The host ends the driver from inside a message: on its own thread, in the middle of each operation that can send one,
+// and on the PTZ thread.
+TEST(CPTZHandler, MayEndWithTheDriverInAMessage) {
+  const struct {
+    const char* name;
+    i32 (*call)(PtzFixture&, IIPPTZDriverEx*, IIPPTZApiEx*);
+    i32 result;
+  } rows[] = {
+      {"open", [](PtzFixture& f, auto*, auto*) { return i32{f.driver->Open(&f.sink, nullptr, &f.params)}; }, 1},
+      {"first request", [](auto&, auto* ptz, auto*) { return i32{ptz->GetPTZApi(1) != nullptr}; }, 0},
+      {"rename", [](auto&, auto*, auto* control) { return control->AddPreposition("b"); }, 1},
+      {"invalid name", [](auto&, auto*, auto* control) { return control->AddPreposition("<"); }, -3},
+      {"no text", [](auto&, auto*, auto* control) { return control->DeletePreposition("\xFF"); }, -3},
+      {"refused recall", [](auto&, auto*, auto* control) { return control->SelectPreposition(0, "z"); }, -23},
+      {"refused deletion", [](auto&, auto*, auto* control) { return control->DeletePreposition("z"); }, 1},
+      {"item", [](auto&, auto*, auto* control) { return control->StartMove(PtzLeft, 8); }, 1},
+  };
+  for (const auto& row : rows) {
+    for (const bool byDelete : {false, true}) {
+      SCOPED_TRACE(row.name + std::string(byDelete ? ", delete" : ", close"));
+      platform::Event ended;
+      PtzFixture fixture("2", 2);
+      fixture.handler.reset();  // not the driver's
+      IIPPTZDriverEx* const ptz = fixture.driver->GetPTZDriverEx();
+      IIPPTZApiEx* const control = ptz->GetPTZApiEx(0);
+      ASSERT_NE(control, nullptr);
+      const std::string file = *platform::HostExecutableFolder() + "/" + kFile;
+      EXPECT_EQ(control->AddPreposition("z") + control->StartMove(PtzLeft, 0) + control->AddPreposition("a"),
+                3);
+      fixture.camera.SetAnswer([](auto& connection, auto&) { connection.Reset(); });
+      fixture.sink.onDebugInfo = [&, first = true]() mutable {
+        if (!std::exchange(first, false)) {
+          return;
+        }
+        byDelete ? DeleteIPCapture(fixture.driver.release()) : fixture.driver->Close();
+        fixture.messages.Clear();
+        ended.Set();
+      };
+      EXPECT_EQ(row.call(fixture, ptz, control), row.result);
+      EXPECT_EQ(ended.Wait(platform::Milliseconds{10'000}), platform::WaitResult::Signalled);
+      EXPECT_EQ(fixture.messages.Text(), "") << "the sink may be gone";
+      EXPECT_TRUE(std::filesystem::remove(file));
+    }
   }
 }
 

@@ -11,6 +11,7 @@
 #include "driver/CKolvexIPCaptureDriver.h"
 #include "ptz/CPTZHandler.h"
 #include "support/FakeHost.h"
+#include "support/MakeOwned.h"
 #include "support/ScriptedServer.h"
 #include "support/TempFolder.h"
 
@@ -83,7 +84,7 @@ struct PtzFixture {
     params.settings = {{2, group}, {3, "1"}, {9, hardwareAddress}};
     EXPECT_TRUE(driver->Open(&sink, nullptr, &params));
     messages.Clear();
-    handler = std::make_unique<sarnevo::CPTZHandler>(driver.get(), channels, folder.Path());
+    handler = MakeOwned<sarnevo::CPTZHandler>(driver.get(), channels, folder.Path());
   }
 
   /// The channel's object, with the question for the protocol forgotten.
@@ -109,7 +110,7 @@ struct PtzFixture {
   FakeDebugSink sink{messages};
   FakeParams params;
   std::unique_ptr<sarnevo::CKolvexIPCaptureDriver> driver = std::make_unique<sarnevo::CKolvexIPCaptureDriver>();
-  std::unique_ptr<sarnevo::CPTZHandler> handler;
+  std::shared_ptr<sarnevo::CPTZHandler> handler;
 };
 
 /// The name of the current position, or the result in its place.

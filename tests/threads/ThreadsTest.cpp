@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,6 +21,7 @@
 #include "threads/CQueueThread.h"
 #include "threads/CWorkItemThread.h"
 #include "threads/HostCall.h"
+#include "threads/StoppableThread.h"
 #include "threads/Timeout.h"
 
 namespace sarnevo {
@@ -213,15 +215,86 @@ TEST(CWorkItemThread, KeepsTheOrderAndMayBeStoppedByItsHandlerAndStartedAgain) {
   }
 }
 
+// What it works on, and what the thread itself holds, goes with the thread.
 TEST(CWorkItemThread, MayBeDestroyedByTheHostInACallbackOutOfTheHandler) {
   HostLog words;
-  AutoEvent left;
-  auto* const worker = new Worker;
-  ASSERT_TRUE(worker->Start("destroyed"));
-  worker->PostWorkItem(
-      new Item(words, "a", [&] { CallHost([worker] { delete worker; }, [&left] { left.Set(); }); }), 0);
-  EXPECT_TRUE(left.Wait(kLimit));
-  EXPECT_EQ(words.Text(), "a\n~a\n");
+  AutoEvent destroyed;
+  struct Last {
+    ~Last() { gone.Set(); }
+    AutoEvent& gone;
+    Worker worker;
+  };
+  auto owner = std::make_shared<Last>(destroyed);
+  owner->worker.SetOwner(owner);
+  ASSERT_TRUE(owner->worker.Start("destroyed"));
+  owner->worker.PostWorkItem(new Item(words, "a",
+                                      [&] {
+                                        CallHost([&] {
+                                          owner->worker.Stop();
+                                          owner.reset();
+                                        });
+                                        words.Add("back");
+                                      }),
+                             0);
+  EXPECT_TRUE(destroyed.Wait(kLimit));
+  EXPECT_EQ(words.Text(), "a\nback\n~a\n");
+}
+
+// How a forced end meets a thread in each place where one can be, and what that thread hears of it.
+TEST(StoppableThread, IsLetGoInTheHostAndInterruptedAnywhereElse) {
+  constexpr std::chrono::milliseconds kPatience{20};
+  enum class Place { Host, HostForEver, Pause, BetweenCalls };
+  for (const Place place : {Place::Host, Place::HostForEver, Place::Pause, Place::BetweenCalls}) {
+    SCOPED_TRACE(static_cast<int>(place));
+    // Of a thread that stays for ever; the leak check finds it and all that it holds by its stack.
+    struct Scene {
+      HostLog words;
+      AutoEvent inside;
+      AutoEvent goOn;
+      AutoEvent gone;
+    };
+    auto* const scene = new Scene;
+    const auto stay = [scene, place] {
+      const bool stays = CallHost([&] {
+        EXPECT_TRUE(CallHost([&] { scene->inside.Set(); })) << "inside one another";
+        scene->goOn.Wait(place == Place::HostForEver ? kNoTimeout : kLimit);
+        EXPECT_EQ(own_thread::IsLetGo(), place != Place::HostForEver);
+        EXPECT_TRUE(CallHost([&] { scene->words.Add("host's own"); }));
+      });
+      scene->words.Add(stays ? "stays" : "gone");
+    };
+    const std::function<void()> bodies[] = {stay, stay,
+                                            [scene] {
+                                              scene->inside.Set();
+                                              own_thread::Pause(std::chrono::hours{1});
+                                            },
+                                            [scene] {
+                                              scene->inside.Set();
+                                              while (CallHost([] {})) {
+                                              }
+                                            }};
+    auto held = std::shared_ptr<void>(nullptr, [scene](void*) { scene->gone.Set(); });
+    StoppableThread thread;
+    ASSERT_TRUE(thread.Start("forced", [scene, held, body = bodies[static_cast<int>(place)]] {
+      body();
+      EXPECT_FALSE(CallHost([scene] { scene->words.Add("called"); }));
+      CallHostAfterLetGo([scene] { scene->words.Add("owed"); });
+      scene->words.Add(own_thread::IsLetGo() ? "let go" : "waited for");
+    }));
+    ASSERT_TRUE(scene->inside.Wait(kLimit));
+    EXPECT_FALSE(thread.End(kPatience));
+    EXPECT_FALSE(thread.IsAlive());
+    scene->words.Add("ended");
+    if (place == Place::HostForEver) {
+      continue;
+    }
+    scene->goOn.Set();
+    held.reset();
+    EXPECT_TRUE(scene->gone.Wait(kLimit)) << "what the body owned stays";
+    EXPECT_EQ(scene->words.Text(),
+              place == Place::Host ? "ended\nhost's own\ngone\nowed\nlet go\n" : "owed\nwaited for\nended\n");
+    delete scene;
+  }
 }
 
 struct Queue : CQueueThread<Item> {

@@ -39,10 +39,10 @@ contract::IIPVideoCapture& Open(Host& host, ScriptedCamera& camera) {
   return host.Open(camera, 1, sarnevo::CodecMJPEG, SteadyTiming());
 }
 
-enum class Place { OnFrame, OnNoData, AllocateFrame, ReleaseFrame };
+enum class Place { OnFrame, OnNoData, OnNoDataInAStream, AllocateFrame, ReleaseFrame };
 
 // Does something once inside one of the host's callbacks.
-void Hook(Place place, Host& host, std::function<void()> action) {
+void Hook(Place place, Host& host, std::function<void()> action, const ScriptedCamera* camera = nullptr) {
   const auto once = [action = std::move(action), done = std::make_shared<std::atomic<bool>>(false)] {
     if (!done->exchange(true)) {
       action();
@@ -51,6 +51,8 @@ void Hook(Place place, Host& host, std::function<void()> action) {
   };
   if (place == Place::OnFrame) {
     host.sink.onFrame = once;
+  } else if (place == Place::OnNoDataInAStream) {
+    host.sink.onNoData = [once, camera] { return camera->log.Count("PLAY") != 0 && once(); };
   } else {
     (place == Place::OnNoData        ? host.sink.onNoData
      : place == Place::AllocateFrame ? host.allocator.onAllocate
@@ -133,28 +135,35 @@ TEST(Callback, ThatOutlivesItsChannelTouchesNothingOfItsOwnAccord) {
     std::function<bool(Host&)> meanwhile;
     std::function<bool(Host&)> behind;
   } rows[] = {
-      {Place::OnFrame, Delete, isGone},
-      {Place::OnNoData, Delete, isGone},
-      {Place::OnNoData, isStopped, StartAnother},
+      {Place::OnFrame, Delete, isGone},           {Place::OnNoData, Delete, isGone},
+      {Place::OnNoDataInAStream, Delete, isGone}, {Place::OnNoData, isStopped, StartAnother},
       {Place::OnNoData, isStopped, Close},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(&row - rows);
     ScriptedCamera camera(1);
     Scene& scene = KeptScene();
-    Open(scene.host, camera);
-    Hook(row.place, scene.host, [&scene, &row] {
-      EXPECT_TRUE(row.place == Place::OnNoData || Stop(scene.host));
+    if (row.place == Place::OnNoDataInAStream) {
+      scene.host.Open(camera, 1, sarnevo::CodecMJPEG, SteadyTiming());  // which plays and sends nothing
+    } else {
+      Open(scene.host, camera);
+    }
+    const auto act = [&scene, &row] {
+      EXPECT_TRUE(row.place != Place::OnFrame || Stop(scene.host));
       scene.inside.Set();
       scene.goOn.Wait();
       scene.result = row.behind(scene.host);
       scene.done.Set();
-    });
+    };
+    Hook(row.place, scene.host, act, &camera);
     ASSERT_TRUE(Start(scene.host));
     ASSERT_EQ(scene.inside.Wait(kLimit), WaitResult::Signalled);
     const auto begin = Clock::now();
-    EXPECT_EQ(Stop(scene.host), row.place == Place::OnNoData);
-    if (row.place == Place::OnNoData) {
+    EXPECT_EQ(Stop(scene.host), row.place != Place::OnFrame);
+    if (row.place == Place::OnNoDataInAStream) {
+      EXPECT_EQ(camera.log.Count("PAUSE") + camera.log.Count("TEARDOWN"), 2U) << "the session is healthy";
+    }
+    if (row.place != Place::OnFrame) {
       EXPECT_GE(Since(begin), milliseconds(2 * 300));
       EXPECT_LT(Since(begin), milliseconds(10'000));
     } else {
@@ -202,13 +211,21 @@ TEST(Callback, TwoThatEndEachOtherNeverWaitForEachOther) {
 
 // A host's thread waits in StopCapture for a callback, in OnFrame however long it takes, and that calls in.
 TEST(Callback, CallsThatMeetAStopGiveWay) {
+  ScriptedCamera otherCamera(1, "127.0.0.2");
+  Host other;
+  other.Open(otherCamera, 1, sarnevo::CodecMJPEG, SteadyTiming());
+  const auto startOther = [&other](Host&) { return Start(other); };
   const struct {
     const char* name;
     Place place;
     std::function<bool(Host&)> run;
+    bool expected = false;
   } rows[] = {
       {"stop in OnFrame", Place::OnFrame, Stop},
       {"start in OnFrame", Place::OnFrame, Start},
+      // Nobody has to wait for a channel that is new.
+      {"start another camera in OnFrame", Place::OnFrame, startOther, true},
+      {"start another camera's channel anew in OnFrame", Place::OnFrame, startOther},
       {"longer than all time-outs", Place::OnFrame,
        [](Host&) { return std::this_thread::sleep_for(milliseconds(1500)), false; }},
       {"stop in OnNoData", Place::OnNoData, Stop},
@@ -219,7 +236,7 @@ TEST(Callback, CallsThatMeetAStopGiveWay) {
     ScriptedCamera camera(1);
     Scene scene;
     Open(scene.host, camera);
-    scene.result = true;
+    scene.result = !row.expected;
     Hook(row.place, scene.host, [&] {
       scene.inside.Set();
       while (HasStatus(scene.host)) {  // a channel that runs has none only while it is being stopped
@@ -230,7 +247,7 @@ TEST(Callback, CallsThatMeetAStopGiveWay) {
     ASSERT_TRUE(Start(scene.host));
     ASSERT_EQ(scene.inside.Wait(kLimit), WaitResult::Signalled);
     EXPECT_TRUE(Stop(scene.host));
-    EXPECT_FALSE(scene.result);
+    EXPECT_EQ(scene.result, row.expected);
     EXPECT_EQ(scene.host.allocator.Outstanding(), 0U);
   }
 }

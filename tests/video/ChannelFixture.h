@@ -23,7 +23,6 @@ inline sarnevo::ChannelTiming QuickTiming() {
   timing.receiveTimeout = milliseconds(300);
   timing.startingReceiveTimeout = milliseconds(600);
   timing.packetTimeout = milliseconds(200);
-  timing.interruptMoment = milliseconds(100);
   return timing;
 }
 

@@ -12,7 +12,6 @@
 
 #include "platform/Socket.h"
 #include "video/ChannelFixture.h"
-#include "video/InterruptGate.h"
 
 namespace {
 bool threadsFail = false;
@@ -135,26 +134,6 @@ TEST(Channel, WaitsForAPortPairWhenThereIsNone) {
     EXPECT_EQ(camera.log.Count("SETUP"), 0U);
   }
   EXPECT_TRUE(camera.log.WaitFor("SETUP 3556-3557")) << camera.log.Text();
-}
-
-// A stop may come between two things that a worker waits for; the next one must not wait at all.
-TEST(InterruptGate, ReachesWhatIsWatchedNowAndWhatComesBehindIt) {
-  struct Object {
-    void End() noexcept { ++ends; }
-    int ends = 0;
-  } object;
-  sarnevo::InterruptGate gate;
-  gate.Interrupt();
-  gate.Watch<&Object::End>(object);
-  gate.Pause(std::chrono::hours(1));
-  EXPECT_EQ(object.ends, 1);
-  gate.Interrupt();
-  EXPECT_EQ(object.ends, 2);
-  gate.Unwatch();
-  gate.Interrupt();
-  gate.Reset();
-  gate.Watch<&Object::End>(object);
-  EXPECT_EQ(object.ends, 2);
 }
 
 TEST(Channel, StopIsBoundedInEveryState) {

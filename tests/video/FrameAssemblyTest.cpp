@@ -24,7 +24,8 @@ const Bytes kInter{0x00, 0x00, 0x01, 0xB6, 0x77};
 class FrameAssemblyTest : public testing::Test {
  protected:
   FrameAssembly Assembly(u32 codec) {
-    return {FrameRoute{&allocator, &sink, nullptr}, codec, JpegLayout::Group1, activities[codec]};
+    return {FrameRoute{&allocator, &sink, std::make_shared<FrameReturns>()}, codec, JpegLayout::Group1,
+            activities[codec]};
   }
 
   bool IsActive(u32 codec) { return activities[codec].IsActive(platform::Milliseconds(3'600'000)); }
@@ -98,7 +99,7 @@ TEST(Activity, LastsForTheTimeoutAndSurvivesAClockThatIsPutBack) {
   constexpr platform::Milliseconds kTimeout{5000};
   now = 133'000'000'000'000'000;
   EXPECT_FALSE(activity.IsActive(kTimeout));
-  activity.Touch();
+  activity.TouchActivity();
   now += 5000 * 10'000 + 9'999;
   EXPECT_TRUE(activity.IsActive(kTimeout));
   now += 1;
@@ -132,7 +133,8 @@ TEST(FrameAssembly, TakesNothingFromTheHeapOnceItHasGrown) {
   for (const u32 codec : {CodecMJPEG, CodecMPEG4}) {
     FrugalHost host;
     Activity activity;
-    FrameAssembly assembly({&host, &host, nullptr}, codec, JpegLayout::Group1, activity);
+    FrameAssembly assembly({&host, &host, std::make_shared<FrameReturns>()}, codec, JpegLayout::Group1,
+                           activity);
     const Bytes more(30'000, 0x55);
     std::size_t allocations = 0;
     for (int i = 0; i < 100; ++i) {

@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include "kolvex/Version.h"
 #include "simcam/CameraFarm.h"
 #include "support/ProgramRun.h"
 
@@ -13,7 +14,7 @@ class HostRun : public ProgramRun {
  public:
   HostRun() : ProgramRun("./kolvex-host") {
     std::filesystem::copy_file(KOLVEX_HOST, Folder() / "kolvex-host");
-    std::filesystem::create_symlink(KOLVEX_LIBRARY, Folder() / "libkolvexipcapture.so");
+    std::filesystem::create_symlink(KOLVEX_LIBRARY, Folder() / KOLVEX_LIBRARY_NAME);
     setenv("KOLVEX_USER", "admin", 1);
     setenv("KOLVEX_PASSWORD", "kolvex", 1);
   }

@@ -1,0 +1,218 @@
+#include "threads/StoppableThread.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <utility>
+
+#include "platform/Clock.h"
+#include "platform/Event.h"
+#include "platform/HostProcess.h"
+
+namespace sarnevo {
+
+using platform::Milliseconds;
+
+namespace {
+
+// How long a thread must have been in its last call of the host before it is let go there: one that is just entering
+// may not have reached the host's object yet, and would still read it.
+constexpr Milliseconds kSettled{10};
+
+// Where a thread is, for whoever may want to let it go.
+enum class Place {
+  Ours,   // in code of the library
+  Host,   // in code of the host
+  LetGo,  // the same, or on its way out
+  Ended,
+};
+
+// Any time-out fits: a year is as good as for ever here, and can't overflow the clock.
+std::chrono::steady_clock::time_point Deadline(Milliseconds timeout) {
+  return std::chrono::steady_clock::now() + std::min<Milliseconds>(timeout, std::chrono::hours{24 * 365});
+}
+
+}  // namespace
+
+struct StoppableThread::Control {
+  explicit Control(std::function<void()> work) : body(std::move(work)) {}
+
+  std::function<void()> body;  // the thread only, from its start on
+  std::stop_source interrupt;
+  int hostDepth = 0;  // the thread only: how deep in calls of the host, one inside the other
+
+  // The thread moves between Ours and Host without the lock, which keeps a call of the host cheap. It leaves Host by
+  // compare-exchange, so that exactly one of "returned" and "let go" wins. All other moves happen under the lock.
+  std::atomic<Place> place{Place::Ours};
+  // Set by whoever ends the thread by force. Sequentially consistent, and so are the moves into Host and the looks at
+  // both: either the thread sees this before its call, or the one who set it sees the thread in Host.
+  std::atomic<bool> barred{false};
+  std::mutex lock;
+  std::condition_variable over;
+
+  Place Look() const { return place.load(std::memory_order_seq_cst); }
+  bool IsOver() const { return Look() >= Place::LetGo; }
+  bool LeaveHostFor(Place to) {
+    Place from = Place::Host;
+    return place.compare_exchange_strong(from, to, std::memory_order_acq_rel);
+  }
+
+  void Run() {
+    lock.lock();  // whoever starts the thread holds it until the handle stands, so that the body may use that
+    lock.unlock();
+    try {
+      body();
+    } catch (...) {
+      // A thread has nobody to tell; its objects tell by what they no longer do.
+    }
+    body = nullptr;  // what it owns goes before anybody hears of the end
+    const std::lock_guard guard(lock);
+    place.store(Place::Ended, std::memory_order_release);
+    over.notify_all();
+  }
+
+  void LetGo() {
+    platform::KeepLibraryLoaded();  // the thread comes back into its code at some time, perhaps after a dlclose
+    const std::lock_guard guard(lock);
+    LeaveHostFor(Place::LetGo);
+    over.notify_all();
+  }
+
+  bool Wait(Milliseconds patience) {
+    std::unique_lock guard(lock);
+    return over.wait_until(guard, Deadline(patience), [this] { return IsOver(); });
+  }
+
+  void EndByForce() {
+    barred.store(true, std::memory_order_seq_cst);
+    if (Wait(kSettled)) {
+      return;
+    }
+    // It can't get into another call, so that one that is in the host has been in this call all the time.
+    if (Look() == Place::Host) {
+      LetGo();
+    }
+    if (!IsOver()) {
+      interrupt.request_stop();
+      Wait(Milliseconds::max());
+    }
+  }
+};
+
+namespace {
+
+thread_local StoppableThread::Control* current = nullptr;
+
+}  // namespace
+
+StoppableThread::StoppableThread() noexcept = default;
+
+StoppableThread::~StoppableThread() { Release(); }
+
+bool StoppableThread::Start(std::string_view name, std::function<void()> body,
+                            platform::ThreadPriority priority) noexcept {
+  Release();
+  try {
+    const auto control = std::make_shared<Control>(std::move(body));
+    control_ = control;
+    running_.store(control.get(), std::memory_order_relaxed);
+    const std::lock_guard guard(control->lock);
+    const auto run = [control] {
+      current = control.get();
+      control->Run();
+      current = nullptr;
+    };
+    if (thread_.Start(name, run, priority)) {
+      return true;
+    }
+  } catch (const std::exception&) {
+    // No memory: as when there is no thread.
+  }
+  Release();
+  return false;
+}
+
+bool StoppableThread::HasHandle() const noexcept { return control_ != nullptr; }
+
+bool StoppableThread::IsAlive() const noexcept { return control_ && !control_->IsOver(); }
+
+bool StoppableThread::IsCurrent() const noexcept {
+  return current != nullptr && running_.load(std::memory_order_relaxed) == current;
+}
+
+bool StoppableThread::Wait(Milliseconds patience) noexcept {
+  return !IsCurrent() && (!control_ || control_->Wait(patience));
+}
+
+bool StoppableThread::End(Milliseconds patience) noexcept {
+  bool inTime = true;
+  if (IsCurrent()) {
+    own_thread::LetGo();
+  } else if (control_ && !control_->Wait(patience)) {
+    inTime = false;
+    control_->EndByForce();
+  }
+  Release();
+  return inTime;
+}
+
+void StoppableThread::Release() noexcept {
+  if (control_ && control_->Look() == Place::Ended && !IsCurrent()) {
+    thread_.Join();
+  } else {
+    thread_.Detach();
+  }
+  control_.reset();
+  running_.store(nullptr, std::memory_order_relaxed);
+}
+
+namespace own_thread {
+
+bool IsLetGo() noexcept { return current != nullptr && current->Look() == Place::LetGo; }
+
+void LetGo() noexcept {
+  if (current != nullptr && current->hostDepth > 0) {
+    current->LetGo();
+  }
+}
+
+std::stop_token InterruptToken() noexcept {
+  return current != nullptr ? current->interrupt.get_token() : std::stop_token{};
+}
+
+void Pause(Milliseconds duration) noexcept {
+  platform::Event interrupted(false, true);
+  const std::stop_callback wake(InterruptToken(), [&interrupted] { interrupted.Set(); });
+  if (interrupted.Wait(duration) == platform::WaitResult::Failed) {
+    platform::Sleep(duration);  // no memory for the event; without a pause the camera would be flooded
+  }
+}
+
+bool EnterHost(bool evenIfLetGo) noexcept {
+  if (current == nullptr || ++current->hostDepth > 1) {
+    return true;
+  }
+  if (current->Look() == Place::LetGo) {
+    current->hostDepth -= evenIfLetGo ? 0 : 1;
+    return evenIfLetGo;
+  }
+  current->place.store(Place::Host, std::memory_order_seq_cst);
+  if (!current->barred.load(std::memory_order_seq_cst)) {
+    return true;
+  }
+  LeaveHost();
+  return false;
+}
+
+bool LeaveHost() noexcept {
+  if (current == nullptr || --current->hostDepth > 0) {
+    return true;
+  }
+  return current->LeaveHostFor(Place::Ours) && !current->barred.load(std::memory_order_relaxed);
+}
+
+}  // namespace own_thread
+
+}  // namespace sarnevo
