@@ -146,9 +146,9 @@ i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
                         to.c_str());
   }
   // From within the message the host may have moved the camera, renamed once more, or deleted: what is left of the
-  // renamed one is looked up anew.
+  // renamed one is looked up anew. Where nothing is, the host's later word counts; with fixed slots nothing is stored.
   if (std::wstring now; !GetNameOfSlot(slot, now) || now != name) {
-    return PtzAddFailed;
+    return fixedSlots_ != 0 ? PtzAddFailed : PtzDone;
   }
   if (fixedSlots_ != 0 && (comm_ == nullptr || !comm_->StorePreset(slot))) {
     return PtzAddFailed;

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cwchar>
-#include <exception>
 #include <optional>
 #include <string_view>
 #include <utility>
 
+#include "xml/Guarded.h"
 #include "xml/Utf8.h"
 
 using sarnevo::COptexGuard;
@@ -94,12 +94,12 @@ bool CXMLPrepositionReader::Write(u32 ptzChannel, u32 index, const PrepositionRe
   if (!Change(ptzChannel, index, record)) {
     return false;
   }
-  return autoSave_ == 0 || settings_.Save() == 1;
+  return autoSave_ == 0 || Save();
 }
 
 bool CXMLPrepositionReader::DeleteChannel(u32 ptzChannel) {
   const COptexGuard guard(lock_);
-  return Remove(ptzChannel) > 0 && (autoSave_ == 0 || settings_.Save() == 1);
+  return Remove(ptzChannel) > 0 && (autoSave_ == 0 || Save());
 }
 
 CXMLPrepositionReader::Rewritten CXMLPrepositionReader::Rewrite(
@@ -123,32 +123,35 @@ bool CXMLPrepositionReader::SetAutoSave(bool on) {
     return true;
   }
   autoSave_ = on ? 1 : 0;
-  return !on || settings_.Save() == 1;
+  return !on || Save();
+}
+
+// What couldn't be put into text for want of memory is taken back at once, or a later roll back would take it with what
+// it has to take back itself. What only the disk didn't take is in the text already, and stays.
+bool CXMLPrepositionReader::Save() noexcept {
+  const bool saved = settings_.Save() == 1;
+  if (!saved) {
+    settings_.RollBack();
+  }
+  return saved;
 }
 
 // One entry in the document, whole or not at all.
 bool CXMLPrepositionReader::Change(u32 ptzChannel, u32 index, const PrepositionRecord& record) noexcept {
-  try {
+  const bool done = sarnevo::Guarded(false, [&] {
     const std::wstring entry = EntryPath(ptzChannel, index);
     const std::wstring slot = std::to_wstring(record.slot);
-    if (settings_.SetString(record.name.c_str(), L"%ls/%ls", entry.c_str(), kName) > 0 &&
-        settings_.SetString(slot.c_str(), L"%ls/%ls", entry.c_str(), kSlot) > 0) {
-      return true;
-    }
-  } catch (const std::exception&) {
-    // No memory, even for the path.
-  }
-  if (autoSave_ != 0) {
+    return settings_.SetString(record.name.c_str(), L"%ls/%ls", entry.c_str(), kName) > 0 &&
+           settings_.SetString(slot.c_str(), L"%ls/%ls", entry.c_str(), kSlot) > 0;
+  });
+  if (!done && autoSave_ != 0) {
     settings_.RollBack();
   }
-  return false;
+  return done;
 }
 
 // As CXMLSettingsAPI::Delete.
 i32 CXMLPrepositionReader::Remove(u32 ptzChannel) noexcept {
-  try {
-    return settings_.Delete("%s", sarnevo::ToUtf8(ChannelPath(ptzChannel)).c_str());
-  } catch (const std::exception&) {
-    return -1;
-  }
+  return sarnevo::Guarded(
+      -1, [&] { return settings_.Delete("%s", sarnevo::ToUtf8(ChannelPath(ptzChannel)).c_str()); });
 }

@@ -57,6 +57,7 @@ class CXMLPrepositionReader {
 
   bool Change(sarnevo::u32 ptzChannel, sarnevo::u32 index, const sarnevo::PrepositionRecord& record) noexcept;
   sarnevo::i32 Remove(sarnevo::u32 ptzChannel) noexcept;
+  bool Save() noexcept;
 
   const std::string rootName_;
   sarnevo::COptex lock_;  // held through each operation, saving included; taken before the XML layer's

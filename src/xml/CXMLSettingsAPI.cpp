@@ -9,11 +9,13 @@
 #include "platform/FileReplacement.h"
 #include "platform/HostProcess.h"
 #include "xml/CDinaFileBase.h"
+#include "xml/Guarded.h"
 #include "xml/PathText.h"
 #include "xml/Utf8.h"
 
 using sarnevo::COptexGuard;
 using sarnevo::FormatPath;
+using sarnevo::Guarded;
 using sarnevo::i32;
 using sarnevo::u32;
 using sarnevo::platform::File;
@@ -22,16 +24,6 @@ using sarnevo::xml::XmlDocument;
 namespace {
 
 constexpr char kValue[] = "value";  // the one attribute that holds settings
-
-// Want of memory, the only thing that throws in here, becomes the failure value.
-template <typename Result, typename Call>
-Result Guarded(Result failure, Call&& call) noexcept {
-  try {
-    return call();
-  } catch (...) {
-    return failure;
-  }
-}
 
 // Thread prepared for the XML library, unless that is the caller's own affair.
 class XmlThread {

@@ -1,7 +1,6 @@
 #include "xml/XmlDocument.h"
 
 #include <algorithm>
-#include <new>
 #include <span>
 
 #include <libxml/parser.h>
@@ -9,6 +8,7 @@
 #include <libxml/tree.h>
 #include <libxml/xmlsave.h>
 
+#include "xml/Guarded.h"
 #include "xml/Utf8.h"
 #include "xml/XmlPath.h"
 
@@ -27,14 +27,9 @@ struct Deleter {
   }
 };
 
-struct XmlFree {
-  void operator()(xmlChar* text) const noexcept { xmlFree(text); }
-};
-
 using ParserContext = std::unique_ptr<xmlParserCtxt, Deleter<xmlFreeParserCtxt>>;
 using Buffer = std::unique_ptr<xmlBuffer, Deleter<xmlBufferFree>>;
 using Document = std::unique_ptr<xmlDoc, Deleter<xmlFreeDoc>>;
-using Text = std::unique_ptr<xmlChar, XmlFree>;
 
 void DropError(void*, xmlErrorPtr) {}
 
@@ -81,36 +76,24 @@ xmlDoc* ToDocument(Content* content) noexcept {
   return reinterpret_cast<xmlDoc*>(content);
 }
 
-// An exception (only want of memory causes one) becomes the failure value.
-template <typename Result, typename Call>
-Result Guarded(Result failure, Call&& call) noexcept {
-  try {
-    return call();
-  } catch (...) {
-    return failure;
+// Nothing when there is no such attribute. One of another namespace has a name of another kind. Put together here: the
+// library's functions give an empty or a shorter text for a lack of memory. Without a document type there are no
+// entities, so that an attribute holds nothing but text.
+std::optional<std::string> AttributeOf(const xmlNode* node, std::string_view name) {
+  for (const xmlAttr* attribute = node->properties; attribute != nullptr; attribute = attribute->next) {
+    if (attribute->ns == nullptr && FromXml(attribute->name) == name) {
+      std::string value;
+      for (const xmlNode* part = attribute->children; part != nullptr; part = part->next) {
+        value += FromXml(part->content);
+      }
+      return value;
+    }
   }
-}
-
-// Null when there is no such attribute. One of another namespace has a name of another kind.
-Text AttributeOf(const xmlNode* node, std::string_view name) {
-  const xmlAttr* attribute = node->properties;
-  while (attribute != nullptr && (attribute->ns != nullptr || FromXml(attribute->name) != name)) {
-    attribute = attribute->next;
-  }
-  if (attribute == nullptr) {
-    return nullptr;
-  }
-  Text value(attribute->children != nullptr ? xmlNodeListGetString(node->doc, attribute->children, 1)
-                                            : xmlStrdup(ToXml("")));
-  if (!value) {
-    throw std::bad_alloc();
-  }
-  return value;
+  return std::nullopt;
 }
 
 bool HasAttributeValue(const xmlNode* node, const XmlStep::Condition& condition) {
-  const Text value = AttributeOf(node, condition.attribute);
-  return value != nullptr && FromXml(value.get()) == condition.value;
+  return AttributeOf(node, condition.attribute) == condition.value;
 }
 
 bool Matches(xmlNode* node, const XmlStep& step) {
@@ -317,9 +300,7 @@ bool XmlDocument::Remove(XmlElement* element) noexcept {
 }
 
 std::optional<std::string> XmlDocument::GetAttribute(const XmlElement* element, std::string_view name) const {
-  const LastErrorKeeper keeper;
-  const Text value = AttributeOf(ToNode(element), name);
-  return value ? std::optional<std::string>(FromXml(value.get())) : std::nullopt;
+  return AttributeOf(ToNode(element), name);
 }
 
 bool XmlDocument::SetAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept {
@@ -331,7 +312,7 @@ bool XmlDocument::SetAttribute(XmlElement* element, std::string_view name, std::
     const LastErrorKeeper keeper;
     return xmlSetNsProp(ToNode(element), nullptr, ToXml(std::string(name).c_str()),
                         ToXml(std::string(value).c_str())) != nullptr &&
-           FromXml(AttributeOf(ToNode(element), name).get()) == value;
+           AttributeOf(ToNode(element), name) == value;
   });
 }
 

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -105,7 +108,8 @@ TEST(PresetFile, AgreesWithTheListAfterWhatTheHostDoesInsideAMessage) {
       list.SelectPreposition(L"empty p1 ", 0);
       list.AddPreposition(L"b");
       list.onMessage = [&] { call(list); };
-      list.AddPreposition(L"new");
+      const i32 result = list.AddPreposition(L"new");
+      EXPECT_TRUE(result == 1 || fixedSlots) << result;
       EXPECT_EQ(List(OpenReader(folder.Path()), 0, fixedSlots).Names(), list.Names());
     }
   }
@@ -134,6 +138,23 @@ TEST(PresetFile, ARewriteThatFailsTakesBackItsOwnChannelAlone) {
   const PrepositionRecord records[] = {{L"Yard", 0}, {L"\x1", 1}};  // of which the file can't carry one
   EXPECT_EQ(reader->Rewrite(0, records), CXMLPrepositionReader::Rewritten::NotMade);
   EXPECT_EQ(List(folder.Path()).Names() + List(OpenReader(folder.Path()), 1).Names(), "Door,Gate,");
+}
+
+// A camera's names are worth keeping, but not without end.
+TEST(PresetFile, OfFilesPutAsideTheOldestGoes) {
+  const TempFolder folder;
+  for (int torn = 0; torn < 103; ++torn) {
+    folder.Write("p.preset", "<torn" + std::to_string(torn));
+    const timespec when{1'700'000'000 + torn, 0};
+    const timespec times[] = {when, when};
+    ASSERT_EQ(::utimensat(AT_FDCWD, (folder / "p.preset").c_str(), times, 0), 0);
+    OpenReader(folder.Path());
+    const int number = torn % 100;
+    ASSERT_EQ(folder.Read("p.preset.bad" + (number == 0 ? "" : "." + std::to_string(number))),
+              "<torn" + std::to_string(torn));
+    ASSERT_EQ(List(folder.Path()).AddPreposition(L"a"), 1);
+  }
+  EXPECT_EQ(folder.List().size(), 101U);
 }
 
 }  // namespace

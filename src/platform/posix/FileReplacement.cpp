@@ -10,6 +10,7 @@
 #include <optional>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 #include "platform/posix/Descriptor.h"
@@ -22,7 +23,7 @@ constexpr std::string_view kTemporaryPrefix = ".kolvex-";
 constexpr std::string_view kTemporarySuffix = ".tmp";
 constexpr std::time_t kLeftoverAge = 3600;  // seconds
 constexpr int kMaxLinks = 40;               // as many as the kernel itself follows
-constexpr int kMaxKept = 100;               // names tried for old content, ".bad" included
+constexpr int kMaxKept = 100;               // names for old content, ".bad" included
 constexpr int kMaxTemporaryNames = 1000;
 
 struct Place {
@@ -132,28 +133,35 @@ class Temporary {
   bool exists_ = false;
 };
 
+std::string KeptName(const std::string& name, int number) {
+  return name + ".bad" + (number > 0 ? '.' + std::to_string(number) : "");
+}
+
 // Gives the file a second name, so that there is no moment without the file itself. Where the file system
 // has no second names the file is moved; a crash then leaves only the kept one, which is whole as well.
 bool KeepAside(int folder, const std::string& name) {
-  for (int i = 0; i < kMaxKept; ++i) {
-    std::string kept = name + ".bad";
-    if (i > 0) {
-      kept += '.';
-      kept += std::to_string(i);
-    }
+  std::string oldest;
+  struct timespec oldestTime = {};
+  for (int number = 0; number < kMaxKept; ++number) {
+    const std::string kept = KeptName(name, number);
     if (::linkat(folder, name.c_str(), folder, kept.c_str(), 0) == 0) {
       return true;
     }
-    if (errno == EEXIST) {
-      continue;
-    }
+    const int error = errno;
     struct stat taken = {};
-    if (::fstatat(folder, kept.c_str(), &taken, AT_SYMLINK_NOFOLLOW) == 0) {
-      continue;
+    if (::fstatat(folder, kept.c_str(), &taken, AT_SYMLINK_NOFOLLOW) != 0) {
+      return error != EEXIST && errno == ENOENT && ::renameat(folder, name.c_str(), folder, kept.c_str()) == 0;
     }
-    return errno == ENOENT && ::renameat(folder, name.c_str(), folder, kept.c_str()) == 0;
+    const auto& time = taken.st_mtim;
+    if (S_ISREG(taken.st_mode) && (oldest.empty() || std::tie(time.tv_sec, time.tv_nsec) <
+                                                         std::tie(oldestTime.tv_sec, oldestTime.tv_nsec))) {
+      oldest = kept;
+      oldestTime = time;
+    }
   }
-  return false;
+  return !oldest.empty() && ::unlinkat(folder, oldest.c_str(), 0) == 0 &&
+         (::linkat(folder, name.c_str(), folder, oldest.c_str(), 0) == 0 ||
+          ::renameat(folder, name.c_str(), folder, oldest.c_str()) == 0);
 }
 
 bool Flush(int folder) {
