@@ -70,6 +70,7 @@ void CaptureRun::Run() {
     sink.End();
   }
   LookAtEnd();
+  const std::optional<Failure> missing = MissingPictures(Reports());
   StopAll();
 
   std::exception_ptr failure;
@@ -86,18 +87,18 @@ void CaptureRun::Run() {
   if (options_.out) {
     WriteResults(reports);
   }
-  FailWithoutPictures(reports);
+  if (missing) {
+    throw Failure(*missing);
+  }
 }
 
-void CaptureRun::FailWithoutPictures(const std::vector<StreamReport>& reports) const {
+std::optional<Failure> CaptureRun::MissingPictures(const std::vector<StreamReport>& reports) const {
   std::string sentence;
   std::optional<ExitCode> code;
-  std::size_t failed = 0;
   for (const StreamReport& report : reports) {
     if (report.HasPictures()) {
       continue;
     }
-    ++failed;
     // Where no frame came at all that is the result, whatever the reason; but a script must see a wrong password.
     const bool asReason =
         report.reason && (report.counts.frames != 0 || report.reason->exit == ExitCode::Login);
@@ -109,9 +110,7 @@ void CaptureRun::FailWithoutPictures(const std::vector<StreamReport>& reports) c
                      ? fmt::format("No picture came from {}. {}", report.camera.name, report.reason->Sentence())
                      : fmt::format("No frame came from {}.", report.camera.name));
   }
-  if (code) {
-    throw Failure(*code, sentence);
-  }
+  return code ? std::optional(ToldNow(*code, sentence)) : std::nullopt;
 }
 
 void CaptureRun::Prepare() {

@@ -63,8 +63,8 @@ class CaptureRun {
   std::vector<StreamReport> Reports() const;
   void Tell(const std::vector<StreamReport>& reports, const char* reason) const;
   void WriteResults(const std::vector<StreamReport>& reports) const;
-  /// Throws when a stream brought no good picture.
-  void FailWithoutPictures(const std::vector<StreamReport>& reports) const;
+  /// The failure when a stream brought no good picture, said at once.
+  std::optional<Failure> MissingPictures(const std::vector<StreamReport>& reports) const;
 
   const Common& common_;
   const CaptureOptions& options_;

@@ -94,7 +94,8 @@ std::vector<sarnevo::u8> TakePicture(const Common& common, const CameraConfig& c
           std::ref(wait))) {
     throw Failure(ExitCode::NoFrames, "It was ended before a picture came.");
   }
-  throw Failure(reason->exit, reason->Sentence());
+  wait.Clear();
+  throw ToldNow(reason->exit, reason->Sentence());
 }
 
 void Run(const Common& common, const Arguments& arguments) {

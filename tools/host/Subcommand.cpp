@@ -19,9 +19,12 @@ using std::chrono::milliseconds;
 PatientWait::PatientWait(StopSignal& stop, std::string text)
     : stop_(stop), text_(std::move(text)), start_(std::chrono::steady_clock::now()) {}
 
-PatientWait::~PatientWait() {
+PatientWait::~PatientWait() { Clear(); }
+
+void PatientWait::Clear() {
   if (drawn_) {
     std::fputs("\r\x1b[K", stderr);  // ECMA-48: erase the line
+    drawn_ = false;
   }
 }
 
@@ -128,6 +131,13 @@ CameraConfig CameraChoice::Read(const Common& common) const {
                                        : "There are two cameras: give --camera or --camera-file, not both.");
   }
   return file.empty() ? common.FindCamera(camera) : ReadCameraFile(file);
+}
+
+Failure ToldNow(ExitCode code, const std::string& sentence) {
+  Failure failure(code, sentence);
+  fmt::print(stderr, "kolvex-host: {}\n", sentence);
+  failure.SetTold();
+  return failure;
 }
 
 void WithReason(const Common& common, const CameraConfig& camera, const std::function<void()>& step) {

@@ -12,6 +12,7 @@
 #include "Capabilities.h"
 #include "Credentials.h"
 #include "DriverSession.h"
+#include "Failure.h"
 #include "Library.h"
 #include "Place.h"
 #include "ProgramEnd.h"
@@ -27,6 +28,8 @@ class PatientWait {
   PatientWait(const PatientWait&) = delete;
   PatientWait& operator=(const PatientWait&) = delete;
 
+  /// Takes what it shows off the terminal.
+  void Clear();
   /// True when the person wants an end.
   bool operator()(std::chrono::milliseconds time);
 
@@ -76,6 +79,10 @@ struct CameraChoice {
   /// Throws Failure.
   CameraConfig Read(const Common& common) const;
 };
+
+/// Says a failure at once, before what it ends is ended: a driver may need some seconds to let go of a camera that
+/// doesn't answer. Throw what it gives.
+Failure ToldNow(ExitCode code, const std::string& sentence);
 
 /// Runs a step that asks something of a camera. A failure of it by ExitCode::Camera is looked into: what is found is
 /// said after it, and its exit code is taken.

@@ -44,7 +44,7 @@ Exit codes:
 
 Each subcommand has a --help with examples.)";
 
-int Fail(bool json, ExitCode code, const std::string& sentence) {
+int Fail(bool json, ExitCode code, const std::string& sentence, bool told = false) {
   if (json) {
     try {
       PrintJson({{"event", "error"}, {"exit", static_cast<int>(code)}, {"message", sentence}});
@@ -52,7 +52,9 @@ int Fail(bool json, ExitCode code, const std::string& sentence) {
       // Standard output has gone; standard error still tells.
     }
   }
-  fmt::print(stderr, "kolvex-host: {}\n", sentence);
+  if (!told) {
+    fmt::print(stderr, "kolvex-host: {}\n", sentence);
+  }
   return static_cast<int>(code);
 }
 
@@ -146,7 +148,7 @@ int RunProgram(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return Fail(json, ExitCode::Usage, SentenceOf(error, app));
   } catch (const Failure& failure) {
-    return Fail(json, failure.Code(), failure.what());
+    return Fail(json, failure.Code(), failure.what(), failure.IsTold());
   } catch (const std::exception& error) {
     return Fail(json, ExitCode::Internal, error.what());
   }

@@ -172,7 +172,8 @@ TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(run.Folder())) {
       EXPECT_NE(entry.path().extension(), ".jpg") << "nothing is a good picture here";
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(12));
+    // Said by then, but the driver may take longer to let go of the camera.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(25));
   }
 }
 
