@@ -23,8 +23,9 @@ namespace Web {
 /// called meanwhile.
 class HttpConnection {
  public:
+  /// Throws std::bad_alloc.
   /// @param timeout  of each step; 0: no limit
-  explicit HttpConnection(sarnevo::platform::Milliseconds timeout) noexcept : timeout_(timeout) {}
+  explicit HttpConnection(sarnevo::platform::Milliseconds timeout) : timeout_(timeout) {}
 
   /// Lets requests through, until Cancel. At first none is.
   void Open() noexcept { cancelled_.Reset(); }

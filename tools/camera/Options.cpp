@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "Texts.h"
 #include "kolvex/Version.h"
 #include "simcam/base/Text.h"
 #include "simcam/device/Control.h"
@@ -46,8 +47,8 @@ constexpr const char* kCredentials =
 std::string Footer() {
   std::string text = std::string(kProperties) + "Models:";
   for (const simcam::Model& model : simcam::Models()) {
-    text += simcam::Format(" %s(%d)", std::string(model.name.substr(model.name.find(' ') + 1)).c_str(),
-                           static_cast<int>(model.group));
+    text +=
+        simcam::Format(" %s(%d)", std::string(simcam::ShortName(model)).c_str(), static_cast<int>(model.group));
   }
   return text + "\n\n" + kCredentials +
          "\nControl commands, \"lose=0.01&http=stall\", for --fault, for GET /sim.cgi?COMMANDS on a camera's "
@@ -70,7 +71,8 @@ int Fail(const std::string& sentence) {
 
 struct Raw {
   std::vector<std::string> cameras;
-  unsigned count = 0;
+  unsigned count = 0;  // 0: no fleet
+  std::string countText, seconds, encoders;
   std::string first = "127.1.0.1", fleet, user, passwordFile, control;
 };
 
@@ -83,6 +85,40 @@ bool ReadCredentials(const Raw& raw, simcam::CameraSettings& settings) {
     return static_cast<bool>(std::getline(file, settings.password));
   }
   return true;
+}
+
+/// The numbers of the command line; a sentence about the first that is wrong.
+std::string ReadNumbers(Raw& raw, Options& options) {
+  constexpr std::uint64_t kMostCameras = 10'000;
+  if (!raw.countText.empty()) {
+    const auto count = simcam::ParseNumber(raw.countText, 1, kMostCameras);
+    if (!count) {
+      return simcam::Format("\"%s\" is no number of cameras: --count takes 1 to 10000", raw.countText.c_str());
+    }
+    raw.count = static_cast<unsigned>(*count);
+  }
+  if (!raw.seconds.empty()) {
+    const auto time =
+        kolvex_tools::ParseDuration(raw.seconds, std::chrono::milliseconds(100), std::chrono::hours(24 * 365));
+    if (!time) {
+      return simcam::Format("\"%s\" is no time: --seconds takes 100ms to 8760h, like 90, 500ms or 10m",
+                            raw.seconds.c_str());
+    }
+    options.duration = *time;
+  }
+  if (!raw.encoders.empty()) {
+    const auto threads = simcam::ParseNumber(raw.encoders, 1, 64);
+    if (!threads) {
+      return simcam::Format("\"%s\" is no number of threads: --encoders takes 1 to 64", raw.encoders.c_str());
+    }
+    options.encoderThreads = static_cast<unsigned>(*threads);
+  }
+  return {};
+}
+
+bool IsAddress(const std::string& text) {
+  in_addr parsed{};
+  return inet_pton(AF_INET, text.c_str(), &parsed) == 1;
 }
 
 std::string AddressPlus(const std::string& first, unsigned index) {
@@ -132,7 +168,7 @@ std::optional<Options> ReadOptions(int count, char** arguments, int& exitCode) {
   CLI::App app(kAbout, "kolvex-camera");
   app.footer(Footer());
   app.add_option("--camera", raw.cameras, "start this camera; may stand several times")->type_name("CAMERA");
-  app.add_option("--count", raw.count, "start a fleet of so many equal cameras")->type_name("N");
+  app.add_option("--count", raw.countText, "start a fleet of so many equal cameras")->type_name("N");
   app.add_option("--first", raw.first, "address of the fleet's first camera (127.1.0.1)")->type_name("ADDRESS");
   app.add_option("--fleet", raw.fleet, "properties of the fleet's cameras")->type_name("CAMERA");
   app.add_option("--user", raw.user, "user name of all cameras that don't name their own")->type_name("NAME");
@@ -141,14 +177,23 @@ std::optional<Options> ReadOptions(int count, char** arguments, int& exitCode) {
   app.add_option("--fault", options.faults, "control commands for every camera at the start")
       ->type_name("COMMANDS");
   app.add_option("--control", raw.control, "serve control commands here")->type_name("ADDRESS:PORT");
-  app.add_option("--seconds", options.seconds, "end after that time")->type_name("N");
-  app.add_option("--encoders", options.encoderThreads, "threads that draw and encode")->type_name("N");
+  app.add_option("--seconds", raw.seconds, "end after that time, like 90, 500ms or 10m")->type_name("TIME");
+  app.add_option("--encoders", raw.encoders, "threads that draw and encode, 1 to 64")->type_name("N");
   app.add_flag("--quiet", options.quiet, "no status line");
   app.set_version_flag("--version", "kolvex-camera " KOLVEX_VERSION_STRING, "print the version and end");
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {
-    exitCode = app.exit(error) == 0 ? 0 : 2;
+    if (error.get_exit_code() == 0) {
+      app.exit(error);  // --help
+      exitCode = 0;
+    } else {
+      exitCode = Fail(std::string(error.what()) + "; --help lists all options");
+    }
+    return std::nullopt;
+  }
+  if (const std::string wrong = ReadNumbers(raw, options); !wrong.empty()) {
+    exitCode = Fail(wrong);
     return std::nullopt;
   }
 
@@ -167,8 +212,8 @@ std::optional<Options> ReadOptions(int count, char** arguments, int& exitCode) {
     const auto port = simcam::ParseNumber(
         colon == std::string::npos ? std::string_view{} : std::string_view(raw.control).substr(colon + 1), 1,
         65535);
-    if (!port) {
-      exitCode = Fail("--control takes ADDRESS:PORT, not " + raw.control);
+    if (!port || !IsAddress(raw.control.substr(0, colon))) {
+      exitCode = Fail("--control takes ADDRESS:PORT, like 127.0.0.1:8099, not \"" + raw.control + "\"");
       return std::nullopt;
     }
     options.controlAddress = raw.control.substr(0, colon);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -13,7 +14,7 @@ struct Options {
   std::string faults;          ///< control commands for every camera at the start
   std::string controlAddress;  ///< empty: no control port
   std::uint16_t controlPort = 0;
-  unsigned seconds = 0;  ///< end by itself after that time; 0: never
+  std::chrono::milliseconds duration{0};  ///< end by itself after that time; 0: never
   unsigned encoderThreads = 0;
   bool quiet = false;
 };

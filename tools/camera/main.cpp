@@ -1,6 +1,8 @@
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <ctime>
@@ -39,13 +41,29 @@ Totals Count(simcam::CameraFarm& farm) {
   return totals;
 }
 
+constexpr const char* kErase = "\r\x1b[K";  // ECMA-48: the line, whatever its length was
+
 void PrintStatus(simcam::CameraFarm& farm, const Totals& now, const Totals& before, double seconds) {
-  std::cerr << simcam::Format(
-      "\r%zu cameras, %u streams, %zu encoders, %.0f frames/s, %.0f kB/s, %llu requests, %llu dropped  ",
+  winsize size{};
+  const std::size_t columns =
+      ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col - 1U : 79U;
+  const std::string line = simcam::Format(
+      "%zu cameras, %u streams, %zu encoders, %.0f frames/s, %.0f kB/s, %llu requests, %llu dropped",
       farm.cameras().size(), now.playing, farm.encoders(),
       static_cast<double>(now.frames - before.frames) / seconds,
       static_cast<double>(now.bytes - before.bytes) / seconds / 1000,
       static_cast<unsigned long long>(now.requests), static_cast<unsigned long long>(now.dropped));
+  std::cerr << kErase << line.substr(0, columns);  // a line that wraps couldn't be erased
+}
+
+/// What is wrong with the cameras and the commands for them; empty when nothing is.
+std::string Check(simcam::CameraFarm& farm, const Options& options) {
+  for (const simcam::CameraSettings& settings : options.cameras) {
+    if (const std::string error = farm.Check(settings, options.faults); !error.empty()) {
+      return error;
+    }
+  }
+  return {};
 }
 
 /// Switches all cameras on; a sentence when one can't be.
@@ -78,12 +96,17 @@ void Serve(simcam::CameraFarm& farm, const Options& options, const sigset_t& end
   auto shown = start;
   Totals before;
   for (;;) {
-    const timespec second{1, 0};
-    if (sigtimedwait(&ends, nullptr, &second) > 0) {
+    auto left = std::chrono::nanoseconds(std::chrono::seconds(1));
+    if (options.duration.count() > 0) {
+      left = std::clamp<std::chrono::nanoseconds>(start + options.duration - std::chrono::steady_clock::now(),
+                                                  std::chrono::nanoseconds(0), left);
+    }
+    const timespec wait{left.count() / 1'000'000'000, left.count() % 1'000'000'000};
+    if (sigtimedwait(&ends, nullptr, &wait) > 0) {
       break;
     }
     const auto now = std::chrono::steady_clock::now();
-    if (options.seconds > 0 && now - start >= std::chrono::seconds(options.seconds)) {
+    if (options.duration.count() > 0 && now - start >= options.duration) {
       break;
     }
     if (showStatus) {
@@ -94,7 +117,7 @@ void Serve(simcam::CameraFarm& farm, const Options& options, const sigset_t& end
     }
   }
   if (showStatus) {
-    std::cerr << "\n";
+    std::cerr << kErase;
   }
 }
 
@@ -115,6 +138,10 @@ int main(int count, char** arguments) {
   RaiseDescriptorLimit();
 
   simcam::CameraFarm farm(options->encoderThreads);
+  if (const std::string error = Check(farm, *options); !error.empty()) {
+    std::cerr << "kolvex-camera: " << error << "\n";
+    return 2;
+  }
   if (const std::string error = Start(farm, *options); !error.empty()) {
     std::cerr << "kolvex-camera: " << error << "\n";
     return 1;

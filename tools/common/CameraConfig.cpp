@@ -8,7 +8,7 @@
 
 #include "Failure.h"
 #include "Place.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 

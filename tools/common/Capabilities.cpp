@@ -7,7 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "CameraFile.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 

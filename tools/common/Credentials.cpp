@@ -9,7 +9,7 @@
 
 #include "CameraFile.h"
 #include "Failure.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 

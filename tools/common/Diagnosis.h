@@ -36,6 +36,11 @@ struct Reason {
 
   /// For programs, such as "wrong-login".
   const char* Name() const;
+  /// Waiting doesn't cure it: another password, address, group or codec is needed.
+  bool IsLasting() const {
+    return cause == Cause::WrongLogin || cause == Cause::OtherLogin || cause == Cause::NotOfFamily ||
+           cause == Cause::WrongGroup || cause == Cause::OtherCodec;
+  }
   /// One sentence for people.
   std::string Sentence() const { return what + ": " + advice + "."; }
 };

@@ -24,8 +24,13 @@ class Failure : public std::runtime_error {
   Failure(ExitCode code, const std::string& sentence) : std::runtime_error(sentence), code_(code) {}
   ExitCode Code() const noexcept { return code_; }
 
+  /// The person has read the sentence already: what is still to be ended may take a while.
+  bool IsTold() const noexcept { return told_; }
+  void SetTold() noexcept { told_ = true; }
+
  private:
   ExitCode code_;
+  bool told_ = false;
 };
 
 }  // namespace kolvex_host

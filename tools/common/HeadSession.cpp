@@ -63,7 +63,8 @@ HeadSession::HeadSession(const Library& library, CameraConfig camera, Login logi
   if (!camera_.settings.contains(SettingMAC)) {
     throw Failure(ExitCode::Usage, "The camera " + camera_.name +
                                        " needs its hardware address for PTZ, setting 9, since the names of its "
-                                       "positions are kept under it: use a file of query --save.");
+                                       "positions are kept under it: leave group= out, so that the camera is "
+                                       "asked, or use a file of query --save.");
   }
   Open();
 }

@@ -1,6 +1,7 @@
 #include "Output.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -24,6 +25,17 @@ constexpr mode_t kEverybodyReads = 0666;  // less what the umask takes away
       path == "-"
           ? "Standard output can't be written: " + std::generic_category().message(error) + "."
           : "The file " + path.string() + " can't be written: " + std::generic_category().message(error) + ".");
+}
+
+/// Takes the last @p count bytes off the end of a file, so that it ends where a whole write ended. A pipe, and a place
+/// within a file, stay as they are.
+void TakeBack(int descriptor, off_t count) {
+  struct stat facts {};
+  const off_t at = lseek(descriptor, 0, SEEK_CUR);
+  if (at >= count && fstat(descriptor, &facts) == 0 && facts.st_size == at) {
+    static_cast<void>(ftruncate(descriptor, at - count) == 0);
+    lseek(descriptor, at - count, SEEK_SET);
+  }
 }
 
 std::span<const sarnevo::u8> Bytes(std::string_view text) {
@@ -71,10 +83,7 @@ void OutputFile::Write(std::span<const sarnevo::u8> bytes) {
     }
     if (count < 0) {
       const int error = errno;
-      if (const off_t at = lseek(descriptor_, 0, SEEK_CUR); at >= 0) {
-        // Only what this call has added goes; a pipe has no place to go back to.
-        static_cast<void>(ftruncate(descriptor_, at - static_cast<off_t>(done)) == 0);
-      }
+      TakeBack(descriptor_, static_cast<off_t>(done));
       Fail(path_, error);
     }
     done += static_cast<std::size_t>(count);

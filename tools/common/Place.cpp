@@ -12,7 +12,7 @@
 #include <fmt/format.h>
 
 #include "Failure.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 

@@ -131,7 +131,8 @@ Failure Explain(Outcome outcome, const QueryOptions& options, std::stop_token st
                       options.place.Text())};
 }
 
-/// Runs @p step on a thread of its own and keeps the person's wish to end in sight. False when that came.
+}  // namespace
+
 bool Beside(const std::function<void(std::stop_token)>& step, const Waits& wait) {
   std::atomic<bool> done{false};
   std::jthread thread([&](std::stop_token stop) {
@@ -145,8 +146,6 @@ bool Beside(const std::function<void(std::stop_token)>& step, const Waits& wait)
   }
   return true;
 }
-
-}  // namespace
 
 Capabilities RunQuery(std::shared_ptr<Library> library, const QueryOptions& options, const Waits& wait) {
   const auto query = std::make_shared<Query>(std::move(library), options);

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <stop_token>
 #include <string>
 
 #include "Capabilities.h"
@@ -22,6 +23,10 @@ struct QueryOptions {
 
 /// Waits for up to the given time; true ends what is waited for. Called about 50 times a second.
 using Waits = std::function<bool(std::chrono::milliseconds)>;
+
+/// Runs @p step on a thread of its own while @p wait is called. False when that ended it; the step is then asked to
+/// stop and has ended.
+bool Beside(const std::function<void(std::stop_token)>& step, const Waits& wait);
 
 /// Asks the library what stands at an address: Init, Start, the observer, Uninit. The library has one query at a
 /// time; so call it on one thread at a time. Looks first whether anybody is there, and afterwards why there is no

@@ -11,7 +11,7 @@
 #include "ContactSheet.h"
 #include "Failure.h"
 #include "Output.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 
@@ -22,6 +22,13 @@ namespace {
 constexpr std::chrono::milliseconds kTick{200};
 constexpr Seconds kJsonProgressPause{1};
 constexpr Seconds kDropsPause{1};
+/// A stream usually begins 3.3 seconds after its start; with many of them the cameras are asked one after another.
+constexpr Seconds kUsualStart{4.5};
+constexpr Seconds kStartOfOneMore{0.1};
+/// Frames for so long without a good one are none.
+constexpr Seconds kTrial{1.5};
+/// A stream that ran and has been silent for so long is looked into.
+constexpr Seconds kSilence{10};
 /// Streams that are stopped at the same time: each waits for its camera, hundreds in turn would take minutes.
 constexpr std::size_t kStopThreads = 32;
 
@@ -30,23 +37,23 @@ json ProgressJson(Seconds elapsed, const std::vector<StreamReport>& reports) {
   for (const StreamReport& report : reports) {
     streams.push_back({{"camera", report.camera.name},
                        {"frames", report.counts.frames},
-                       {"fps", report.counts.FramesPerSecond()},
-                       {"kBps", report.counts.KilobytesPerSecond()}});
+                       {"fps", report.counts.recentFrames},
+                       {"kBps", report.counts.recentKilobytes}});
   }
   return {{"event", "progress"}, {"seconds", elapsed.count()}, {"streams", std::move(streams)}};
 }
 
 SheetEntry MakeSheetEntry(const StreamReport& report, Picture picture) {
   const CameraConfig& camera = report.camera;
-  const std::string size = std::to_string(report.counts.width) + "x" + std::to_string(report.counts.height);
-  std::string port = camera.port == 80 ? "" : ":" + std::to_string(camera.port);
-  const auto tenths = static_cast<int>(report.counts.FramesPerSecond() * 10 + 0.5);
-  return {camera.name,
-          {camera.address + port + "   group " + camera.Group() + "   " + camera.CodecName() +
-           (report.counts.frames == 0 ? std::string()
-                                      : "   " + size + "   " + std::to_string(tenths / 10) + "." +
-                                            std::to_string(tenths % 10) + " fps")},
-          std::move(picture)};
+  const std::string port = camera.port == 80 ? "" : fmt::format(":{}", camera.port);
+  const std::string stream = report.counts.frames == 0
+                                 ? std::string()
+                                 : fmt::format("   {}x{}   {:.1f} fps", report.counts.width,
+                                               report.counts.height, report.counts.FramesPerSecond());
+  return {
+      camera.name,
+      {fmt::format("{}{}   group {}   {}{}", camera.address, port, camera.Group(), camera.CodecName(), stream)},
+      std::move(picture)};
 }
 
 }  // namespace
@@ -59,6 +66,11 @@ void CaptureRun::Run() {
   OpenAndStart();
   const char* const reason = WaitForEnd();
   drops_.Look();
+  for (StreamSink& sink : sinks_) {
+    sink.End();
+  }
+  LookAtEnd();
+  const std::optional<Failure> missing = MissingPictures(Reports());
   StopAll();
 
   std::exception_ptr failure;
@@ -75,15 +87,30 @@ void CaptureRun::Run() {
   if (options_.out) {
     WriteResults(reports);
   }
-  std::string silent;
+  if (missing) {
+    throw Failure(*missing);
+  }
+}
+
+std::optional<Failure> CaptureRun::MissingPictures(const std::vector<StreamReport>& reports) const {
+  std::string sentence;
+  std::optional<ExitCode> code;
   for (const StreamReport& report : reports) {
-    if (report.counts.frames == 0) {
-      silent += (silent.empty() ? "" : ", ") + report.camera.name;
+    if (report.HasPictures()) {
+      continue;
     }
+    // Where no frame came at all that is the result, whatever the reason; but a script must see a wrong password.
+    const bool asReason =
+        report.reason && (report.counts.frames != 0 || report.reason->exit == ExitCode::Login);
+    const ExitCode own = asReason ? report.reason->exit : ExitCode::NoFrames;
+    // Many cameras with one trouble have its code; else it is only sure that frames are missing.
+    code = !code || *code == own ? own : ExitCode::NoFrames;
+    sentence += (sentence.empty() ? "" : " ") +
+                (report.reason
+                     ? fmt::format("No picture came from {}. {}", report.camera.name, report.reason->Sentence())
+                     : fmt::format("No frame came from {}.", report.camera.name));
   }
-  if (!silent.empty()) {
-    throw Failure(ExitCode::NoFrames, "No frame came from " + silent + ".");
-  }
+  return code ? std::optional(ToldNow(*code, sentence)) : std::nullopt;
 }
 
 void CaptureRun::Prepare() {
@@ -104,15 +131,20 @@ void CaptureRun::Prepare() {
     streams.push_back(std::move(stream));
     pools_.emplace_back(options_.framesPerStream);
   }
+  if (options_.toOutput) {
+    streams.front().toOutput = true;
+  }
   writer_.emplace(streams, start_);
+  told_.resize(options_.cameras.size());
 }
 
 void CaptureRun::OpenAndStart() {
   const DriverSession::Log log = common_.MakeLog();
   for (std::size_t i = 0; i < options_.cameras.size(); ++i) {
     const CameraConfig& camera = options_.cameras[i];
-    sinks_.emplace_back(*writer_, i, camera.frameInterval, options_.frames);
-    sessions_.emplace_back(*library_, camera, common_.LoginFor(camera), sinks_[i], pools_[i], log);
+    logins_.push_back(common_.LoginFor(camera));
+    sinks_.emplace_back(*writer_, i, camera.frameInterval, options_.frames, options_.duration);
+    sessions_.emplace_back(*library_, camera, logins_[i], sinks_[i], pools_[i], log);
   }
   // All are open before the first one starts: what is refused is refused before any camera is troubled.
   for (CameraSession& session : sessions_) {
@@ -127,6 +159,7 @@ const char* CaptureRun::WaitForEnd() {
   for (;;) {
     const Seconds elapsed = std::chrono::steady_clock::now() - start_;
     const auto reports = Reports();
+    LookIntoSilence(elapsed, reports);
     progress.Show(elapsed, reports);
     AddTiles(elapsed);
     if (common_.json && elapsed >= nextJson) {
@@ -140,20 +173,96 @@ const char* CaptureRun::WaitForEnd() {
     if (writer_->HasFailed()) {
       return "output";
     }
-    if (AllComplete()) {
-      return "frames";
+    if (IsOver(reports)) {
+      const bool any = std::any_of(reports.begin(), reports.end(),
+                                   [](const StreamReport& report) { return report.HasPictures(); });
+      return !any ? "failed" : options_.frames != 0 && options_.duration.count() == 0 ? "frames" : "duration";
     }
-    Seconds left = kTick;
-    if (options_.duration.count() != 0) {
-      left = std::min(left, options_.duration - elapsed);
-      if (left.count() <= 0) {
-        return "duration";
+    // Only what the run goes on with: what ends it is said at the end.
+    for (std::size_t i = 0; i < reports.size(); ++i) {
+      if (const Reason* const reason = looks_.Result(i); reason && !told_[i].trouble) {
+        TellTrouble(i, *reason, &progress);
       }
     }
-    if (common_.stop.Wait(std::chrono::duration_cast<std::chrono::milliseconds>(left))) {
+    if (common_.stop.Wait(kTick)) {
       return "signal";
     }
   }
+}
+
+void CaptureRun::LookIntoSilence(Seconds elapsed, const std::vector<StreamReport>& reports) {
+  const Seconds usual = kUsualStart + kStartOfOneMore * static_cast<double>(reports.size());
+  for (std::size_t i = 0; i < reports.size(); ++i) {
+    const StreamCounts& counts = reports[i].counts;
+    const SteadyTime now = std::chrono::steady_clock::now();
+    const bool silent = counts.first && now - counts.last > kSilence;
+    const bool wanting = !counts.first               ? elapsed > usual
+                         : !reports[i].HasPictures() ? now - *counts.first > kTrial
+                                                     : silent;
+    if (wanting && !sinks_[i].IsComplete()) {
+      looks_.Begin(i, [diagnosis = Diagnosis(options_.cameras[i], logins_[i]),
+                       frames = reports[i].counts.frames](std::stop_token stop) {
+        return std::optional(diagnosis.WhyNoPicture({frames}, std::move(stop)));
+      });
+    } else if (!wanting && looks_.IsDone(i) && told_[i].trouble) {
+      // It has come, or come back: a later trouble is a new one.
+      looks_.Forget(i);
+      told_[i].trouble = false;
+      const std::string sentence = fmt::format("{}: pictures come.", options_.cameras[i].name);
+      if (common_.json) {
+        PrintJson({{"event", "recovered"}, {"camera", options_.cameras[i].name}, {"message", sentence}});
+      } else if (options_.progress != Progress::Mode::Silent) {
+        fmt::print(stderr, "kolvex-host: {}\n", sentence);
+      }
+    }
+  }
+  looks_.AreDone();  // starts those that had to wait
+}
+
+void CaptureRun::LookAtEnd() {
+  const auto reports = Reports();
+  for (std::size_t i = 0; i < reports.size(); ++i) {
+    const Diagnosis diagnosis(options_.cameras[i], logins_[i]);
+    if (!reports[i].HasPictures()) {
+      looks_.Begin(i, [diagnosis, frames = reports[i].counts.frames](std::stop_token stop) {
+        return std::optional(diagnosis.WhyNoPicture({frames}, std::move(stop)));
+      });
+    } else if (!Warnings(reports[i]).empty()) {
+      // A camera that doesn't follow may have refused the login of its configuration.
+      looks_.Begin(i, [diagnosis](std::stop_token stop) { return diagnosis.WhyNoAnswer(std::move(stop)); });
+    }
+  }
+  while (!looks_.AreDone()) {
+    if (common_.stop.Wait(kTick, StopSignal::Second::Waits)) {
+      return;
+    }
+  }
+}
+
+void CaptureRun::TellTrouble(std::size_t stream, const Reason& reason, Progress* progress) {
+  told_[stream].trouble = true;
+  const std::string& name = options_.cameras[stream].name;
+  if (common_.json) {
+    PrintJson(
+        {{"event", "trouble"}, {"camera", name}, {"reason", reason.Name()}, {"message", reason.Sentence()}});
+  } else if (options_.progress != Progress::Mode::Silent) {
+    progress->Clear();
+    fmt::print(stderr, "kolvex-host: {}: {}\n", name, reason.Sentence());
+  }
+}
+
+/// A stream is over when it has brought what was asked for, or when it is known why it doesn't. Without a limit the
+/// person decides about cameras that may come back; waiting cures no wrong password.
+bool CaptureRun::IsOver(const std::vector<StreamReport>& reports) const {
+  const bool limited = options_.duration.count() != 0 || options_.frames != 0;
+  for (std::size_t i = 0; i < reports.size(); ++i) {
+    const auto& reason = reports[i].reason;
+    const bool failed = !reports[i].HasPictures() && reason && (limited || reason->IsLasting());
+    if (!failed && !sinks_[i].IsComplete()) {
+      return false;
+    }
+  }
+  return true;
 }
 
 void CaptureRun::AddTiles(Seconds elapsed) {
@@ -193,25 +302,31 @@ void CaptureRun::StopAll() {
   sessions_.clear();
 }
 
-bool CaptureRun::AllComplete() const {
-  return std::all_of(sinks_.begin(), sinks_.end(), [](const StreamSink& sink) { return sink.IsComplete(); });
-}
-
 std::vector<StreamReport> CaptureRun::Reports() const {
   std::vector<StreamReport> reports;
   for (std::size_t i = 0; i < sinks_.size(); ++i) {
-    reports.push_back(
-        {options_.cameras[i], sinks_[i].Counts(), writer_->Counts(i), pools_[i].Refused(), start_});
+    const Reason* const reason = looks_.Result(i);
+    reports.push_back({options_.cameras[i], sinks_[i].Counts(), writer_->Counts(i), pools_[i].Refused(), start_,
+                       reason ? std::optional(*reason) : std::nullopt});
   }
   return reports;
 }
 
 void CaptureRun::Tell(const std::vector<StreamReport>& reports, const char* reason) const {
+  const Seconds elapsed = std::chrono::steady_clock::now() - start_;
+  const auto drops = drops_.Total();
   if (!common_.json) {
-    Print(ReportTable(reports));
-    if (const sarnevo::u64 drops = drops_.Total().value_or(0); drops != 0) {
-      Print("The kernel threw " + std::to_string(drops) +
-            " packets of all streams together away, because this machine was too slow to take them.\n");
+    std::string text = ReportTable(reports, options_.toOutput ? SIZE_MAX : kolvex_tools::OutputWidth());
+    if (drops.value_or(0) != 0) {
+      text += fmt::format(
+          "The kernel threw {} packets of all streams together away, because this machine was too "
+          "slow to take them.\n",
+          *drops);
+    }
+    if (options_.toOutput) {
+      std::fputs(text.c_str(), stderr);  // standard output has the stream
+    } else {
+      Print(text);
     }
     return;
   }
@@ -220,8 +335,6 @@ void CaptureRun::Tell(const std::vector<StreamReport>& reports, const char* reas
     line["event"] = "stream";
     PrintJson(line);
   }
-  const Seconds elapsed = std::chrono::steady_clock::now() - start_;
-  const auto drops = drops_.Total();
   PrintJson({{"event", "end"},
              {"reason", reason},
              {"seconds", elapsed.count()},
@@ -237,8 +350,8 @@ void CaptureRun::WriteResults(const std::vector<StreamReport>& reports) const {
   }
   sheet.insert(sheet.end(), tiles_.begin(), tiles_.end());
   WriteContactSheet(*options_.out / "contact-sheet.png", sheet);
-  OutputFile::WriteWhole(*options_.out / "report.txt", ReportTable(reports));
-  OutputFile::WriteWhole(*options_.out / "report.json", list.dump(2) + "\n");
+  OutputFile::WriteWhole(*options_.out / "report.txt", ReportTable(reports, SIZE_MAX));
+  OutputFile::WriteWhole(*options_.out / "report.json", JsonText(list, 2) + "\n");
 }
 
 }  // namespace kolvex_host

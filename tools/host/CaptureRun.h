@@ -10,6 +10,7 @@
 #include "ContactSheet.h"
 #include "FrameWriter.h"
 #include "KernelDrops.h"
+#include "Looks.h"
 #include "Progress.h"
 #include "Report.h"
 #include "StreamSink.h"
@@ -21,12 +22,13 @@ namespace kolvex_host {
 /// What a capture is to do.
 struct CaptureOptions {
   std::vector<CameraConfig> cameras;
-  Seconds duration{0};      ///< from the start; 0: no limit
+  Seconds duration{0};      ///< of each stream, from its first frame; 0: no limit
   sarnevo::u64 frames = 0;  ///< per stream; 0: no limit
   std::optional<std::filesystem::path> out;
   std::optional<std::filesystem::path> tilesFrom;  ///< where wishes for more tiles come from; needs out
   Keep keep;
-  bool inspect = true;  ///< look into the pictures
+  bool toOutput = false;  ///< the only stream goes to standard output
+  bool inspect = true;    ///< look into the pictures
   Progress::Mode progress = Progress::Mode::Silent;
   std::size_t framesPerStream = 100;  ///< size of a stream's pool
 };
@@ -41,16 +43,28 @@ class CaptureRun {
   void Run();
 
  private:
+  /// What has been said about a stream.
+  struct Told {
+    bool trouble = false;
+  };
+
   void Prepare();
   void OpenAndStart();
-  /// Gives the reason, for programs: "duration", "frames", "signal" or "output".
+  /// Gives the reason, for programs: "duration", "frames", "signal", "output" or "failed".
   const char* WaitForEnd();
+  /// Looks into streams from which nothing good comes.
+  void LookIntoSilence(Seconds elapsed, const std::vector<StreamReport>& reports);
+  /// The same for all that are in want of it at the end, until @p stop signals.
+  void LookAtEnd();
+  void TellTrouble(std::size_t stream, const Reason& reason, Progress* progress);
+  bool IsOver(const std::vector<StreamReport>& reports) const;
   void AddTiles(Seconds elapsed);
   void StopAll();
-  bool AllComplete() const;
   std::vector<StreamReport> Reports() const;
   void Tell(const std::vector<StreamReport>& reports, const char* reason) const;
   void WriteResults(const std::vector<StreamReport>& reports) const;
+  /// The failure when a stream brought no good picture, said at once.
+  std::optional<Failure> MissingPictures(const std::vector<StreamReport>& reports) const;
 
   const Common& common_;
   const CaptureOptions& options_;
@@ -66,6 +80,9 @@ class CaptureRun {
   std::optional<FrameWriter> writer_;
   std::deque<StreamSink> sinks_;
   std::deque<CameraSession> sessions_;
+  std::vector<Login> logins_;
+  std::vector<Told> told_;
+  Looks looks_;
 };
 
 }  // namespace kolvex_host

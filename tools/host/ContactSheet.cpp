@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "Failure.h"
+#include "Output.h"
 
 namespace kolvex_host {
 
@@ -122,11 +123,18 @@ void WriteContactSheet(const std::filesystem::path& path, const std::vector<Shee
     }
   }
 
-  if (const cairo_status_t status = cairo_surface_write_to_png(surface.get(), path.c_str());
+  std::vector<sarnevo::u8> png;
+  const auto take = [](void* into, const unsigned char* bytes, unsigned count) {
+    auto& all = *static_cast<std::vector<sarnevo::u8>*>(into);
+    all.insert(all.end(), bytes, bytes + count);
+    return CAIRO_STATUS_SUCCESS;
+  };
+  if (const cairo_status_t status = cairo_surface_write_to_png_stream(surface.get(), take, &png);
       status != CAIRO_STATUS_SUCCESS) {
     throw Failure(ExitCode::Output, "The contact sheet " + path.string() +
-                                        " can't be written: " + cairo_status_to_string(status) + ".");
+                                        " can't be drawn: " + cairo_status_to_string(status) + ".");
   }
+  OutputFile::WriteWhole(path, png);
 }
 
 }  // namespace kolvex_host

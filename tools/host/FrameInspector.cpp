@@ -12,8 +12,11 @@ constexpr sarnevo::u64 kTrialFrames = 10;
 }  // namespace
 
 std::optional<sarnevo::u64> FrameInspector::Inspect(const PooledFrame& frame) {
-  if (counts_.counted == 0 && counts_.decoded >= kTrialFrames) {
+  if (counts_.counted == 0 && counts_.HasGood() && counts_.decoded >= kTrialFrames) {
     return std::nullopt;
+  }
+  if (!counts_.HasGood() && !frame.IsKey()) {
+    return std::nullopt;  // it lacks those before it, which is nobody's damage
   }
   ++counts_.decoded;
   if (!decoder_.Decode(frame.Bytes())) {

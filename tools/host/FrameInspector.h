@@ -14,6 +14,9 @@ struct PictureCounts {
   sarnevo::u64 counted = 0;  ///< of these, pictures with a readable frame counter
   sarnevo::u64 lost = 0;     ///< numbers missing between two counters
   sarnevo::u64 doubled = 0;  ///< pictures with the counter of the one before
+
+  /// At least one picture could be decoded.
+  bool HasGood() const { return decoded > damaged; }
 };
 
 /// Decodes each frame of one stream and follows the frame counter that the simulated camera draws into its

@@ -5,12 +5,13 @@
 
 namespace kolvex_host {
 
-FrameWriter::Stream::Stream(const StreamOptions& options) : codec(options.codec) {
+FrameWriter::Stream::Stream(const StreamOptions& options)
+    : codec(options.codec), inspector(options.codec), inspectAll(options.inspect) {
   if (options.folder) {
     files.emplace(*options.folder, codec, options.keep);
   }
-  if (options.inspect) {
-    inspector.emplace(codec);
+  if (options.toOutput) {
+    pipe.emplace(codec, options.keep.mkv);
   }
 }
 
@@ -71,9 +72,7 @@ void FrameWriter::Run() {
     guard.unlock();
     Guarded([&] { Work(queued); });
     guard.lock();
-    if (const auto& inspector = streams_[queued.stream].inspector) {
-      streams_[queued.stream].counts = inspector->Counts();
-    }
+    streams_[queued.stream].counts = streams_[queued.stream].inspector.Counts();
   }
   guard.unlock();
   for (Stream& stream : streams_) {
@@ -87,11 +86,17 @@ void FrameWriter::Run() {
 
 void FrameWriter::Work(QueuedFrame& queued) {
   Stream& stream = streams_[queued.stream];
-  const auto counter = stream.inspector ? stream.inspector->Inspect(*queued.frame) : std::nullopt;
+  const bool look = stream.inspectAll || !stream.inspector.Counts().HasGood();
+  const auto counter = look ? stream.inspector.Inspect(*queued.frame) : std::nullopt;
+  const bool good = stream.inspector.Counts().HasGood();
+  const Seconds sinceStart = queued.arrived - start_;
   if (stream.files && !failure_) {
-    stream.files->Write(*queued.frame, queued.arrived - start_, counter);
+    stream.files->Write(*queued.frame, sinceStart, counter, good);
   }
-  if (queued.frame->IsKey()) {
+  if (stream.pipe && good && !failure_) {
+    stream.pipe->Write(*queued.frame, sinceStart);
+  }
+  if (good && queued.frame->IsKey()) {
     const std::lock_guard guard(lock_);
     stream.latestKey = std::move(queued.frame);
   }

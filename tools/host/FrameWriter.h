@@ -20,6 +20,9 @@ namespace kolvex_host {
 /// The one thread that works on frames after they have arrived: it looks into the pictures and writes the
 /// files of all streams, so that no receive thread ever waits for a disk.
 ///
+/// Frames are worth nothing until one of their stream could be decoded: a camera that wasn't configured may send
+/// another codec, which makes files that look like pictures and are none. So nothing is kept before that.
+///
 /// The queue is bounded by the frame pools: a frame in it is a frame that its stream's pool lacks.
 class FrameWriter {
  public:
@@ -27,7 +30,8 @@ class FrameWriter {
     sarnevo::Codec codec = sarnevo::CodecMJPEG;
     std::optional<std::filesystem::path> folder;  ///< none: no files
     Keep keep;
-    bool inspect = true;
+    bool inspect = true;    ///< look into all pictures; else until the first good one
+    bool toOutput = false;  ///< the stream to standard output
   };
 
   struct QueuedFrame {
@@ -62,7 +66,9 @@ class FrameWriter {
 
     sarnevo::Codec codec;
     std::optional<StreamFiles> files;
-    std::optional<FrameInspector> inspector;
+    std::optional<StreamPipe> pipe;
+    FrameInspector inspector;
+    const bool inspectAll;
     FrameRef latestKey;    // guarded by lock_
     PictureCounts counts;  // guarded by lock_
   };

@@ -1,16 +1,21 @@
+#include <algorithm>
 #include <array>
-#include <charconv>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "Diagnosis.h"
 #include "Failure.h"
 #include "IoSession.h"
+#include "Looks.h"
 #include "Output.h"
 #include "Subcommand.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 
@@ -20,8 +25,8 @@ using std::chrono::milliseconds;
 using SteadyClock = std::chrono::steady_clock;
 
 constexpr milliseconds kTick{50};
-/// A camera is polled every two seconds, and its first answer reports every input.
-constexpr milliseconds kQuiet{6000};
+/// A camera is polled every two seconds, and the driver is silent about polls that fail: two of them.
+constexpr milliseconds kQuiet{4500};
 /// A stop that takes longer than this had to wait for a request.
 constexpr milliseconds kPromptStop{250};
 
@@ -29,17 +34,18 @@ constexpr const char* kFooter = R"(
 Inputs and outputs are numbered from 1.
 
 Examples:
-  kolvex-host io watch --camera-file yard.json
-  kolvex-host --json io watch --camera-file yard.json --duration 60
-  kolvex-host io set 1 high --camera-file yard.json
+  kolvex-host io watch 192.0.2.7
+  kolvex-host --json io watch 192.0.2.7 --duration 1m
+  kolvex-host io set 1 high --camera 192.0.2.7
   kolvex-host io set 1 high 2 low --camera-file yard.json
 
-watch doesn't touch the outputs, and nothing is switched at its end.
+watch doesn't touch the outputs, and nothing is switched at its end. A camera that goes away is told of, and that it
+is back.
 
 set: the driver begins with all outputs that it knows of low. So it is told only of the outputs up to the
 highest that is named; those among them that aren't named are low afterwards, the ones above stay as they are.
-Name all outputs that must be high in one command. An output that is high already goes low for a moment.
-Outputs stay as set when the program ends, by Ctrl-C too.)";
+Name all outputs that must be high in one command, or give --keep, which refuses to touch an output that isn't named.
+An output that is high already goes low for a moment. Outputs stay as set when the program ends, by Ctrl-C too.)";
 
 std::string TimeText(std::chrono::system_clock::time_point time) {
   const auto sinceEpoch = std::chrono::duration_cast<milliseconds>(time.time_since_epoch()).count();
@@ -56,15 +62,16 @@ const char* StateText(sarnevo::u32 state) { return state == sarnevo::IOStateLow 
 
 struct WatchArguments {
   CameraChoice camera;
-  double duration = 0;  // seconds; 0 is without end
+  milliseconds duration{0};  // 0 is without end
 };
+
+std::string Now() { return TimeText(std::chrono::system_clock::now()); }
 
 void PrintEvent(const Common& common, const IoEvent& event) {
   const std::string time = TimeText(event.time);
-  const std::string number = std::to_string(event.input + 1);
   if (!common.json) {
-    Print(time + (event.isFailure ? "  the camera didn't answer\n"
-                                  : "  input " + number + "  " + StateText(event.state) + "\n"));
+    Print(event.isFailure ? fmt::format("{}  the camera didn't answer\n", time)
+                          : fmt::format("{}  input {}  {}\n", time, event.input + 1, StateText(event.state)));
   } else if (event.isFailure) {
     PrintJson({{"event", "failure"}, {"time", time}});
   } else {
@@ -73,36 +80,110 @@ void PrintEvent(const Common& common, const IoEvent& event) {
   }
 }
 
+/// Tells inputs that don't change from a camera that doesn't answer: the driver says nothing in either case. So while
+/// nothing comes the camera is asked, at the driver's own pace.
+class Attention {
+ public:
+  Attention(const Common& common, const CameraConfig& camera)
+      : common_(common), camera_(camera), login_(common.LoginFor(camera)) {
+    Look();
+  }
+
+  void HaveHeard() {
+    heard_ = true;
+    next_ = SteadyClock::now() + kQuiet;
+    if (trouble_) {
+      TellRecovery();
+    }
+  }
+  /// Throws Failure for what waiting can't cure, unless the camera answered before.
+  void Tick() {
+    if (looks_.IsDone(0)) {
+      Judge(looks_.Result(0));
+      looks_.Forget(0);
+      next_ = SteadyClock::now() + kQuiet;
+    } else if (SteadyClock::now() >= next_) {
+      Look();
+    }
+  }
+  const std::optional<Reason>& Trouble() const { return trouble_; }
+
+ private:
+  void Look() {
+    looks_.Begin(0, [diagnosis = Diagnosis(camera_, login_)](std::stop_token stop) {
+      return diagnosis.WhyNoAnswer(std::move(stop));
+    });
+  }
+  void Judge(const Reason* reason) {
+    if (reason && !heard_ && reason->IsLasting()) {
+      throw Failure(reason->exit, reason->Sentence());
+    }
+    if (reason && (!trouble_ || trouble_->cause != reason->cause)) {
+      trouble_ = *reason;
+      if (common_.json) {
+        PrintJson({{"event", "trouble"},
+                   {"time", Now()},
+                   {"reason", reason->Name()},
+                   {"message", reason->Sentence()}});
+      } else {
+        Print(fmt::format("{}  {}\n", Now(), reason->Sentence()));
+      }
+    } else if (!reason && trouble_) {
+      TellRecovery();
+    }
+    heard_ = heard_ || !reason;
+  }
+  void TellRecovery() {
+    trouble_.reset();
+    if (common_.json) {
+      PrintJson({{"event", "recovered"}, {"time", Now()}});
+    } else {
+      Print(fmt::format("{}  the camera answers again\n", Now()));
+    }
+  }
+
+  const Common& common_;
+  const CameraConfig& camera_;
+  const Login login_;
+  Looks looks_;
+  SteadyClock::time_point next_ = SteadyClock::now() + kQuiet;
+  std::optional<Reason> trouble_;
+  bool heard_ = false;
+};
+
 void Watch(const Common& common, const WatchArguments& arguments) {
   CameraConfig camera = arguments.camera.Read(common);
   if (camera.inputs == 0) {
-    throw Failure(ExitCode::Usage, "The camera " + camera.name +
-                                       " has no inputs on record: give inputs=N, or a file of query --save.");
+    throw Failure(ExitCode::Usage, fmt::format("The camera {} has no inputs on record: give inputs=N, or leave "
+                                               "group= out, so that the camera is asked.",
+                                               camera.name));
   }
   // Starting sets all outputs low that the driver knows of; who only watches must not switch anything.
   camera.outputs = 0;
   IoSession session(*common.LoadLibrary(), camera, common.LoginFor(camera), common.MakeLog());
+  Attention attention(common, camera);
   const SteadyClock::time_point start = SteadyClock::now();
-  bool silent = true;
   for (bool ended = false; !ended;) {
     ended = common.stop.Wait(kTick);
-    const auto elapsed = SteadyClock::now() - start;
-    ended = ended || (arguments.duration != 0 && elapsed >= std::chrono::duration<double>(arguments.duration));
+    ended = ended || (arguments.duration.count() != 0 && SteadyClock::now() - start >= arguments.duration);
     for (const IoEvent& event : session.TakeEvents()) {
       PrintEvent(common, event);
-      silent = false;
+      if (!event.isFailure) {
+        attention.HaveHeard();
+      }
     }
-    if (silent && elapsed >= kQuiet) {
-      silent = false;
-      std::fprintf(stderr, "kolvex-host: %s has told nothing of its inputs yet.\n", camera.name.c_str());
-    }
+    attention.Tick();
+  }
+  if (attention.Trouble()) {
+    throw Failure(attention.Trouble()->exit, attention.Trouble()->Sentence());
   }
 }
 
 struct SetArguments {
   CameraChoice camera;
   std::vector<std::string> words;
-  unsigned settle = 1000;  // milliseconds
+  bool keep = false;
+  milliseconds settle{1000};
 };
 
 struct Request {
@@ -113,15 +194,14 @@ struct Request {
 std::vector<Request> ParseRequests(const std::vector<std::string>& words) {
   std::vector<Request> requests;
   for (std::size_t i = 0; i < words.size(); i += 2) {
-    const std::string& word = words[i];
-    sarnevo::u32 number = 0;
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+    constexpr sarnevo::u32 kMost = 64;  // far above what any camera has
+    const auto number = kolvex_tools::ParseNumber(words[i], 1, kMost);
     const std::string state = i + 1 < words.size() ? words[i + 1] : "";
-    if (error != std::errc() || end != word.data() + word.size() || number == 0 ||
-        (state != "high" && state != "low")) {
+    if (!number || (state != "high" && state != "low")) {
       throw Failure(ExitCode::Usage, "io set takes an output's number, from 1, and high or low; and so on.");
     }
-    requests.push_back({number - 1, state == "low" ? sarnevo::IOStateLow : sarnevo::IOStateHigh});
+    requests.push_back(
+        {static_cast<sarnevo::u32>(*number) - 1, state == "low" ? sarnevo::IOStateLow : sarnevo::IOStateHigh});
   }
   return requests;
 }
@@ -129,7 +209,7 @@ std::vector<Request> ParseRequests(const std::vector<std::string>& words) {
 /// Whether the camera took all requests. The driver tells of a refusal only, so that the camera gets the time
 /// of --settle for one; and if a stop is prompt then, no request was left to wait for.
 bool Carry(const Common& common, const SetArguments& arguments, IoSession& session) {
-  const SteadyClock::time_point end = SteadyClock::now() + milliseconds(arguments.settle);
+  const SteadyClock::time_point end = SteadyClock::now() + arguments.settle;
   bool failed = false;
   while (!failed && SteadyClock::now() < end && !common.stop.Wait(kTick)) {
     failed = !session.TakeEvents().empty();
@@ -140,17 +220,42 @@ bool Carry(const Common& common, const SetArguments& arguments, IoSession& sessi
   return !failed && session.TakeEvents().empty() && prompt;
 }
 
+/// The outputs that go low because the driver can't leave them, "1 and 3"; empty when there are none.
+std::string Unnamed(const std::vector<Request>& requests, sarnevo::u32 used) {
+  std::vector<std::string> names;
+  for (sarnevo::u32 index = 0; index < used; ++index) {
+    if (std::none_of(requests.begin(), requests.end(),
+                     [index](const Request& one) { return one.index == index; })) {
+      names.push_back(std::to_string(index + 1));
+    }
+  }
+  std::string text;
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    text += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + names[i];
+  }
+  return text;
+}
+
 void Set(const Common& common, const SetArguments& arguments) {
-  CameraConfig camera = arguments.camera.Read(common);
   const std::vector<Request> requests = ParseRequests(arguments.words);
+  CameraConfig camera = arguments.camera.Read(common);
   sarnevo::u32 used = 0;
   for (const Request& request : requests) {
     used = std::max(used, request.index + 1);
   }
   if (used > camera.outputs) {
-    throw Failure(ExitCode::Usage, "The camera " + camera.name + " has " + std::to_string(camera.outputs) +
-                                       " outputs on record, so that there is no output " +
-                                       std::to_string(used) + ".");
+    throw Failure(ExitCode::Usage,
+                  fmt::format("The camera {} has {} outputs on record, so that there is no output {}.",
+                              camera.name, camera.outputs, used));
+  }
+  if (const std::string lost = Unnamed(requests, used); !lost.empty()) {
+    const std::string sentence = fmt::format(
+        "The driver begins with all outputs up to {} low and can't leave one out, so that output {} goes low",
+        used, lost);
+    if (arguments.keep) {
+      throw Failure(ExitCode::Usage, sentence + ": name it too, or leave --keep out. Nothing was switched.");
+    }
+    fmt::print(stderr, "kolvex-host: {}.\n", sentence);
   }
   // Outputs above stay untouched. Without inputs a failure can only be that of an output.
   camera.outputs = used;
@@ -163,17 +268,19 @@ void Set(const Common& common, const SetArguments& arguments) {
   for (const Request& request : requests) {
     if (common.json) {
       PrintJson({{"event", "output"},
-                 {"time", TimeText(std::chrono::system_clock::now())},
+                 {"time", Now()},
                  {"output", request.index + 1},
                  {"state", StateText(request.state)},
                  {"taken", taken}});
     } else if (taken) {
-      Print("Output " + std::to_string(request.index + 1) + " of " + camera.name + " is " +
-            StateText(request.state) + ".\n");
+      Print(fmt::format("Output {} of {} is {}.\n", request.index + 1, camera.name, StateText(request.state)));
     }
   }
   if (!taken) {
-    throw Failure(ExitCode::Camera, "The camera " + camera.name + " didn't take the output requests.");
+    WithReason(common, camera, [&camera] {
+      throw Failure(ExitCode::Camera,
+                    fmt::format("The camera {} didn't take the output requests.", camera.name));
+    });
   }
 }
 
@@ -186,10 +293,9 @@ void AddIo(CLI::App& app, const Common& common) {
 
   CLI::App* const watch = command->add_subcommand("watch", "Print each change of an input with its time");
   const auto watchArguments = std::make_shared<WatchArguments>();
-  watchArguments->camera.AddTo(*watch);
-  watch->add_option("--duration", watchArguments->duration, "Seconds to run; without it until Ctrl-C")
-      ->type_name("SECONDS")
-      ->check(CLI::NonNegativeNumber);
+  watchArguments->camera.AddTo(*watch, true);
+  AddDuration(*watch, "--duration", watchArguments->duration, "How long; without it until Ctrl-C",
+              milliseconds(100), std::chrono::hours(24 * 7));
   watch->footer(kFooter);
   watch->final_callback([&common, watchArguments] { Watch(common, *watchArguments); });
 
@@ -197,8 +303,9 @@ void AddIo(CLI::App& app, const Common& common) {
   const auto setArguments = std::make_shared<SetArguments>();
   setArguments->camera.AddTo(*set);
   set->add_option("request", setArguments->words, "N high|low, for one output or several")->required();
-  set->add_option("--settle", setArguments->settle, "Milliseconds that the camera has to refuse (1000)")
-      ->type_name("MS");
+  set->add_flag("--keep", setArguments->keep, "Refuse when an output that isn't named would go low");
+  AddDuration(*set, "--settle", setArguments->settle, "What the camera has to refuse (1s)", milliseconds(100),
+              std::chrono::minutes(1));
   set->footer(kFooter);
   set->final_callback([&common, setArguments] { Set(common, *setArguments); });
 }

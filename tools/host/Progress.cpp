@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "Text.h"
+#include "Texts.h"
 
 #include <fmt/format.h>
 
@@ -52,12 +52,13 @@ std::string Block(Seconds elapsed, const std::vector<StreamReport>& streams, std
     const bool silent = any && elapsed - (counts.last - stream.start) > kSilence;
     table.Add({stream.camera.name, stream.camera.CodecName(),
                any ? std::to_string(counts.width) + "x" + std::to_string(counts.height) : "-",
-               std::to_string(counts.frames), fmt::format("{:.1f}", counts.FramesPerSecond()),
-               fmt::format("{:.1f}", counts.KilobytesPerSecond()),
+               std::to_string(counts.frames), fmt::format("{:.1f}", counts.recentFrames),
+               fmt::format("{:.1f}", counts.recentKilobytes),
                stream.pictures.counted == 0 ? "-" : std::to_string(stream.pictures.lost),
-               silent ? "silent"
-               : any  ? "live"
-                      : "waiting"});
+               any && !stream.HasPictures() && stream.pictures.decoded != 0 ? "damaged"
+               : silent                                                     ? "silent"
+               : any                                                        ? "live"
+                                                                            : "waiting"});
   }
   std::string text = table.Text();
   if (shown < streams.size()) {

@@ -1,7 +1,8 @@
+#include <algorithm>
 #include <array>
-#include <charconv>
+#include <chrono>
 #include <csignal>
-#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,7 +14,7 @@
 #include "HeadSession.h"
 #include "Output.h"
 #include "Subcommand.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 
@@ -34,30 +35,18 @@ Examples:
 A head that isn't stopped moves on. move and drive stop it on every way out, Ctrl-C, SIGTERM and a lost
 terminal included, and make sure that the camera has taken the stop; exit code 7 tells when it hasn't.
 
-The driver keeps the names of positions in a file beside this program, Kolvex_ADDRESS.preset, so that the
-program's folder must be writable.)";
+The driver keeps the names of positions in a file beside this program, Kolvex_MAC.preset with the camera's hardware
+address (setting 9 of a camera file), so that the program's folder must be writable.)";
 
 struct Arguments {
   CameraChoice camera;
   std::string movement;
-  std::string duration = "500ms";
+  milliseconds duration{500};
   i32 speed = 8;
   std::string name;
   std::string over;
+  bool again = false;
 };
-
-/// A time like 500ms or 1.5s.
-milliseconds ParseDuration(const std::string& text) {
-  double number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  const std::string unit(end, text.data() + text.size());
-  const double time = unit == "s" ? number * 1000 : number;
-  constexpr double kLongest = 60'000;
-  if (error != std::errc() || (unit != "s" && unit != "ms") || !(time > 0 && time <= kLongest)) {
-    throw Failure(ExitCode::Usage, "--for takes a time of up to a minute, like 500ms or 1.5s.");
-  }
-  return milliseconds(static_cast<std::int64_t>(time));
-}
 
 void Tell(const Common& common, nlohmann::json event, const std::string& sentence) {
   if (common.json) {
@@ -67,9 +56,13 @@ void Tell(const Common& common, nlohmann::json event, const std::string& sentenc
   }
 }
 
-HeadSession OpenHead(const Common& common, const CameraChoice& choice) {
+/// Does something with a camera's head; a failure comes with its reason.
+void WithHead(const Common& common, const CameraChoice& choice, const std::function<void(HeadSession&)>& step) {
   const CameraConfig camera = choice.Read(common);
-  return {*common.LoadLibrary(), camera, common.LoginFor(camera), common.MakeLog()};
+  WithReason(common, camera, [&] {
+    HeadSession head(*common.LoadLibrary(), camera, common.LoginFor(camera), common.MakeLog());
+    step(head);
+  });
 }
 
 /// A program that Ctrl-Z halts can't stop a head.
@@ -84,30 +77,30 @@ void Move(const Common& common, const Arguments& arguments) {
     }
     throw Failure(ExitCode::Usage, "\"" + arguments.movement + "\" is no movement: there are " + names + ".");
   }
-  const milliseconds duration = ParseDuration(arguments.duration);
   NeverHalt();
-  HeadSession head(OpenHead(common, arguments.camera));
-  head.Move(*movement, arguments.speed);
-  common.stop.Wait(duration, StopSignal::Second::Waits);
-  if (head.TakeFailure()) {
-    throw Failure(ExitCode::Camera, "The camera didn't take the movement.");
-  }
-  head.Finish();
+  WithHead(common, arguments.camera, [&](HeadSession& head) {
+    head.Move(*movement, arguments.speed);
+    common.stop.Wait(arguments.duration, StopSignal::Second::Waits);
+    if (head.TakeFailure()) {
+      throw Failure(ExitCode::Camera, "The camera didn't take the movement.");
+    }
+    head.Finish();
+  });
   Tell(common, {{"event", "moved"}, {"movement", movement->name}, {"speed", arguments.speed}},
        "Moved " + std::string(movement->name) + " and stopped.");
 }
 
 void Stop(const Common& common, const Arguments& arguments) {
-  HeadSession head(OpenHead(common, arguments.camera));
-  head.Finish();
+  WithHead(common, arguments.camera, [](HeadSession& head) { head.Finish(); });
   Tell(common, {{"event", "stopped"}}, "Stopped.");
 }
 
 void DriveByKeys(const Common& common, const Arguments& arguments) {
   NeverHalt();
-  HeadSession head(OpenHead(common, arguments.camera));
-  Drive(head, common.stop, arguments.speed);
-  head.Finish();
+  WithHead(common, arguments.camera, [&](HeadSession& head) {
+    Drive(head, common.stop, arguments.speed);
+    head.Finish();
+  });
 }
 
 /// The name at @p position, or the current one. Names may be up to a mebibyte long.
@@ -130,18 +123,37 @@ std::string CurrentName(IIPPTZApi& api) {
   return ReadName([&api](char* buffer, u32 size) { return api.GetCurrentPreposition(buffer, size); });
 }
 
-void List(const Common& common, IIPPTZApi& api) {
-  TextTable table({{"position", true}, {"name"}});
-  nlohmann::json names = nlohmann::json::array();
+std::vector<std::string> Names(IIPPTZApi& api) {
+  std::vector<std::string> names;
   for (u32 position = 0; position < api.GetPrepositionCount(); ++position) {
-    const std::string name = ReadName(
-        [&api, position](char* buffer, u32 size) { return api.GetPrepositionName(position, buffer, size); });
-    names.push_back(name);
-    table.Add({std::to_string(position + 1), name});
+    names.push_back(ReadName(
+        [&api, position](char* buffer, u32 size) { return api.GetPrepositionName(position, buffer, size); }));
   }
-  const bool none = names.empty();
-  Tell(common, {{"event", "presets"}, {"names", std::move(names)}},
-       none ? "No position is stored." : table.Text().substr(0, table.Text().size() - 1));
+  return names;
+}
+
+void List(const Common& common, IIPPTZApi& api) {
+  const std::vector<std::string> names = Names(api);
+  TextTable table({{"position", true}, {"name"}});
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    table.Add({std::to_string(i + 1), names[i]});
+  }
+  std::string text = table.Text(kolvex_tools::OutputWidth());
+  text.pop_back();
+  Tell(common, {{"event", "presets"}, {"names", names}}, names.empty() ? "No position is stored." : text);
+}
+
+/// The driver takes names that a person can't tell apart or read. They are refused before anything is stored.
+void CheckName(const std::string& name) {
+  const bool blank = std::all_of(name.begin(), name.end(), [](char c) { return c == ' ' || c == '\t'; });
+  const bool control = std::any_of(name.begin(), name.end(), [](char c) {
+    return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == '\x7F';
+  });
+  if (blank || control) {
+    throw Failure(ExitCode::Usage,
+                  blank ? "A position needs a name that isn't blank."
+                        : "A position's name must have no control characters, such as line ends.");
+  }
 }
 
 /// A stored position's operation: how the camera's answer reads.
@@ -189,6 +201,14 @@ constexpr auto kPresetCommands = std::to_array<PresetCommand>({
          throw Failure(ExitCode::Usage,
                        "The camera has fixed slots and stores at the one last gone to: name it with --over.");
        }
+       if (const auto names = Names(api);
+           !arguments.again && arguments.over != arguments.name &&
+           std::find(names.begin(), names.end(), arguments.name) != names.end()) {
+         throw Failure(ExitCode::Usage,
+                       "There is a position \"" + arguments.name +
+                           "\" already, and only one of them could be gone to: delete it first, "
+                           "or give --again.");
+       }
        if (!arguments.over.empty()) {
          Check(api.SelectPreposition(0, arguments.over.c_str()), arguments);
        }
@@ -230,10 +250,15 @@ void AddPresets(CLI::App& ptz, const Common& common, const std::shared_ptr<Argum
                        "slots, whose free ones are named \"empty p3 \" and so on")
           ->type_name("NAME");
     }
+    if (std::string_view(row.name) == "add") {
+      command->add_flag("--again", arguments->again, "Store although there is a position of that name");
+    }
     command->footer(kFooter);
     command->final_callback([&common, &row, arguments] {
-      HeadSession head(OpenHead(common, arguments->camera));
-      row.run(common, head.Api(), *arguments);
+      if (std::string_view(row.name) == "add") {
+        CheckName(arguments->name);
+      }
+      WithHead(common, arguments->camera, [&](HeadSession& head) { row.run(common, head.Api(), *arguments); });
     });
   }
 }
@@ -256,7 +281,8 @@ void AddPtz(CLI::App& app, const Common& common) {
                    "focus-near, focus-far, iris-open or iris-close")
       ->required();
   addSpeed(*move);
-  move->add_option("--for", arguments->duration, "How long, like 500ms or 1.5s (500ms)")->type_name("TIME");
+  AddDuration(*move, "--for", arguments->duration, "How long (500ms)", milliseconds(20),
+              std::chrono::minutes(1));
   move->footer(kFooter);
   move->final_callback([&common, arguments] { Move(common, *arguments); });
 

@@ -8,7 +8,7 @@
 #include "Failure.h"
 #include "Output.h"
 #include "Subcommand.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 

@@ -1,17 +1,21 @@
 #include "StreamFiles.h"
 
-#include <array>
-#include <cstdio>
 #include <system_error>
 
+#include <fmt/format.h>
+
 #include "Failure.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 
 namespace {
 
 constexpr const char* kIndexHeader = "frame,seconds,bytes,key,width,height,file,offset,counter\n";
-constexpr const char* kStreamName = "stream.m4v";
+
+std::chrono::milliseconds Milliseconds(Seconds time) {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(time);
+}
 
 std::filesystem::path MakeFolder(const std::filesystem::path& folder) {
   std::error_code error;
@@ -26,52 +30,107 @@ std::filesystem::path MakeFolder(const std::filesystem::path& folder) {
 }  // namespace
 
 StreamFiles::StreamFiles(const std::filesystem::path& folder, sarnevo::Codec codec, Keep keep)
-    : folder_(MakeFolder(folder)), keep_(keep), index_(folder / "frames.csv") {
+    : folder_(MakeFolder(folder)), codec_(codec), keep_(keep), index_(folder / "frames.csv") {
   index_.Write(kIndexHeader);
-  if (codec == sarnevo::CodecMPEG4 && keep_.every != 0) {
-    stream_.emplace(folder_ / kStreamName);
-  }
 }
 
-void StreamFiles::Write(const PooledFrame& frame, Seconds sinceStart, std::optional<sarnevo::u64> counter) {
-  const auto bytes = frame.Bytes();
+void StreamFiles::Write(const PooledFrame& frame, Seconds sinceStart, std::optional<sarnevo::u64> counter,
+                        bool good) {
   ++frames_;
-  std::array<char, 32> name{};
-  std::string offset;
+  file_.clear();
+  place_.clear();
+  if (good) {
+    KeepFrame(frame, sinceStart);
+  }
+  index_.Write(fmt::format("{},{:.6f},{},{},{},{},{},{},{}\n", frames_, sinceStart.count(),
+                           frame.Bytes().size(), frame.IsKey() ? 1 : 0, frame.Width(), frame.Height(), file_,
+                           place_, counter ? std::to_string(*counter) : ""));
+}
+
+void StreamFiles::KeepFrame(const PooledFrame& frame, Seconds sinceStart) {
+  const auto bytes = frame.Bytes();
+  const bool due =
+      segments_ == 0 || (keep_.segment.count() != 0 && sinceStart - segmentStart_ >= keep_.segment);
+  if (due && frame.IsKey()) {
+    BeginSegment(frame, sinceStart);
+  }
+  if (media_) {
+    media_->Write(bytes, Milliseconds(sinceStart - segmentStart_), frame.IsKey());
+  }
   if (stream_) {
-    std::snprintf(name.data(), name.size(), "%s", kStreamName);
-    offset = std::to_string(offset_);
+    file_ = streamName_;
+    place_ = std::to_string(offset_);
     stream_->Write(bytes);
     offset_ += bytes.size();
   } else if (frame.FourCC() == sarnevo::FrameFourCCJPEG && keep_.every != 0 &&
              (frames_ - 1) % keep_.every == 0) {
-    std::snprintf(name.data(), name.size(), "%06llu.jpg", static_cast<unsigned long long>(frames_));
-    OutputFile::WriteWhole(folder_ / name.data(), bytes);
+    file_ = fmt::format("{:06}.jpg", frames_);
+    OutputFile::WriteWhole(folder_ / file_, bytes);
   }
-  std::array<char, 160> line{};
-  std::snprintf(line.data(), line.size(), "%llu,%.6f,%zu,%d,%u,%u,%s,%s,%s\n",
-                static_cast<unsigned long long>(frames_), sinceStart.count(), bytes.size(),
-                frame.IsKey() ? 1 : 0, frame.Width(), frame.Height(), name.data(), offset.c_str(),
-                counter ? std::to_string(*counter).c_str() : "");
-  index_.Write(line.data());
+}
+
+void StreamFiles::BeginSegment(const PooledFrame& frame, Seconds sinceStart) {
+  CloseSegment();
+  ++segments_;
+  segmentStart_ = sinceStart;
+  offset_ = 0;
+  const std::string stem = keep_.segment.count() != 0 ? fmt::format("stream-{:04}", segments_) : "stream";
+  if (codec_ == sarnevo::CodecMPEG4 && keep_.every != 0) {
+    streamName_ = stem + ".m4v";
+    stream_.emplace(folder_ / streamName_);
+  }
+  if (keep_.mkv) {
+    media_.emplace(folder_ / (stem + ".mkv"), codec_, frame.Width(), frame.Height(), frame.Bytes());
+  }
+}
+
+void StreamFiles::CloseSegment() {
+  if (stream_) {
+    stream_->Close();
+    stream_.reset();
+  }
+  if (media_) {
+    media_->Close();
+    media_.reset();
+  }
 }
 
 void StreamFiles::Close() {
-  if (stream_) {
-    stream_->Close();
-  }
+  CloseSegment();
   index_.Close();
 }
 
-std::string StreamFolderName(std::size_t index, const std::string& cameraName) {
-  std::string name = std::to_string(index + 1) + "-";
-  for (const char c : cameraName) {
-    const bool plain =
-        (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' || c == '_';
-    name += plain ? c : '-';
+void StreamPipe::Write(const PooledFrame& frame, Seconds sinceStart) {
+  if (!first_) {
+    if (!frame.IsKey()) {
+      return;
+    }
+    first_ = sinceStart;
+    if (mkv_) {
+      media_.emplace("-", codec_, frame.Width(), frame.Height(), frame.Bytes());
+    }
   }
-  constexpr std::size_t kLongest = 80;  // far below any file system's limit
-  return name.substr(0, kLongest);
+  if (media_) {
+    media_->Write(frame.Bytes(), Milliseconds(sinceStart - *first_), frame.IsKey());
+  } else {
+    raw_.Write(frame.Bytes());
+  }
+}
+
+std::string StreamFolderName(std::size_t index, const std::string& cameraName) {
+  constexpr std::size_t kLongest = 80;  // bytes; far below any file system's limit
+  std::string name = std::to_string(index + 1) + "-";
+  // Shown has put a question mark in the place of everything that can't be printed.
+  for (const std::string_view character : kolvex_tools::Characters(kolvex_tools::Shown(cameraName))) {
+    const char c = character[0];
+    const bool plain = character.size() > 1 || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                       (c >= '0' && c <= '9') || c == '.' || c == '_';
+    if (name.size() + character.size() > kLongest) {
+      break;
+    }
+    name += plain ? character : "-";
+  }
+  return name;
 }
 
 void PrepareOutputFolder(const std::filesystem::path& folder) {

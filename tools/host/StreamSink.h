@@ -17,23 +17,27 @@ class FrameWriter;
 /// writer thread's affair.
 class StreamSink final : public sarnevo::ipcapture::IFrameSink {
  public:
-  /// @p writer outlives this object; frames go to its stream @p index. Frames after the first @p limit are
-  /// passed over; 0 means no limit.
-  StreamSink(FrameWriter& writer, std::size_t index, sarnevo::u32 frameInterval, sarnevo::u64 limit)
-      : writer_(writer), index_(index), limit_(limit), statistics_(frameInterval) {}
+  /// @p writer outlives this object; frames go to its stream @p index. Frames after the first @p limit, and
+  /// those later than @p duration after the first one, are passed over; 0 means no limit.
+  StreamSink(FrameWriter& writer, std::size_t index, sarnevo::u32 frameInterval, sarnevo::u64 limit,
+             Seconds duration)
+      : writer_(writer), index_(index), limit_(limit), duration_(duration), statistics_(frameInterval) {}
 
   bool OnFrame(sarnevo::ipcapture::IFrame* frame) override;
   void OnNoData() override { statistics_.AddNoData(); }
 
   StreamCounts Counts() const { return statistics_.Counts(); }
-  /// All frames that were asked for have come.
-  bool IsComplete() const { return limit_ != 0 && Counts().frames >= limit_; }
+  /// What was asked for has come.
+  bool IsComplete() const;
+  void End() { statistics_.End(std::chrono::steady_clock::now()); }
 
  private:
   FrameWriter& writer_;
   const std::size_t index_;
   const sarnevo::u64 limit_;
+  const Seconds duration_;
   sarnevo::u64 taken_ = 0;  // receive thread only
+  SteadyTime first_;        // receive thread only; of the first frame
   StreamStatistics statistics_;
 };
 

@@ -10,50 +10,38 @@
 #include "Diagnosis.h"
 #include "Failure.h"
 #include "Terminal.h"
-#include "Text.h"
+#include "Texts.h"
 
 namespace kolvex_host {
 
 using std::chrono::milliseconds;
 
-namespace {
+PatientWait::PatientWait(StopSignal& stop, std::string text)
+    : stop_(stop), text_(std::move(text)), start_(std::chrono::steady_clock::now()) {}
 
-/// Waits in small steps and says after a second what for, so that nobody looks at an empty terminal.
-class PatientWait {
- public:
-  PatientWait(StopSignal& stop, std::string text) : stop_(stop), text_(std::move(text)) {}
-  ~PatientWait() {
-    if (drawn_) {
-      std::fputs("\r\x1b[K", stderr);  // ECMA-48: erase the line
+PatientWait::~PatientWait() { Clear(); }
+
+void PatientWait::Clear() {
+  if (drawn_) {
+    std::fputs("\r\x1b[K", stderr);  // ECMA-48: erase the line
+    drawn_ = false;
+  }
+}
+
+bool PatientWait::operator()(milliseconds time) {
+  const auto seconds =
+      std::chrono::duration_cast<std::chrono::seconds>(std::chrono::steady_clock::now() - start_).count();
+  if (seconds != shown_) {
+    shown_ = seconds;
+    if (isatty(STDERR_FILENO) != 0) {
+      fmt::print(stderr, "\r{} ({} s)\x1b[K", text_, seconds);
+      drawn_ = true;
+    } else if (seconds == 1) {
+      fmt::print(stderr, "{}\n", text_);
     }
   }
-  PatientWait(const PatientWait&) = delete;
-  PatientWait& operator=(const PatientWait&) = delete;
-
-  bool operator()(milliseconds time) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - start_).count();
-    if (seconds != shown_) {
-      shown_ = seconds;
-      if (isatty(STDERR_FILENO) != 0) {
-        fmt::print(stderr, "\r{} ({} s)\x1b[K", text_, seconds);
-        drawn_ = true;
-      } else if (seconds == 1) {
-        fmt::print(stderr, "{}\n", text_);
-      }
-    }
-    return stop_.Wait(time);
-  }
-
- private:
-  using Clock = std::chrono::steady_clock;
-  StopSignal& stop_;
-  const std::string text_;
-  const Clock::time_point start_ = Clock::now();
-  long shown_ = 0;
-  bool drawn_ = false;
-};
-
-}  // namespace
+  return stop_.Wait(time);
+}
 
 std::shared_ptr<Library> Common::LoadLibrary() const {
   if (!loaded_) {
@@ -143,6 +131,27 @@ CameraConfig CameraChoice::Read(const Common& common) const {
                                        : "There are two cameras: give --camera or --camera-file, not both.");
   }
   return file.empty() ? common.FindCamera(camera) : ReadCameraFile(file);
+}
+
+Failure ToldNow(ExitCode code, const std::string& sentence) {
+  Failure failure(code, sentence);
+  fmt::print(stderr, "kolvex-host: {}\n", sentence);
+  failure.SetTold();
+  return failure;
+}
+
+void WithReason(const Common& common, const CameraConfig& camera, const std::function<void()>& step) {
+  try {
+    step();
+  } catch (const Failure& failure) {
+    if (failure.Code() != ExitCode::Camera) {
+      throw;
+    }
+    if (const auto reason = Diagnosis(camera, common.LoginFor(camera)).WhyNoAnswer()) {
+      throw Failure(reason->exit, fmt::format("{} {}", failure.what(), reason->Sentence()));
+    }
+    throw;
+  }
 }
 
 CLI::Option* AddDuration(CLI::App& command, const std::string& name, milliseconds& into,

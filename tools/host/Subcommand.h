@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -11,12 +12,34 @@
 #include "Capabilities.h"
 #include "Credentials.h"
 #include "DriverSession.h"
+#include "Failure.h"
 #include "Library.h"
 #include "Place.h"
 #include "ProgramEnd.h"
 #include "QueryRun.h"
 
 namespace kolvex_host {
+
+/// Waits in small steps and shows after a second what for, so that nobody looks at an empty terminal. Main thread.
+class PatientWait {
+ public:
+  PatientWait(StopSignal& stop, std::string text);
+  ~PatientWait();
+  PatientWait(const PatientWait&) = delete;
+  PatientWait& operator=(const PatientWait&) = delete;
+
+  /// Takes what it shows off the terminal.
+  void Clear();
+  /// True when the person wants an end.
+  bool operator()(std::chrono::milliseconds time);
+
+ private:
+  StopSignal& stop_;
+  const std::string text_;
+  const std::chrono::steady_clock::time_point start_;
+  long shown_ = 0;  // seconds
+  bool drawn_ = false;
+};
 
 /// What all subcommands share: the options in front of them and the process's one stop signal. Main thread.
 struct Common {
@@ -56,6 +79,14 @@ struct CameraChoice {
   /// Throws Failure.
   CameraConfig Read(const Common& common) const;
 };
+
+/// Says a failure at once, before what it ends is ended: a driver may need some seconds to let go of a camera that
+/// doesn't answer. Throw what it gives.
+Failure ToldNow(ExitCode code, const std::string& sentence);
+
+/// Runs a step that asks something of a camera. A failure of it by ExitCode::Camera is looked into: what is found is
+/// said after it, and its exit code is taken.
+void WithReason(const Common& common, const CameraConfig& camera, const std::function<void()>& step);
 
 /// An option that takes a time with a unit, kept within bounds; its help names them.
 CLI::Option* AddDuration(CLI::App& command, const std::string& name, std::chrono::milliseconds& into,

@@ -13,13 +13,14 @@
 #include "Place.h"
 #include "ProgramEnd.h"
 #include "Subcommand.h"
+#include "Texts.h"
 #include "kolvex/Version.h"
 
 namespace kolvex_host {
 
 namespace {
 
-constexpr AddSubcommand* kSubcommands[] = {AddQuery, AddCapture, AddIo, AddPtz, AddServe, AddView};
+constexpr AddSubcommand* kSubcommands[] = {AddQuery, AddSnapshot, AddCapture, AddIo, AddPtz, AddServe, AddView};
 
 constexpr const char* kFooter = R"(
 From an address to pictures:
@@ -43,7 +44,7 @@ Exit codes:
 
 Each subcommand has a --help with examples.)";
 
-int Fail(bool json, ExitCode code, const std::string& sentence) {
+int Fail(bool json, ExitCode code, const std::string& sentence, bool told = false) {
   if (json) {
     try {
       PrintJson({{"event", "error"}, {"exit", static_cast<int>(code)}, {"message", sentence}});
@@ -51,7 +52,9 @@ int Fail(bool json, ExitCode code, const std::string& sentence) {
       // Standard output has gone; standard error still tells.
     }
   }
-  fmt::print(stderr, "kolvex-host: {}\n", sentence);
+  if (!told) {
+    fmt::print(stderr, "kolvex-host: {}\n", sentence);
+  }
   return static_cast<int>(code);
 }
 
@@ -67,8 +70,11 @@ std::string SentenceOf(const CLI::ParseError& error, const CLI::App& app) {
   if (!extras.empty()) {
     const std::string& word = extras.front();
     if (word.starts_with("-")) {
-      return fmt::format("There is no option {}; {} --help lists them.", Quoted(word.substr(0, word.find('='))),
-                         command->get_name());
+      // The name alone: of -pSECRET that is one letter.
+      return fmt::format(
+          "There is no option {}; {} --help lists them.",
+          kolvex_tools::Shown(word.starts_with("--") ? word.substr(0, word.find('=')) : word.substr(0, 2)),
+          command->get_name());
     }
     if (!command->get_subcommands(nullptr).empty()) {
       std::string names;
@@ -142,7 +148,7 @@ int RunProgram(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return Fail(json, ExitCode::Usage, SentenceOf(error, app));
   } catch (const Failure& failure) {
-    return Fail(json, failure.Code(), failure.what());
+    return Fail(json, failure.Code(), failure.what(), failure.IsTold());
   } catch (const std::exception& error) {
     return Fail(json, ExitCode::Internal, error.what());
   }

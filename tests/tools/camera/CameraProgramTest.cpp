@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -25,10 +26,15 @@ std::string Get(const char* address, const std::string& path, const char* passwo
 
 TEST(CameraProgram, ExplainsWhatIsWrongAndReturnsItsCode) {
   for (const auto& [arguments, code, sentence] : {
-           std::tuple("--camera group=3", 2, "\"3\" is no value for \"group\""),
-           {"--camera colour=red", 2, "a camera has no property \"colour\""},
-           {"--camera group=2,model=P-400", 1, "group 2 has no model \"P-400\""},
-           {"--fault lose=2", 1, "the camera can't do \"lose=2\""},
+           std::tuple("--camera group=3", 2, "\"3\" is no value for \"group\": it must be 1 or 2"),
+           {"--camera colour=red", 2, "a camera has no property \"colour\"; it has group, model"},
+           {"--camera group=2,model=P-400", 2, "group 2 has no model \"P-400\"; it has P-405, P-405M, P-410"},
+           {"--camera resolution=vga", 2, "group 1 has no resolution \"vga\"; it has qcif, cif, d1"},
+           {"--fault lose=2", 2, "the camera can't do \"lose=2\": RATE is a probability (0.05)"},
+           {"--fault lost=1", 2, "the commands are lose, duplicate"},
+           {"--count 0", 2, "--count takes 1 to 10000"},
+           {"--seconds 0", 2, "\"0\" is no time"},
+           {"--control 8099", 2, "--control takes ADDRESS:PORT, like 127.0.0.1:8099"},
            {"--password-file /nonexistent", 2, "can't read a password from /nonexistent"},
            {"--camera address=127.0.1.1 --camera address=127.0.1.1", 1,
             "can't listen on 127.0.1.1:80: Address already"},
@@ -36,6 +42,7 @@ TEST(CameraProgram, ExplainsWhatIsWrongAndReturnsItsCode) {
     const ProgramResult result = ProgramRun(KOLVEX_CAMERA).Run(arguments);
     EXPECT_EQ(result.exit, code) << arguments;
     EXPECT_THAT(result.err, HasSubstr(sentence)) << arguments;
+    EXPECT_TRUE(code == 1 || result.out.empty()) << "something had started";
   }
 }
 
@@ -87,6 +94,29 @@ TEST(CameraProgram, RunsAFleetThatCanBeControlledAndHasHeadsThatTakeNoWrongFrame
             "camera 127.1.0.255:80  group 1  Kolvex P-426  mpeg4 352x288 25 fps  serial 2\n"
             "camera 127.1.1.0:80  group 1  Kolvex P-426  mpeg4 352x288 25 fps  serial 2\n"
             "ready\n");
+}
+
+// A program that others wrote is the witness that the streams are what the standards say.
+TEST(CameraProgram, StreamsToPlayersOfOthers) {
+  if (std::system("command -v ffprobe >/dev/null 2>&1") != 0) {
+    GTEST_SKIP() << "ffprobe isn't installed";
+  }
+  ProgramRun camera(KOLVEX_CAMERA);
+  camera.Start("--quiet");
+  ASSERT_TRUE(camera.WaitForOutput("ready\n"));
+  for (const auto& [place, stream] : {std::pair("127.0.1.1/object.sdp", "mjpeg,352,288"),
+                                      {"127.0.1.2/live", "mpeg4,352,288"},
+                                      {"127.0.2.1/", "mjpeg,352,288"},
+                                      {"127.0.2.2/any/path?at=all", "mpeg4,352,288"}}) {
+    const ProgramResult result =
+        ProgramRun("timeout 30 ffprobe")
+            .Run(std::string("-v error -count_frames -read_intervals %+1 -show_entries "
+                             "stream=codec_name,width,height -of csv=p=0 'rtsp://") +
+                 place + "'");
+    EXPECT_EQ(result.exit, 0) << place << result.err;
+    EXPECT_THAT(result.out, testing::StartsWith(stream)) << place;
+    EXPECT_EQ(result.err, "") << place;
+  }
 }
 
 }  // namespace

@@ -56,6 +56,22 @@ TEST(IoCommand, WatchesInputsAndSwitchesTheOutputsThatAreNamedAlone) {
   }
 }
 
+TEST(IoCommand, TellsWhyACameraWentSilentAndThatItIsBack) {
+  simcam::CameraFarm farm(1);
+  auto& camera = farm.Add("address=127.0.1.1,group=2");
+  HostRun run;
+  run.Start("--json io watch 127.0.1.1");
+  ASSERT_TRUE(run.WaitForOutput(R"("input":1,"state":"low")"));
+  ASSERT_EQ(camera.Control("http=status:401"), "");
+  ASSERT_TRUE(run.WaitForOutput(R"("reason":"wrong-login")"));
+  ASSERT_EQ(camera.Control("heal=1"), "");
+  ASSERT_TRUE(run.WaitForOutput(R"("event":"recovered")"));
+  ASSERT_EQ(camera.Control("http=refuse"), "");
+  ASSERT_TRUE(run.WaitForOutput(R"("reason":"refused")"));
+  run.Signal(SIGINT);
+  EXPECT_EQ(run.Finish().exit, 7) << "the trouble goes on";
+}
+
 bool Still(const HeadStatus& head) { return !head.moving; }
 
 /// A camera with a head, and a host that has its record.
@@ -95,6 +111,7 @@ TEST_F(PtzCommand, MovesTheHeadAndKeepsPositionsUnderNamesFromRunToRun) {
   const double gate = Head().pan;
   ASSERT_EQ(Host("move right --for 300ms").exit, 0);
   ASSERT_EQ(Host("presets add 'Back yard'").exit, 0);
+  EXPECT_THAT(Host("presets add Gate").err, HasSubstr("There is a position \"Gate\" already"));
   EXPECT_THAT(Host("presets list").out, HasSubstr("       1  Gate\n       2  Back yard\n"));
   ASSERT_EQ(Host("presets go Gate").exit, 0);
   EXPECT_TRUE(Comes([&](const HeadStatus& head) { return !head.moving && head.pan == gate; }));

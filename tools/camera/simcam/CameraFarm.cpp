@@ -103,6 +103,18 @@ CameraFarm::~CameraFarm() {
   cameras_.clear();
 }
 
+std::string CameraFarm::Check(const CameraSettings& settings, std::string_view commands) {
+  std::string error;
+  if (const std::optional<CameraSettings> complete = settings.Completed(error)) {
+    // A camera that is never opened takes commands like any other.
+    parts_->loop.Call([&] {
+      Camera trial(parts_->loop, *parts_->hub, *parts_->pacer, *complete, 0);
+      error = simcam::Control(trial, commands);
+    });
+  }
+  return error;
+}
+
 SimulatedCamera* CameraFarm::Add(const CameraSettings& settings, std::string& error) {
   const std::optional<CameraSettings> complete = settings.Completed(error);
   if (!complete) {

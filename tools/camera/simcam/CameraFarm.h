@@ -22,6 +22,9 @@ class CameraFarm {
   CameraFarm(const CameraFarm&) = delete;
   CameraFarm& operator=(const CameraFarm&) = delete;
 
+  /// Whether such a camera makes sense and can do these control commands; a sentence if not. Switches nothing on.
+  std::string Check(const CameraSettings& settings, std::string_view commands);
+
   /// Switches a camera on. Null, with a sentence in `error`, when it can't listen or makes no sense. The
   /// handle belongs to the farm.
   SimulatedCamera* Add(const CameraSettings& settings, std::string& error);

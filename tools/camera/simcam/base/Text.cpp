@@ -1,9 +1,5 @@
 #include "simcam/base/Text.h"
 
-#include <charconv>
-#include <cstdarg>
-#include <cstdio>
-
 namespace simcam {
 
 namespace {
@@ -13,18 +9,6 @@ int HexDigit(char c) {
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
   if (c >= 'A' && c <= 'F') return c - 'A' + 10;
   return -1;
-}
-
-template <typename Number>
-std::optional<Number> ParseWhole(std::string_view text, Number minimum, Number maximum) {
-  Number value{};
-  const char* const end = text.data() + text.size();
-  const std::from_chars_result result = std::from_chars(text.data(), end, value);
-  if (text.empty() || result.ec != std::errc{} || result.ptr != end ||
-      !(value >= minimum && value <= maximum)) {
-    return std::nullopt;
-  }
-  return value;
 }
 
 }  // namespace
@@ -50,26 +34,6 @@ std::optional<std::string> Parameters::Find(std::string_view key) const {
     }
   }
   return std::nullopt;
-}
-
-std::optional<std::uint64_t> ParseNumber(std::string_view text, std::uint64_t minimum, std::uint64_t maximum) {
-  return ParseWhole<std::uint64_t>(text, minimum, maximum);
-}
-
-std::optional<double> ParseReal(std::string_view text, double minimum, double maximum) {
-  return ParseWhole<double>(text, minimum, maximum);
-}
-
-std::vector<std::string_view> Split(std::string_view text, char separator) {
-  std::vector<std::string_view> parts;
-  for (;;) {
-    const std::size_t at = text.find(separator);
-    parts.push_back(text.substr(0, at));
-    if (at == std::string_view::npos) {
-      return parts;
-    }
-    text.remove_prefix(at + 1);
-  }
 }
 
 std::string ToUpper(std::string_view text) {
@@ -126,19 +90,6 @@ std::optional<std::vector<std::uint8_t>> DecodeHex(std::string_view digits) {
     bytes.push_back(static_cast<std::uint8_t>(high * 16 + low));
   }
   return bytes;
-}
-
-std::string Format(const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  va_list again;
-  va_copy(again, arguments);
-  const int length = std::vsnprintf(nullptr, 0, format, arguments);
-  va_end(arguments);
-  std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-  static_cast<void>(std::vsnprintf(text.data(), text.size() + 1, format, again));
-  va_end(again);
-  return text;
 }
 
 }  // namespace simcam

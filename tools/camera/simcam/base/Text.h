@@ -7,6 +7,10 @@
 #include <utility>
 #include <vector>
 
+#include <fmt/printf.h>
+
+#include "Texts.h"
+
 /// Small text operations that the CGI, the control commands and the command line share.
 namespace simcam {
 
@@ -24,11 +28,9 @@ class Parameters {
   std::vector<std::pair<std::string, std::string>> items_;
 };
 
-/// The whole text as a number within the bounds, or nothing.
-std::optional<std::uint64_t> ParseNumber(std::string_view text, std::uint64_t minimum, std::uint64_t maximum);
-std::optional<double> ParseReal(std::string_view text, double minimum, double maximum);
-
-std::vector<std::string_view> Split(std::string_view text, char separator);
+using kolvex_tools::ParseNumber;
+using kolvex_tools::ParseReal;
+using kolvex_tools::Split;
 std::string ToUpper(std::string_view text);
 std::string DecodePercent(std::string_view text);
 
@@ -39,6 +41,9 @@ std::string EncodeBase64(std::string_view bytes);
 std::optional<std::vector<std::uint8_t>> DecodeHex(std::string_view digits);
 
 /// printf into a string.
-std::string Format(const char* format, ...) __attribute__((format(printf, 1, 2)));
+template <typename... Values>
+std::string Format(const char* format, const Values&... values) {
+  return fmt::sprintf(format, values...);
+}
 
 }  // namespace simcam

@@ -164,7 +164,11 @@ StreamFormat Camera::Format() const { return FormatOf(settings_.group, settings_
 
 void Camera::PlayStream(RtpSender* stream) {
   const std::array<double, 3> home = {settings_.pan, settings_.tilt, settings_.zoom};
-  const StreamKey key{Format(), settings_.caption, home, ownView_ ? number_ + 1 : 0};
+  StreamFormat format = Format();
+  if (stream->isPlayer()) {
+    format.layout = JpegLayout::Plain;
+  }
+  const StreamKey key{format, settings_.caption, home, ownView_ ? number_ + 1 : 0};
   const std::uint32_t first = stream->source() != nullptr ? stream->source()->nextCounter() : 0;
   StreamSource::ViewProvider look = [this] { return Look(); };
   if (!ownView_) {
@@ -183,7 +187,7 @@ void Camera::Refit() {
   }
 }
 
-RtpSender* Camera::AddStream(const sockaddr_in& rtp, const sockaddr_in& rtcp) {
+RtpSender* Camera::AddStream(const sockaddr_in& rtp, const sockaddr_in& rtcp, bool isPlayer) {
   if (sockets_ == nullptr) {
     sockets_ = UdpPair::Open(loop_, settings_.address, settings_.rtpPort,
                              [this](const sockaddr_in& from, std::span<const std::uint8_t> datagram) {
@@ -194,7 +198,7 @@ RtpSender* Camera::AddStream(const sockaddr_in& rtp, const sockaddr_in& rtcp) {
     return nullptr;
   }
   const SenderContext context{loop_, pacer_, *sockets_, faults_, counters_, "camera@" + settings_.address};
-  streams_.push_back(std::make_unique<RtpSender>(context, rtp, rtcp, dice_()));
+  streams_.push_back(std::make_unique<RtpSender>(context, rtp, rtcp, dice_(), isPlayer));
   return streams_.back().get();
 }
 

@@ -56,7 +56,7 @@ class Camera : public CgiDevice, public RtspHost {
   std::string address() const override { return settings_.address; }
   std::string sessionDescription() const override;
   std::optional<ReplyFault> OnRtspRequest(const RtspRequest& request) override;
-  RtpSender* AddStream(const sockaddr_in& rtp, const sockaddr_in& rtcp) override;
+  RtpSender* AddStream(const sockaddr_in& rtp, const sockaddr_in& rtcp, bool isPlayer) override;
   void PlayStream(RtpSender* stream) override;
   void EndStream(RtpSender* stream) override;
   std::uint16_t serverPort() const override { return sockets_->rtpPort(); }

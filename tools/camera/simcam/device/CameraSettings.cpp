@@ -38,41 +38,57 @@ bool AssignShape(std::string_view text, std::optional<ReplyShape>& into) {
 
 struct Key {
   std::string_view name;
+  std::string_view allowed;
   bool (*assign)(const std::string& value, CameraSettings& settings);
 };
 const std::array kKeys = {
-    Key{"group", [](const std::string& v, CameraSettings& s) { return Assign(v, 1, 2, s.group); }},
-    Key{"model", [](const std::string& v, CameraSettings& s) { return s.model = v, FindModel(v) != nullptr; }},
-    Key{"address", [](const std::string& v, CameraSettings& s) { return AssignAddress(v, s.address); }},
-    Key{"http-port", [](const std::string& v, CameraSettings& s) { return Assign(v, 1, 65535, s.httpPort); }},
-    Key{"rtsp-port", [](const std::string& v, CameraSettings& s) { return Assign(v, 1, 65535, s.rtspPort); }},
-    Key{"rtp-port", [](const std::string& v, CameraSettings& s) { return Assign(v, 1024, 65000, s.rtpPort); }},
-    Key{"user", [](const std::string& v, CameraSettings& s) { return s.userName = v, true; }},
-    Key{"caption", [](const std::string& v, CameraSettings& s) { return s.caption = v, true; }},
-    Key{"pan", [](const std::string& v, CameraSettings& s) { return AssignReal(v, -30, 30, s.pan); }},
-    Key{"tilt", [](const std::string& v, CameraSettings& s) { return AssignReal(v, -8, 16, s.tilt); }},
-    Key{"zoom", [](const std::string& v, CameraSettings& s) { return AssignReal(v, 1, 5, s.zoom); }},
-    Key{"mac", [](const std::string& v, CameraSettings& s) { return s.hardwareAddress = v, true; }},
-    Key{"shape", [](const std::string& v, CameraSettings& s) { return AssignShape(v, s.shape); }},
-    Key{"sampling",
+    Key{"group", "1 or 2", [](const std::string& v, CameraSettings& s) { return Assign(v, 1, 2, s.group); }},
+    Key{"model", "a model of --help",
+        [](const std::string& v, CameraSettings& s) { return s.model = v, FindModel(v) != nullptr; }},
+    Key{"address", "a dotted IPv4 address",
+        [](const std::string& v, CameraSettings& s) { return AssignAddress(v, s.address); }},
+    Key{"http-port", "1 to 65535",
+        [](const std::string& v, CameraSettings& s) { return Assign(v, 1, 65535, s.httpPort); }},
+    Key{"rtsp-port", "1 to 65535",
+        [](const std::string& v, CameraSettings& s) { return Assign(v, 1, 65535, s.rtspPort); }},
+    Key{"rtp-port", "1024 to 65000",
+        [](const std::string& v, CameraSettings& s) { return Assign(v, 1024, 65000, s.rtpPort); }},
+    Key{"user", "any text", [](const std::string& v, CameraSettings& s) { return s.userName = v, true; }},
+    Key{"caption", "any text", [](const std::string& v, CameraSettings& s) { return s.caption = v, true; }},
+    Key{"pan", "-30 to 30",
+        [](const std::string& v, CameraSettings& s) { return AssignReal(v, -30, 30, s.pan); }},
+    Key{"tilt", "-8 to 16",
+        [](const std::string& v, CameraSettings& s) { return AssignReal(v, -8, 16, s.tilt); }},
+    Key{"zoom", "1 to 5", [](const std::string& v, CameraSettings& s) { return AssignReal(v, 1, 5, s.zoom); }},
+    Key{"mac", "any text", [](const std::string& v, CameraSettings& s) { return s.hardwareAddress = v, true; }},
+    Key{"shape", "ampersand, lines or markup",
+        [](const std::string& v, CameraSettings& s) { return AssignShape(v, s.shape); }},
+    Key{"sampling", "420 or 422",
         [](const std::string& v, CameraSettings& s) {
           s.sampling = v == "422" ? Sampling::Yuv422 : Sampling::Yuv420;
           return v == "422" || v == "420";
         }},
-    Key{"inputs", [](const std::string& v, CameraSettings& s) { return Assign(v, 0, 64, s.inputs.emplace()); }},
-    Key{"outputs",
+    Key{"inputs", "0 to 64",
+        [](const std::string& v, CameraSettings& s) { return Assign(v, 0, 64, s.inputs.emplace()); }},
+    Key{"outputs", "0 to 32",
         [](const std::string& v, CameraSettings& s) { return Assign(v, 0, 32, s.outputs.emplace()); }},
-    Key{"audio", [](const std::string& v, CameraSettings& s) { return Assign(v, 0, 1, s.audio.emplace()); }},
-    Key{"serial", [](const std::string& v, CameraSettings& s) { return Assign(v, 0, 2, s.head.emplace()); }},
-    Key{"codec",
+    Key{"audio", "0 or 1",
+        [](const std::string& v, CameraSettings& s) { return Assign(v, 0, 1, s.audio.emplace()); }},
+    Key{"serial", "0, 1 or 2",
+        [](const std::string& v, CameraSettings& s) { return Assign(v, 0, 2, s.head.emplace()); }},
+    Key{"codec", "mjpeg or mpeg4",
         [](const std::string& v, CameraSettings& s) {
           s.video.codec = v == "mpeg4" ? Codec::Mpeg4 : Codec::Jpeg;
           return v == "mpeg4" || v == "mjpeg";
         }},
-    Key{"ntsc", [](const std::string& v, CameraSettings& s) { return Assign(v, 0, 1, s.video.ntsc); }},
-    Key{"resolution", [](const std::string& v, CameraSettings& s) { return s.video.resolution = v, true; }},
-    Key{"fps", [](const std::string& v, CameraSettings& s) { return Assign(v, 1, 60, s.video.fps); }},
-    Key{"seed", [](const std::string& v, CameraSettings& s) { return Assign(v, 0, UINT64_MAX, s.seed); }},
+    Key{"ntsc", "0 or 1",
+        [](const std::string& v, CameraSettings& s) { return Assign(v, 0, 1, s.video.ntsc); }},
+    Key{"resolution", "a resolution of --help",
+        [](const std::string& v, CameraSettings& s) { return s.video.resolution = v, true; }},
+    Key{"fps", "1 to 60",
+        [](const std::string& v, CameraSettings& s) { return Assign(v, 1, 60, s.video.fps); }},
+    Key{"seed", "a whole number",
+        [](const std::string& v, CameraSettings& s) { return Assign(v, 0, UINT64_MAX, s.seed); }},
 };
 
 std::string MakeHardwareAddress(const std::string& address) {
@@ -92,12 +108,17 @@ std::optional<CameraSettings> CameraSettings::Completed(std::string& error) cons
   }
   const Model* const known = FindModel(full.model);
   if (known == nullptr || known->group != full.group) {
-    error = Format("group %d has no model \"%s\"", static_cast<int>(full.group), full.model.c_str());
+    std::string names;
+    for (const Model& model : Models()) {
+      names += model.group == full.group ? (names.empty() ? "" : ", ") + std::string(ShortName(model)) : "";
+    }
+    error = Format("group %d has no model \"%s\"; it has %s", static_cast<int>(full.group), full.model.c_str(),
+                   names.c_str());
     return std::nullopt;
   }
   if (SizeOf(full.group, full.video.resolution, full.video.ntsc).width == 0) {
-    error = Format("group %d has no resolution \"%s\"", static_cast<int>(full.group),
-                   full.video.resolution.c_str());
+    error = Format("group %d has no resolution \"%s\"; it has %s", static_cast<int>(full.group),
+                   full.video.resolution.c_str(), ResolutionNames(full.group).c_str());
     return std::nullopt;
   }
   full.model = known->name;
@@ -125,11 +146,16 @@ bool ApplyCameraText(std::string_view text, CameraSettings& settings, std::strin
       if (key.name == name) found = &key;
     }
     if (found == nullptr) {
-      error = Format("a camera has no property \"%s\"", name.c_str());
+      std::string names;
+      for (const Key& key : kKeys) {
+        names += (names.empty() ? "" : ", ") + std::string(key.name);
+      }
+      error = Format("a camera has no property \"%s\"; it has %s", name.c_str(), names.c_str());
       return false;
     }
     if (!found->assign(value, settings)) {
-      error = Format("\"%s\" is no value for \"%s\"", value.c_str(), name.c_str());
+      error = Format("\"%s\" is no value for \"%s\": it must be %s", value.c_str(), name.c_str(),
+                     std::string(found->allowed).c_str());
       return false;
     }
   }

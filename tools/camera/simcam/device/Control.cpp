@@ -137,13 +137,43 @@ bool Run(Camera& camera, const std::string& key, const std::string& value) {
   return key.starts_with("input") && SetInput(camera, key, value);
 }
 
+constexpr const char* kRates = "RATE is a probability (0.05), every:N or next:N packets";
+constexpr const char* kReplies =
+    "REPLY is ok, refuse, stall, delay:MS, drip:MS (a byte at a time), pieces:BYTES, cut:BYTES, reset, "
+    "status:CODE, garbage:BYTES, oversize:BYTES, endless, gone:MS (in place of a reply, and back after that "
+    "time) or "
+    "turn:MS (back as the other group), each with /PLACE after it for where the reply begins to go wrong "
+    "(connect, "
+    "status, header1, header2 and so on or body), @TEXT for requests that hold TEXT only and *COUNT for so "
+    "many "
+    "replies only: stall/header2@SETUP*1";
+
+/// What a command takes, for the one who gave it something else.
+std::string Allowed(const Camera& camera, std::string_view key) {
+  for (const Command& command : kCommands) {
+    if (command.key == key) {
+      const std::string kind(command.help.substr(0, command.help.find(' ')));
+      return kind == "RATE" ? kRates : kind == "REPLY" ? kReplies : "it takes " + std::string(command.help);
+    }
+  }
+  if (key.starts_with("input") && camera.settings().inputs.value_or(0) != 0) {
+    return Format("there are input1 to input%u, each 0, 1 or toggle", *camera.settings().inputs);
+  }
+  std::string names;
+  for (const Command& command : kCommands) {
+    names += (names.empty() ? "" : ", ") + std::string(command.key);
+  }
+  return "the commands are " + names;
+}
+
 }  // namespace
 
 std::string Control(Camera& camera, std::string_view commands) {
   const Parameters parameters = Parameters::Parse(commands);
   for (const auto& [key, value] : parameters.items()) {
     if (!Run(camera, key, value)) {
-      return Format("the camera can't do \"%s=%s\"", key.c_str(), value.c_str());
+      return Format("the camera can't do \"%s=%s\": %s", key.c_str(), value.c_str(),
+                    Allowed(camera, key).c_str());
     }
   }
   return {};
@@ -169,17 +199,7 @@ std::string ControlHelp() {
   for (const Command& command : kCommands) {
     text += Format("  %-13s%s\n", std::string(command.key).c_str(), std::string(command.help).c_str());
   }
-  return text + "  inputN       0|1|toggle  level of input N\n" +
-         "RATE is a probability (0.05), every:N or next:N packets. REPLY is ok, refuse, stall, delay:MS, "
-         "drip:MS\n"
-         "(a byte at a time), pieces:BYTES, cut:BYTES, reset, status:CODE, garbage:BYTES, oversize:BYTES, "
-         "endless,\n"
-         "gone:MS (in place of a reply, and back after that time) or turn:MS (back as the other group), each "
-         "with\n"
-         "/PLACE behind it for where the reply begins to go wrong (connect, status, header1, header2 and so on "
-         "or\n"
-         "body), @TEXT for requests that hold TEXT only and *COUNT for so many replies only: "
-         "stall/header2@SETUP*1.\n";
+  return text + "  inputN       0|1|toggle  level of input N\n" + kRates + ".\n" + kReplies + ".\n";
 }
 
 }  // namespace simcam

@@ -31,10 +31,12 @@ constexpr std::array kModels = {
 
 std::span<const Model> Models() { return kModels; }
 
+std::string_view ShortName(const Model& model) { return model.name.substr(kMaker.size()); }
+
 const Model* FindModel(std::string_view name) {
   const std::string wanted = ToUpper(name);
   for (const Model& model : kModels) {
-    if (ToUpper(model.name) == wanted || ToUpper(model.name.substr(kMaker.size())) == wanted) {
+    if (ToUpper(model.name) == wanted || ToUpper(ShortName(model)) == wanted) {
       return &model;
     }
   }

@@ -23,6 +23,9 @@ struct Model {
 /// All models, those of group 1 first. The last one, P-499, has a type number that drivers don't know.
 std::span<const Model> Models();
 
+/// The name without its maker.
+std::string_view ShortName(const Model& model);
+
 /// The model of that name, without regard to case; null when there is none. "Kolvex " in front may be left
 /// out.
 const Model* FindModel(std::string_view name);

@@ -25,12 +25,22 @@ constexpr std::array kGroup2 = {
 // libjpeg's scale for the five steps of group 2.
 constexpr std::array<unsigned, 5> kJpegSteps = {20, 35, 50, 65, 80};
 
+std::span<const Resolution> TableOf(Group group) {
+  return group == Group::One ? std::span<const Resolution>(kGroup1) : std::span<const Resolution>(kGroup2);
+}
+
 }  // namespace
 
+std::string ResolutionNames(Group group) {
+  std::string names;
+  for (const Resolution& entry : TableOf(group)) {
+    names += (names.empty() ? "" : ", ") + std::string(entry.word);
+  }
+  return names;
+}
+
 PictureSize SizeOf(Group group, std::string_view resolution, bool ntsc) {
-  const std::span<const Resolution> table =
-      group == Group::One ? std::span<const Resolution>(kGroup1) : std::span<const Resolution>(kGroup2);
-  for (const Resolution& entry : table) {
+  for (const Resolution& entry : TableOf(group)) {
     if (entry.word == resolution) {
       return {entry.width, ntsc ? entry.heightNtsc : entry.heightPal};
     }

@@ -30,6 +30,9 @@ struct PictureSize {
   std::uint16_t width, height;
 };
 
+/// The words of a group's CGI for picture sizes, for people.
+std::string ResolutionNames(Group group);
+
 /// The picture size behind a resolution's word; 0 by 0 when the group doesn't know the word.
 PictureSize SizeOf(Group group, std::string_view resolution, bool ntsc);
 

@@ -47,6 +47,7 @@ std::optional<RtspRequest> RtspRequest::Extract(std::string& received) {
     if (name == "CSEQ") request.cseq = value;
     if (name == "TRANSPORT") request.transport = value;
     if (name == "SESSION") request.session = value;
+    if (name == "USER-AGENT") request.userAgent = value;
   }
   return request;
 }

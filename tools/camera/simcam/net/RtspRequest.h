@@ -12,6 +12,7 @@ struct RtspRequest {
   std::string text;  ///< as it came, with its blank line
   std::string method, uri, version;
   std::string cseq, transport, session;  ///< header values, empty when absent
+  std::string userAgent;                 ///< the same; the cameras' own clients send none
 
   /// The path of the URI: what follows rtsp://host:port, at least "/".
   std::string path() const;

@@ -59,6 +59,9 @@ void RtspService::OnBytes(std::string_view bytes) {
 }
 
 bool RtspService::PathFits(const RtspRequest& request) const {
+  if (!request.userAgent.empty()) {
+    return true;  // a player, whose person types any path
+  }
   if (host_.group() == Group::Two) {
     return request.path() == "/";
   }
@@ -78,6 +81,10 @@ RtspService::Reply RtspService::Answer(const RtspRequest& request) {
   if (!PathFits(request)) {
     return {404, "Not Found", {}, {}};
   }
+  if (request.method == "OPTIONS" || request.method == "GET_PARAMETER") {
+    // Players ask with either now and then whether a camera is still there.
+    return {200, "OK", {"Public: OPTIONS, DESCRIBE, SETUP, PLAY, PAUSE, TEARDOWN, GET_PARAMETER"}, {}};
+  }
   if (request.method == "DESCRIBE") {
     return Describe(request);
   }
@@ -91,7 +98,8 @@ RtspService::Reply RtspService::Answer(const RtspRequest& request) {
   const std::string header = "Session: " + session->id;
   if (request.method == "PLAY") {
     host_.PlayStream(session->stream);
-    return {200, "OK", {header}, {}};
+    return request.userAgent.empty() ? Reply{200, "OK", {header}, {}}
+                                     : Reply{200, "OK", {header, "Range: npt=0.000-"}, {}};
   }
   if (request.method == "PAUSE") {
     session->stream->Pause();
@@ -120,7 +128,8 @@ RtspService::Reply RtspService::Setup(const RtspRequest& request) {
     return {461, "Unsupported Transport", {}, {}};
   }
   RtpSender* const stream =
-      host_.AddStream(WithPort(connection_.peer(), ports->first), WithPort(connection_.peer(), ports->second));
+      host_.AddStream(WithPort(connection_.peer(), ports->first), WithPort(connection_.peer(), ports->second),
+                      !request.userAgent.empty());
   if (stream == nullptr) {
     return {453, "Not Enough Bandwidth", {}, {}};
   }

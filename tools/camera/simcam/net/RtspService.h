@@ -22,7 +22,8 @@ class RtspHost {
   /// Notes the request and tells how its reply is to be spoiled.
   virtual std::optional<ReplyFault> OnRtspRequest(const RtspRequest& request) = 0;
   /// A stream to the client, not yet playing; null when no ports are left. The host owns it.
-  virtual RtpSender* AddStream(const sockaddr_in& rtp, const sockaddr_in& rtcp) = 0;
+  /// A player gets JPEG in the layout of RFC 2435 alone, whatever the firmware sends its own clients.
+  virtual RtpSender* AddStream(const sockaddr_in& rtp, const sockaddr_in& rtcp, bool isPlayer) = 0;
   virtual void PlayStream(RtpSender* stream) = 0;
   virtual void EndStream(RtpSender* stream) = 0;
   virtual std::uint16_t serverPort() const = 0;  ///< of RTP; RTCP is the next
@@ -31,6 +32,7 @@ class RtspHost {
 
 /// Speaks RTSP (RFC 2326) as the cameras do, whose clients read replies by line position: the lines of each
 /// reply and their order are those of the firmware, and group 2 has one more header straight behind CSeq.
+/// A client that names itself, as players do, may ask for any path; what it gets doesn't depend on it.
 /// The sessions of a connection end with it.
 class RtspService : public ConnectionHandler {
  public:

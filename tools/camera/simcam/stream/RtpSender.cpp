@@ -56,8 +56,13 @@ bool SameEndpoint(const sockaddr_in& a, const sockaddr_in& b) {
 }  // namespace
 
 RtpSender::RtpSender(const SenderContext& context, const sockaddr_in& rtp, const sockaddr_in& rtcp,
-                     std::uint64_t seed)
-    : context_(context), rtp_(rtp), rtcp_(rtcp), mangler_(seed), reportTimer_(context.loop, [this] {
+                     std::uint64_t seed, bool isPlayer)
+    : context_(context),
+      rtp_(rtp),
+      rtcp_(rtcp),
+      isPlayer_(isPlayer),
+      mangler_(seed),
+      reportTimer_(context.loop, [this] {
         SendReport();
         reportTimer_.StartOnce(kReportInterval);
       }) {

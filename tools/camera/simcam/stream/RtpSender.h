@@ -33,12 +33,14 @@ struct SenderContext {
 class RtpSender : public FrameSink, public PacedSender {
  public:
   /// The clients' ports of SETUP; the seed draws SSRC, first sequence number and time offset.
-  RtpSender(const SenderContext& context, const sockaddr_in& rtp, const sockaddr_in& rtcp, std::uint64_t seed);
+  RtpSender(const SenderContext& context, const sockaddr_in& rtp, const sockaddr_in& rtcp, std::uint64_t seed,
+            bool isPlayer);
   ~RtpSender() override;
 
   /// Begins or goes on, with the frames of that source. The numbers go on where they were.
   void Play(std::shared_ptr<StreamSource> source);
   void Pause();
+  bool isPlayer() const { return isPlayer_; }
   bool playing() const { return source_ != nullptr; }
   const std::shared_ptr<StreamSource>& source() const { return source_; }
 
@@ -64,6 +66,7 @@ class RtpSender : public FrameSink, public PacedSender {
 
   const SenderContext context_;
   const sockaddr_in rtp_, rtcp_;
+  const bool isPlayer_;  // the client is one of many, not one of the family
   std::uint32_t ssrc_;
   std::uint32_t timestampBase_;
   std::uint16_t nextSequence_;

@@ -23,6 +23,9 @@ std::string DurationText(std::chrono::milliseconds time);
 
 std::vector<std::string_view> Split(std::string_view text, char separator);
 
+/// The characters of a UTF-8 text; a byte that is no UTF-8 is one of them.
+std::vector<std::string_view> Characters(std::string_view utf8);
+
 /// Columns that a text takes on a terminal: wide characters take two, combining ones none.
 std::size_t DisplayWidth(std::string_view utf8);
 /// A text of characters that can be printed, none beyond @p width columns; the cut shows as an ellipsis.

@@ -1,4 +1,4 @@
-#include "Text.h"
+#include "Texts.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -111,6 +111,15 @@ std::vector<std::string_view> Split(std::string_view text, char separator) {
     }
     text.remove_prefix(at + 1);
   }
+}
+
+std::vector<std::string_view> Characters(std::string_view utf8) {
+  std::vector<std::string_view> characters;
+  while (!utf8.empty()) {
+    characters.push_back(NextCharacter(utf8).bytes);
+    utf8.remove_prefix(characters.back().size());
+  }
+  return characters;
 }
 
 std::size_t DisplayWidth(std::string_view utf8) {
