@@ -6,6 +6,7 @@
 #   ./test.sh asan        with the address and undefined behaviour sanitizers
 #   ./test.sh tsan        with the thread sanitizer
 #   ./test.sh coverage    with line and branch counts of src/, and fails when they are too low
+#   ./test.sh browser     the console's page in headless Chromium
 #
 # The result of the last run stays in build/VARIANT/test-result as "PASSED FAILED SKIPPED".
 set -eu
@@ -17,7 +18,8 @@ choice=
 case $variant in
   quick) variant="test" choice="--label-exclude long" ;;
   test | asan | tsan | coverage) ;;
-  *) echo "usage: ./test.sh [quick|asan|tsan|coverage]" >&2; exit 1 ;;
+  browser) exec tests/tools/console/browser/run ;;
+  *) echo "usage: ./test.sh [quick|asan|tsan|coverage|browser]" >&2; exit 1 ;;
 esac
 
 started=$(date +%s)

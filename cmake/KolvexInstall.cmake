@@ -19,7 +19,6 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kolvex ${PROJECT_BINARY_DIR}/inc
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development FILES_MATCHING PATTERN "*.h")
 
 # Debian packages have a folder each, and the licence in a file of a form of its own (KolvexPackages.cmake).
-option(KOLVEX_PACKAGES "Install as Debian packages do" OFF)
 set(library_docs ${CMAKE_INSTALL_DOCDIR})
 set(docs ${CMAKE_INSTALL_DOCDIR})
 if(KOLVEX_PACKAGES)

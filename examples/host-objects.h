@@ -66,7 +66,7 @@ struct Camera : IIPDriverParams,
   const char* GetModel() override { return "unknown"; }
   u32 GetChannelCount() override { return 1; }
   u32 GetInputCount() override { return inputs; }
-  u32 GetOutputCount() override { return 0; }  // told of none, the library switches none
+  u32 GetOutputCount() override { return 0; }  // knowing of none, the library switches none
 
   IIPConnectionInfo* GetConnection() override { return this; }
   const char* GetAddress() override { return address.c_str(); }

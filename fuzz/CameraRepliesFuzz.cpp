@@ -17,9 +17,9 @@
 #include "HttpScript.h"
 #include "camera/CGroup1CameraProperties.h"
 #include "camera/CGroup2CameraProperties.h"
-#include "camera/CgiReply.h"
 #include "camera/CgiText.h"
 #include "camera/DetectCameraGroup.h"
+#include "camera/RequestPolicy.h"
 #include "driver/CKolvexIPCaptureDriver.h"
 #include "device/DecimalText.h"
 #include "io/CGroupDigitalIO.h"
@@ -63,7 +63,7 @@ std::vector<std::string> PlainTexts(const std::vector<std::string>& replies) {
     if (!reply.starts_with(kPlain)) {
       return {};
     }
-    texts.emplace_back(reply.substr(kPlain.size(), CgiReply::kBufferBytes - 1).c_str());
+    texts.emplace_back(reply.substr(kPlain.size(), kMostPropertyBytes).c_str());
   }
   return texts;
 }

@@ -115,7 +115,8 @@ class FrameHost : public sarnevo::ipcapture::IFrameAllocator, public sarnevo::ip
    private:
     const u32 code_;
     const bool hasRoom_;
-    std::vector<std::uint8_t> data_;  // of exactly the asked size, so that the sanitizer sees a write behind it
+    std::vector<std::uint8_t>
+        data_;  // of exactly the asked size, so that the sanitizer sees a write past its end
     u32 used_ = 0;
     u32 width_ = 0;
     u32 height_ = 0;

@@ -102,7 +102,7 @@ void CheckAgainstModel(const std::optional<Bytes>& reply, bool keepsOpen, bool s
   Check(body == model.body, "the body is the reply's");
   const bool whole =
       model.end == HttpReplyModel::End::Whole || (model.end == HttpReplyModel::End::Open && !keepsOpen);
-  Check((error == HttpError::None) == whole, "a whole body is told from a broken one");
+  Check((error == HttpError::None) == whole, "a whole body is distinguished from a broken one");
 }
 
 void Exchange(HttpRequest& request, HttpScript& script, std::string_view path, std::uint8_t how,
@@ -112,7 +112,8 @@ void Exchange(HttpRequest& request, HttpScript& script, std::string_view path, s
   const bool sent = request.Send("GET", std::string(path).c_str(), (how & 4) != 0);
   HttpError error = Web::LastHttpError();
   if (sent) {
-    Check((error == HttpError::LoginFailure) == (request.GetStatusCode() == 401), "wrong credentials are told");
+    Check((error == HttpError::LoginFailure) == (request.GetStatusCode() == 401),
+          "wrong credentials are reported");
     error = ReadBody(request, how, body);
   }
   const bool answered = script.Requests().size() - script.RepliesUsed() == before;

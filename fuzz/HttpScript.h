@@ -25,8 +25,8 @@ class HttpScript {
     std::string text;  ///< as it was sent
   };
 
-  /// @param replies    in order; behind the last the servers close without a word
-  /// @param keepsOpen  a server doesn't close behind its reply
+  /// @param replies    in order; after the last the servers close without a word
+  /// @param keepsOpen  a server doesn't close after its reply
   HttpScript(std::vector<Bytes> replies, bool keepsOpen);
   ~HttpScript();
   HttpScript(const HttpScript&) = delete;

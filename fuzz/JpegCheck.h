@@ -71,7 +71,7 @@ class JpegCheck {
     const Bytes frame = Segment(0xC0);
     Check(frame.size() == 15 && frame[0] == 8 && frame[5] == 3, "a baseline frame of three components");
     Check(frame[1] * 256U + frame[2] == height && frame[3] * 256U + frame[4] == width,
-          "the file has the size that is told");
+          "the file has the size that is reported");
     Check(frame[7] == 0x21 || frame[7] == 0x22, "sampling is 4:2:2 or 4:2:0");
     Check(frame[10] == 0x11 && frame[13] == 0x11, "chrominance isn't sampled finer");
     Check(frame[8] == 0 && frame[11] == 1 && frame[14] == 1, "each component names a table that is there");

@@ -1,4 +1,4 @@
-// A preset file of any content, written to by the library and read again: what was written stands there, and
+// A preset file of any content, written to by the library and read again: what was written is there, and
 // the file is one that the library takes.
 #include <filesystem>
 #include <fstream>

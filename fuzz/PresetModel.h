@@ -147,7 +147,7 @@ class PresetModel {
     return !cameraRefuses;
   }
 
-  // One slot has one name, wherever it stands.
+  // One slot has one name, wherever it is.
   void Rename(u32 slot, const std::wstring& name) {
     for (Position& known : list_) {
       known.name = known.slot == slot ? name : known.name;

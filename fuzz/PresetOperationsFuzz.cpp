@@ -168,7 +168,7 @@ class Run {
             "each in its place");
     }
     Check(list.GetCurrentPreposition(name) == !model.Current().empty() && name == model.Current(),
-          "the camera stands where the list says");
+          "the camera is where the list says");
     Check(camera_.told == model.told, "the camera is told what it should be");
     camera_.told.clear();
     model.told.clear();

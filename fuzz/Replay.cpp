@@ -26,7 +26,7 @@ std::vector<Entry>& Entries() {
 std::vector<std::uint8_t> ReadFile(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file), {}};
-  bytes.shrink_to_fit();  // so that a sanitizer sees a look behind the end
+  bytes.shrink_to_fit();  // so that a sanitizer sees a look past the end
   return bytes;
 }
 

@@ -82,7 +82,7 @@ class Reports {
       Check(std::chrono::steady_clock::now() < limit, "the reporter answers");
       running_ = peer_.Send(kProbe) && peer_.Receive(5).has_value();
     }
-    // The answers to earlier tries may come late, but in order: behind that to this one there is none.
+    // The answers to earlier tries may come late, but in order: after that to this one there is none.
     Check(peer_.Send(kLastProbe), "sent");
     for (bool last = false; !last;) {
       const auto answer = peer_.Receive(10'000);

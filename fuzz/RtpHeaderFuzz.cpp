@@ -9,7 +9,7 @@ using kolvex_fuzz::Check;
 
 namespace {
 
-// Whether a word that is kept as it stood is what stands there.
+// Whether a word that is kept as it was sent is what is there.
 template <typename Word>
 bool Stands(Word word, Bytes at) {
   return std::memcmp(&word, at.data(), sizeof(word)) == 0;

@@ -37,7 +37,7 @@ std::string_view Line(std::string_view& rest) {
   return line;
 }
 
-// Nothing that a server says gets more into a request than one word behind "Session:".
+// Nothing that a server says gets more into a request than one word after "Session:".
 void CheckRequests(std::string_view said, bool setUp) {
   for (const std::string_view method : {"DESCRIBE", "SETUP", "PLAY", "PAUSE", "TEARDOWN"}) {
     if (method == "TEARDOWN" && !setUp) {
@@ -49,7 +49,7 @@ void CheckRequests(std::string_view said, bool setUp) {
           "a request line has three words");
     Check(Line(said).starts_with("CSeq: "), "each request has its number");
     if (method == "SETUP") {
-      Check(Line(said) == "Transport: RTP/AVP;unicast;client_port=3556-3557", "our ports are told");
+      Check(Line(said) == "Transport: RTP/AVP;unicast;client_port=3556-3557", "our ports are named");
     } else if (method != "DESCRIBE") {
       const std::string_view session = Line(said);
       Check(session.starts_with("Session: ") && session.size() < 9 + 256 &&

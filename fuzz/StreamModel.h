@@ -33,7 +33,7 @@ class StreamModel {
     if (!packet) {
       return std::nullopt;
     }
-    // 0 also stands for "none yet": any number passes behind it.
+    // 0 also stands for "none yet": any number passes after it.
     if (last_ != 0 && static_cast<std::uint16_t>(last_ + 1) != packet->sequence) {
       Lose();
     }

@@ -56,5 +56,5 @@ FUZZ_TARGET(VersionResource) {
              std::equal(kKey.begin(), kKey.end(), input.begin() + static_cast<std::ptrdiff_t>(at + 6)) &&
              U(input, at + 40, 4) == 0xFEEF'04BD && U(input, at + 56, 4) == high && U(input, at + 60, 4) == low;
   }
-  Check(stands, "a version stands in the file, in a whole version resource");
+  Check(stands, "a version is in the file, in a whole version resource");
 }

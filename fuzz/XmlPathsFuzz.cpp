@@ -65,7 +65,7 @@ FUZZ_TARGET(XmlPaths) {
     const std::wstring old = Get(settings, *path);
     Check(settings.SetString(L"\x1", L"%ls", path->c_str()) == 0 && Get(settings, *path) == old,
           "a refused value changes nothing");
-    // A condition on the value that is set chooses another element behind that, or none.
+    // A condition on the value that is set chooses another element after that, or none.
     const bool chosenByValue = line.find("value") != line.npos;
     if (settings.SetString(value.c_str(), L"%ls", path->c_str()) == 1 && !chosenByValue) {
       Check(Get(settings, *path) == value, "what was written is what is read");

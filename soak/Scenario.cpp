@@ -156,7 +156,7 @@ struct Run {
     Do("SetOutput", [&] { return pins()->SetOutput(0, IOStateHigh); });
     Await("the inputs", [&] { return host.inputs >= 2; });
     if (host.wrongInputs != 0) {
-      Complain("an input is told as high");
+      Complain("an input is reported as high");
     }
   }
 

@@ -11,10 +11,10 @@ namespace kolvex_test {
 /// wrong; false when something was.
 bool RunScenario(const Library& library, Host& host);
 
-/// One query from begin to end. True when it told the whole camera.
+/// One query from begin to end. True when it described the whole camera.
 bool Query(const Library& library, Host& host);
 
-/// The names in the camera's file beside the program, a comma behind each; "torn" when the file isn't whole.
+/// The names in the camera's file beside the program, a comma after each; "torn" when the file isn't whole.
 std::string NamesInFile(const Host& host);
 
 /// The same of the list.

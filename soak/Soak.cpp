@@ -35,7 +35,7 @@ Sample Take() {
           static_cast<double>(pages * sysconf(_SC_PAGESIZE) / 1024)};
 }
 
-// The rise of the least-squares line through the samples behind the warm-up, over all of them.
+// The rise of the least-squares line through the samples after the warm-up, over all of them.
 double Rise(const std::vector<Sample>& samples, std::size_t what) {
   const double n = static_cast<double>(samples.size() - kWarmUp);
   double x = 0, y = 0, xx = 0, xy = 0;

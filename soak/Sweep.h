@@ -4,11 +4,11 @@
 
 namespace kolvex_test {
 
-/// Runs the scenario in a process of its own for each request that the library makes for each resource, which
-/// fails: alone and, unless @p step is beyond 50, with all that follow until the host is told. Of the requests for
-/// memory each @p step th.
-/// With @p cold the library meets them with nothing set up in the process, otherwise behind a whole run, and then
-/// nothing of a run may stay. True when all went well.
+/// Runs the scenario once for each request that the library makes for a resource, each time in a process of its own in
+/// which that request fails. Of the requests for memory only each @p step th. With @p step up to 50 it runs a second
+/// time for each, in which all later requests fail too, until the host has noticed.
+/// With @p cold the process has used nothing of the library before. Otherwise there was a whole run before, and nothing
+/// of the second one may stay in the process. True when all went well.
 bool Sweep(const Library& library, int step, bool cold);
 
 }  // namespace kolvex_test

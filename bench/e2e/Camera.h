@@ -10,7 +10,7 @@
 namespace kolvex_bench {
 
 /// Speaks just enough CGI and RTSP, as cameras of group 1 and on all their addresses, for a receiver to get its
-/// streams: every CGI request succeeds, SETUP tells the port, PLAY starts, TEARDOWN or the end of the connection
+/// streams: every CGI request succeeds, SETUP names the port, PLAY starts, TEARDOWN or the end of the connection
 /// stops.
 class CameraControl {
  public:

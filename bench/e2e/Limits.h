@@ -13,7 +13,7 @@ struct Limits {
   double allocationsPerPacket = 0.001;  ///< none; a worker may take something once in a while
 };
 
-/// One sentence for each limit that the results of Compare pass. Throws std::runtime_error when they can't tell.
+/// One sentence for each limit that the results of Compare pass. Throws std::runtime_error when they can't be judged.
 std::vector<std::string> Violations(const nlohmann::json& rows, const Limits& limits);
 
 }  // namespace kolvex_bench

@@ -36,7 +36,7 @@ class Lineup {
   const Plan plan_;
   Board& board_;
   const std::vector<Who> who_;
-  std::shared_ptr<const std::string> scratch_;  // folder for the peers' files; removed behind the processes
+  std::shared_ptr<const std::string> scratch_;  // folder for the peers' files; removed after the processes
   Processes sender_;
   Processes receivers_[Board::kPlaces];
 };

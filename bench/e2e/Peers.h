@@ -10,7 +10,7 @@ namespace kolvex_bench {
 /// @param jitterBuffer  with the buffer that a careful user puts in, at its defaults
 std::vector<std::string> GStreamerCommand(const std::vector<std::uint16_t>& ports, bool jitterBuffer);
 
-/// One process that receives the JPEG stream that @p description tells of, and copies its frames to nowhere.
+/// One process that receives the JPEG stream that @p description describes, and copies its frames to nowhere.
 std::vector<std::string> FFmpegCommand(const std::string& description);
 /// A session description (RFC 8866) of a JPEG stream on that port.
 std::string SessionDescription(std::uint16_t port);

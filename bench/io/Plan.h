@@ -11,7 +11,7 @@ struct PollPlan {
   int cameras = 400;
   int windows = 10;
   double windowSeconds = 2;  ///< one poll of each camera, about
-  double warmUpSeconds = 3;  ///< behind the last camera's start
+  double warmUpSeconds = 3;  ///< after the last camera's start
   bool keepAlive = false;    ///< the cameras agree to keep connections
   int outputs = 0;           ///< of each camera; the library has a thread for them, which wakes once a second
   std::uint16_t port = 0;    ///< of the cameras that this poller polls

@@ -180,7 +180,7 @@ void Print(const nlohmann::json& result) {
               number("running", "descriptors"));
   std::printf("| all cameras gone for %.0f s: processor time, %% of a core per channel | %.3f |\n",
               number("outage", "seconds"), number("outage", "percentOfCorePerChannel"));
-  std::printf("| channels that were told (OnNoData) | %.0f |\n", number("outage", "channelsTold"));
+  std::printf("| channels that heard OnNoData | %.0f |\n", number("outage", "channelsTold"));
   std::printf("| cameras back to first frame, s | %s |\n", times("return", "secondsToFrame").c_str());
   std::printf("| one StopCapture, s | %s |\n", times("stop", "secondsAlone").c_str());
   std::printf("| all StopCapture at once, s | %.2f |\n", number("stop", "secondsOfAllAtOnce"));

@@ -25,7 +25,7 @@ bool Ask(int socket, void* request) {
   return ioctl(socket, SIOCETHTOOL, &device) == 0;
 }
 
-// Names of all features that the system knows; empty when it doesn't tell.
+// Names of all features that the system knows; empty when it doesn't say.
 std::vector<std::string> Features(int socket) {
   constexpr unsigned kMost = 256;
   std::vector<char> room(sizeof(ethtool_gstrings) + kMost * ETH_GSTRING_LEN);

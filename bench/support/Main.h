@@ -5,7 +5,7 @@
 
 namespace kolvex_bench {
 
-/// The whole of a benchmark's main: what @p run gives, or 1 behind a line that says why it ended.
+/// The whole of a benchmark's main: what @p run gives, or 1 after a line that says why it ended.
 inline int Main(const char* program, int (*run)(int, char**), int argc, char** argv) {
   try {
     return run(argc, argv);

@@ -27,7 +27,7 @@ class ICaptureIOApi {
   /// As the host gave it at Open.
   virtual u32 GetOutputCount() = 0;  ///< slot 5
   /// Asks for an output, from 0, to take IOStateLow; any other state counts as high, but IOStateUnknown (0) is
-  /// none to ask for. True: the request waits for the camera, and only OnIOFailure will tell when that fails. An
+  /// none to ask for. True: the request waits for the camera, and only OnIOFailure reports when that fails. An
   /// unknown output is dropped without a word, and one that has the state already costs no request. False after
   /// Stop.
   virtual bool SetOutput(u32 index, u32 state) = 0;  ///< slot 6

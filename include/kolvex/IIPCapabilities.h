@@ -7,13 +7,13 @@
 /// where one of them gives null, what would go into it is left out. Texts are read only during the call.
 namespace sarnevo::ipcapture {
 
-/// What IIPCapabilities::SetCapability is told.
+/// What IIPCapabilities::SetCapability gets.
 enum CapabilityId : u32 {
   CapabilityChannels = 0,  ///< number of video channels
-  CapabilityPTZ = 1,       ///< 1; not told without a PTZ head
-  CapabilityInputs = 2,    ///< number of digital inputs; not told if 0
-  CapabilityOutputs = 3,   ///< number of digital outputs; not told if 0
-  CapabilityAudio = 4,     ///< 1; not told without audio
+  CapabilityPTZ = 1,       ///< 1; not set without a PTZ head
+  CapabilityInputs = 2,    ///< number of digital inputs; not set if 0
+  CapabilityOutputs = 3,   ///< number of digital outputs; not set if 0
+  CapabilityAudio = 4,     ///< 1; not set without audio
   CapabilityFormat4 = 6,   ///< 1; the camera has compression format 4
   CapabilityFormat2 = 7,   ///< 1; the camera has compression format 2
   Capability11 = 11,       ///< always 0

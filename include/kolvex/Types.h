@@ -24,7 +24,7 @@ enum VideoStandard : u32 {
   VideoStandardNTSC = 1,  ///< 60 Hz
 };
 
-/// Codes that tell the host what a frame holds: four ASCII characters as a little-endian 32-bit word.
+/// Codes that say what a frame holds: four ASCII characters as a little-endian 32-bit word.
 enum FrameFourCC : u32 {
   FrameFourCCJPEG = 0x4745504A,        ///< "JPEG", a JPEG file
   FrameFourCCMPEG4Key = 0x58564944,    ///< "DIVX", an MPEG-4 frame with the stream's headers

@@ -3,6 +3,10 @@
 #include <array>
 #include <cstdio>
 
+#include "camera/CgiText.h"
+#include "camera/ReplyBody.h"
+#include "camera/RequestPolicy.h"
+#include "http/HttpStatus.h"
 #include "threads/HostCall.h"
 
 namespace sarnevo {
@@ -14,11 +18,25 @@ namespace {
 constexpr u32 kStandardFrameInterval = 200;  // milliseconds
 constexpr u32 kStandardQuality = 60;         // percent
 constexpr std::array<u32, 10> kQualities = {10, 20, 30, 40, 50, 60, 70, 80, 90, 100};
-
-constexpr u32 kFormat2 = 2;
-constexpr u32 kFormat4 = 4;
+constexpr std::size_t kValueBytes = 1024;  // of one value, with its end
 
 }  // namespace
+
+bool CBaseKolvexCameraProperties::Fetch(Web::HttpRequest& request, const char* path, std::vector<u8>& reply,
+                                        u32& level) {
+  const bool sent = request.Send("GET", path, false);
+  if (!sent || request.GetStatusCode() != Web::kStatusOk) {
+    level = sent && request.GetStatusCode() == Web::kStatusUnauthorized ? QueryFailureLogin : QueryFailureOther;
+    return false;
+  }
+  return ReadBody(request, kMostPropertyBytes, kReadBlockBytes, reply) || !reply.empty();
+}
+
+std::optional<std::string> CBaseKolvexCameraProperties::ValueIn(std::string_view reply, std::string_view key,
+                                                                char stop) {
+  std::array<char, kValueBytes> value{};
+  return ExtractCgiValue(reply, key, value, stop) ? std::optional<std::string>(value.data()) : std::nullopt;
+}
 
 void CBaseKolvexCameraProperties::Abort() { aborted_.store(1, std::memory_order_relaxed); }
 

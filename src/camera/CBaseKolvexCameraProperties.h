@@ -1,7 +1,11 @@
 #pragma once
 
 #include <atomic>
+#include <optional>
 #include <span>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "camera/CCameraProperties.h"
 #include "http/HttpRequest.h"
@@ -47,6 +51,16 @@ class CBaseKolvexCameraProperties : public CCameraProperties {
 
   bool Publish(ipcapture::IIPCapabilities* capabilities, u32 isNTSC, Web::HttpRequest* request,
                const GroupValues& values);
+
+  // Compression formats.
+  static constexpr u32 kFormat2 = 2;
+  static constexpr u32 kFormat4 = 4;
+
+  /// Asks for @p path and collects the reply. False, with its reason in @p level, when the camera refuses, and when
+  /// nothing at all came of the body before the connection broke. May throw bad_alloc.
+  static bool Fetch(Web::HttpRequest& request, const char* path, std::vector<u8>& reply, u32& level);
+  /// What ExtractCgiValue finds, up to 1023 bytes of it.
+  static std::optional<std::string> ValueIn(std::string_view reply, std::string_view key, char stop);
 
  private:
   void PublishRecord(ipcapture::IIPCapabilities* capabilities);

@@ -21,10 +21,10 @@ class CCameraProperties {
   /// is 0.
   void AddResolution(const CResolutionInfo& resolution);
 
-  /// The formats in the order of adding, one a call; 0 behind the last.
+  /// The formats in the order of adding, one a call; 0 after the last.
   u32 GetFirstFormat();
   u32 GetNextFormat();
-  /// The resolutions likewise; null behind the last. The pointer is good until the next adding.
+  /// The resolutions likewise; null after the last. The pointer is good until the next adding.
   CResolutionInfo* GetFirstResolution();
   CResolutionInfo* GetNextResolution();
 

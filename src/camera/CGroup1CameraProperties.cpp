@@ -3,8 +3,8 @@
 #include <array>
 #include <string_view>
 
-#include "camera/CgiReply.h"
 #include "camera/CgiText.h"
+#include "camera/ReplyBody.h"
 #include "device/DecimalText.h"
 
 namespace sarnevo {
@@ -12,10 +12,7 @@ namespace sarnevo {
 namespace {
 
 constexpr const char* kModel = "Kolvex P-400/413/423/426/428/463/463DW/1401";
-constexpr u32 kStatusOk = 200;
-constexpr u32 kStatusUnauthorized = 401;
 constexpr char kValueStop = '&';
-constexpr std::size_t kValueBytes = 1024;
 
 struct Size {
   u32 id;
@@ -37,15 +34,6 @@ u32 ShortestInterval(u32 isNTSC) { return 1000 / (isNTSC != 0 ? 30 : 25); }
 // The published one goes by the video standard alone.
 u32 PublishedInterval(const CResolutionInfo&, u32 isNTSC) { return ShortestInterval(isNTSC); }
 
-bool Fetch(Web::HttpRequest& request, const char* path, CgiReply& reply, u32& level) {
-  const bool sent = request.Send("GET", path, false);
-  if (!sent || request.GetStatusCode() != kStatusOk) {
-    level = sent && request.GetStatusCode() == kStatusUnauthorized ? QueryFailureLogin : QueryFailureOther;
-    return false;
-  }
-  return reply.ReadWhatIsReady(request);
-}
-
 u32 CountOf(std::string_view word, std::string_view text) {
   u32 count = 0;
   for (std::size_t pos = text.find(word); pos != text.npos; pos = text.find(word, pos + word.size())) {
@@ -54,71 +42,67 @@ u32 CountOf(std::string_view word, std::string_view text) {
   return count;
 }
 
-void ReadPTZ(Web::HttpRequest& request, CCameraProperties& properties, u32& level) {
-  CgiReply reply;
-  std::array<char, kValueBytes> value{};
-  level = QueryFailureOther;
-  if (Fetch(request, "comport.cgi?action=retrieve", reply, level) &&
-      ExtractCgiValue(reply.Text(), "serial_device", value, kValueStop) && ParseDecimal(value.data()) != 0) {
-    properties.SetPTZ(true);
-  }
-}
-
-void ReadAudio(Web::HttpRequest& request, CCameraProperties& properties, u32& level) {
-  CgiReply reply;
-  std::array<char, kValueBytes> value{};
-  level = QueryFailureOther;
-  if (Fetch(request, "multimedia.cgi?action=retrieve", reply, level) &&
-      ExtractCgiValue(reply.Text(), "aformat", value, kValueStop)) {
-    properties.SetAudio(true);
-  }
-}
-
-void ReadInputsAndOutputs(Web::HttpRequest& request, CCameraProperties& properties, u32& level) {
-  CgiReply reply;
-  level = QueryFailureOther;
-  if (Fetch(request, "gpio.cgi?action=retrieve", reply, level)) {
-    properties.SetInputCount(CountOf("gpio", reply.Text()));
-    properties.SetOutputCount(CountOf("relay", reply.Text()));
-  }
-}
-
-void ReadChannels(Web::HttpRequest& request, CCameraProperties& properties, u32& level) {
-  CgiReply reply;
-  level = QueryFailureOther;
-  if (Fetch(request, "channel.cgi?action=retrieve&ch_id=all", reply, level)) {
-    properties.SetChannelCount(1);  // whatever it answers
-  }
-}
-
 }  // namespace
 
-bool CGroup1CameraProperties::ReadMacAddress(Web::HttpRequest& request, u32& level) {
-  CgiReply reply;
-  std::array<char, kValueBytes> value{};
-  level = QueryFailureOther;
-  if (!Fetch(request, "network.cgi?action=retrieve", reply, level) ||
-      !ExtractCgiValue(reply.Text(), "HWADDR0", value, kValueStop)) {
-    return false;
-  }
-  macAddress_ = RemoveCharacters(value.data(), ":");
-  return true;
-}
+// Each leaves its fields empty when its reply doesn't come. The last one decides whether the camera was read.
+struct CGroup1CameraProperties::Question {
+  const char* path;
+  bool (*take)(std::string_view reply, CCameraProperties& properties, std::string& macAddress);
+};
+
+constexpr CGroup1CameraProperties::Question CGroup1CameraProperties::kQuestions[] = {
+    {"comport.cgi?action=retrieve",
+     [](std::string_view reply, CCameraProperties& properties, std::string&) {
+       const auto device = ValueIn(reply, "serial_device", kValueStop);
+       if (device && ParseDecimal(*device) != 0) {
+         properties.SetPTZ(true);
+       }
+       return true;
+     }},
+    {"multimedia.cgi?action=retrieve",
+     [](std::string_view reply, CCameraProperties& properties, std::string&) {
+       if (ValueIn(reply, "aformat", kValueStop)) {  // whatever it is
+         properties.SetAudio(true);
+       }
+       return true;
+     }},
+    {"gpio.cgi?action=retrieve",
+     [](std::string_view reply, CCameraProperties& properties, std::string&) {
+       properties.SetInputCount(CountOf("gpio", reply));
+       properties.SetOutputCount(CountOf("relay", reply));
+       return true;
+     }},
+    {"channel.cgi?action=retrieve&ch_id=all",
+     [](std::string_view, CCameraProperties& properties, std::string&) {
+       properties.SetChannelCount(1);  // whatever it answers
+       return true;
+     }},
+    {"network.cgi?action=retrieve",
+     [](std::string_view reply, CCameraProperties&, std::string& macAddress) {
+       const auto address = ValueIn(reply, "HWADDR0", kValueStop);
+       if (address) {
+         macAddress = RemoveCharacters(*address, ":");
+       }
+       return address.has_value();
+     }},
+};
 
 bool CGroup1CameraProperties::ReadProperties(Web::HttpRequest* request, CCameraProperties* properties,
                                              u32* level) {
   properties->SetVendor("Kolvex");
-  ReadPTZ(*request, *properties, *level);
   properties->SetModel(kModel);
-  ReadAudio(*request, *properties, *level);
-  ReadInputsAndOutputs(*request, *properties, *level);
-  ReadChannels(*request, *properties, *level);
-  const bool read = ReadMacAddress(*request, *level);
+  bool read = false;
+  std::vector<u8> reply;
+  for (const Question& question : kQuestions) {
+    *level = QueryFailureOther;
+    read =
+        Fetch(*request, question.path, reply, *level) && question.take(TextOf(reply), *properties, macAddress_);
+  }
   // The thread's own error value: nothing may come between it and the read.
   const bool refused = Web::LastHttpError() == Web::HttpError::LoginFailure;
 
-  properties->AddFormat(2);
-  properties->AddFormat(4);
+  properties->AddFormat(kFormat2);
+  properties->AddFormat(kFormat4);
   for (const Size& size : kSizes) {
     CResolutionInfo resolution;
     resolution.SetResolutionId(size.id);

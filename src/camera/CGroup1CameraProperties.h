@@ -6,8 +6,6 @@
 
 namespace sarnevo {
 
-class CgiReply;
-
 /// A camera of group 1. All are one family with one model text and the same resolutions; read from the camera
 /// are its PTZ port, its audio, the number of its inputs and outputs, and its hardware address. Only
 /// without the last the read fails.
@@ -21,7 +19,8 @@ class CGroup1CameraProperties final : public CBaseKolvexCameraProperties {
                            Web::HttpRequest* request) override;
 
  private:
-  bool ReadMacAddress(Web::HttpRequest& request, u32& level);
+  struct Question;
+  static const Question kQuestions[];
 
   const u32 isNTSC_;
   std::string macAddress_;  // hexadecimal digits only

@@ -4,18 +4,15 @@
 #include <array>
 #include <span>
 
-#include "camera/CgiReply.h"
-#include "camera/CgiText.h"
+#include "camera/ReplyBody.h"
 #include "device/DecimalText.h"
+#include "http/HttpStatus.h"
 
 namespace sarnevo {
 
 namespace {
 
-constexpr u32 kStatusOk = 200;
-constexpr u32 kStatusUnauthorized = 401;
 constexpr char kValueStop = '<';
-constexpr std::size_t kValueBytes = 1024;
 
 struct Size {
   u16 width;
@@ -67,12 +64,9 @@ u32 ShortestInterval(const CResolutionInfo& resolution, u32) {
   return shortest;
 }
 
-const Model* FindModel(std::string_view text) {
-  std::array<char, kValueBytes> value{};
-  if (!ExtractCgiValue(text, "CameraType", value, kValueStop)) {
-    return nullptr;
-  }
-  const auto type = static_cast<u8>(static_cast<u32>(ParseDecimal(value.data())) & 0xFF);
+// By the low 8 bits of the camera's number.
+const Model* FindModel(std::string_view number) {
+  const auto type = static_cast<u8>(static_cast<u32>(ParseDecimal(number)) & 0xFF);
   const auto model =
       std::find_if(kModels.begin(), kModels.end(), [type](const Model& m) { return m.cameraType == type; });
   return model != kModels.end() ? &*model : nullptr;
@@ -85,8 +79,6 @@ void Fill(CCameraProperties& properties, const Model& model, u32 isNTSC) {
   properties.SetPTZ(model.hasPTZ);
   properties.SetInputCount(model.inputCount);
   properties.SetOutputCount(model.outputCount);
-  properties.AddFormat(2);
-  properties.AddFormat(4);
   for (const Size& size : isNTSC != 0 ? model.sizesNTSC : model.sizesPAL) {
     CResolutionInfo resolution;
     resolution.SetMinFrameInterval(kMinFrameInterval);
@@ -103,24 +95,24 @@ void Fill(CCameraProperties& properties, const Model& model, u32 isNTSC) {
 bool CGroup2CameraProperties::ReadProperties(Web::HttpRequest* request, CCameraProperties* properties,
                                              u32* level) {
   // Whether the credentials are right; nothing else about this answer matters.
-  if (request->Send("GET", "GetMAC.cgi", false) && request->GetStatusCode() == kStatusUnauthorized) {
+  if (request->Send("GET", "GetMAC.cgi", false) && request->GetStatusCode() == Web::kStatusUnauthorized) {
     *level = QueryFailureLogin;
     return false;
   }
   properties->SetVendor("Kolvex");
   *level = QueryFailureOther;
-  const bool sent = request->Send("GET", "GetCameraType.cgi", false);
-  if (!sent || request->GetStatusCode() != kStatusOk) {
-    *level = sent && request->GetStatusCode() == kStatusUnauthorized ? QueryFailureLogin : QueryFailureOther;
+  std::vector<u8> reply;
+  if (!Fetch(*request, "GetCameraType.cgi", reply, *level)) {
     return false;
   }
-  CgiReply reply;
-  reply.ReadToEnd(*request);
-  const Model* const model = FindModel(reply.Text());
+  const auto number = ValueIn(TextOf(reply), "CameraType", kValueStop);
+  const Model* const model = number ? FindModel(*number) : nullptr;
   if (model == nullptr) {
     return false;
   }
   Fill(*properties, *model, isNTSC_);
+  properties->AddFormat(kFormat2);
+  properties->AddFormat(kFormat4);
   return true;
 }
 

@@ -4,7 +4,7 @@
 
 namespace sarnevo {
 
-/// A camera of group 2. It tells a number, and a table of the known models gives everything else. The read
+/// A camera of group 2. It gives a number, and a table of the known models gives everything else. The read
 /// fails with a number that isn't in the table.
 class CGroup2CameraProperties final : public CBaseKolvexCameraProperties {
  public:

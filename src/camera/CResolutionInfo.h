@@ -16,7 +16,7 @@ class CResolutionInfo {
   /// @param isNTSC  not 0: those of NTSC, else of PAL
   void FillFrameIntervals(u32 minimum, u32 isNTSC);
 
-  /// The intervals in the order of adding, one a call; 0 behind the last.
+  /// The intervals in the order of adding, one a call; 0 after the last.
   u32 GetFirstFrameInterval();
   u32 GetNextFrameInterval();
   const std::vector<u32>& FrameIntervals() const noexcept { return frameIntervals_; }

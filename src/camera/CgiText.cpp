@@ -1,16 +1,35 @@
 #include "camera/CgiText.h"
 
 #include <algorithm>
+#include <optional>
+
+#include "device/AsciiText.h"
 
 namespace sarnevo {
 
 namespace {
 
-std::string_view Trimmed(std::string_view text) noexcept {
-  constexpr std::string_view kBlank = " \t";
-  const std::size_t first = text.find_first_not_of(kBlank);
-  return first == text.npos ? std::string_view{}
-                            : text.substr(first, text.find_last_not_of(kBlank) - first + 1);
+struct Found {
+  std::size_t separatorAt;
+  std::string_view value;
+};
+
+// What stands after the first separator at or after @p pos, up to any of @p stops. Nothing without a separator.
+std::optional<Found> ValueAfter(std::string_view text, std::size_t pos, std::string_view separator,
+                                std::string_view stops) noexcept {
+  const std::size_t at = text.find(separator, pos);
+  if (at == text.npos) {
+    return std::nullopt;
+  }
+  const std::string_view rest = text.substr(at + separator.size());
+  return Found{at, rest.substr(0, rest.find_first_of(stops))};
+}
+
+// The same after the first place of a key.
+std::optional<Found> ValueOf(std::string_view text, std::string_view key, std::string_view separator,
+                             std::string_view stops) noexcept {
+  const std::size_t pos = text.find(key);
+  return pos != text.npos ? ValueAfter(text, pos, separator, stops) : std::nullopt;
 }
 
 }  // namespace
@@ -27,12 +46,10 @@ std::string GetCgiValue(std::string_view text, std::string_view key, std::string
     const std::size_t end = std::min(text.find_first_of(terminators, pos), text.size());
     // The separator has to begin before the end, so it is looked for no further: a reply full of keys would
     // be searched through for each of them otherwise.
-    const std::size_t eq = text.substr(0, end + separator.size() - 1).find(separator, pos);
-    if (eq < end && Trimmed(text.substr(start, eq - start)) == key) {
-      const std::size_t value = eq + separator.size();
-      if (value < text.size()) {
-        return std::string(text.substr(value, std::max(end, value) - value));
-      }
+    const auto found = ValueAfter(text.substr(0, end + separator.size() - 1), pos, separator, terminators);
+    if (found && Trimmed(text.substr(start, found->separatorAt - start)) == key &&
+        found->separatorAt + separator.size() < text.size()) {
+      return std::string(found->value);
     }
     // A key that begins with a terminator ends where it begins.
     pos = text.find(key, std::max(end, pos + 1));
@@ -45,24 +62,25 @@ bool ExtractCgiValue(std::string_view text, std::string_view key, std::span<char
     return false;
   }
   out.front() = '\0';
-  const std::size_t pos = text.find(key);
-  const std::size_t eq = pos == text.npos ? pos : text.find('=', pos);
-  if (eq == text.npos) {
+  const char stops[] = {stop, '\n', '\r', '\0'};
+  const auto found = ValueOf(text, key, "=", {stops, sizeof(stops)});
+  if (!found) {
     return false;
   }
-  const std::string_view rest = text.substr(eq + 1);
-  const char ends[] = {stop, '\n', '\r', '\0'};
-  const std::size_t length = std::min(rest.find_first_of(std::string_view(ends, sizeof(ends))), rest.size());
-  const std::size_t count = std::min(length, out.size() - 1);
-  std::copy_n(rest.begin(), count, out.begin());
-  out[count] = '\0';
+  const std::string_view value = found->value.substr(0, out.size() - 1);
+  *std::copy(value.begin(), value.end(), out.begin()) = '\0';
   return true;
+}
+
+std::string_view FindCgiValue(std::string_view text, std::string_view key,
+                              std::string_view separator) noexcept {
+  const auto found = ValueOf(text, key, separator, "<\n\r");
+  return found ? found->value : std::string_view{};
 }
 
 std::string ToLowerText(std::string_view text) {
   std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  std::ranges::transform(lower, lower.begin(), &LowerAscii);
   return lower;
 }
 

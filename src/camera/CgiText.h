@@ -24,6 +24,11 @@ std::string GetCgiValue(std::string_view text, std::string_view key, std::string
 /// @return false, with @p out empty, when there is no such key or "="
 bool ExtractCgiValue(std::string_view text, std::string_view key, std::span<char> out, char stop);
 
+/// The value of @p key in the reply of a camera's serial ports. From the first place of the key on, it stands after the
+/// first @p separator and ends before a "<", a line's end or the end of the text: replies are lines of
+/// the form key=value, some with markup after the value. Empty when key or separator is missing.
+std::string_view FindCgiValue(std::string_view text, std::string_view key, std::string_view separator) noexcept;
+
 std::string ToLowerText(std::string_view text);
 
 /// Without blanks and tabs at either end.

@@ -1,15 +1,15 @@
 #include "camera/SendRequest.h"
 
-#include <algorithm>
 #include <optional>
 
+#include "camera/ReplyBody.h"
+#include "camera/RequestPolicy.h"
 #include "device/CResultDef.h"
+#include "http/HttpStatus.h"
 
 namespace sarnevo::Utils {
 
 namespace {
-
-constexpr std::size_t kMaxReplyBytes = 1'000'000;  // far above anything a camera has to say
 
 enum ResultCode : u32 {
   ResultWrongStatus = 6,
@@ -42,21 +42,8 @@ struct Failure {
   }
 };
 
-bool IsExpected(u32 status, u32 expected) { return expected != 0 ? status == expected : status / 100 == 2; }
-
-void ReadBody(Web::HttpRequest& request, std::vector<u8>& reply, u32 blockSize) {
-  // Most replies come in one piece, which goes straight to its place.
-  u32 available = 0;
-  while (reply.size() < kMaxReplyBytes && (available = request.GetDataAvailable()) > 0) {
-    const std::size_t before = reply.size();
-    u32 count = 0;
-    reply.resize(before + std::min(available, blockSize));
-    const bool read = request.Read(&reply[before], static_cast<u32>(reply.size() - before), &count);
-    reply.resize(before + count);
-    if (!read || count == 0) {
-      break;
-    }
-  }
+bool IsExpected(u32 status, u32 expected) {
+  return expected != 0 ? status == expected : Web::IsSuccess(status);
 }
 
 }  // namespace
@@ -72,7 +59,10 @@ bool SendRequest(Web::HttpRequest* request, const std::string& path, std::vector
   } else if (!IsExpected(status, expectedStatus)) {
     failed = Failure(*request, path).WrongStatus(status);
   } else if (readBody) {
-    ReadBody(*request, reply, blockSize);
+    ReadBody(*request, kMostReplyBytes + 1, blockSize, reply);
+    if (reply.size() > kMostReplyBytes) {
+      reply.clear();  // cut, it would be taken for whole
+    }
     if (reply.empty()) {
       failed = Failure(*request, path).NoBody();
     }

@@ -17,7 +17,7 @@ struct CQualitySettings {
   std::vector<i32> bitrates;  ///< bit rates that the camera accepts, in the host's order
 };
 
-/// Reads a list such as "256,512,768,e". A number counts only when a comma stands behind it; the letter e
+/// Reads a list such as "256,512,768,e". A number counts only when a comma follows it; the letter e
 /// or the end of the text ends the list. What isn't a number counts as 0.
 std::vector<i32> ParseBitrateList(std::string_view text);
 

@@ -13,7 +13,7 @@ class IDebugMessage {
   [[gnu::format(printf, 3, 4)]] virtual void DebugMessage(sarnevo::u32 level, const char* format,
                                                           ...) = 0;  // slot 1
 
-  /// Counts one more failure of a kind that keeps coming, and tells whether to write it. All writers that
+  /// Counts one more failure of a kind that keeps coming, and says whether to write it. All writers that
   /// thin out their messages towards this object share the count. Any thread.
   bool ShouldReport() noexcept { return repeats_.ShouldReport(); }
 

@@ -11,7 +11,7 @@ namespace sarnevo {
 /// Any thread.
 class RepeatCounter {
  public:
-  /// Counts one occurrence and tells whether it is to be reported.
+  /// Counts one occurrence and says whether it is to be reported.
   bool ShouldReport() noexcept {
     u32 count = count_.load(std::memory_order_relaxed);
     u32 next = 0;

@@ -6,8 +6,8 @@
 
 #include "camera/CGroup1CameraProperties.h"
 #include "camera/CGroup2CameraProperties.h"
+#include "camera/CameraRequest.h"
 #include "camera/DetectCameraGroup.h"
-#include "http/HttpRequest.h"
 #include "http/RequestInterrupt.h"
 #include "threads/HostCall.h"
 
@@ -15,8 +15,6 @@ namespace sarnevo {
 
 namespace {
 
-constexpr u32 kMaxConnections = 16;
-constexpr u32 kCodePage = 0;
 constexpr const char* kGroupNotFound = "Failed to get camera properties";
 // What the thread of a query that is over gets, to leave the observer.
 constexpr platform::Milliseconds kOverMoment{50};
@@ -61,12 +59,7 @@ bool CapabilityQuery::Start(const char* address, u16 port, const char* user, con
   }
   try {
     queryCapabilities_ = capabilities;
-    auto request = std::make_unique<Web::HttpRequest>(timing_.httpTimeout, kMaxConnections, kCodePage);
-    request->SetHost(address);
-    request->SetPort(port);
-    request->SetUserName(user);
-    request->SetPassword(password);
-    request->SetTimeLimit(timing_.detectionLimit);
+    auto request = std::make_unique<CameraRequest>(address, port, user, password, timing_.detection);
     const u32 group = DetectCameraGroup(request.get());
     if (group == 0) {
       request.reset();
@@ -75,7 +68,7 @@ bool CapabilityQuery::Start(const char* address, u16 port, const char* user, con
       }
       return false;
     }
-    request->SetTimeLimit(0);
+    request->SetTimeLimit(timing_.properties.limit);
     if (!queryProperties_) {
       queryProperties_ = MakeProperties(group, queryNTSC_);
     }

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "camera/CBaseKolvexCameraProperties.h"
+#include "camera/RequestPolicy.h"
 #include "kolvex/ICapabilityObserver.h"
 #include "kolvex/IIPCapabilities.h"
 #include "kolvex/Types.h"
@@ -13,10 +14,8 @@ namespace sarnevo {
 
 /// The times of a query; the defaults are those of the product.
 struct QueryTiming {
-  u32 httpTimeout = 5000;  ///< milliseconds, of each step of each request
-  /// Of each of the two requests that run on the host's thread, however busy the camera keeps them;
-  /// milliseconds. No silence lets one last that long: that takes a camera that drips.
-  u32 detectionLimit = 30'000;
+  RequestPolicy detection = request_policy::kDetection;  ///< its time-out is that of all requests
+  RequestPolicy properties = request_policy::kProperties;
   platform::Milliseconds stopWait{10'000};  ///< Uninit waits so long for a thread that ends by itself
 };
 

@@ -199,25 +199,31 @@ HttpError HttpConnection::Transmit(std::string_view request) noexcept {
 // One piece of the reply, whatever it has in it.
 HttpError HttpConnection::Receive() {
   const Deadline deadline(timeout_, limit_);
+  const Deadline whole(Milliseconds{0}, limit_);
   std::array<std::uint8_t, kBlock> block;
   ReceiveResult received;
-  do {
-    if (Deadline(Milliseconds{0}, limit_).IsOver()) {
+  // What has just been asked isn't answered yet; of a reply that has begun there is often more.
+  bool waits = !answered_;
+  for (;;) {
+    if (whole.IsOver()) {
       return HttpError::TimedOut;  // however much there is to receive
-    }
-    received = socket_.Receive(block);
-    const bool waits = received.error == SocketError::TimedOut;
-    if (waits && deadline.IsOver()) {
-      return HttpError::TimedOut;
     }
     if (waits) {
       socket_.WaitReadable(deadline.Left());
     }
+    received = socket_.Receive(block);
     // The connection's end may be of our own making, and isn't the reply's.
     if (IsCancelled()) {
       return HttpError::Cancelled;
     }
-  } while (received.error == SocketError::TimedOut);
+    if (received.error != SocketError::TimedOut) {
+      break;
+    }
+    if (waits && deadline.IsOver()) {
+      return HttpError::TimedOut;
+    }
+    waits = true;
+  }
   HttpError error = HttpError::ConnectionBroken;
   if (received.error == SocketError::None) {
     answered_ = answered_ || received.count > 0;

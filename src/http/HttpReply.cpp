@@ -35,7 +35,7 @@ std::optional<std::uint64_t> Number(std::string_view text) noexcept {
   return error == std::errc{} && stopped == end ? std::optional(value) : std::nullopt;
 }
 
-// RFC 9112, 6.3: whatever length the head tells.
+// RFC 9112, 6.3: whatever length the head gives.
 bool HasNoBody(std::uint32_t status) noexcept {
   return IsInformational(status) || status == kStatusNoContent || status == kStatusNotModified;
 }

@@ -13,7 +13,7 @@
 namespace Web {
 
 /// How the calling thread's latest operation on any HttpRequest ended. LoginFailure after a Send that gave
-/// true with status 401 as well, so that wrong credentials can be told from other failures.
+/// true with status 401 as well, so that wrong credentials can be distinguished from other failures.
 HttpError LastHttpError() noexcept;
 
 /// The system's only HTTP client: one camera, one user, one request at a time.

@@ -15,7 +15,7 @@ struct HttpServer {
 
 constexpr std::uint16_t kHttpPort = 80;
 
-/// Whether @p host may stand in a request: an IPv4 address or a host name, nothing with a port, a path or
+/// Whether @p host may be in a request: an IPv4 address or a host name, nothing with a port, a path or
 /// credentials in it.
 bool IsHttpHost(std::string_view host) noexcept;
 
@@ -23,7 +23,7 @@ bool IsHttpHost(std::string_view host) noexcept;
 bool IsToken(std::string_view text) noexcept;
 
 /// The request target (RFC 9112, 3.2.1) for a path with its query: a "/" in front if it has none, and as
-/// percent escapes (RFC 3986, 2.1) the bytes that may not stand there. An escape that is already in the text
+/// percent escapes (RFC 3986, 2.1) the bytes that may not be there. An escape that is already in the text
 /// stays as it is.
 /// @param escapeQuery  false: after the first "?" only blanks and control bytes are escaped
 std::string RequestTarget(std::string_view path, bool escapeQuery);

@@ -1,21 +1,17 @@
 #include "io/CGroupDigitalIO.h"
 
 #include <string>
-#include <string_view>
 
 #include "camera/CgiText.h"
+#include "camera/ReplyBody.h"
 #include "camera/SendRequest.h"
-#include "device/Device.h"
 #include "http/RequestInterrupt.h"
 
 namespace sarnevo {
 
 namespace {
 
-constexpr u32 kMaxConnections = 16;
-constexpr u32 kSystemCodePage = 0;
 constexpr u32 kAnySuccess = 0;  // any status from 200 to 299
-constexpr u32 kBlockBytes = 8096;
 
 }  // namespace
 
@@ -23,14 +19,8 @@ CGroupDigitalIO::CGroupDigitalIO(const DigitalIOWords& words, Device* driver, u3
                                  u32 stopTimeoutMs)
     : CIOBase(driver, pollIntervalMs, stopTimeoutMs),
       words_(words),
-      outputRequest_(driver->GetAddress().c_str(), driver->GetPort(), driver->GetUserName().c_str(),
-                     driver->GetPassword().c_str(), driver->GetNetworkTimeout(), kMaxConnections,
-                     kSystemCodePage),
-      inputRequest_(driver->GetAddress().c_str(), driver->GetPort(), driver->GetUserName().c_str(),
-                    driver->GetPassword().c_str(), driver->GetNetworkTimeout(), kMaxConnections,
-                    kSystemCodePage) {
-  inputRequest_.KeepConnection(true);
-}
+      outputRequest_(*driver, request_policy::kOutput),
+      inputRequest_(*driver, request_policy::kInputs) {}
 
 // A connection that is left would go on holding one of the camera's few places.
 void CGroupDigitalIO::CloseConnections() noexcept {
@@ -43,7 +33,7 @@ bool CGroupDigitalIO::WriteOutput(u32 index, u32 state) {
       words_.outputRequest + std::to_string(index + 1) + words_.outputValue + (state == IOStateLow ? '0' : '1');
   std::vector<u8> reply;  // not wanted
   const Web::RequestInterrupt interrupt(outputRequest_);
-  return Utils::SendRequest(&outputRequest_, path, reply, nullptr, false, kAnySuccess, kBlockBytes);
+  return Utils::SendRequest(&outputRequest_, path, reply, nullptr, false, kAnySuccess, kReadBlockBytes);
 }
 
 bool CGroupDigitalIO::ReadInputs(u32 count) {
@@ -59,17 +49,16 @@ bool CGroupDigitalIO::ReadInputs(u32 count) {
 // high.
 bool CGroupDigitalIO::FetchInputs() {
   const Web::RequestInterrupt interrupt(inputRequest_);
-  const bool fetched =
-      Utils::SendRequest(&inputRequest_, words_.inputRequest, reply_, nullptr, true, kAnySuccess, kBlockBytes);
+  const bool fetched = Utils::SendRequest(&inputRequest_, words_.inputRequest, reply_, nullptr, true,
+                                          kAnySuccess, kReadBlockBytes);
   const Web::HttpError error = Web::LastHttpError();
   return fetched && error != Web::HttpError::Cancelled && error != Web::HttpError::OutOfResources;
 }
 
 // Whatever has a zero in its value is low; anything else is high, a missing value too.
 u32 CGroupDigitalIO::StateOf(u32 number) const {
-  const std::string_view text(reinterpret_cast<const char*>(reply_.data()));  // up to its first zero byte
   const std::string key = words_.inputKey + std::to_string(number) + words_.inputKeyEnd;
-  const std::string value = GetCgiValue(text, key, "=", words_.terminators);
+  const std::string value = GetCgiValue(TextOf(reply_), key, "=", words_.terminators);
   return value.find('0') != std::string::npos ? IOStateLow : IOStateHigh;
 }
 

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "http/HttpRequest.h"
+#include "camera/CameraRequest.h"
 #include "io/CIOBase.h"
 
 namespace sarnevo {
@@ -42,9 +42,9 @@ class CGroupDigitalIO : public CIOBase {
   u32 StateOf(u32 number) const;
 
   const DigitalIOWords& words_;
-  Web::HttpRequest outputRequest_;  // output thread
-  Web::HttpRequest inputRequest_;   // input thread
-  std::vector<u8> reply_;           // input thread; keeps its capacity
+  CameraRequest outputRequest_;  // output thread
+  CameraRequest inputRequest_;   // input thread
+  std::vector<u8> reply_;        // input thread; keeps its capacity
 };
 
 }  // namespace sarnevo

@@ -7,7 +7,7 @@
 /// Facts about the process that the library is a guest in. Any thread may call.
 namespace sarnevo::platform {
 
-/// The folder of the host's executable, without a separator at its end; nothing when it can't be told.
+/// The folder of the host's executable, without a separator at its end; nothing when it isn't known.
 std::optional<std::string> HostExecutableFolder();
 
 /// Number of processors of the machine, at least 1.

@@ -94,7 +94,7 @@ std::optional<Image> ReadHeaders(const ByteSource& file) {
   return Image{optionalOffset + optionalBytes, sectionCount, resources->U32(0)};
 }
 
-// Where an address of the loaded image lies in the file, with what is left of its section behind it.
+// Where an address of the loaded image lies in the file, with what is left of its section after it.
 std::optional<Range> Locate(const ByteSource& file, const Image& image, std::uint32_t address) {
   for (std::uint32_t i = 0; i < image.sectionCount; ++i) {
     const auto section = Record<kSectionHeaderBytes>::Read(file, image.sectionTable + i * kSectionHeaderBytes);

@@ -174,7 +174,7 @@ bool CPrepositionList::FileHasTheOthers(u32 slot) const {
 }
 
 // Where the file differs, a position isn't its entry's index: the entry would replace another one. The whole channel is
-// written then. With fixed slots gaps are as it should be. A slot may stand in the list twice, when the file had it so;
+// written then. With fixed slots gaps are as it should be. A slot may be in the list twice, when the file had it so;
 // the last of its entries is the one that counts at the next start.
 i32 CPrepositionList::WriteEntries(u32 slot) {
   if (!reader_) {

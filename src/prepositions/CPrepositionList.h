@@ -53,7 +53,7 @@ class CPrepositionList {
   /// Shares the reader and loads the list through it. False when the argument is empty.
   virtual bool SetReader(TSmartPtr<CXMLPrepositionReader> reader);
   virtual u32 GetPrepositionCount();
-  /// False, and an empty name, behind the end.
+  /// False, and an empty name, past the end.
   virtual bool GetPrepositionName(u32 position, std::wstring& name);
   /// Moves the camera to a preposition, unless it is there already. @p option is passed on to the camera.
   virtual bool SelectPreposition(const std::wstring& name, u32 option);
@@ -75,7 +75,7 @@ class CPrepositionList {
 
  private:
   // The list's lock for one operation. Movements up to its beginning are taken note of; later ones count as
-  // coming behind the operation.
+  // coming after the operation.
   class Hold {
    public:
     explicit Hold(CPrepositionList& list);

@@ -9,17 +9,17 @@ namespace sarnevo {
 struct CRTPPacket {
   u8 csrcCount = 0;                   ///< CC, number of CSRC words
   const u8* csrcList = nullptr;       ///< the CSRC words; null when there are none
-  u32 ssrc = 0;                       ///< in network byte order, as it stood
+  u32 ssrc = 0;                       ///< in network byte order, as it was sent
   u8 marker = 0;                      ///< M: 1 in the last packet of a frame
   u8 padding = 0;                     ///< P; the padding stays part of the payload
   u8 payloadType = 0;                 ///< PT, 7 bits
   u16 sequence = 0;                   ///< host byte order
   u32 timestamp = 0;                  ///< host byte order, in units of the payload's clock
   u16 extensionLength = 0;            ///< 32-bit words of the header extension, host byte order; 0 without one
-  u16 extensionProfile = 0;           ///< in network byte order, as it stood
-  const u8* extensionData = nullptr;  ///< what stands behind the extension's own 4 bytes; null without one
+  u16 extensionProfile = 0;           ///< in network byte order, as it was sent
+  const u8* extensionData = nullptr;  ///< what comes after the extension's own 4 bytes; null without one
   u32 payloadSize = 0;                ///< bytes, may be 0
-  const u8* payload = nullptr;        ///< the first byte behind header, CSRC list and extension
+  const u8* payload = nullptr;        ///< the first byte after header, CSRC list and extension
 };
 
 }  // namespace sarnevo

@@ -107,7 +107,7 @@ bool CRTSPClient::Setup(int rtpPort, int rtcpPort, bool useObjectPath) noexcept 
   return done;
 }
 
-// The number of lines behind the head is the cameras' own: what they send more is left for the next reply,
+// The number of lines after the head is the cameras' own: what they send more is left for the next reply,
 // which copes with one blank line.
 bool CRTSPClient::Play(bool useObjectPath) noexcept {
   return SendInSession("PLAY", useObjectPath) && ReadReplyHead(useObjectPath) && DropLines(2);

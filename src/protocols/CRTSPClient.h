@@ -15,8 +15,8 @@ namespace sarnevo {
 /// requests over one TCP connection, and replies that are read line by line, by position and not by header
 /// name. How many lines a reply has is part of the protocol towards the two camera groups.
 ///
-/// The flag @p useObjectPath, given with each request, tells the group: true for group 1, whose stream is
-/// called "/object.sdp"; false for group 2, whose replies have one more line behind CSeq.
+/// The flag @p useObjectPath, given with each request, is the group: true for group 1, whose stream is
+/// called "/object.sdp"; false for group 2, whose replies have one more line after CSeq.
 ///
 /// Every operation gives false on failure and says nothing else. One thread at a time; each receive blocks
 /// it for up to ProtocolTimes::rtspReceive. Only Interrupt may come from any thread at any time.
@@ -27,7 +27,7 @@ class CRTSPClient {
   CRTSPClient(const CRTSPClient&) = delete;
   CRTSPClient& operator=(const CRTSPClient&) = delete;
 
-  /// Connects to a camera. Looks every 100 ms whether the connection stands, at least once; one that the
+  /// Connects to a camera. Looks every 100 ms whether the connection is up, at least once; one that the
   /// camera refuses may cost the whole time-out.
   /// @param address  dotted IPv4 text; one of more than 15 characters is refused.
   /// @param timeout  milliseconds.

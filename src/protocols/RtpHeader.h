@@ -21,7 +21,7 @@ namespace sarnevo {
 ///     |                      X: header extension                      |
 ///     +---------------------------------------------------------------+
 ///
-/// @return nothing for a datagram that isn't version 2, has no byte behind the fixed header of 12 bytes, or
+/// @return nothing for a datagram that isn't version 2, has no byte after the fixed header of 12 bytes, or
 ///         whose CSRC list or extension runs past its end. Payload type, SSRC and sequence aren't judged.
 std::optional<CRTPPacket> ParseRtpHeader(std::span<const u8> datagram) noexcept;
 

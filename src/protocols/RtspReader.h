@@ -33,8 +33,8 @@ class RtspReader {
   /// A new reply begins, and with it the time that one may take.
   void BeginReply() noexcept;
 
-  /// Reads up to and including the next LF. CR is dropped wherever it stands. Of a longer line the first
-  /// 255 characters count and the rest is dropped. The camera's closing, and a time-out behind the first
+  /// Reads up to and including the next LF. CR is dropped wherever it is. Of a longer line the first
+  /// 255 characters count and the rest is dropped. The camera's closing, and a time-out after the first
   /// byte, end a line, which then counts. The text ends at a zero byte.
   /// @return false when not even a first byte came, on any other failure, and past the limits.
   bool ReadLine() noexcept;

@@ -59,7 +59,7 @@ class Scanner {
 
 i32 NumberOrZero(std::string_view text) noexcept { return Scanner(text).Number().value_or(0); }
 
-// What stands behind the first "=" of what begins with key.
+// What comes after the first "=" of what begins with key.
 std::optional<std::string_view> ValueOf(std::string_view key, std::string_view transport) noexcept {
   const std::size_t found = transport.find(key);
   if (found == std::string_view::npos) {

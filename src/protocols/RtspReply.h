@@ -21,7 +21,7 @@ std::optional<StatusLine> ParseStatusLine(std::string_view line) noexcept;
 
 /// The second word of a line; the first is a header's name, which nobody looks at.
 std::optional<std::string_view> ParseTextHeader(std::string_view line) noexcept;
-/// The number behind the first word of a line, which has at most 254 characters.
+/// The number after the first word of a line, which has at most 254 characters.
 std::optional<i32> ParseNumberHeader(std::string_view line) noexcept;
 
 /// Finds "client_port=a-b;" in a Transport value; neither is 0. Without the ";" there is none.

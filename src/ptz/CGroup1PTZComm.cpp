@@ -4,16 +4,13 @@
 #include <string_view>
 #include <system_error>
 
-#include "platform/SecureErase.h"
-#include "ptz/FindCgiValue.h"
+#include "camera/CgiText.h"
+#include "camera/ReplyBody.h"
+#include "http/HttpStatus.h"
 
 namespace sarnevo {
 
 namespace {
-
-constexpr u32 kMaxConnections = 16;
-constexpr u32 kSystemCodePage = 0;
-constexpr u32 kStatusOk = 200;
 
 constexpr char kComportRequest[] = "/comport.cgi?action=retrieve";
 constexpr char kProtocolKey[] = "serial_device";
@@ -29,17 +26,8 @@ u32 ParseProtocol(std::string_view reply) noexcept {
 
 }  // namespace
 
-CGroup1PTZComm::Request::Request(IIPDeviceParams& device, const PtzTiming& timing)
-    : HttpRequest(device.GetAddress().c_str(), device.GetPort(), device.GetUserName().c_str(), nullptr,
-                  timing.requestTimeout, kMaxConnections, kSystemCodePage) {
-  std::string password = device.GetPassword();
-  SetPassword(password.c_str());
-  platform::SecureErase(password);
-  SetTimeLimit(timing.requestLimit);
-}
-
-CGroup1PTZComm::CGroup1PTZComm(IIPDeviceParams* device, const PtzTiming& timing)
-    : CBasePTZComm(device), timing_(timing), presetRequest_(*device, timing) {}
+CGroup1PTZComm::CGroup1PTZComm(IIPDeviceParams* device, const RequestPolicy& policy)
+    : CBasePTZComm(device), policy_(policy), presetRequest_(*device, policy) {}
 
 CGroup1PTZComm::~CGroup1PTZComm() { Close(); }
 
@@ -70,7 +58,7 @@ bool CGroup1PTZComm::DeletePreset(u32 slot) { return ProcessPresetCommand(Preset
 void CGroup1PTZComm::HandleWorkItem(IWorkItem* item) {
   std::vector<Failure> failures;
   {
-    Request http(Device(), timing_);
+    CameraRequest http(Device(), policy_);
     const std::string text = PrepareItem(static_cast<const CWorkItem&>(*item), http, failures);
     if (!text.empty() && !http.Send("GET", text.c_str(), false) && ShouldLogFailure()) {
       failures.push_back({"sarnevo::CGroup1PTZComm::HandleWorkItem", text, http.GetStatusCode()});
@@ -151,12 +139,12 @@ bool CGroup1PTZComm::ProcessPresetCommand(PresetOperation operation, u32 slot) {
 
 bool CGroup1PTZComm::UpdatePtzProtocol() {
   constexpr char kOperation[] = "sarnevo::CGroup1PTZComm::UpdatePtzProtocol";
-  Request http(Device(), timing_);
+  CameraRequest http(Device(), policy_);
   if (!http.Send("GET", kComportRequest, false)) {
     ReportNotSent(kOperation, kComportRequest, http.GetStatusCode());
     return false;
   }
-  if (http.GetStatusCode() != kStatusOk) {
+  if (http.GetStatusCode() != Web::kStatusOk) {
     DebugMessage(DebugLevelFailure, "%s: HTTP message to %s:%d, message=%s returned error, http status=%d",
                  kOperation, Device().GetAddress().c_str(), Device().GetPort(), kComportRequest,
                  static_cast<int>(http.GetStatusCode()));
@@ -166,15 +154,13 @@ bool CGroup1PTZComm::UpdatePtzProtocol() {
   if (available == 0) {
     return false;
   }
-  std::string reply(available, '\0');
-  u32 count = 0;
-  if (!http.Read(reply.data(), available, &count)) {
+  std::vector<u8> reply;
+  if (!ReadBody(http, available, available, reply)) {
     DebugMessage(DebugLevelFailure, "%s: cannot read response from %s:%d", kOperation,
                  Device().GetAddress().c_str(), Device().GetPort());
     return false;
   }
-  reply.resize(count);
-  const u32 protocol = ParseProtocol(reply);
+  const u32 protocol = ParseProtocol({reinterpret_cast<const char*>(reply.data()), reply.size()});
   if (protocol <= PtzProtocolPelcoD) {
     // Two threads may ask at the same time; once a protocol is known it stays.
     u32 unknown = PtzProtocolNone;

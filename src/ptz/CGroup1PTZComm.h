@@ -3,19 +3,10 @@
 #include <string>
 #include <vector>
 
-#include "http/HttpRequest.h"
+#include "camera/CameraRequest.h"
 #include "ptz/CBasePTZComm.h"
 
 namespace sarnevo {
-
-/// Time-outs of the PTZ side's requests, milliseconds. They don't follow the "Network timeout" setting.
-struct PtzTiming {
-  /// For the connection, for sending and for each wait on the camera.
-  u32 requestTimeout = 5000;
-  /// For a whole request: the three of them. A camera that drips a byte at a time never runs into a time-out,
-  /// and a stop command waits behind it.
-  u32 requestLimit = 15000;
-};
 
 /// Drives the PTZ head of a group 1 camera, which hangs on the camera's serial port: each command is a frame of
 /// the head's protocol that the camera's "/serial.cgi" writes to the port.
@@ -25,7 +16,7 @@ struct PtzTiming {
 class CGroup1PTZComm : public CBasePTZComm {
  public:
   /// Reads address, port and credentials of @p device, which outlives this object. Causes no traffic.
-  explicit CGroup1PTZComm(IIPDeviceParams* device, const PtzTiming& timing = {});
+  explicit CGroup1PTZComm(IIPDeviceParams* device, const RequestPolicy& policy = request_policy::kPtz);
   /// Closes, so that the thread is gone before the members are.
   ~CGroup1PTZComm() override;
 
@@ -41,12 +32,6 @@ class CGroup1PTZComm : public CBasePTZComm {
   void HandleWorkItem(IWorkItem* item) override;
 
  private:
-  // A request to the camera with the connection data as they are now.
-  class Request : public Web::HttpRequest {
-   public:
-    Request(IIPDeviceParams& device, const PtzTiming& timing);
-  };
-
   // A request that didn't reach the camera, for the message about it.
   struct Failure {
     const char* operation;
@@ -62,10 +47,10 @@ class CGroup1PTZComm : public CBasePTZComm {
   bool UpdatePtzProtocol();
   void ReportNotSent(const char* operation, const std::string& text, u32 status);
 
-  const PtzTiming timing_;
+  const RequestPolicy policy_;
 
   // Used by one thread at a time: the caller's lock around the list of stored positions sees to that.
-  Request presetRequest_;
+  CameraRequest presetRequest_;
 };
 
 }  // namespace sarnevo

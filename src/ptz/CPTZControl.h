@@ -55,9 +55,9 @@ class CPTZControl : public IIPPTZApiEx, public IIPParams {
   /// @param comm    owned from here on, whatever the result.
   virtual bool Open(TSmartPtr<CXMLPrepositionReader> reader, CBasePTZComm* comm);
 
-  /// Lets no further item go to the camera. In front of End, where several controls end.
+  /// Lets no further item go to the camera. Before End, where several controls end.
   void BeginClose() noexcept;
-  /// Stops the thread, behind the item under way. From here on nothing is queued.
+  /// Stops the thread, after the item under way. From here on nothing is queued.
   void End() noexcept;
 
   u32 GetChannel() override { return channel_; }

@@ -31,7 +31,7 @@ class CPtzCommandBuilder {
   std::string PresetCommand(PresetOperation operation, u32 slot) const;
 
  private:
-  // A PtzProtocol. Stands alone, so that relaxed is enough: nothing else is published with it.
+  // A PtzProtocol. On its own, so that relaxed is enough: nothing else is published with it.
   std::atomic<u32> protocol_{PtzProtocolNone};
 };
 

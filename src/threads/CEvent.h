@@ -8,7 +8,7 @@ namespace sarnevo {
 /// One waitable event. Any thread may use it; it outlives its waiters.
 ///
 /// An auto-reset event is spent by the wait that it ends, a manual-reset one stays set until Reset. When it
-/// couldn't be made, which nobody is told, all operations fail at once.
+/// couldn't be made, which nobody reports, all operations fail at once.
 class CEvent {
  public:
   /// Longest number of events in one WaitForAny.

@@ -26,8 +26,8 @@ class CSimpleThread {
   CSimpleThread& operator=(const CSimpleThread&) = delete;
 
   /// Starts a thread that runs Run. False while there is one that wasn't joined, even if it has ended, on a
-  /// thread that has joined itself and is still in Run, and when none can be made. Behind a thread that has joined
-  /// itself it waits until that is out of Run. @p name is for the debugger.
+  /// thread that has joined itself and is still in Run, and when none can be made. It waits until a thread
+  /// that has joined itself is out of Run. @p name is for the debugger.
   bool Start(const std::string& name);
 
   /// Waits for the thread's end. On the thread itself it waits for nothing, and Run then has to return soon. Always

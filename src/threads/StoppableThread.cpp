@@ -60,7 +60,7 @@ struct StoppableThread::Control {
   }
 
   void Run() {
-    lock.lock();  // whoever starts the thread holds it until the handle stands, so that the body may use that
+    lock.lock();  // whoever starts the thread holds it until the handle is there, so that the body may use that
     lock.unlock();
     try {
       body();

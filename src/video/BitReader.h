@@ -8,7 +8,7 @@
 namespace sarnevo {
 
 /// Reads bits, the highest of each byte first, and never beyond the end: from there on all is 0 and
-/// HasFailed tells.
+/// HasFailed says so.
 class BitReader {
  public:
   explicit BitReader(std::span<const u8> bytes) noexcept : bytes_(bytes) {}

@@ -48,7 +48,7 @@ class CBaseCameraChannel : public IRTPReceiverUser, public std::enable_shared_fr
   CBaseCameraChannel(const CBaseCameraChannel&) = delete;
   CBaseCameraChannel& operator=(const CBaseCameraChannel&) = delete;
 
-  /// Starts the worker, behind one of an earlier Start if it is still at work. False when the stream has
+  /// Starts the worker, after the end of an earlier one that is still at work. False when the stream has
   /// started already, when there is no thread, and when the claim on the stop of an earlier worker was refused.
   /// @param frameInterval  milliseconds
   /// @param quality        percentage
@@ -131,9 +131,9 @@ class CBaseCameraChannel : public IRTPReceiverUser, public std::enable_shared_fr
   bool timedOut_ = false;  // under timedOutLock_
   Activity activity_;
 
-  // Made and let go of under streamerLock_. The receive thread uses streamer_ without it: that thread starts behind
+  // Made and let go of under streamerLock_. The receive thread uses streamer_ without it: that thread starts after
   // the one and ends before the other, or does the latter itself. The lock is held across the talk with the camera;
-  // what waits for it is a stop, behind the worker's end.
+  // what waits for it is a stop, after the worker's end.
   COptex streamerLock_;
   std::shared_ptr<CameraStreamer> streamer_;
 

@@ -17,7 +17,7 @@ class FrameReturns;
 /// Any thread may call any operation, and calls take turns. The host may also call from inside a callback of
 /// a channel, of this object or another, including an operation that ends that channel. On such a thread an
 /// operation gives false, without doing anything, when another thread is ending the channel whose callback
-/// it stands in: that one waits for the callback, so that to wait for it in turn would never end. What waits for nobody,
+/// it is in: that one waits for the callback, so that to wait for it in turn would never end. What waits for nobody,
 /// the start of a new channel for one, is done all the same.
 ///
 /// Lives in a std::shared_ptr; its owner calls End and lets go.

@@ -12,7 +12,7 @@ namespace sarnevo {
 /// before. One per driver, shared by all who may hold a frame. Any thread may call.
 class FrameReturns {
  public:
-  /// Gives @p frame back on a thread that was let go, or keeps it from doing so behind Close.
+  /// Gives @p frame back on a thread that was let go; after Close it does nothing, and the frame stays the host's.
   void GiveBack(ipcapture::IFrameAllocator& allocator, ipcapture::IFrame& frame) noexcept;
   /// The allocator becomes void. Waits until no frame is on its way back, but for one of the calling thread.
   void Close() noexcept;

@@ -55,7 +55,7 @@ constexpr auto kGroup2Header = Join(kQuantization, kRestartInterval, kFrameAndSc
 static_assert(kGroup1Header.size() == JpegHeaderSize(JpegLayout::Group1));
 static_assert(kGroup2Header.size() == JpegHeaderSize(JpegLayout::Group2));
 
-// Where the open bytes lie: in the whole header, and behind the start of SOF0.
+// Where the open bytes lie: in the whole header, and after the start of SOF0.
 constexpr std::size_t kDqt0At = 2 + 5;
 constexpr std::size_t kDqt1At = kDqt0At + kTableSize + 5;
 constexpr std::size_t kSof0Height = 5;

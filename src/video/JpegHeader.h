@@ -10,8 +10,8 @@ namespace sarnevo {
 
 /// Where a camera puts the JPEG scan in the payloads of one frame.
 enum class JpegLayout {
-  Group1,  ///< behind the two quantization tables
-  Group2,  ///< 105 bytes further on; the scan has a restart marker behind every 10 units
+  Group1,  ///< after the two quantization tables
+  Group2,  ///< 105 bytes further on; the scan has a restart marker after every 10 units
 };
 
 /// The joined RTP/JPEG payloads of one frame, seen as what they hold (RFC 2435, 3.1 and 3.1.8):
@@ -45,7 +45,7 @@ constexpr std::size_t JpegHeaderSize(JpegLayout layout) noexcept {
   return layout == JpegLayout::Group1 ? 605 : 611;
 }
 
-/// Writes all that stands in front of the scan in a JPEG file (ITU-T T.81, annex B): SOI, two DQT, for
+/// Writes all that comes before the scan in a JPEG file (ITU-T T.81, annex B): SOI, two DQT, for
 /// group 2 DRI, SOF0, the four Huffman tables of annex K.3, SOS. @p into has room for JpegHeaderSize bytes.
 void WriteJpegHeader(std::span<u8> into, const JpegFrame& frame, JpegLayout layout) noexcept;
 

@@ -19,7 +19,7 @@ constexpr u32 kTypeFineGranularityScalable = 18;
 constexpr u32 kExtendedAspectRatio = 15;
 constexpr u32 kShapeRectangular = 0;
 
-// What stands behind the first start code of a stream, up to the one after it.
+// What comes after the first start code of a stream, up to the one after it.
 struct Section {
   u8 code = 0;
   std::span<const u8> body;

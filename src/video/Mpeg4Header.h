@@ -25,11 +25,11 @@ struct PictureSize {
   u16 height = 0;
 };
 
-/// The picture's size as the headers of a key frame tell it (ISO/IEC 14496-2, 6.2.2 and 6.2.3).
+/// The picture's size as the headers of a key frame give it (ISO/IEC 14496-2, 6.2.2 and 6.2.3).
 ///
 /// @p frame begins with the start code of a visual object sequence; a visual object of the type video and a
 /// video object layer of rectangular shape follow in front of the first picture. User data and other start
-/// codes may stand in between. Nothing when one of them is missing, cut, or of another kind, and when a
+/// codes may come in between. Nothing when one of them is missing, cut, or of another kind, and when a
 /// marker bit is 0.
 std::optional<PictureSize> ParseMpeg4Header(std::span<const u8> frame) noexcept;
 

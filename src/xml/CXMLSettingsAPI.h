@@ -47,7 +47,7 @@ class CXMLSettingsAPI {
   sarnevo::u32 Close() noexcept;
 
   /// Writes a document of nothing but a root element to the disk, without opening it. What lay there before
-  /// is kept aside under the file's name with ".bad" behind it (see platform/FileReplacement.h); a file that
+  /// is kept aside under the file's name with ".bad" after it (see platform/FileReplacement.h); a file that
   /// is there but can't be read is left alone.
   /// @param overGood  false: so is one that holds a document, whatever it was that Open failed for.
   /// @return 1 done; 0 not done, also when this object is open; -1 no XML library.

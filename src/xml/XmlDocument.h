@@ -69,7 +69,7 @@ class XmlDocument {
   /// Whether AppendElement takes the name: one that XML allows, without a colon.
   static bool IsElementName(std::string_view name) noexcept;
 
-  /// Adds an element behind everything that @p parent holds; null when it can't be made.
+  /// Adds an element after everything that @p parent holds; null when it can't be made.
   XmlElement* AppendElement(XmlElement* parent, std::string_view name) noexcept;
   bool AppendText(XmlElement* parent, std::string_view text) noexcept;
   /// Removes an element with all that it holds.

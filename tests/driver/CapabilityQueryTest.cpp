@@ -193,7 +193,7 @@ TEST(CapabilityQuery, TheHostsOwnThreadIsHeldForALimitedTime) {
     connection.Drip("HTTP/1.1 404 No\r\nX: " + std::string(10'000, 'd'), 5ms);
   });
   Host host;
-  CapabilityQuery query({.detectionLimit = 600});
+  CapabilityQuery query({.detection = {5'000, 600, false}});
   const auto began = MonotonicMilliseconds();
   EXPECT_EQ(Ask(query, host, "127.0.0.1", camera.Port()), "3 Failed to get camera properties");
   EXPECT_LT(MonotonicMilliseconds() - began, 10'000u);

@@ -13,7 +13,7 @@
 namespace sarnevo::ipcapture {
 namespace {
 
-// Functions at one address stand in one line.
+// Functions at one address share a line.
 TEST(Exports, AreTheNamesThatHostsLookUpAndNothingElse) {
   EXPECT_EQ(
       kolvex_test::ProgramRun("nm")

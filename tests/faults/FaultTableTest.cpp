@@ -1,4 +1,4 @@
-// Each camera misbehaves in its own way at its own step, and the tables of docs/faults.md tell what came of it. The
+// Each camera misbehaves in its own way at its own step, and the tables of docs/faults.md say what came of it. The
 // test writes them when KOLVEX_WRITE_FAULTS is set; else it fails when something else came of it.
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ struct Step {
   const char* name;
   const char* service;
   const char* request;  // a text in it; empty for the connect in front of the first
-  const char* places;   // of the reply, behind its status line
+  const char* places;   // of the reply, after its status line
   Part part;
 };
 
@@ -218,7 +218,7 @@ std::string Text(const Cell& cell) {
   return text + (outcome.restarted ? " †" : "");
 }
 
-// A line of the page with the cells that it tells of; none for text between the rows.
+// A line of the page with the cells that it shows; none for text between the rows.
 struct Row {
   std::string text;
   std::span<Cell> cells;
@@ -238,7 +238,7 @@ std::string HeadOf(const std::string& table) {
   return head + line;
 }
 
-// The tables. Rows of a step that tell the same are one.
+// The tables. Rows of a step that say the same are one.
 std::vector<Row> Render(std::vector<Cell>& cells) {
   std::vector<Row> rows;
   std::string table;
@@ -309,7 +309,7 @@ TEST(Faults, AreToldInTimeAndLeaveNothingBehind) {
   std::vector<Cell> cells = AllCells();
   std::vector<Cell*> left;
   for (Cell& cell : cells) {
-    left.insert(left.begin(), &cell);  // the slowest stand at the page's end
+    left.insert(left.begin(), &cell);  // the slowest are at the page's end
   }
   // A busy machine makes things late, but not each time. A new page takes what came of each cell twice.
   std::string now;

@@ -37,9 +37,8 @@ struct Observer : contract::ICapabilityObserver {
 std::string Ask(Scene& scene) {
   Observer observer;
   RecordingCapabilities capabilities;
-  CapabilityQuery query({.httpTimeout = kHttpTimeout,
-                         .detectionLimit = static_cast<u32>(Quick(30'000).count()),
-                         .stopWait = Quick(10'000)});
+  CapabilityQuery query(
+      {.detection = {kHttpTimeout, static_cast<u32>(Quick(30'000).count()), false}, .stopWait = Quick(10'000)});
   query.Init(&observer, false);
   if (query.Start(scene.Address(), 80, "admin", "kolvex", &capabilities)) {
     observer.log.WaitFor("");
@@ -128,7 +127,7 @@ struct Head {
     scene.Must(reader->Open("faults.preset", false), "no preset file");
   }
   bool Open() {
-    return control.Open(reader, new CGroup1PTZComm(handler.get(), {kHttpTimeout, 3 * kHttpTimeout}));
+    return control.Open(reader, new CGroup1PTZComm(handler.get(), {kHttpTimeout, 3 * kHttpTimeout, false}));
   }
   /// A position is left, so that nothing is where the head stands.
   void Leave() {

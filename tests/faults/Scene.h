@@ -23,7 +23,7 @@ using Clock = std::chrono::steady_clock;
 
 /// The system's times are as much shorter in a scene as this says. Streams of MPEG-4 have a key frame a second
 /// all the same, so that those that are disturbed can't be so quick. Under a sanitizer everything takes so much
-/// longer that times tell nothing.
+/// longer that times say nothing.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kIsTimed = false;
 constexpr int kQuicker = 5;
@@ -72,7 +72,7 @@ class Scene {
   /// The password, plain or in the form that goes out.
   void MustNotTell(const std::string& text) {
     Must(text.find("kolvex") == text.npos && text.find("YWRtaW46a29sdmV4") == text.npos,
-         "the password is told");
+         "the password is shown");
   }
 
   const char* Address() const { return address_.c_str(); }

@@ -29,13 +29,13 @@ namespace {
 namespace fs = std::filesystem;
 using kolvex_test::Await;
 
-// The password is in this process's memory only while a host has to have it there: wherever else it stands, its
+// The password is in this process's memory only while a host has to have it there: wherever else it is, its
 // letters are turned, so that it isn't found where it is only looked for.
 char Turned(char c) { return static_cast<char>(c >= 'a' && c <= 'z' ? 'a' + (c - 'a' + 13) % 26 : c); }
 
 constexpr const char* kUser = "admin";
 constexpr std::string_view kPassword = "tylzoebiankhgrmwvcbqxjvudrsfnp";
-// Freeing memory writes over its begin, so that the password's second half is looked for. It stands in the Base64
+// Freeing memory writes over its begin, so that the password's second half is looked for. It is in the Base64
 // form of user and password in a place of its own.
 constexpr std::string_view kSought = "wvcbqxjvudrsfnp";
 constexpr std::string_view kSoughtInBase64 = "nzyjo2Req2ybpWVzp2Fw";
@@ -94,7 +94,7 @@ class GuestRun {
   /// Whether a capability query begins, which leaves it begun.
   bool BeginsQueries() { return library_.init(&hosts_[0], 0) != 0; }
 
-  /// A capability query from its begin to its end. True when it told the whole camera.
+  /// A capability query from its begin to its end. True when it described the whole camera.
   bool Query(const char* address) {
     Host& host = hosts_[0];
     host.queryEnd = 0;
@@ -148,7 +148,7 @@ class GuestRun {
     }
   }
 
-  /// All texts that the host was told.
+  /// All texts that the host got.
   std::string Told() const { return log_.Text(); }
 
  private:

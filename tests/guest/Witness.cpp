@@ -64,7 +64,7 @@ bool IsCamera(const sockaddr* address) {
 
 }  // namespace
 
-// The system's own function, behind a look at what is asked of it.
+// The system's own function, after a look at what is asked of it.
 #define WATCHED(result, name, parameters, arguments, isWrong) \
   result name parameters {                                    \
     if (isWrong) {                                            \

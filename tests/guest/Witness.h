@@ -5,7 +5,7 @@
 namespace kolvex_test {
 
 /// While it lives, the functions that change what is the process's own, and those that send and make threads,
-/// are watched: this program's definitions of them stand in front of the system's, for every library in it.
+/// are watched: this program's definitions of them replace the system's, for every library in it.
 class Witness {
  public:
   Witness();

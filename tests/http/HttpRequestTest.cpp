@@ -26,7 +26,7 @@ using sarnevo::platform::MonotonicMilliseconds;
 using sarnevo::platform::WaitResult;
 using Connection = ScriptedServer::Connection;
 
-// Everything up to the end or a failure, of which LastHttpError tells then.
+// Everything up to the end or a failure, which LastHttpError names then.
 std::string Body(HttpRequest& request, u32 block = 4096) {
   std::string body;
   std::vector<char> buffer(block);
@@ -108,7 +108,7 @@ TEST(HttpRequest, TakesRepliesAsTheyCome) {
     std::string reply;
     u32 status;  // 0: none, Send fails
     std::string body;
-    HttpError error;  // behind the last operation
+    HttpError error;  // after the last operation
   } cases[] = {
       {"a body up to the end", headers + "\r\nret=200&", 200, "ret=200&", HttpError::None},
       {"chunks",

@@ -49,7 +49,7 @@ TEST(KeptConnection, IsUsedAgainBehindAWholeReplyUnlessTheServerEndsIt) {
     std::string body = "ok";
     bool read = true;  // to its end
     bool ask = true;   // to keep it
-    bool end = false;  // the server closes behind its reply
+    bool end = false;  // the server closes after its reply
   };
   const std::string head = "HTTP/1.1 200 OK\r\n";
   const std::string longText(99'999, 'x');
@@ -66,7 +66,7 @@ TEST(KeptConnection, IsUsedAgainBehindAWholeReplyUnlessTheServerEndsIt) {
       {"a body larger than all buffers", longBody, {0, 0}, longText},
       {"chunks", chunks + "\r\nX: y\r\n\r\n", {0, 0}},
       {"no body, whatever its length", noBody, {0, 0}, ""},
-      {"behind an interim reply", "HTTP/1.1 100 Continue\r\nX: y\r\n\r\n" + kOk, {0, 0}},
+      {"after an interim reply", "HTTP/1.1 100 Continue\r\nX: y\r\n\r\n" + kOk, {0, 0}},
       {"nobody asked", kOk, {0, 1}, "ok", true, false},
       {"the server's word", head + "Connection: close\r\n" + two, {0, 1}},
       {"HTTP/1.0", "HTTP/1.0 200 OK\r\n" + two, {0, 1}},

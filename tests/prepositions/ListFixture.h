@@ -28,7 +28,7 @@ struct List : sarnevo::CPrepositionList, sarnevo::IPrepositionComm {
     SetReader(reader);
   }
 
-  /// All names in order with a "," behind each.
+  /// All names in order with a "," after each.
   std::string Names() {
     std::string all;
     std::wstring name;

@@ -33,7 +33,7 @@ ProtocolTimes Times(platform::Milliseconds receive = 10s) {
 
 const std::string kTransport = "Transport: RTP/AVP;unicast;client_port=3556-3557;server_port=6000-6001\r\n";
 
-// Replies as cameras of either group give them; group 2 has a line more behind CSeq.
+// Replies as cameras of either group give them; group 2 has a line more after CSeq.
 std::string Head(int group, int cseq) {
   return "RTSP/1.0 200 OK\r\nCSeq: " + std::to_string(cseq) + "\r\n" + (group == 2 ? "Server: Camera\r\n" : "");
 }
@@ -63,7 +63,7 @@ std::string Perform(CRTSPClient& client, const std::string& operations, int grou
 
 struct Dialogue {
   std::string results;
-  std::string requests;  // a line feed behind each
+  std::string requests;  // a line feed after each
 };
 
 // A camera answers each request with the next reply; then it closes, or listens on in silence.
@@ -135,7 +135,7 @@ TEST(CRTSPClient, RepliesAreReadByPosition) {
   } kCases[] = {
       {"one blank line in front is skipped", "DS", 1, {"\r\n" + Described(1), Prepared(1)}, "DS"},
       {"two blank lines are not", "D", 1, {"\r\n\r\n" + Described(1)}, "d"},
-      {"no number behind CSeq", "S", 1, {ok + "CSeq:\r\n" + kTransport + "Session: 1\r\n\r\n"}, "s"},
+      {"no number after CSeq", "S", 1, {ok + "CSeq:\r\n" + kTransport + "Session: 1\r\n\r\n"}, "s"},
       {"200 anywhere in the line", "S", 1, {"RTSP/1.0 404 see200" + Prepared(1).substr(15)}, "S"},
       {"a version of 15 characters", "S", 1, {"ABCDEFGHIJKLMNO" + Prepared(1).substr(8)}, "s"},
       {"a port of 0", "S", 1, {transport("client_port=3556-0;server_port=1-2")}, "s"},
@@ -148,7 +148,7 @@ TEST(CRTSPClient, RepliesAreReadByPosition) {
       {"Session in front of Transport", "S", 1, {Head(1, 2) + "Session: 1\r\n" + kTransport + "\r\n"}, "s"},
       {"an empty Session is none of our business", "S", 1, {Head(1, 2) + kTransport + "Session:\r\n\r\n"}, "S"},
       {"no TEARDOWN after a failed SETUP", "SPT", 1, {missingSession, Played(1)}, "sPt"},
-      {"what stands behind a zero byte doesn't count", "S", 1, {"RTSP/1.0 \0 200 OK\r\n"s}, "s"},
+      {"what comes after a zero byte doesn't count", "S", 1, {"RTSP/1.0 \0 200 OK\r\n"s}, "s"},
       {"long lines everywhere", "DSP", 2, {longDescribed, longPrepared, Played(2)}, "DSP"},
       {"a line as long as may be", "DS", 1, {most + behindMost, Prepared(1)}, "DS"},
       {"a longer one isn't saved by its end", "D", 1, {most + "x" + behindMost}, "d"},
@@ -184,11 +184,11 @@ TEST(CRTSPClient, ACutReplyCountsAsFarAsItCame) {
   const std::size_t blankLine = whole.size() - 2;
   for (std::size_t length = 0; length <= whole.size(); ++length) {
     ASSERT_EQ(Talk("S", 1, {whole.substr(0, length)}, Times(), true).results, length >= ports ? "S" : "s")
-        << "closed behind " << whole.substr(0, length);
+        << "closed after " << whole.substr(0, length);
   }
   for (const std::size_t length : {std::size_t{0}, ports, blankLine, blankLine + 1}) {
     ASSERT_EQ(Talk("S", 1, {whole.substr(0, length)}, Times(40ms)).results, length > blankLine ? "S" : "s")
-        << "silent behind " << whole.substr(0, length);
+        << "silent after " << whole.substr(0, length);
   }
   // A body of which something came is whole at a time-out.
   const std::string described = Described(1);

@@ -26,7 +26,7 @@ struct Stream {
   std::optional<PortPair> pair = OpenPortPair(port, reporter);
 };
 
-// A port of another process, as far as the search can tell; null when somebody has it.
+// A port of another process, as far as the search can see; null when somebody has it.
 std::shared_ptr<Socket> Foreign(u16 port) {
   auto socket = std::make_shared<Socket>(Socket::CreateUdp());
   return socket->Bind(SocketAddress::Any(port)) == SocketError::None ? socket : nullptr;

@@ -65,7 +65,7 @@ TEST(OperatorsDay, LeavesListCameraAndFileInStep) {
     const bool fixed = day % 2 != 0;
     Day scene(fixed);
     std::mt19937 random(day);
-    // What list, file and camera must hold, told without the code under test. The camera has positions for
+    // What list, file and camera must hold, worked out without the code under test. The camera has positions for
     // just those in the file.
     kolvex_fuzz::PresetFileModel stored;
     const u32 positions = fixed ? 64 : 32;

@@ -21,7 +21,7 @@ TEST(CPTZControl, SendsTheseFramesAndForgetsWhereTheCameraStood) {
     i32 (*call)(Control&);
     std::string threeByte;
     std::string pelcoD;
-    std::string current;  // behind it; empty: Pelco-D doesn't know, while the other one never forgets
+    std::string current;  // after it; empty: Pelco-D doesn't know, while the other one never forgets
   };
   const Row rows[] = {
       {"left", [](Control& c) { return c.StartMove(0, 8); }, "010283", "FF010004200025", ""},
@@ -72,7 +72,7 @@ TEST(CPTZControl, SendsTheseFramesAndForgetsWhereTheCameraStood) {
       EXPECT_EQ(row.call(control), 1) << row.name;
       const std::string current = fixed ? "a" : "-23";
       EXPECT_EQ(Current(control), !row.current.empty() ? row.current : current) << row.name;
-      // The stop behind it shows that nothing else went out.
+      // The stop after it shows that nothing else went out.
       ASSERT_EQ(control.StopMove(), 1);
       const std::string frames = fixed ? row.threeByte : row.pelcoD;
       const std::string expected =

@@ -15,7 +15,7 @@
 #include "support/HostLog.h"
 
 /// A recording server for tests: every object that the library asks of its host. Each call becomes a line in
-/// the log, and hooks stand where a host might do something of its own: call back, refuse, throw, take long.
+/// the log, and there are hooks where a host might do something of its own: call back, refuse, throw, take long.
 namespace kolvex_test {
 
 namespace contract = sarnevo::ipcapture;
@@ -117,7 +117,7 @@ inline std::string FourCCText(std::uint32_t fourCC) {
           static_cast<char>(fourCC >> 24)};
 }
 
-/// A frame's data area has exactly the asked size, so that the sanitizers see a write behind it.
+/// A frame's data area has exactly the asked size, so that the sanitizers see a write past its end.
 class FakeFrame : public contract::IFrame {
  public:
   FakeFrame(HostLog& log, std::uint32_t size) : data(size), log_(log) {}

@@ -6,7 +6,7 @@ using namespace sarnevo::platform;
 
 namespace {
 
-// What stands behind a mark, up to the next space or the end of the line.
+// What comes after a mark, up to the next space or the end of the line.
 std::string Behind(const std::string& text, const std::string& mark) {
   const std::size_t begin = text.find(mark);
   return begin == text.npos ? ""

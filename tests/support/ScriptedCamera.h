@@ -18,8 +18,8 @@ namespace kolvex_test {
 using Payload = std::vector<std::uint8_t>;
 
 /// A camera of either group that does as the test says: HTTP on a port of the system's choice, RTSP on 554,
-/// RTP to wherever the last SETUP told. Each request becomes a line in the log: "GET" and the path, or the
-/// RTSP method, for SETUP with the ports behind it.
+/// RTP to wherever the last SETUP said. Each request becomes a line in the log: "GET" and the path, or the
+/// RTSP method, for SETUP with the ports after it.
 class ScriptedCamera {
  public:
   using Connection = ScriptedServer::Connection;

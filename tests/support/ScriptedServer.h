@@ -13,7 +13,7 @@
 namespace kolvex_test {
 
 /// A TCP server on a loopback address that does to each connection what a script tells it to, on a thread
-/// per connection. Ends all connections when it is destroyed, wherever their scripts stand.
+/// per connection. Ends all connections when it is destroyed, wherever their scripts are.
 class ScriptedServer {
  public:
   class Connection {

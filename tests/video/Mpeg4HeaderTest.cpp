@@ -110,7 +110,7 @@ TEST(Mpeg4Header, FindsTheSizeBehindWhateverMayStandBeforeIt) {
     behindAByte.insert(behindAByte.begin(), 0);
     EXPECT_EQ(Result(behindAByte), "none");
     for (std::size_t size = 0; size < stream.size(); ++size) {
-      // The copy has exactly this size, so that a look behind its end is seen.
+      // The copy has exactly this size, so that a look past its end is seen.
       EXPECT_EQ(Result({stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(size)}), "none") << size;
     }
   }

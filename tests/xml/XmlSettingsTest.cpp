@@ -45,7 +45,7 @@ TEST(Utf8, IsReadStrictlyAndWrittenBack) {
     EXPECT_EQ(sarnevo::ToUtf8(text.wide), text.utf8);
     EXPECT_EQ(CXMLSettingsAPI::CanHold(text.wide), text.xml) << text.utf8;
   }
-  // Overlong forms of two, three and four bytes, a surrogate, what is behind all planes, and what is cut.
+  // Overlong forms of two, three and four bytes, a surrogate, what is after all planes, and what is cut.
   for (const char* const bad : {"\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80",
                                 "\xF4\x90\x80\x80", "\xF0\x9F\x8E", "\xE2\x82 "}) {
     EXPECT_EQ(FromUtf8(bad), std::nullopt) << bad;
@@ -187,7 +187,7 @@ TEST(XmlSettings, OnlyWhatIsPlainlyXmlIsOpened) {
       {"nesting too deep", nested(300), false},
       {"UTF-16", std::string("\xFF\xFE<\0R\0/\0>\0", 10), false},
       {"cut in an element", "<R><A value=\"1\"/>", false},
-      {"zero byte behind the end", std::string("<R/>\0", 5), false},
+      {"zero byte past the end", std::string("<R/>\0", 5), false},
       {"internal subset", "<!DOCTYPE R [<!ELEMENT R ANY>]><R/>", false},
       {"entity bomb", bomb, false},
       {"external entity", "<!DOCTYPE R [<!ENTITY x SYSTEM \"file:///etc/passwd\">]><R>&x;</R>", false},

@@ -20,10 +20,10 @@
 ///     }
 ///
 /// The members beside "device" and "settings" are the keys of CameraConfig::Set, as text or number. In
-/// "device" further facts may stand (resolutions, frame intervals ...); reading passes over what it doesn't
+/// "device" further facts may be (resolutions, frame intervals ...); reading passes over what it doesn't
 /// know there. "settings" holds the numbered settings exactly as a capability query publishes them, by index;
 /// "group", "standard" and "timeout" are shorter ways to write the settings 2, 3 and 1. Credentials never
-/// stand in a camera file.
+/// be in a camera file.
 namespace kolvex_host {
 
 /// The camera of a file, its text followed by ",KEY=VALUE,..." that override it. Completed. Throws Failure
@@ -33,10 +33,10 @@ CameraConfig ReadCameraFile(std::string_view pathAndKeys);
 /// The cameras of a list file, each completed. Throws Failure (ExitCode::Usage).
 std::vector<CameraConfig> ReadCameraList(const std::filesystem::path& path);
 
-/// A camera as it stands in a camera file.
+/// A camera as it is in a camera file.
 nlohmann::json ToJson(const CameraConfig& camera);
 
-/// What is to stand in the camera file @p path after a query: @p found, in which the name and everything else that
+/// What is to be in the camera file @p path after a query: @p found, in which the name and everything else that
 /// was edited by hand stays as the file has it, while facts and settings are the camera's. Throws Failure
 /// (ExitCode::Usage) when there is something else or another camera, unless @p force replaces it.
 nlohmann::json UpdateCameraFile(const std::filesystem::path& path, nlohmann::json found, bool force);

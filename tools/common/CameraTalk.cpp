@@ -66,7 +66,7 @@ struct CameraTalk::Curl {
       throw std::bad_alloc();
     }
     Set(CURLOPT_NOSIGNAL, 1L);
-    Set(CURLOPT_PROXY, "");  // a camera stands in one's own network
+    Set(CURLOPT_PROXY, "");  // cameras are in one's own network
     Set(CURLOPT_CONNECTTIMEOUT_MS, kConnectMs);
     Set(CURLOPT_TIMEOUT_MS, kWholeMs);
     Set(CURLOPT_WRITEFUNCTION, &TakeBody);
@@ -91,7 +91,7 @@ struct CameraTalk::Curl {
     curl_easy_getinfo(handle.get(), CURLINFO_RESPONSE_CODE, &answer.status);
     curl_easy_getinfo(handle.get(), CURLINFO_OS_ERRNO, &error);
     curl_easy_getinfo(handle.get(), CURLINFO_CONNECT_TIME_T, &connectTime);
-    // A reply that begins well and then stalls or breaks off has told what matters here.
+    // A reply that begins well and then stalls or breaks off has said what matters here.
     answer.state = answer.status != 0 ? Answer::State::Answered : StateOf(result, connectTime > 0, error);
     if (answer.state == Answer::State::Unreachable) {
       answer.detail = result == CURLE_COULDNT_CONNECT && error != 0

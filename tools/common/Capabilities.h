@@ -69,7 +69,7 @@ class Capabilities final : public sarnevo::ipcapture::IIPCapabilities {
     std::vector<sarnevo::u32> values;
   };
 
-  /// Whether the driver moves a head of this camera: what a camera tells of PTZ isn't enough, since the driver has
+  /// Whether the driver moves a head of this camera: what a camera says of PTZ isn't enough, since the driver has
   /// it for group 1 alone and keeps positions under the hardware address.
   bool HasHead(const CameraConfig& camera) const;
   sarnevo::u32 Fact(sarnevo::u32 id) const;

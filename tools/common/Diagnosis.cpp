@@ -53,7 +53,7 @@ std::optional<Reason> ReasonOf(const Answer& answer, const std::string& place) {
                     "check the address and the port"};
     case Answer::State::Silent:
       return Reason{Cause::Silent, ExitCode::Camera,
-                    fmt::format("What stands at {} takes connections, but doesn't answer", place),
+                    fmt::format("What is at {} takes connections, but doesn't answer", place),
                     "switch the camera off and on, or check the port"};
     case Answer::State::OtherProtocol:
       return Reason{Cause::NotOfFamily, ExitCode::Camera,

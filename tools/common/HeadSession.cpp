@@ -83,8 +83,8 @@ void HeadSession::Open() {
   IIPPTZDriver* const heads = driver_->operator->()->GetPTZDriver();
   IIPPTZApi* const api = heads ? heads->GetPTZApi(kChannel) : nullptr;
   if (!api || api->IsPTZAvailable() == 0) {
-    throw Failure(ExitCode::Camera, "The camera " + camera_.name +
-                                        " tells of no PTZ head at its serial port, or doesn't answer.");
+    throw Failure(ExitCode::Camera,
+                  "The camera " + camera_.name + " reports no PTZ head at its serial port, or doesn't answer.");
   }
   api_ = api;
 }
@@ -100,7 +100,7 @@ HeadSession::~HeadSession() {
 }
 
 void HeadSession::Move(const Movement& movement, i32 speed) {
-  // Before the order: whatever happens behind it, it is followed by a stop.
+  // Before the order: whatever happens after it, it is followed by a stop.
   moving_ = true;
   if (movement.start(*api_, speed) != PtzDone) {
     throw Failure(ExitCode::Refused, "The driver refused to move the head of " + camera_.name + ".");
@@ -128,7 +128,7 @@ void HeadSession::Finish() {
                 "The head of " + camera_.name + " may still be moving: the camera didn't take the stop.");
 }
 
-// The driver queues orders and drops what still waits when it is closed; it tells of failures only. A close
+// The driver queues orders and drops what still waits when it is closed; it reports failures only. A close
 // that is prompt had nothing left to wait for.
 bool HeadSession::StopAndClose() {
   if (api_ == nullptr) {

@@ -39,7 +39,7 @@ class HeadSession {
   void Move(const Movement& movement, sarnevo::i32 speed);
   /// Asks head and lens to stop, without waiting for the camera.
   void Halt();
-  /// The driver has told of a failure since the last call.
+  /// The driver has reported a failure since the last call.
   bool TakeFailure() { return failed_.exchange(false, std::memory_order_relaxed); }
   /// Ends the session with head and lens at rest; makes sure that the camera has taken the stop. Up to some
   /// seconds. Throws Failure (ExitCode::Camera) when it hasn't.

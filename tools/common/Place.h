@@ -7,7 +7,7 @@
 
 namespace kolvex_host {
 
-/// Where a camera stands.
+/// Where a camera is.
 struct Place {
   std::string address;  ///< dotted IPv4
   sarnevo::u16 port = 80;

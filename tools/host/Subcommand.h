@@ -104,5 +104,7 @@ AddSubcommand AddSnapshot;
 AddSubcommand AddCapture;
 AddSubcommand AddIo;
 AddSubcommand AddPtz;
+AddSubcommand AddServe;
+AddSubcommand AddView;
 
 }  // namespace kolvex_host

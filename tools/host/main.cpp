@@ -20,7 +20,7 @@ namespace kolvex_host {
 
 namespace {
 
-constexpr AddSubcommand* kSubcommands[] = {AddQuery, AddSnapshot, AddCapture, AddIo, AddPtz};
+constexpr AddSubcommand* kSubcommands[] = {AddQuery, AddSnapshot, AddCapture, AddIo, AddPtz, AddServe, AddView};
 
 constexpr const char* kFooter = R"(
 From an address to pictures:

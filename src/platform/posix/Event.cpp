@@ -26,7 +26,7 @@ class Waiter {
     return claimed_.compare_exchange_strong(none, by, std::memory_order_acq_rel);
   }
 
-  // Behind Claim, when the claimer isn't the waiting thread itself.
+  // After Claim, when the claimer isn't the waiting thread itself.
   void Wake() noexcept { posix::FutexWakeOne(claimed_, posix::FutexScope::Process); }
 
   // Gives the index of the event that ended the wait, or kGaveUp.

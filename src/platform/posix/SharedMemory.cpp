@@ -58,7 +58,7 @@ int OpenAsUser(const char* systemName, off_t size) noexcept {
 }  // namespace
 
 SharedMemory::SharedMemory(const char* name, std::size_t bytes) noexcept : size_(bytes) {
-  // The system wants one slash in front and none behind it.
+  // The system wants one slash in front and none after it.
   std::snprintf(systemName_.data(), systemName_.size(), "/%s", name);
   std::replace(systemName_.begin() + 1, systemName_.end(), '/', '_');
   const int descriptor = OpenAsUser(systemName_.data(), static_cast<off_t>(bytes));

@@ -6,12 +6,12 @@
 
 /// The machine-readable frame counter in the simulated camera's pictures.
 ///
-/// Two rows of twenty black or white cells stand in the lower left corner. In reading order they are the 32
+/// Two rows of twenty black or white cells are in the lower left corner. In reading order they are the 32
 /// bits of the counter, most significant first, and an 8-bit CRC of them. Each cell covers whole 8x8 blocks
 /// of the picture, so that it survives the coarsest quantizer of JPEG and MPEG-4 as a flat grey value; that
 /// makes the strip readable at 160x120 and the lowest quality.
 ///
-/// This header stands alone, so that a test or another program can read the counter out of any decoded
+/// This header needs nothing else, so that a test or another program can read the counter out of any decoded
 /// picture: a lost, doubled or torn frame then shows as a gap, a repetition or no number at all.
 namespace simcam {
 
@@ -22,7 +22,7 @@ struct CounterStrip {
   unsigned cell;  ///< edge of one square cell, pixels
 };
 
-/// Where the strip stands in a picture of that size; nothing when the picture is too small for it.
+/// Where the strip is in a picture of that size; nothing when the picture is too small for it.
 inline std::optional<CounterStrip> LayOutCounterStrip(unsigned width, unsigned height) {
   const unsigned cell = width >= 640 ? 16U : 8U;
   if (width < CounterStrip::kColumns * cell || height < 4 * cell) {

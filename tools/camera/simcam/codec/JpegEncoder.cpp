@@ -59,7 +59,7 @@ bool FindParts(EncodedJpeg& jpeg) {
   constexpr std::uint8_t kDqt = 0xDB;
   constexpr std::uint8_t kSos = 0xDA;
   const std::vector<std::uint8_t>& file = jpeg.file;
-  std::size_t at = 2;  // behind SOI
+  std::size_t at = 2;  // after SOI
   while (file.size() - at >= 4 && file[at] == 0xFF) {
     const std::uint8_t marker = file[at + 1];
     const std::size_t length = static_cast<std::size_t>(file[at + 2]) << 8U | file[at + 3];

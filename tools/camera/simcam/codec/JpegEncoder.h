@@ -17,9 +17,9 @@ struct EncodedJpeg {
   std::vector<std::uint8_t> file;
   std::array<std::uint8_t, 64> luma{};    ///< quantization table 0 in zigzag order, as in its DQT segment
   std::array<std::uint8_t, 64> chroma{};  ///< quantization table 1
-  std::size_t scanOffset = 0;             ///< first byte behind the SOS segment
+  std::size_t scanOffset = 0;             ///< first byte after the SOS segment
 
-  /// The entropy-coded data with the EOI marker behind it, which a receiver passes on.
+  /// The entropy-coded data with the EOI marker after it, which a receiver passes on.
   std::span<const std::uint8_t> scan() const { return std::span(file).subspan(scanOffset); }
 };
 

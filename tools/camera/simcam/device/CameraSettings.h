@@ -40,7 +40,7 @@ struct CameraSettings {
   std::uint64_t seed = 0;  ///< of faults, numbers and walks; 0: by chance
 
   /// The same with every open choice made as the model and the group have it. Nothing when the model is
-  /// unknown or of the other group; `error` then tells in a sentence.
+  /// unknown or of the other group; `error` then says why in a sentence.
   std::optional<CameraSettings> Completed(std::string& error) const;
 };
 

@@ -22,7 +22,7 @@ struct CameraCounters {
   FaultCounts faults;
 };
 
-/// The head as it stands; `protocol` 0 and zeros when the camera has none.
+/// The head as it is; `protocol` 0 and zeros when the camera has none.
 struct HeadStatus {
   unsigned protocol = 0;
   double pan = 0, tilt = 0, zoom = 1, focus = 0, iris = 0;

@@ -27,9 +27,9 @@ struct FaultRate {
 struct PacketFaults {
   FaultRate lose;       ///< never sent
   FaultRate duplicate;  ///< sent twice
-  FaultRate reorder;    ///< sent behind the next packet
+  FaultRate reorder;    ///< sent after the next packet
   FaultRate truncate;   ///< cut to a random length
-  FaultRate corrupt;    ///< one to eight bytes behind the RTP header changed
+  FaultRate corrupt;    ///< one to eight bytes after the RTP header changed
   FaultRate garbage;    ///< a datagram of random bytes sent in front
   FaultRate oversize;   ///< a datagram of 6000 bytes sent in front
   FaultRate empty;      ///< a datagram without a byte sent in front
@@ -47,7 +47,7 @@ enum class ReportFault : std::uint8_t {
   Lose,      ///< none is sent
   Short,     ///< 19 bytes of one, less than a client needs to answer
   Garbage,   ///< 64 senseless bytes in its place
-  Oversize,  ///< 6000 bytes behind it in the same datagram
+  Oversize,  ///< 6000 bytes after it in the same datagram
   Empty,     ///< a datagram without a byte in its place
 };
 
@@ -59,7 +59,7 @@ struct ReplyFault {
   enum class Kind : std::uint8_t {
     None,
     Refuse,    ///< nobody listens; VALUE, PLACE, MATCH and COUNT don't apply
-    Stall,     ///< the connection stands and nothing comes
+    Stall,     ///< the connection is up and nothing comes
     Delay,     ///< the reply comes VALUE milliseconds late
     Drip,      ///< one byte each VALUE milliseconds
     Pieces,    ///< VALUE bytes at a time, 5 ms apart
@@ -67,7 +67,7 @@ struct ReplyFault {
     Reset,     ///< the connection is reset
     Status,    ///< the reply carries status VALUE
     Garbage,   ///< VALUE random bytes in place of the reply, and the connection ends
-    Oversize,  ///< VALUE bytes too many; the length in the head tells of those in the body
+    Oversize,  ///< VALUE bytes too many; the length in the head counts those in the body
     Endless,   ///< the reply's body never ends
     Gone,      ///< the camera is gone in place of a reply, and back after VALUE milliseconds
     Turn,      ///< the same, and it is back as the other group
@@ -93,7 +93,7 @@ struct ReplyFault {
 
   /// How many bytes of that reply come before the place.
   std::size_t OffsetIn(std::string_view reply) const;
-  /// Makes the body larger, if that is the fault, so that the head can tell its length.
+  /// Makes the body larger, if that is the fault, so that the head can give its length.
   void Lengthen(std::string& body) const;
 
   static std::optional<ReplyFault> Parse(std::string_view text);

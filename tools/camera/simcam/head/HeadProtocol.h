@@ -10,7 +10,7 @@ namespace simcam {
 /// What a serial frame asks of the head.
 struct HeadCommand {
   enum class Kind : std::uint8_t {
-    Drive,      ///< move as told below; what isn't named stands still
+    Drive,      ///< move as said below; what isn't named stands still
     FocusStop,  ///< only the focus stands still
     AutoFocus,
     AutoIris,

@@ -21,10 +21,10 @@ class PtzHead {
   /// The bytes of one write to the serial port. What can't be decoded is counted and changes nothing.
   void Write(std::span<const std::uint8_t> bytes, Clock::time_point now);
 
-  /// Moves on to that moment and tells what is seen.
+  /// Moves on to that moment and says what is seen.
   View Look(Clock::time_point now);
 
-  /// How it stands at that moment, for the camera's status.
+  /// Where it is at that moment, for the camera's status.
   HeadStatus Status(Clock::time_point now);
 
   bool touched() const { return frames_ > 0; }  ///< a valid frame has come since it was made

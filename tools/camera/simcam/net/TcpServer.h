@@ -20,7 +20,7 @@ class TcpServer {
 
   /// False, with the reason in a sentence, when the address can't be bound.
   bool Listen(const std::string& address, std::uint16_t port, std::string& error);
-  /// New clients are refused from now on; connections that stand are left alone.
+  /// New clients are refused from now on; open connections are left alone.
   void StopListening();
   bool listening() const { return listener_ != nullptr; }
 

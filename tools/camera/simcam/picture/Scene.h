@@ -14,7 +14,7 @@ inline constexpr double kHomeViewWidth = 1600;
 /// A camera's 60 degree view spans kHomeViewWidth, so one degree is this many pixels.
 inline constexpr double kPixelsPerDegree = kHomeViewWidth / 60;
 
-inline constexpr double kGround = 1400;     ///< where the houses stand
+inline constexpr double kGround = 1400;     ///< where the houses are
 inline constexpr double kKerb = 1460;       ///< upper edge of the street
 inline constexpr double kStreetEnd = 1720;  ///< lower edge of the street
 inline constexpr unsigned kStreetLamps = 8;

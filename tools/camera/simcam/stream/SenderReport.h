@@ -7,7 +7,7 @@
 
 namespace simcam {
 
-/// What a sender report tells (RFC 3550, 6.4.1).
+/// What a sender report says (RFC 3550, 6.4.1).
 struct SenderReport {
   std::uint32_t ssrc = 0;
   std::uint64_t ntp = 0;  ///< seconds since 1900 in the upper half, their fraction in the lower

@@ -1,0 +1,298 @@
+// kolvex-host serve with the library and simulated cameras, seen from a program at its doors.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <sys/stat.h>
+
+#include <nlohmann/json.hpp>
+
+#include "ConsoleServer.h"
+#include "simcam/CameraFarm.h"
+#include "support/Eventually.h"
+#include "tools/host/HostRun.h"
+
+namespace {
+
+using kolvex_test::Client;
+using kolvex_test::Eventually;
+using kolvex_test::HostRun;
+using kolvex_test::HttpReply;
+using kolvex_test::ProgramResult;
+using std::chrono::milliseconds;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr int kPort = 8088;
+
+HttpReply Get(const std::string& path) {
+  Client client(kPort);
+  client.Send("GET " + path + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
+  return client.Receive();
+}
+
+HttpReply Post(const std::string& path, const nlohmann::json& body) {
+  const std::string text = body.dump();
+  Client client(kPort);
+  client.Send("POST " + path +
+              " HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\nContent-Length: " +
+              std::to_string(text.size()) + "\r\n\r\n" + text);
+  return client.Receive();
+}
+
+nlohmann::json State(const std::string& camera) {
+  return nlohmann::json::parse(Get("/cameras/" + camera).body);
+}
+
+/// A server of two simulated cameras, the second one in MPEG-4.
+struct ConsoleServe : testing::Test {
+  void Start(const std::string& arguments = "") {
+    run.Start("serve --camera 127.0.1.1,name=Yard --camera 127.0.2.1,name=Quay,codec=mpeg4 " + arguments);
+    ASSERT_TRUE(run.WaitForOutput("http://127.0.0.1:8088/"));
+  }
+  void End() {
+    run.Signal(SIGTERM);
+    const ProgramResult result = run.Finish();
+    EXPECT_EQ(result.exit, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+  }
+
+  simcam::CameraFarm farm{1};
+  simcam::SimulatedCamera& yard = farm.Add("group=1,address=127.0.1.1,serial=2,inputs=1,outputs=2");
+  simcam::SimulatedCamera& quay = farm.Add("group=2,address=127.0.2.1");
+  HostRun run;
+};
+
+/// The frames of a Matroska file in memory: codec, size, and the times in milliseconds.
+struct MatroskaFile {
+  explicit MatroskaFile(std::string content) : bytes(std::move(content)) {
+    auto* const buffer = static_cast<unsigned char*>(av_malloc(4096));
+    AVFormatContext* context = avformat_alloc_context();
+    context->pb = avio_alloc_context(buffer, 4096, 0, this, &Read, nullptr, nullptr);
+    AVIOContext* const io = context->pb;
+    if (avformat_open_input(&context, nullptr, nullptr, nullptr) == 0 && context->nb_streams == 1) {
+      codec = avcodec_get_name(context->streams[0]->codecpar->codec_id);
+      width = context->streams[0]->codecpar->width;
+      extra = context->streams[0]->codecpar->extradata_size;
+      AVPacket* packet = av_packet_alloc();
+      while (av_read_frame(context, packet) == 0) {
+        times.push_back(packet->pts);
+        frames.emplace_back(reinterpret_cast<const char*>(packet->data),
+                            static_cast<std::size_t>(packet->size));
+        keys += (packet->flags & AV_PKT_FLAG_KEY) != 0 ? 1 : 0;
+        av_packet_unref(packet);
+      }
+      av_packet_free(&packet);
+      avformat_close_input(&context);
+    }
+    av_freep(&io->buffer);
+    AVIOContext* owned = io;
+    avio_context_free(&owned);
+  }
+  MatroskaFile(const MatroskaFile&) = delete;
+  MatroskaFile& operator=(const MatroskaFile&) = delete;
+
+  static int Read(void* self, unsigned char* into, int size) {
+    auto& file = *static_cast<MatroskaFile*>(self);
+    const std::size_t count = std::min(static_cast<std::size_t>(size), file.bytes.size() - file.at);
+    std::copy_n(file.bytes.begin() + static_cast<std::ptrdiff_t>(file.at), count, into);
+    file.at += count;
+    return count == 0 ? AVERROR_EOF : static_cast<int>(count);
+  }
+
+  std::string bytes;
+  std::size_t at = 0;
+  std::string codec;
+  int width = 0;
+  int extra = 0;
+  int keys = 0;
+  std::vector<std::int64_t> times;
+  std::vector<std::string> frames;
+};
+
+TEST_F(ConsoleServe, GivesPicturesOfBothCodecsAndStreamsThatAreCopies) {
+  Start();
+  const HttpReply picture = Get("/cameras/Yard/snapshot.jpg");
+  ASSERT_EQ(picture.status, 200) << picture.body;
+  EXPECT_THAT(picture.body, testing::StartsWith("\xff\xd8"));
+  const HttpReply decoded = Get("/cameras/Quay/snapshot.jpg");
+  ASSERT_EQ(decoded.status, 200) << decoded.body;
+  EXPECT_THAT(decoded.body, testing::StartsWith("\xff\xd8"));
+  struct Row {
+    const char* camera;
+    const char* codec;
+    bool hasHeaders;
+  };
+  for (const Row& row : {Row{"Yard", "mjpeg", false}, Row{"Quay", "mpeg4", true}}) {
+    Client client(kPort);
+    client.Send(std::string("GET /cameras/") + row.camera + "/stream.mkv HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_THAT(client.ReadUntil("\r\n\r\n"), HasSubstr("Content-Type: video/x-matroska"));
+    const MatroskaFile file(client.Read(row.hasHeaders ? 300'000 : 1'500'000));
+    EXPECT_EQ(file.codec, row.codec);
+    EXPECT_EQ(file.width, State(row.camera)["width"]);
+    EXPECT_EQ(file.extra > 0, row.hasHeaders);
+    ASSERT_GT(file.frames.size(), 10U);
+    EXPECT_TRUE(std::is_sorted(file.times.begin(), file.times.end()));
+    EXPECT_EQ(file.times.front(), 0);
+    EXPECT_NEAR(static_cast<double>(file.times.back()) / static_cast<double>(file.times.size() - 1), 40, 20);
+    EXPECT_EQ(static_cast<std::size_t>(file.keys) == file.frames.size(), !row.hasHeaders);
+  }
+  End();
+}
+
+TEST_F(ConsoleServe, StopsTheHeadWhenItHearsNothingAndAtItsEnd) {
+  Start();
+  ASSERT_TRUE(Eventually([] { return State("Yard")["head"] == "ready"; }));
+  const auto moves = [&] { return yard.Status().head.moving; };
+  const nlohmann::json left = {{"move", "left"}, {"speed", 6}};
+  EXPECT_EQ(Post("/cameras/Yard/move", left).status, 200);
+  ASSERT_TRUE(yard.WaitUntil([](const auto& status) { return status.head.moving; }, milliseconds(5000)));
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_TRUE(yard.WaitUntil([](const auto& status) { return !status.head.moving; }, milliseconds(5000)));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(2500))
+      << "a second, and the head's own brake";
+  EXPECT_EQ(Post("/cameras/Yard/move", left).status, 200);
+  ASSERT_TRUE(yard.WaitUntil([](const auto& status) { return status.head.moving; }, milliseconds(5000)));
+  EXPECT_EQ(Post("/cameras/Quay/move", left).status, 409) << "group 2 has no head";
+  End();
+  EXPECT_TRUE(Eventually([&] { return !moves(); }));
+}
+
+TEST_F(ConsoleServe, SwitchesOutputsAndSeesInputs) {
+  Start();
+  EXPECT_EQ(State("Yard")["outputs"][1]["state"], "unknown") << "nothing was touched yet";
+  EXPECT_EQ(Post("/cameras/Yard/outputs", {{"output", 2}, {"state", "high"}}).status, 200);
+  EXPECT_EQ(yard.Status().outputs, (std::vector<bool>{false, true}));
+  EXPECT_EQ(Post("/cameras/Yard/outputs", {{"output", 3}, {"state", "high"}}).status, 404);
+  ASSERT_TRUE(Eventually([] { return State("Yard")["inputs"][0]["state"] == "low"; }));
+  yard.Control("input1=1");
+  EXPECT_TRUE(Eventually([] { return State("Yard")["inputs"][0]["state"] == "high"; }));
+  EXPECT_THAT(Get("/metrics").body, HasSubstr("kolvex_input_changes_total{camera=\"Yard\",input=\"1\"} 1\n"));
+  yard.Control("http=refuse");
+  EXPECT_EQ(Post("/cameras/Yard/outputs", {{"output", 2}, {"state", "low"}}).status, 502);
+  EXPECT_EQ(State("Yard")["outputs"][1]["state"], "unknown");
+  End();
+}
+
+TEST_F(ConsoleServe, GoesOnWhenACameraVanishesAndSaysWhy) {
+  Start();
+  ASSERT_EQ(Get("/cameras/Yard/snapshot.jpg").status, 200);
+  Client viewer(kPort);
+  viewer.Send("GET /cameras/Yard/stream.mjpeg HTTP/1.1\r\nHost: localhost\r\n\r\n");
+  viewer.ReadUntil("\xff\xd8");
+  yard.Control("http=refuse&rtsp=refuse&silent=1");
+  const auto why = [] { return State("Yard")["why"]; };
+  ASSERT_TRUE(kolvex_test::Await(std::chrono::seconds(25), [&] { return why().is_string(); }));
+  EXPECT_THAT(why().get<std::string>(), HasSubstr("127.0.1.1"));
+  EXPECT_EQ(Get("/cameras/Yard/snapshot.jpg").status, 503);
+  EXPECT_EQ(Get("/cameras/Quay/snapshot.jpg").status, 200);
+  yard.Control("heal=1");
+  ASSERT_TRUE(kolvex_test::Await(std::chrono::seconds(25), [&] { return why().is_null(); }));
+  EXPECT_EQ(State("Yard")["restarts"], 1);
+  EXPECT_NE(viewer.ReadUntil("\xff\xd8"), "") << "the stream that was open shows it again";
+  End();
+}
+
+TEST_F(ConsoleServe, AddsAndKeepsCamerasWithoutEverTellingAPassword) {
+  run.Start("serve --folder kept");
+  ASSERT_TRUE(run.WaitForOutput("http://127.0.0.1:8088/"));
+  struct Row {
+    nlohmann::json body;
+    int status;
+    const char* says;
+  };
+  const Row rows[] = {
+      {{{"address", "127.0.1.1"}, {"user", "admin"}, {"password", "wrong one"}}, 502, "password"},
+      {{{"address", "127.0.9.9"}}, 502, "127.0.9.9"},
+      {{{"address", "::1"}}, 400, "IPv6"},
+      {{{"address", "127.0.1.1"}, {"codec", "h264"}, {"user", "admin"}, {"password", "kolvex"}}, 400, "h264"},
+      {{{"address", "127.0.1.1"}, {"name", "Yard"}, {"user", "admin"}, {"password", "kolvex"}},
+       201,
+       "\"kept\":true"},
+      {{{"address", "127.0.1.1"}, {"name", "Yard"}, {"user", "admin"}, {"password", "kolvex"}},
+       409,
+       "of that name"},
+  };
+  for (const Row& row : rows) {
+    const HttpReply reply = Post("/cameras", row.body);
+    EXPECT_EQ(reply.status, row.status) << row.body << "\n" << reply.body;
+    EXPECT_THAT(reply.body, HasSubstr(row.says));
+    EXPECT_THAT(reply.body, Not(testing::AnyOf(HasSubstr("wrong one"), HasSubstr("\"kolvex\"")))) << row.body;
+  }
+  ASSERT_EQ(Get("/cameras/Yard/snapshot.jpg").status, 200);
+  EXPECT_EQ(Post("/cameras/Yard", {{"action", "rename"}, {"name", "Gate"}}).status, 200);
+  for (const char* path : {"/cameras", "/cameras/Gate", "/cameras/Gate/history", "/metrics"}) {
+    EXPECT_THAT(Get(path).body, Not(HasSubstr("\"kolvex\""))) << path;
+  }
+  End();
+  EXPECT_THAT(run.Read("kept/Gate.json"), HasSubstr("127.0.1.1"));
+  EXPECT_THAT(run.Read("kept/credentials.json"), HasSubstr("\"kolvex\""));
+
+  run.Start("serve --folder kept");
+  ASSERT_TRUE(run.WaitForOutput("http://127.0.0.1:8088/"));
+  EXPECT_EQ(Get("/cameras/Gate/snapshot.jpg").status, 200) << "after a new start";
+  EXPECT_EQ(Post("/cameras/Gate", {{"action", "remove"}}).status, 200);
+  EXPECT_EQ(Get("/cameras/Gate").status, 404);
+  End();
+  EXPECT_EQ(run.Read("kept/Gate.json"), "(none)");
+  EXPECT_THAT(run.Read("kept/credentials.json"), Not(HasSubstr("\"kolvex\"")));
+}
+
+TEST_F(ConsoleServe, SaysInASentenceWhyItDoesNotServe) {
+  const kolvex_console::Listening taken = kolvex_console::OpenListening("127.0.0.1:9000");
+  struct Row {
+    const char* arguments;
+    int exit;
+    const char* says;
+  };
+  run.Write("file", "");
+  const Row rows[] = {
+      {"--listen 127.0.0.1:9000", 5, "can't listen at 127.0.0.1:9000: Address already in use"},
+      {"--listen 0.0.0.0:9001", 1, "wants a login there"},
+      {"--listen 127.0.0.1:9001 --listen [::]:9002", 1, "wants a login there"},
+      {"--listen here", 1, "is no address to listen at"},
+      {"--folder file", 5, "can't be written"},
+      {"--login none", 1, "none can't be read"},
+      {"--camera-file none.json", 1, "none.json"},
+      {"--set-password", 1, "needs --folder or --login"},
+  };
+  for (const Row& row : rows) {
+    const ProgramResult result = run.Run(std::string("serve ") + row.arguments);
+    EXPECT_EQ(result.exit, row.exit) << row.arguments << result.err;
+    EXPECT_THAT(result.err, HasSubstr(row.says)) << row.arguments;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+  }
+  close(taken.descriptor);
+
+  const ProgramResult set = run.Run("--user guard serve --login login --set-password",
+                                    "export KOLVEX_CONSOLE_PASSWORD='open sesame'");
+  EXPECT_EQ(set.exit, 0) << set.err;
+  run.Start("serve --listen 0.0.0.0:8088 --login login");
+  ASSERT_TRUE(run.WaitForOutput("http://0.0.0.0:8088/"));
+  EXPECT_EQ(Get("/").status, 401);
+  End();
+}
+
+TEST(ConsoleSocket, IsTakenWhenItWasHandedOver) {
+  // Before anything else is opened: a shell moves descriptors of one digit only.
+  const kolvex_console::Listening door = kolvex_console::OpenListening("127.0.0.1:8088");
+  ASSERT_LT(door.descriptor, 10);
+  ASSERT_EQ(fcntl(door.descriptor, F_SETFD, 0), 0);
+  HostRun run;
+  run.Start("serve", "exec 3<&" + std::to_string(door.descriptor) + "\nexport LISTEN_FDS=1 LISTEN_PID=$$");
+  ASSERT_TRUE(run.WaitForOutput("http://127.0.0.1:8088/"));
+  close(door.descriptor);
+  EXPECT_EQ(Get("/cameras").body, "[]\n");
+  run.Signal(SIGTERM);
+  EXPECT_EQ(run.Finish().exit, 0);
+}
+
+}  // namespace

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "hub/News.h"
+#include "hub/Outlet.h"
+#include "hub/Site.h"
+
+namespace kolvex_console {
+
+/// One camera's pictures as multipart/x-mixed-replace (RFC 2046, 5.1), each part with its type and length.
+class MjpegOutlet final : public Outlet {
+ public:
+  explicit MjpegOutlet(std::shared_ptr<Feed> feed) : look_(std::move(feed)) {}
+  std::string Type() const override;
+  bool Next(Unit& into) override;
+  void PutBack(const Unit&) override { sent_ = 0; }
+  bool HasEnded() const override { return look_->IsClosed(); }
+
+ private:
+  Feed::Look look_;
+  std::uint64_t sent_ = 0;  // number of the picture sent last
+};
+
+/// Everything that changes as server-sent events, each with its JSON as data.
+class EventsOutlet final : public Outlet {
+ public:
+  explicit EventsOutlet(std::shared_ptr<Site> site) : news_(std::move(site)) {}
+  std::string Type() const override { return "text/event-stream"; }
+  bool Next(Unit& into) override;
+
+ private:
+  News news_;
+};
+
+/// The page's own stream: pictures of all cameras, or of those that are named, and all events, over one
+/// connection. Each message is
+///
+///     4 bytes  length of what follows, big-endian
+///     1 byte   'E': JSON text of an event (see News); or 'P', a picture:
+///       8 bytes  when it came, milliseconds since 1970, big-endian
+///       2 bytes  length of the camera's name, big-endian; the name, UTF-8; the JPEG file
+class WallOutlet final : public Outlet {
+ public:
+  /// @p only empty: all cameras.
+  WallOutlet(std::shared_ptr<Site> site, std::set<std::string> only)
+      : site_(site), only_(std::move(only)), news_(std::move(site)) {}
+  std::string Type() const override { return "application/x-kolvex-wall"; }
+  bool Next(Unit& into) override;
+  void PutBack(const Unit& unit) override;
+
+ private:
+  struct Tile {
+    std::string name;
+    std::unique_ptr<Feed::Look> look;
+    std::uint64_t sent = 0;
+  };
+  void FollowCameras();
+  bool NextPicture(Unit& into);
+
+  const std::shared_ptr<Site> site_;
+  const std::set<std::string> only_;
+  News news_;
+  std::uint64_t siteVersion_ = 0;
+  std::vector<Tile> tiles_;
+  std::size_t turn_ = 0;  // the tile that is looked at first
+};
+
+}  // namespace kolvex_console

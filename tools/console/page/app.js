@@ -1,0 +1,158 @@
+// The page: a wall of all cameras, or one large with its panel. "#NAME" in the address is that one.
+import {post, say} from "/make.js";
+import {Panel} from "/panel.js";
+import {Stream} from "/stream.js";
+import {Tile} from "/tile.js";
+
+const find = (id) => document.getElementById(id);
+const wall = find("wall");
+const tiles = new Map();    // by name
+let names = null;           // in their order; null before the first word of the server
+let single = null;          // {name, panel}
+let lines = [];
+let clock = 0;              // the server's clock minus ours, milliseconds
+let link = "connecting";
+
+const now = () => Date.now() + clock;
+const wanted = () => decodeURIComponent(location.hash.slice(1)) || null;
+
+function tileOf(name) {
+  if (!tiles.has(name)) tiles.set(name, new Tile(name, (name) => single ? leave() : location.hash = encodeURIComponent(name)));
+  return tiles.get(name);
+}
+
+function leave() {
+  history.replaceState(null, "", location.pathname);
+  arrange();
+}
+
+const events = {
+  cameras({names: list}) {
+    names = list;
+    for (const name of tiles.keys()) {
+      if (!names.includes(name)) tiles.delete(name);
+    }
+    arrange();
+  },
+  camera({state}) {
+    const tile = tileOf(state.name);
+    const isNewSecond = tile.state?.second?.time !== state.second?.time;
+    tile.update(state);
+    if (single?.name === state.name) single.panel.update(state, isNewSecond);
+  },
+  log({lines: more}) {
+    // A connection that begins anew tells the lines again.
+    const last = lines.at(-1)?.number ?? 0;
+    lines = more[0].number > last ? [...lines, ...more].slice(-200) : more;
+    single?.panel.showLog(lines);
+  },
+  tick({time}) {
+    clock = time - Date.now();
+  },
+};
+
+// The wall without what is shown large, or that one alone.
+function arrange() {
+  const name = wanted();
+  const isSingle = name !== null && (names === null || names.includes(name));
+  if (name !== null && !isSingle) {
+    leave();
+    return;
+  }
+  if (single && single.name !== name) {
+    single.panel.end();
+    single = null;
+  }
+  stream.show(isSingle ? name : null);
+  wall.hidden = isSingle;
+  find("single").hidden = !isSingle;
+  find("back").hidden = !isSingle;
+  find("empty").hidden = isSingle || names === null || names.length !== 0;
+  say(find("title"), isSingle ? name : "Cameras");
+  document.title = (isSingle ? name + " – " : "") + "Kolvex cameras";
+  if (isSingle) {
+    const tile = tileOf(name);
+    if (!single) {
+      single = {name, panel: new Panel(name, {rename: (to) => location.hash = encodeURIComponent(to), removed: leave})};
+      find("panel").replaceChildren(single.panel.element);
+      single.panel.showLog(lines);
+      if (tile.state) single.panel.update(tile.state, false);
+    }
+    tile.element.onwheel = (event) => single?.panel.head?.wheel(event);
+    find("stage").replaceChildren(tile.element);
+    return;
+  }
+  const elements = (names ?? []).map((each) => tileOf(each).element);
+  for (const element of elements) element.onwheel = null;
+  if (elements.length !== wall.children.length || elements.some((element, i) => wall.children[i] !== element)) {
+    wall.replaceChildren(...elements);
+  }
+  layOut();
+}
+
+// As many columns as make the pictures, of 4 to 3, as large as the window allows.
+function layOut() {
+  const count = wall.children.length;
+  if (count === 0 || wall.hidden) return;
+  const gap = 6;
+  const width = wall.clientWidth - gap;
+  const height = wall.clientHeight - gap;
+  let best = {tile: 0, columns: 1};
+  for (let columns = 1; columns <= count; ++columns) {
+    const rows = Math.ceil(count / columns);
+    const tile = Math.min(width / columns - gap, (height / rows - gap) * 4 / 3);
+    if (tile > best.tile) best = {tile, columns};
+  }
+  // A tile stays large enough to see something, on a phone above all; then the wall scrolls.
+  const least = Math.min(width < 760 ? 220 : 130, width - gap);
+  if (best.tile < least) best = {tile: 0, columns: Math.max(1, Math.floor(width / (least + gap)))};
+  const tile = Math.floor(best.tile || width / best.columns - gap);
+  wall.style.alignContent = Math.ceil(count / best.columns) * (tile * 3 / 4 + gap) > height ? "start" : "center";
+  wall.style.gridTemplateColumns = `repeat(${best.columns}, ${tile}px)`;
+  wall.style.gridAutoRows = Math.floor(tile * 3 / 4) + "px";
+}
+
+const stream = new Stream({
+  event: (event) => events[event.event]?.(event),
+  picture: (name, time, blob) => tiles.get(name)?.show(time, blob),
+  state: (state) => link = state,
+});
+
+addEventListener("hashchange", arrange);
+addEventListener("resize", layOut);
+find("back").addEventListener("click", leave);
+document.addEventListener("keydown", (event) => {
+  if (event.key === "Escape" && single && !find("add-dialog").open) leave();
+});
+
+setInterval(() => {
+  const lost = link === "lost";
+  find("link").classList.toggle("lost", lost);
+  say(find("link"), lost ? "connection lost" : link === "live" ? tiles.size + (tiles.size === 1 ? " camera" : " cameras") : link);
+  for (const tile of tiles.values()) tile.tick(now(), lost);
+}, 200);
+
+const dialog = find("add-dialog");
+const form = find("add-form");
+find("add").addEventListener("click", () => {
+  say(find("add-result"), "");
+  dialog.showModal();
+});
+find("add-cancel").addEventListener("click", () => dialog.close());
+form.addEventListener("submit", async (event) => {
+  event.preventDefault();
+  const button = form.querySelector("[type=submit]");
+  const facts = Object.fromEntries(new FormData(form));
+  button.disabled = true;
+  say(find("add-result"), "Asking the camera…");
+  try {
+    const {state} = await post("/cameras", facts);
+    say(find("add-result"), "Found: " + (state.model || "a camera") + ", group " + state.group + ". It is on the wall now.");
+    form.reset();
+  } catch (error) {
+    say(find("add-result"), error.message);
+  }
+  form.elements.password.value = "";
+  button.disabled = false;
+});
+arrange();

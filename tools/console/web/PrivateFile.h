@@ -1,0 +1,15 @@
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+
+namespace kolvex_console {
+
+/// Writes a file whole or not at all, readable by its owner alone: beside it, flushed, then renamed. Throws
+/// Failure (ExitCode::Output) with file and reason; the old file is then as it was.
+void WritePrivateFile(const std::filesystem::path& path, std::string_view content);
+
+/// Throws Failure (ExitCode::Usage) when there is no such file, or when others than its owner may open it.
+void RefuseSharedFile(const std::filesystem::path& path);
+
+}  // namespace kolvex_console
