@@ -19,7 +19,7 @@ void BurstPace::Add(u32 bytes) noexcept {
 std::optional<BurstPace::Nanoseconds> BurstPace::SleepUntil(Nanoseconds now) noexcept {
   // The last sleep brought nothing: whatever this is, it isn't the pace of the last bursts.
   saves_ = saves_ && count_ != countAtSleep_;
-  if (!saves_) {
+  if (!saves_ || !IsUnderWay()) {
     return std::nullopt;
   }
   const Nanoseconds elapsed = now - began_;
