@@ -104,9 +104,9 @@ class Socket {
   ReceiveResult TryReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
 
  private:
-  explicit Socket(int descriptor) noexcept;
+  explicit Socket(std::intptr_t handle) noexcept;
   // Written by the owner's thread under closing_; Shutdown reads it under closing_, the owner without.
-  std::atomic<int> descriptor_{-1};
+  std::atomic<std::intptr_t> handle_{-1};
   // Keeps a Shutdown from another thread off a descriptor that Close has given back to the system.
   std::mutex closing_;
   Milliseconds receiveTimeout_{0};  // the owner's: written before the first receive

@@ -20,6 +20,11 @@ namespace {
 
 constexpr int kClosed = -1;
 
+// The system's number of a socket.
+int Descriptor(const std::atomic<std::intptr_t>& handle) noexcept {
+  return static_cast<int>(handle.load(std::memory_order_relaxed));
+}
+
 SocketError FromErrno(int error) noexcept {
   switch (error) {
     case EAGAIN:
@@ -188,13 +193,13 @@ class JoinedReceive {
 
 }  // namespace
 
-Socket::Socket(int descriptor) noexcept : descriptor_(descriptor) {}
+Socket::Socket(std::intptr_t handle) noexcept : handle_(handle) {}
 
 Socket::~Socket() { Close(); }
 
 Socket::Socket(Socket&& other) noexcept {
   const std::lock_guard guard(other.closing_);
-  descriptor_ = other.descriptor_.exchange(kClosed, std::memory_order_relaxed);
+  handle_ = other.handle_.exchange(kClosed, std::memory_order_relaxed);
   receiveTimeout_ = other.receiveTimeout_;
 }
 
@@ -202,7 +207,7 @@ Socket& Socket::operator=(Socket&& other) noexcept {
   if (this != &other) {
     Close();
     const std::scoped_lock guard(closing_, other.closing_);
-    descriptor_ = other.descriptor_.exchange(kClosed, std::memory_order_relaxed);
+    handle_ = other.handle_.exchange(kClosed, std::memory_order_relaxed);
     receiveTimeout_ = other.receiveTimeout_;
   }
   return *this;
@@ -212,11 +217,11 @@ Socket Socket::CreateTcp() noexcept { return Socket(socket(AF_INET, SOCK_STREAM 
 
 Socket Socket::CreateUdp() noexcept { return Socket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP)); }
 
-bool Socket::IsOpen() const noexcept { return descriptor_.load(std::memory_order_relaxed) >= 0; }
+bool Socket::IsOpen() const noexcept { return Descriptor(handle_) >= 0; }
 
 void Socket::Close() noexcept {
   const std::lock_guard guard(closing_);
-  const int descriptor = descriptor_.exchange(kClosed, std::memory_order_relaxed);
+  const auto descriptor = static_cast<int>(handle_.exchange(kClosed, std::memory_order_relaxed));
   if (descriptor >= 0) {
     close(descriptor);
   }
@@ -225,63 +230,68 @@ void Socket::Close() noexcept {
 void Socket::Shutdown() noexcept {
   const std::lock_guard guard(closing_);
   // On an unconnected UDP socket this reports an error and wakes the waiting thread all the same.
-  shutdown(descriptor_.load(std::memory_order_relaxed), SHUT_RDWR);
+  shutdown(Descriptor(handle_), SHUT_RDWR);
 }
 
 SocketError Socket::Bind(const SocketAddress& local) noexcept {
   const auto* const address = reinterpret_cast<const sockaddr*>(local.Get());
-  return bind(descriptor_, address, sizeof(sockaddr_in)) == 0 ? SocketError::None : FromErrno(errno);
+  return bind(Descriptor(handle_), address, sizeof(sockaddr_in)) == 0 ? SocketError::None : FromErrno(errno);
 }
 
 std::optional<std::uint16_t> Socket::LocalPort() const noexcept {
   SocketAddress local;
   socklen_t size = sizeof(sockaddr_in);
-  if (getsockname(descriptor_, reinterpret_cast<sockaddr*>(local.Get()), &size) != 0) {
+  if (getsockname(Descriptor(handle_), reinterpret_cast<sockaddr*>(local.Get()), &size) != 0) {
     return std::nullopt;
   }
   return local.Port();
 }
 
 bool Socket::SetNonBlocking(bool on) noexcept {
-  const int flags = fcntl(descriptor_, F_GETFL);
-  return flags >= 0 && fcntl(descriptor_, F_SETFL, on ? flags | O_NONBLOCK : flags & ~O_NONBLOCK) == 0;
+  const int flags = fcntl(Descriptor(handle_), F_GETFL);
+  return flags >= 0 && fcntl(Descriptor(handle_), F_SETFL, on ? flags | O_NONBLOCK : flags & ~O_NONBLOCK) == 0;
 }
 
-bool Socket::SetReceiveBuffer(std::uint32_t bytes) noexcept { return SetBuffer(descriptor_, SO_RCVBUF, bytes); }
+bool Socket::SetReceiveBuffer(std::uint32_t bytes) noexcept {
+  return SetBuffer(Descriptor(handle_), SO_RCVBUF, bytes);
+}
 
-bool Socket::SetSendBuffer(std::uint32_t bytes) noexcept { return SetBuffer(descriptor_, SO_SNDBUF, bytes); }
+bool Socket::SetSendBuffer(std::uint32_t bytes) noexcept {
+  return SetBuffer(Descriptor(handle_), SO_SNDBUF, bytes);
+}
 
 bool Socket::SetReceiveTimeout(Milliseconds timeout) noexcept {
   receiveTimeout_ = timeout;
-  return SetTimeout(descriptor_, SO_RCVTIMEO, timeout);
+  return SetTimeout(Descriptor(handle_), SO_RCVTIMEO, timeout);
 }
 
 void Socket::JoinDatagrams() noexcept {
   const int on = 1;
-  static_cast<void>(setsockopt(descriptor_, IPPROTO_UDP, UDP_GRO, &on, sizeof(on)));
+  static_cast<void>(setsockopt(Descriptor(handle_), IPPROTO_UDP, UDP_GRO, &on, sizeof(on)));
 }
 
 bool Socket::SetSendTimeout(Milliseconds timeout) noexcept {
-  return SetTimeout(descriptor_, SO_SNDTIMEO, timeout);
+  return SetTimeout(Descriptor(handle_), SO_SNDTIMEO, timeout);
 }
 
 SocketError Socket::Connect(const SocketAddress& peer) noexcept {
   const auto* const address = reinterpret_cast<const sockaddr*>(peer.Get());
-  const bool stands = connect(descriptor_, address, sizeof(sockaddr_in)) == 0 || errno == EISCONN;
+  const bool stands = connect(Descriptor(handle_), address, sizeof(sockaddr_in)) == 0 || errno == EISCONN;
   return stands ? SocketError::None : FromErrno(errno);
 }
 
 bool Socket::WaitWritable(Milliseconds timeout) noexcept {
-  const int events = Poll(descriptor_, POLLOUT, Deadline(timeout));
+  const int events = Poll(Descriptor(handle_), POLLOUT, Deadline(timeout));
   return events > 0 && (events & (POLLERR | POLLHUP | POLLNVAL)) == 0;
 }
 
 bool Socket::WaitReadable(Milliseconds timeout) noexcept {
-  return Poll(descriptor_, POLLIN, Deadline(timeout)) > 0;
+  return Poll(Descriptor(handle_), POLLIN, Deadline(timeout)) > 0;
 }
 
 ReceiveResult Socket::Send(std::span<const std::uint8_t> data) noexcept {
-  const ssize_t count = Retried([&] { return send(descriptor_, data.data(), data.size(), MSG_NOSIGNAL); });
+  const ssize_t count =
+      Retried([&] { return send(Descriptor(handle_), data.data(), data.size(), MSG_NOSIGNAL); });
   return count < 0 ? ReceiveResult{0, FromErrno(errno)}
                    : ReceiveResult{static_cast<std::size_t>(count), SocketError::None};
 }
@@ -289,14 +299,14 @@ ReceiveResult Socket::Send(std::span<const std::uint8_t> data) noexcept {
 SocketError Socket::SendTo(std::span<const std::uint8_t> data, const SocketAddress& peer) noexcept {
   const auto* const address = reinterpret_cast<const sockaddr*>(peer.Get());
   const ssize_t count = Retried([&] {
-    return sendto(descriptor_, data.data(), data.size(), MSG_NOSIGNAL, address, sizeof(sockaddr_in));
+    return sendto(Descriptor(handle_), data.data(), data.size(), MSG_NOSIGNAL, address, sizeof(sockaddr_in));
   });
   return count < 0 ? FromErrno(errno) : SocketError::None;
 }
 
 ReceiveResult Socket::Receive(std::span<std::uint8_t> into) noexcept {
-  const ssize_t count = ReceiveWithin(descriptor_, receiveTimeout_, [&](int flags) {
-    return recv(descriptor_, into.data(), into.size(), flags);
+  const ssize_t count = ReceiveWithin(Descriptor(handle_), receiveTimeout_, [&](int flags) {
+    return recv(Descriptor(handle_), into.data(), into.size(), flags);
   });
   if (count < 0) {
     // A blocking receive reports its time-out as would-block.
@@ -307,26 +317,27 @@ ReceiveResult Socket::Receive(std::span<std::uint8_t> into) noexcept {
 }
 
 ReceiveResult Socket::ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
-  const ssize_t count = ReceiveWithin(
-      descriptor_, receiveTimeout_, [&](int flags) { return ReceiveDatagram(descriptor_, into, from, flags); });
+  const ssize_t count = ReceiveWithin(Descriptor(handle_), receiveTimeout_, [&](int flags) {
+    return ReceiveDatagram(Descriptor(handle_), into, from, flags);
+  });
   return DatagramOf(count, into.size(), SocketError::TimedOut);
 }
 
 JoinedDatagrams Socket::ReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
   JoinedReceive joined(into, from);
-  const ssize_t count =
-      ReceiveWithin(descriptor_, receiveTimeout_, [&](int flags) { return joined.Call(descriptor_, flags); });
+  const ssize_t count = ReceiveWithin(Descriptor(handle_), receiveTimeout_,
+                                      [&](int flags) { return joined.Call(Descriptor(handle_), flags); });
   return joined.Result(count, SocketError::TimedOut);
 }
 
 JoinedDatagrams Socket::TryReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
   JoinedReceive joined(into, from);
-  const ssize_t count = Retried([&] { return joined.Call(descriptor_, MSG_DONTWAIT); });
+  const ssize_t count = Retried([&] { return joined.Call(Descriptor(handle_), MSG_DONTWAIT); });
   return joined.Result(count, SocketError::WouldBlock);
 }
 
 ReceiveResult Socket::TryReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
-  const ssize_t count = Retried([&] { return ReceiveDatagram(descriptor_, into, from, MSG_DONTWAIT); });
+  const ssize_t count = Retried([&] { return ReceiveDatagram(Descriptor(handle_), into, from, MSG_DONTWAIT); });
   return DatagramOf(count, into.size(), SocketError::WouldBlock);
 }
 
