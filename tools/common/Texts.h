@@ -25,6 +25,7 @@ std::vector<std::string_view> Split(std::string_view text, char separator);
 
 /// The characters of a UTF-8 text; a byte that is no UTF-8 is one of them.
 std::vector<std::string_view> Characters(std::string_view utf8);
+std::vector<std::string_view> Characters(std::string&& utf8) = delete;  // they would outlive it
 
 /// Columns that a text takes on a terminal: wide characters take two, combining ones none.
 std::size_t DisplayWidth(std::string_view utf8);

@@ -121,7 +121,8 @@ std::string StreamFolderName(std::size_t index, const std::string& cameraName) {
   constexpr std::size_t kLongest = 80;  // bytes; far below any file system's limit
   std::string name = std::to_string(index + 1) + "-";
   // Shown has put a question mark in the place of everything that can't be printed.
-  for (const std::string_view character : kolvex_tools::Characters(kolvex_tools::Shown(cameraName))) {
+  const std::string shown = kolvex_tools::Shown(cameraName);
+  for (const std::string_view character : kolvex_tools::Characters(shown)) {
     const char c = character[0];
     const bool plain = character.size() > 1 || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
                        (c >= '0' && c <= '9') || c == '.' || c == '_';
