@@ -28,7 +28,8 @@ constexpr RequestPolicy kProperties = {5'000, 0, false};
 constexpr RequestPolicy kOutput = {kDeviceTimeout, 0, false};
 // The only ones that come again and again.
 constexpr RequestPolicy kInputs = {kDeviceTimeout, 0, true};
-// Commands and stored positions. A stop command waits for the one before it: three time-outs, not more.
+// Commands and stored positions, for each request. A movement after focus and iris by hand takes up to three, and a stop
+// command waits for them.
 constexpr RequestPolicy kPtz = {5'000, 15'000, false};
 
 }  // namespace request_policy

@@ -243,7 +243,7 @@ HttpError HttpReply::TakeHeader() {
   } else if (IsSameText(name, "Content-Length")) {
     return TakeLength(value);
   } else if (IsSameText(name, "Connection") ||
-             (IsSameText(name, "Transfer-Encoding") && !IsSameText(value, "identity"))) {
+             (IsSameText(name, "Transfer-Encoding") && !value.empty() && !IsSameText(value, "identity"))) {
     return Feed(std::string(name).append(": ").append(value).append("\r\n"));
   }
   return HttpError::None;
@@ -276,8 +276,10 @@ HttpError HttpReply::TakeHeadEnd() {
   hasHead_ = true;
   LetGoOfMuch(header_);
   if (phase_ == Phase::Header) {
-    left_ = state.content_length;
-    phase_ = (state.flags & F_CHUNKED) != 0 ? Phase::ChunkSize : Phase::Data;
+    // A coding that isn't chunked goes before a length and reads to the end (RFC 9112, 6.3).
+    const bool chunked = (state.flags & F_CHUNKED) != 0;
+    left_ = state.uses_transfer_encoding != 0 && !chunked ? kUntilEnd : state.content_length;
+    phase_ = chunked ? Phase::ChunkSize : Phase::Data;
   }
   return HttpError::None;
 }

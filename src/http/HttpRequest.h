@@ -25,7 +25,7 @@ HttpError LastHttpError() noexcept;
 /// Credentials (RFC 7617) go out with the first request and never to another port. Up to 10 redirects are followed,
 /// only over plain http and only to the same host. Chunked bodies (RFC 9112, 7.1) come out plain; compressed ones come
 /// out as they are. However long a body is, little of it is held here. A request whose body has ended holds no
-/// descriptor, unless its connection is kept.
+/// descriptor, unless its connection is kept; one whose body isn't read holds it until the next Send or a Cancel.
 class HttpRequest {
  public:
   /// @param timeout         milliseconds for the connect, for sending and for each receive on its own, so that

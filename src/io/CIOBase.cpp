@@ -81,7 +81,6 @@ bool CIOBase::Start() try {
   }
   outputHandler_.SetOwner(weak_from_this());
   inputThread_.SetOwner(weak_from_this());
-  stopMissed_.store(false, std::memory_order_relaxed);
   bool result = true;
   {
     // The output thread gets to no request before the states are reset, whichever is faster.
@@ -94,7 +93,7 @@ bool CIOBase::Start() try {
   if (GetInputCount() != 0 && !inputThread_.Start("Digital Input thread", kTickFirst)) {
     result = false;
   }
-  if (stopMissed_.load(std::memory_order_acquire)) {
+  if (stopMissed_.exchange(false, std::memory_order_acquire)) {
     EndThreads();
     ResetStates();
     return false;
@@ -124,6 +123,7 @@ bool CIOBase::Stop() try {
   }
   const bool result = EndThreads();
   ResetStates();
+  stopMissed_.store(false, std::memory_order_relaxed);  // that wish is fulfilled, too
   return result;
 } catch (const std::exception&) {
   return false;  // no memory

@@ -10,6 +10,7 @@
 #include "ptz/CPtzCommandBuilder.h"
 #include "ptz/PtzCodes.h"
 #include "threads/CWorkItemThread.h"
+#include "threads/StopClaim.h"
 
 namespace sarnevo {
 
@@ -67,6 +68,9 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   /// that a busy camera takes late must still reach the head. Always 1.
   i32 Close();
 
+  /// On the wait for the item under way; whoever ends the object takes it first.
+  StopClaim& Claim() noexcept { return claim_; }
+
   /// The first half of Close, which doesn't wait: no further item goes to the camera.
   void BeginClose() { RequestStop(); }
 
@@ -93,6 +97,7 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   i32 Post(const char* operation, u32 type, IIPParams* params, u32 a = 0, u32 b = 0, u32 c = 0, u32 d = 0);
 
   IIPDeviceParams* const device_;
+  StopClaim claim_{device_};
   u32 maxPrepositions_ = 0;     // constant after Open
   u8 opened_ = 0;               // the owner's thread only
   RepeatCounter failureCount_;  // any thread

@@ -56,6 +56,7 @@ bool CGroup1PTZComm::GotoPreset(u32 slot, u32) { return ProcessPresetCommand(Pre
 bool CGroup1PTZComm::DeletePreset(u32 slot) { return ProcessPresetCommand(PresetDelete, slot); }
 
 void CGroup1PTZComm::HandleWorkItem(IWorkItem* item) {
+  const StopClaim::Scope scope(Claim());
   std::vector<Failure> failures;
   {
     CameraRequest http(Device(), policy_);

@@ -58,8 +58,10 @@ bool CPTZControl::Open(TSmartPtr<CXMLPrepositionReader> reader, CBasePTZComm* co
 void CPTZControl::BeginClose() noexcept { comm_->BeginClose(); }
 
 void CPTZControl::End() noexcept {
-  if (comm_->IsOwnThread()) {
-    own_thread::LetGo();  // the host ends the driver in a message of this very thread
+  if (comm_->IsOwnThread() || !comm_->Claim().Take()) {
+    own_thread::
+        LetGo();  // the host ends the driver in a message of this very thread, or two of them end each other
+    comm_->Claim().Take();
   }
   comm_->Close();
 }

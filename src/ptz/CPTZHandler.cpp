@@ -79,9 +79,16 @@ IIPPTZApiEx* CPTZHandler::GetPTZApiEx(u32 channel) {
   guard.unlock();
   control = BuildControl(channel);
   guard.lock();
+  CPTZControl* const entered = control && !ended_ ? Enter(channel, control) : nullptr;
+  if (control) {
+    // One that isn't wanted shares the reader, whose count is no atomic one: it goes within the turn.
+    guard.unlock();
+    control.reset();
+    guard.lock();
+  }
   builder_ = outer;
   turnOver_.notify_all();
-  return control && !ended_ ? Enter(channel, control) : nullptr;
+  return entered;
 }
 
 CPTZControl* CPTZHandler::Known(u32 channel) const {

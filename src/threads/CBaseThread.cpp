@@ -1,5 +1,7 @@
 #include "threads/CBaseThread.h"
 
+#include <new>
+
 #include "threads/Timeout.h"
 
 namespace sarnevo {
@@ -19,7 +21,11 @@ bool CBaseThread::Start(const std::string& name) {
   if (!stopEvent.Reset() || IsAlive()) {
     return false;
   }
-  name_ = name;
+  try {
+    name_ = name;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
   return thread_.Start(name_, [this, owner = owner_.lock()] { Run(); });
 }
 

@@ -98,7 +98,12 @@ class CQueueThread : protected CBaseThread {
   }
 
   void WorkOff() {
-    for (std::unique_ptr<T> item = Take(); item && !IsStopRequested(); item = Take()) {
+    // Asked first: a thread that was let go has no share in what its successor is asked for.
+    while (!IsStopRequested()) {
+      const std::unique_ptr<T> item = Take();
+      if (!item || IsStopRequested()) {
+        return;
+      }
       try {
         ProcessItem(item.get());
       } catch (...) {

@@ -1,5 +1,7 @@
 #include "threads/CSimpleThread.h"
 
+#include <new>
+
 namespace sarnevo::thread {
 
 CSimpleThread::~CSimpleThread() = default;
@@ -9,7 +11,12 @@ bool CSimpleThread::Start(const std::string& name) {
     return false;
   }
   departing_.store(false, std::memory_order_relaxed);
-  name_ = name;
+  try {
+    name_ = name;
+  } catch (const std::bad_alloc&) {
+    thread_.Release();
+    return false;
+  }
   return thread_.Start(name_, [this, owner = owner_.lock()] { Run(); });
 }
 

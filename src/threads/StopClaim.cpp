@@ -18,7 +18,7 @@ thread_local const StopClaim* StopClaim::callers = nullptr;
 bool StopClaim::Take() noexcept {
   const std::lock_guard guard(claimsLock);
   const StopClaim* const own = Caller();
-  if (own != nullptr && own != this && own->taken_) {
+  if (!taken_ && own != nullptr && own != this && own->taken_) {
     return false;
   }
   taken_ = true;

@@ -15,7 +15,7 @@ class StopClaim {
   StopClaim& operator=(const StopClaim&) = delete;
 
   /// False, and nothing is claimed, when the calling thread works for another object that is claimed itself. Lasts
-  /// until Drop. One thread at a time takes it.
+  /// until Drop; taken once more it is taken still. One thread at a time takes it.
   bool Take() noexcept;
   void Drop() noexcept;
   /// The calling thread works for this object.

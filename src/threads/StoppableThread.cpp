@@ -111,13 +111,13 @@ StoppableThread::StoppableThread() noexcept = default;
 
 StoppableThread::~StoppableThread() { Release(); }
 
-bool StoppableThread::Start(std::string_view name, std::function<void()> body,
-                            platform::ThreadPriority priority) noexcept {
+bool StoppableThread::StartBody(std::string_view name, std::function<void()> body,
+                                platform::ThreadPriority priority) {
   Release();
-  try {
-    const auto control = std::make_shared<Control>(std::move(body));
-    control_ = control;
-    running_.store(control.get(), std::memory_order_relaxed);
+  const auto control = std::make_shared<Control>(std::move(body));
+  control_ = control;
+  running_.store(control.get(), std::memory_order_relaxed);
+  {
     const std::lock_guard guard(control->lock);
     const auto run = [control] {
       current = control.get();
@@ -127,8 +127,6 @@ bool StoppableThread::Start(std::string_view name, std::function<void()> body,
     if (thread_.Start(name, run, priority)) {
       return true;
     }
-  } catch (const std::exception&) {
-    // No memory: as when there is no thread.
   }
   Release();
   return false;

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <atomic>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <stop_token>
 #include <string_view>
+#include <utility>
 
 #include "platform/Thread.h"
 #include "platform/Time.h"
@@ -34,8 +36,16 @@ class StoppableThread {
 
   /// Starts a thread that runs @p body. False when none could be created; the handle is then empty. A handle that was
   /// recorded before is released. An exception out of @p body ends the thread quietly.
-  bool Start(std::string_view name, std::function<void()> body,
-             platform::ThreadPriority priority = platform::ThreadPriority::Normal) noexcept;
+  template <typename Body>
+  bool Start(std::string_view name, Body body,
+             platform::ThreadPriority priority = platform::ThreadPriority::Normal) noexcept {
+    try {
+      return StartBody(name, std::function<void()>(std::move(body)), priority);
+    } catch (const std::exception&) {
+      Release();  // no memory: as when there is no thread
+      return false;
+    }
+  }
 
   /// A thread is recorded, running or ended.
   bool HasHandle() const noexcept;
@@ -58,6 +68,8 @@ class StoppableThread {
   struct Control;
 
  private:
+  bool StartBody(std::string_view name, std::function<void()> body, platform::ThreadPriority priority);
+
   platform::Thread thread_;
   std::shared_ptr<Control> control_;              // shared with the thread
   std::atomic<const Control*> running_{nullptr};  // the same, for comparison by any thread

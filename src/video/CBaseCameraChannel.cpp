@@ -1,8 +1,8 @@
 #include "video/CBaseCameraChannel.h"
 
 #include <array>
+#include <cstdio>
 #include <new>
-#include <string>
 #include <utility>
 
 #include "device/Device.h"
@@ -56,8 +56,9 @@ bool CBaseCameraChannel::StartClaimed(u32 frameInterval, u32 width, u32 height, 
   height_ = height;
   quality_ = quality;
   terminate_.store(false, std::memory_order_relaxed);
-  const bool started = worker_.Start("KolvexChannel" + std::to_string(channelIndex_),
-                                     [self = shared_from_this()] { self->Execute(); });
+  char name[24];
+  std::snprintf(name, sizeof(name), "KolvexChannel%u", channelIndex_);
+  const bool started = worker_.Start(name, [self = shared_from_this()] { self->Execute(); });
   claim_.Drop();
   return started;
 }
@@ -118,7 +119,9 @@ void CBaseCameraChannel::DoPass() noexcept {
                               "sarnevo::CBaseCameraChannel::Execute");
       }
       StopStreamer();
-      StartStreamer();
+      if (!terminate_.load(std::memory_order_relaxed)) {
+        StartStreamer();  // what a failure has made is used up by the next pass
+      }
     }
   } else if (configured_ == 0) {
     Configure();
@@ -182,7 +185,9 @@ u32 CBaseCameraChannel::StartStreamer() noexcept {
     if (ReceiveTimeoutNow() <= timing_.receiveTimeout) {
       receiveTimeout_.store(Count(timing_.startingReceiveTimeout), std::memory_order_relaxed);
     }
-    streamer_ = MakeStreamer();
+    if (!streamer_) {
+      streamer_ = MakeStreamer();
+    }
     if (streamer_) {
       failures = streamer_->Start();
       good = (failures & ~CameraStreamer::NoDescribe) == 0;

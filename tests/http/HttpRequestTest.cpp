@@ -136,6 +136,10 @@ TEST(HttpRequest, TakesRepliesAsTheyCome) {
       {"chunks and a length",
        headers + "Content-Length: 1\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n", 200, "abc",
        HttpError::None},
+      {"another coding and a length", headers + "Transfer-Encoding: gzip\r\nContent-Length: 1\r\n\r\nabc", 200,
+       "abc", HttpError::None},
+      {"a coding without a name and a length", headers + "Transfer-Encoding:\r\nContent-Length: 3\r\n\r\nabcd",
+       200, "abc", HttpError::None},
       {"informational heads first",
        "HTTP/1.1 101 No\r\nUpgrade: x\r\nConnection: upgrade\r\n\r\nHTTP/1.0 100\r\nContent-Length: 9\r\n\r\n" +
            headers + "\r\nabc",
