@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <strings.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -52,7 +53,7 @@ Place Place::Parse(std::string_view text) {
   }
   std::string_view rest = text;
   if (const std::size_t scheme = text.find("://"); scheme != text.npos) {
-    if (text.substr(0, scheme) != "http") {
+    if (strcasecmp(std::string(text.substr(0, scheme)).c_str(), "http") != 0) {
       throw Failure(ExitCode::Usage,
                     fmt::format("{} is no address of a camera: these cameras speak plain HTTP, like "
                                 "http://192.0.2.7/.",
@@ -61,7 +62,8 @@ Place Place::Parse(std::string_view text) {
     rest.remove_prefix(scheme + 3);
     rest = rest.substr(0, rest.find('/'));
   }
-  if (rest.find('[') != rest.npos || std::count(rest.begin(), rest.end(), ':') > 1) {
+  in6_addr six{};
+  if (rest.find('[') != rest.npos || inet_pton(AF_INET6, std::string(rest).c_str(), &six) == 1) {
     throw Failure(ExitCode::Usage,
                   fmt::format("{} is an IPv6 address: the driver reaches cameras by IPv4 only.", Quoted(text)));
   }
@@ -71,8 +73,8 @@ Place Place::Parse(std::string_view text) {
   if (colon != rest.npos) {
     const auto port = kolvex_tools::ParseNumber(rest.substr(colon + 1), 1, 65'535);
     if (!port) {
-      throw Failure(ExitCode::Usage, fmt::format("{} is no port: it must be a number from 1 to 65535.",
-                                                 Quoted(rest.substr(colon + 1))));
+      // Not repeated: what stands there may be a password.
+      throw Failure(ExitCode::Usage, "What follows the colon is no port: it must be a number from 1 to 65535.");
     }
     place.port = static_cast<sarnevo::u16>(*port);
   }

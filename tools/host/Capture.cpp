@@ -157,7 +157,9 @@ void AddCapture(CLI::App& app, const Common& common) {
               milliseconds(100), std::chrono::hours(24 * 7));
   command->add_option("--frames", arguments->frames, "End when every stream has brought so many frames")
       ->type_name("N")
-      ->check(CLI::Validator(CLI::PositiveNumber).description(""));
+      ->check([](const std::string& text) {
+        return kolvex_tools::ParseNumber(text, 1, 1'000'000'000) ? std::string() : "it must be a number from 1";
+      });
   command
       ->add_option("--out", arguments->out,
                    "Folder for frames, contact sheet and reports, made or empty; without it nothing is written")

@@ -96,17 +96,19 @@ std::optional<Failure> CaptureRun::MissingPictures(const std::vector<StreamRepor
   std::string sentence;
   std::optional<ExitCode> code;
   for (const StreamReport& report : reports) {
-    if (report.HasPictures()) {
+    const bool wrongLogin = report.reason && report.reason->exit == ExitCode::Login;
+    if (report.HasPictures() && !wrongLogin) {
       continue;
     }
     // Where no frame came at all that is the result, whatever the reason; but a script must see a wrong password.
-    const bool asReason =
-        report.reason && (report.counts.frames != 0 || report.reason->exit == ExitCode::Login);
+    const bool asReason = report.reason && (report.counts.frames != 0 || wrongLogin);
     const ExitCode own = asReason ? report.reason->exit : ExitCode::NoFrames;
     // Many cameras with one trouble have its code; else it is only sure that frames are missing.
     code = !code || *code == own ? own : ExitCode::NoFrames;
     sentence += (sentence.empty() ? "" : " ") +
-                (report.reason
+                (report.HasPictures() ? fmt::format("{} streams as it was set before. {}", report.camera.name,
+                                                    report.reason->Sentence())
+                 : report.reason
                      ? fmt::format("No picture came from {}. {}", report.camera.name, report.reason->Sentence())
                      : fmt::format("No frame came from {}.", report.camera.name));
   }

@@ -145,14 +145,15 @@ void List(const Common& common, IIPPTZApi& api) {
 
 /// The driver takes names that a person can't tell apart or read. They are refused before anything is stored.
 void CheckName(const std::string& name) {
-  const bool blank = std::all_of(name.begin(), name.end(), [](char c) { return c == ' ' || c == '\t'; });
-  const bool control = std::any_of(name.begin(), name.end(), [](char c) {
-    return (static_cast<unsigned char>(c) < 0x20 && c != '\t') || c == '\x7F';
-  });
+  const bool blank = name.find_first_not_of(' ') == std::string::npos;
+  // Shown puts a question mark in the place of all that can't be printed.
+  const auto marks = [](const std::string& text) { return std::count(text.begin(), text.end(), '?'); };
+  const bool control = marks(kolvex_tools::Shown(name)) != marks(name);
   if (blank || control) {
     throw Failure(ExitCode::Usage,
-                  blank ? "A position needs a name that isn't blank."
-                        : "A position's name must have no control characters, such as line ends.");
+                  blank
+                      ? "A position needs a name that isn't blank."
+                      : "A position's name must be UTF-8 text with no control characters, such as line ends.");
   }
 }
 

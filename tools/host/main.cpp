@@ -65,6 +65,9 @@ std::string SentenceOf(const CLI::ParseError& error, const CLI::App& app) {
   while (!command->get_subcommands().empty()) {
     command = command->get_subcommands().front();
   }
+  // CLI11 counts groups of options as subcommands without a name.
+  const std::vector<const CLI::App*> known =
+      command->get_subcommands([](const CLI::App* one) { return !one->get_name().empty(); });
   const bool unfinished = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
   const std::vector<std::string> extras = app.remaining(true);
   if (!extras.empty()) {
@@ -76,17 +79,16 @@ std::string SentenceOf(const CLI::ParseError& error, const CLI::App& app) {
           kolvex_tools::Shown(word.starts_with("--") ? word.substr(0, word.find('=')) : word.substr(0, 2)),
           command->get_name());
     }
-    if (!command->get_subcommands(nullptr).empty()) {
+    if (!known.empty()) {
       std::string names;
-      for (const CLI::App* known :
-           command->get_subcommands([](const CLI::App* one) { return !one->get_name().empty(); })) {
-        names += (names.empty() ? "" : ", ") + known->get_name();
+      for (const CLI::App* one : known) {
+        names += (names.empty() ? "" : ", ") + one->get_name();
       }
       return fmt::format("{} is no subcommand; there are {}.", Quoted(word), names);
     }
     return fmt::format("There is a word too many; {} --help shows the usage.", command->get_name());
   }
-  if (unfinished && !command->get_subcommands(nullptr).empty()) {
+  if (unfinished && !known.empty()) {
     return fmt::format("{} needs a subcommand; --help lists them.", command->get_name());
   }
   std::string text = error.what();

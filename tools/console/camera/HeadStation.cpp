@@ -141,7 +141,30 @@ Reply HeadStation::UsePosition(const std::string& action, const std::string& pos
   return reply;
 }
 
+// The driver renames the position at which the head is, and takes one name for two positions: a person would lose one
+// without a word. A head with fixed slots stores at its slot, whatever the slot is called.
+std::optional<std::string> HeadStation::WhyNotStore(const std::string& name) const {
+  constexpr std::size_t kMostNormal = 32;  // a head with fixed slots has 64
+  const std::lock_guard guard(lock_);
+  if (!positions_ || positions_->size() > kMostNormal || name == here_) {
+    return std::nullopt;
+  }
+  if (!here_.empty()) {
+    return "The head is at \"" + here_ +
+           "\"; storing would rename that position. Move the head or delete it first.";
+  }
+  for (const Position& position : *positions_) {
+    if (position.name == name) {
+      return "There is a position \"" + name + "\" already; delete it first.";
+    }
+  }
+  return std::nullopt;
+}
+
 Reply HeadStation::Store(const std::string& name) {
+  if (const auto refused = WhyNotStore(name)) {
+    return Refusal(409, *refused);
+  }
   const auto picture = thumbnails_.take();
   const Reply reply = ToReply(api_->AddPreposition(name.c_str()));
   if (reply.status != 200 || !picture) {

@@ -60,6 +60,7 @@ class HeadStation {
   void TakeMessage(unsigned level, const char* text);
   void Refresh();
   Reply Store(const std::string& name);
+  std::optional<std::string> WhyNotStore(const std::string& name) const;
 
   const Link& link_;
   Desk& desk_;
