@@ -55,11 +55,13 @@ Credentials Credentials::FromFile(const std::filesystem::path& path) {
     throw Failure(ExitCode::Usage, "The credentials file " + path.string() +
                                        " is open to other users: protect it with chmod 600.");
   }
-  const Failure wrong(ExitCode::Usage, "The credentials file " + path.string() +
-                                           " must be an object with the texts \"user\" and \"password\".");
+  const auto wrong = [&path] {
+    return Failure(ExitCode::Usage, "The credentials file " + path.string() +
+                                        " must be an object with the texts \"user\" and \"password\".");
+  };
   const nlohmann::json object = ReadJson(path);
   if (!object.is_object()) {
-    throw wrong;
+    throw wrong();
   }
   Credentials credentials;
   try {
@@ -70,7 +72,7 @@ Credentials Credentials::FromFile(const std::filesystem::path& path) {
       }
     }
   } catch (const nlohmann::json::exception&) {
-    throw wrong;
+    throw wrong();
   }
   return credentials;
 }
