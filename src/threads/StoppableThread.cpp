@@ -41,6 +41,7 @@ struct StoppableThread::Control {
 
   std::function<void()> body;  // the thread only, from its start on
   std::stop_source interrupt;
+  platform::Event interrupted{false, true};  // set with it, for pauses, which thus allocate nothing
   int hostDepth = 0;  // the thread only: how deep in calls of the host, one inside the other
 
   // The thread moves between Ours and Host without the lock, which keeps a call of the host cheap. It leaves Host by
@@ -95,6 +96,7 @@ struct StoppableThread::Control {
       LetGo();
     }
     if (!IsOver()) {
+      interrupted.Set();
       interrupt.request_stop();
       Wait(Milliseconds::max());
     }
@@ -181,9 +183,7 @@ std::stop_token InterruptToken() noexcept {
 }
 
 void Pause(Milliseconds duration) noexcept {
-  platform::Event interrupted(false, true);
-  const std::stop_callback wake(InterruptToken(), [&interrupted] { interrupted.Set(); });
-  if (interrupted.Wait(duration) == platform::WaitResult::Failed) {
+  if (current == nullptr || current->interrupted.Wait(duration) == platform::WaitResult::Failed) {
     platform::Sleep(duration);  // no memory for the event; without a pause the camera would be flooded
   }
 }
