@@ -22,7 +22,8 @@ void Looks::StartWaiting() {
   std::ptrdiff_t running = std::count_if(looks_.begin(), looks_.end(), [](const auto& entry) {
     return entry.second.thread.joinable() && !entry.second.done;
   });
-  for (auto& [stream, look] : looks_) {
+  for (auto& entry : looks_) {
+    auto& look = entry.second;
     if (running < kMostAtATime && !look.thread.joinable()) {
       ++running;
       look.thread = std::jthread([&look](std::stop_token stop) {
