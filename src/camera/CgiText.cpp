@@ -14,7 +14,7 @@ struct Found {
   std::string_view value;
 };
 
-// What stands after the first separator at or after @p pos, up to any of @p stops. Nothing without a separator.
+// What comes after the first separator at or after @p pos, up to any of @p stops. Nothing without a separator.
 std::optional<Found> ValueAfter(std::string_view text, std::size_t pos, std::string_view separator,
                                 std::string_view stops) noexcept {
   const std::size_t at = text.find(separator, pos);

@@ -13,7 +13,7 @@ namespace sarnevo {
 /// bytes, whatever comes first. The one place where bodies are read. May throw bad_alloc.
 ///
 /// @param block  bytes of one read at most; 0 reads nothing
-/// @return false when the connection broke or a time-out ran out; what came before that stands
+/// @return false when the connection broke or a time-out ran out; what came before that is kept
 bool ReadBody(Web::HttpRequest& request, std::size_t most, u32 block, std::vector<u8>& body);
 
 /// A body as a text, which ends at its first zero byte.

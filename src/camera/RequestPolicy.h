@@ -36,7 +36,7 @@ constexpr RequestPolicy kPtz = {5'000, 15'000, false};
 
 /// Bytes of a reply's body, far above anything a camera has to say. A longer one is a broken reply.
 constexpr std::size_t kMostReplyBytes = 1'000'000;
-/// Bytes of a reply that tells properties; what follows isn't looked at.
+/// Bytes of a reply with properties; what follows isn't looked at.
 constexpr std::size_t kMostPropertyBytes = 65'534;
 /// Bytes of one read.
 constexpr u32 kReadBlockBytes = 8096;

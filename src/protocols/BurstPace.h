@@ -66,7 +66,7 @@ class BurstPace {
   std::int64_t count_ = 0;         // datagrams so far
   std::int64_t weight_ = 0;        // bytes that they take in the socket's buffer
   std::int64_t countAtSleep_ = 0;  // 0: no sleep yet
-  Nanoseconds lookedAt_{0};  // the last look behind a sleep, since the first datagram, and their number then
+  Nanoseconds lookedAt_{0};  // the last look after a sleep, since the first datagram, and their number then
   std::int64_t countThen_ = 0;
 
   // The bursts before.
