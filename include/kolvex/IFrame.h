@@ -6,13 +6,14 @@ namespace sarnevo::ipcapture {
 
 /// Implemented by the host: one compressed frame, taken from IFrameAllocator and filled by the library.
 ///
-/// Only the named operations are called, in the order that docs/host-guide.md shows; the numbered ones
-/// keep the slots in place. A host overrides what is pure here and may leave the rest.
+/// Belongs to the host; the library uses it from AllocateFrame to ReleaseFrame, on the channel's receive thread. Only the
+/// named operations are called, in the order that docs/host-guide.md shows; the numbered ones keep the slots in place.
+/// A host overrides what is pure here and may leave the rest. What it throws is dropped.
 class IFrame {
  public:
   virtual ~IFrame() = default;  ///< slot 0
   virtual void Slot1() {}       ///< slot 1, not called
-  /// The data area, as large as AllocateFrame was asked for. Null: the frame is given back unused.
+  /// The data area, of at least as many bytes as AllocateFrame was asked for. Null: the frame is given back unused.
   virtual u8* GetData() = 0;  ///< slot 2
   virtual void Slot3() {}     ///< slot 3, not called
   /// Bytes of the data area in use.

@@ -11,8 +11,9 @@ namespace sarnevo::ipcapture {
 class IFrameSink {
  public:
   virtual ~IFrameSink() = default;  ///< slot 0
-  /// A frame, on the channel's receive thread: while this runs no packet of the channel is taken from the network. ReleaseFrame follows whatever the answer is. False on an MPEG-4 frame makes
-  /// the channel wait for the next key frame; on a JPEG frame the answer is ignored.
+  /// A frame, on the channel's receive thread: while this runs no packet of the channel is taken from the network.
+  /// ReleaseFrame follows, whatever the result. False on an MPEG-4 frame makes the channel wait for the next key
+  /// frame; on a JPEG frame the result is ignored.
   virtual bool OnFrame(IFrame* frame) = 0;  ///< slot 1
   virtual void Slot2() {}                   ///< slot 2, not called
   /// No frame has come for the channel's receive time-out (5 s, or 10 s while a stream starts). Repeats at that pace

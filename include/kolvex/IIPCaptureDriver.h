@@ -42,7 +42,7 @@ class IIPCaptureDriverEx : public IIPCaptureDriver {
  public:
   /// Always null: not offered.
   virtual void* GetOptionalA() = 0;  ///< slot 5
-  /// Not null after Open; a camera without PTZ shows there.
+  /// Not null after Open. For a camera without PTZ its GetPTZApi gives null.
   virtual IIPPTZDriver* GetPTZDriver() = 0;  ///< slot 6
 };
 

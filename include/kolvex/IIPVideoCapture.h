@@ -15,9 +15,10 @@ class IIPVideoCapture {
   /// The device's number of channels, as the host gave it at Open.
   virtual u32 GetChannelCount() = 0;  ///< slot 1
   /// Starts a channel. True says that the channel runs, not that the camera answers. False for a channel of 16 or
-  /// more, for one whose stream has started, and when there is no memory or no thread. Without a thread the channel
-  /// keeps its place and its sink all the same, until StopCapture. Returns at once, but for a channel that runs and
-  /// has no stream yet: that one is stopped first, as by StopCapture.
+  /// more, for one whose stream has started, when @p params or one of its objects is null, and when there is no memory
+  /// or no thread. Without a thread the channel keeps its place and its sink all the same, until
+  /// StopCapture. Returns at once, but for a channel that runs and has no stream yet: that one is stopped first, as by
+  /// StopCapture.
   /// @param channel  from 0
   /// @param sink     not owned; lives until StopCapture or Close has returned; null is never called
   /// @param params   read only during the call
@@ -35,8 +36,10 @@ class IIPVideoCapture {
   virtual bool ChangeFormat(u32 channel, IIPResolution* resolution, u32 frameInterval) = 0;  ///< slot 4
   /// Without effect.
   virtual u32 Reserved5() = 0;  ///< slot 5, always 0
-  /// Sets *extra to 0, *text to an empty text if there is room, and *status for a running channel. False when the
-  /// channel doesn't run. Waits for a StopCapture or ChangeFormat of the same driver on another thread.
+  /// Whether a channel runs: false when it doesn't. There is no more to learn: *status and *extra become 0, and text an
+  /// empty text. Waits for a StopCapture or ChangeFormat of the same driver on another thread.
+  /// @param status    left as it is when the channel doesn't run; this and the other pointers may be null
+  /// @param textSize  bytes
   virtual bool GetChannelStatus(u32 channel, u32* status, u32* extra, char* text,
                                 u32 textSize) = 0;  ///< slot 6
   /// Without effect.
