@@ -23,9 +23,9 @@ enum CapabilityId : u32 {
 /// What IIPCapabilities::GetConnectionField gives.
 enum ConnectionField : u32 {
   ConnectionFieldAddress = 1,  ///< as StartCapabilityQuery got it
-  ConnectionFieldPort = 2,  ///< decimal
-  ConnectionField3 = 3,     ///< asked for, left untouched
-  ConnectionField4 = 4,     ///< asked for, left untouched
+  ConnectionFieldPort = 2,     ///< decimal
+  ConnectionField3 = 3,        ///< asked for, left untouched
+  ConnectionField4 = 4,        ///< asked for, left untouched
 };
 
 /// What IIPCapabilities::GetValueList gives.
