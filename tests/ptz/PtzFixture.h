@@ -25,12 +25,12 @@ inline std::string Take(HostLog& log, std::size_t lines = 0) {
   return text;
 }
 
-/// A group 1 camera as the PTZ side sees it: tells its serial protocol and takes what is written to its
+/// A group 1 camera as the PTZ side sees it: says its serial protocol and takes what is written to its
 /// serial port.
 class SerialCamera {
  public:
   using Connection = ScriptedServer::Connection;
-  /// Answers a request, told as its line in @c requests.
+  /// Answers a request, shown as its line in @c requests.
   using Answer = std::function<void(Connection&, const std::string& request)>;
 
   static Answer WithBody(const std::string& body) {
@@ -120,7 +120,7 @@ inline std::string Current(sarnevo::IIPPTZApiEx& control) {
   return result == 1 ? name : std::to_string(result);
 }
 
-/// All names, a "," behind each.
+/// All names, a "," after each.
 inline std::string Names(sarnevo::IIPPTZApiEx& control) {
   std::string names;
   char name[64];
