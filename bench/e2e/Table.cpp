@@ -63,7 +63,7 @@ void PrintArrival(const nlohmann::json& row) {
 
 void PrintTables(const nlohmann::json& rows) {
   std::printf(
-      "| streams | receiver | ns/packet | us/frame | ratio | %% of a core | waits/packet | system calls/packet "
+      "| streams | receiver | ns/packet | us/frame | ratio | %% of a core | waits/packet | receives/packet "
       "| "
       "allocations/packet |\n|---|---|---:|---:|---:|---:|---:|---:|---:|\n");
   for (const auto& row : rows) {

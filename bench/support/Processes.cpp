@@ -28,7 +28,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-// The value behind "Name:" in a file of lines.
+// The value after "Name:" in a file of lines.
 double Field(const fs::path& file, const std::string& name) {
   std::ifstream in(file);
   for (std::string line; std::getline(in, line);) {
