@@ -161,7 +161,6 @@ class Comparison {
       all.frames += window.frames;
       all.dropped += window.dropped;
       all.complete += window.complete;
-      all.seconds += window.seconds;
     }
     nlohmann::json row{{"streams", plan_.streams},
                        {"framesPerSecond", plan_.framesPerSecond},
@@ -171,12 +170,8 @@ class Comparison {
                        {"receiver", mode.name},
                        {"nsPerPacket", Json(SpreadOf(cost))},
                        {"ratio", Json(SpreadOf(ratio))},
-                       {"packetsPerFrame", all.packets / all.frames},
-                       {"packetsPerSecond", all.packets / all.seconds},
                        {"percentOfCore", Json(SpreadOf(share))},
-                       {"packetsSent", all.packets},
-                       {"packetsDroppedByKernel", all.dropped},
-                       {"framesSent", all.frames}};
+                       {"packetsDroppedByKernel", all.dropped}};
     if (mode.who == Bare || mode.who == Library) {
       row["framesMissing"] = all.frames - all.complete;
       row["framesPercent"] = 100 * all.complete / all.frames;
@@ -201,15 +196,12 @@ class Comparison {
     const ProcessFacts after = lineup_.Facts(mode.who);
     const auto sent = static_cast<double>(place.sent.packets - packets);
     row["waitsPerPacket"] = (after.voluntary - before.voluntary) / sent;
-    row["preemptionsPerPacket"] = (after.involuntary - before.involuntary) / sent;
     row["threads"] = after.threads;
-    row["residentKb"] = after.residentKb;
     row["proportionalKb"] = after.proportionalKb;
     if (mode.who == Bare || mode.who == Library) {
       row["allocationsPerPacket"] = static_cast<double>(calls.allocations - counted[0]) / sent;
-      row["receivesPerPacket"] = static_cast<double>(calls.receives - counted[1]) / sent;
-      row["pollsPerPacket"] = static_cast<double>(calls.polls - counted[2]) / sent;
-      row["callsPerPacket"] = row["receivesPerPacket"].get<double>() + row["pollsPerPacket"].get<double>();
+      const std::uint64_t all = calls.receives - counted[1] + calls.polls - counted[2];
+      row["callsPerPacket"] = static_cast<double>(all) / sent;
     }
   }
 
