@@ -36,7 +36,7 @@ constexpr u64 kMaxReceiveBuffer = 0x1FFFE;
 // More datagrams than a socket's buffer holds, so that a sender who doesn't stop can't hold Close up.
 constexpr int kMaxDrained = 1024;
 
-// Null stands for all local addresses. The length is tested first since the system's own notion of a dotted
+// Null means all local addresses. The length is tested first since the system's own notion of a dotted
 // text is wider.
 std::optional<SocketAddress> LocalAddress(const char* address, u16 port) noexcept {
   if (address == nullptr) {
