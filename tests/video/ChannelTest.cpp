@@ -29,7 +29,7 @@ namespace {
 
 using Connection = ScriptedCamera::Connection;
 
-// What the camera was asked for behind its configuration.
+// What the camera was asked for after its configuration.
 std::string DialogueOf(const ScriptedCamera& camera) {
   const std::string log = camera.log.Text();
   return log.substr(log.find('\n') + 1);
@@ -72,19 +72,19 @@ TEST(Channel, GivesFramesFromBothGroupsInBothCodecsAndTakesItsLeave) {
   }
 }
 
-TEST(Channel, TellsTheHostThatNothingComesAtTheReceiveTimeoutsPace) {
+TEST(Channel, ReportsThatNothingComesAtTheReceiveTimeoutsPace) {
   ScriptedCamera camera(2);
   Host host;
   auto& capture = host.Open(camera, 2, sarnevo::CodecMJPEG);
   camera.onHttp = [](Connection&, const std::string&) { return true; };  // no answer at all
   const auto begin = Clock::now();
   ASSERT_TRUE(capture.StartCapture(0, &host.sink, &host.wanted));
-  ASSERT_TRUE(host.log.WaitFor("OnNoData", 4));    // once behind the first pass,
+  ASSERT_TRUE(host.log.WaitFor("OnNoData", 4));    // once after the first pass,
   EXPECT_GE(Since(begin), milliseconds(3 * 300));  // then at its pace
   EXPECT_EQ(camera.log.Count("DESCRIBE"), 0U);
 }
 
-TEST(Channel, CleansUpBehindEachStepThatFailsAndTriesAgain) {
+TEST(Channel, CleansUpAfterEachStepThatFailsAndTriesAgain) {
   constexpr const char* kRefusal = "RTSP/1.0 404 Not Found\r\nCSeq: 1\r\n\r\n";
   const struct {
     const char* refused;
