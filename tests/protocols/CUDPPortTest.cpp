@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
-#include <thread>
 #include <string>
 #include <thread>
 #include <vector>
@@ -111,10 +110,11 @@ TEST_F(CUDPPortTest, OpenSaysWhatIsWrongAndLeavesTheFirstBindingAlone) {
 }
 
 // Above the thread that opens it, where that may be; never by a jump.
-TEST_F(CUDPPortTest, ReceivesAboveTheStandingOfItsHost) {
+TEST_F(CUDPPortTest, ReceivesAboveThePriorityOfItsHost) {
   std::thread([&] {
     setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 7);
     Open();
+    ASSERT_TRUE(WaitForThreads(1));
     for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
       std::string name;
       if (std::getline(std::ifstream(task.path() / "comm"), name) && name == "KolvexRTP") {

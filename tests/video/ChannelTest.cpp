@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <future>
 #include <memory>
@@ -14,7 +15,7 @@
 #include "video/ChannelFixture.h"
 
 namespace {
-bool threadsFail = false;
+std::atomic<bool> threadsFail{false};
 }
 
 // In front of the C library's.
