@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -17,7 +18,7 @@
 #include "video/ChannelFixture.h"
 
 namespace {
-bool threadsFail = false;
+std::atomic<bool> threadsFail{false};
 }
 
 // In front of the C library's.
@@ -86,7 +87,7 @@ TEST(Channel, GivesFramesFromBothGroupsInBothCodecsAndTakesItsLeave) {
   }
 }
 
-TEST(Channel, TellsTheHostThatNothingComesAtTheReceiveTimeoutsPace) {
+TEST(Channel, ReportsThatNothingComesAtTheReceiveTimeoutsPace) {
   ScriptedCamera camera(2);
   Host host;
   auto& capture = host.Open(camera, 2, sarnevo::CodecMJPEG);
