@@ -19,7 +19,7 @@ mkdir -p "$results"
 # Other tests may not need them, so that they aren't in packages.txt.
 scripts/install-packages gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good ffmpeg >&2 || true
 cmake --preset release -B build/bench -DKOLVEX_TESTS=OFF -DKOLVEX_TOOLS=OFF >/dev/null
-cmake --build build/bench --target bench_micro bench_e2e bench_scale bench_io bench_idle >&2
+cmake --build build/bench --target bench_micro bench_e2e bench_scale bench_io bench_idle bench_console >&2
 bin=build/bench/bench
 own() { tests/support/in-namespace "$@"; }
 
@@ -94,6 +94,7 @@ if [ -n "$growth" ]; then
   part storm own "$bin/bench_scale" --json "$results/storm.json"
   part io own "$bin/bench_io" --windows 6 --json "$results/io.json"
   part idle own "$bin/bench_idle" --windows 2 --json "$results/idle.json"
+  part console own "$bin/bench_console"
 fi
 part micro micro
 if command -v python3 >/dev/null; then
