@@ -122,7 +122,7 @@ Failure Explain(Outcome outcome, const QueryOptions& options, std::stop_token st
   }
   if (outcome == Outcome::Pending) {
     return {ExitCode::Camera, fmt::format("The camera at {} didn't answer in time: restart it, or give it more "
-                                          "with --timeout.",
+                                          "time.",
                                           options.place.Text())};
   }
   return {ExitCode::Camera,
