@@ -2,7 +2,7 @@
 #include <string_view>
 
 #include "FuzzTarget.h"
-#include "platform/VersionResource.h"
+#include "platform/ProductVersion.h"
 
 namespace {
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <memory>
-
 #include "kolvex/CDebugInfoIf.h"
 
 namespace sarnevo {
@@ -9,14 +7,15 @@ namespace sarnevo {
 /// One message on its way to the host; lives on the writer's stack while the sink looks at it.
 class CDebugInfo final : public CDebugInfoIf {
  public:
-  /// Copies @p text; null and the empty text both become null, as does one that there is no memory for.
-  CDebugInfo(u8 level, const char* text);
+  /// @param text  outlives this object; null and the empty text are both null to the host.
+  CDebugInfo(u8 level, const char* text) noexcept
+      : level_(level), text_(text != nullptr && *text != '\0' ? text : nullptr) {}
   u8 GetLevel() const override { return level_; }
-  const char* GetText() const override { return text_.get(); }
+  const char* GetText() const override { return text_; }
 
  private:
-  u8 level_;
-  std::unique_ptr<char[]> text_;
+  const u8 level_;
+  const char* const text_;
 };
 
 }  // namespace sarnevo

@@ -41,9 +41,7 @@ class CapabilityQuery {
   struct Run;
 
   bool IsRunning() noexcept;
-  bool StartThread(std::unique_ptr<Web::HttpRequest> request);
   static void Execute(Run& run) noexcept;
-  static bool Read(Run& run, u32& level) noexcept;
 
   const QueryTiming timing_;
   ipcapture::ICapabilityObserver* queryObserver_ = nullptr;  // the host's

@@ -4,8 +4,7 @@
 
 #include "driver/CapabilityQuery.h"
 #include "faults/Scene.h"
-#include "io/CKolvexGroup1DigitalIO.h"
-#include "io/CKolvexGroup2DigitalIO.h"
+#include "io/CGroupDigitalIO.h"
 #include "ptz/CGroup1PTZComm.h"
 #include "ptz/CPTZControl.h"
 #include "ptz/CPTZHandler.h"

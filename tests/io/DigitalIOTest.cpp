@@ -13,8 +13,7 @@
 #include <vector>
 
 #include "driver/CKolvexIPCaptureDriver.h"
-#include "io/CKolvexGroup1DigitalIO.h"
-#include "io/CKolvexGroup2DigitalIO.h"
+#include "io/CGroupDigitalIO.h"
 #include "io/CKolvexIOHandler.h"
 #include "platform/Clock.h"
 #include "support/CgiCamera.h"

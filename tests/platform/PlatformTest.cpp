@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 
 #include "platform/FileReplacement.h"
-#include "platform/VersionResource.h"
+#include "platform/ProductVersion.h"
 #include "support/TempFolder.h"
 #include "support/VersionImage.h"
 

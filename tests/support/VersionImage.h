@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "platform/ProductVersion.h"
-#include "platform/VersionResource.h"
 
 namespace sarnevo::platform {
 
