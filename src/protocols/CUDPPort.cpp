@@ -18,7 +18,6 @@ namespace sarnevo {
 
 using platform::JoinedDatagrams;
 using platform::Milliseconds;
-using platform::ReceiveResult;
 using platform::Socket;
 using platform::SocketAddress;
 using platform::SocketError;
@@ -309,8 +308,8 @@ void CUDPPort::Drain() noexcept {
   std::array<u8, 1024> dropped;
   SocketAddress from;
   for (int i = 0; i < kMaxDrained; ++i) {
-    const ReceiveResult got = socket_.TryReceiveFrom(dropped, from);
-    if (got.error != SocketError::TooLong && got.count == 0) {
+    const JoinedDatagrams got = socket_.TryReceiveJoined(dropped, from);
+    if (got.error != SocketError::TooLong && got.bytes == 0) {
       return;
     }
   }

@@ -10,7 +10,6 @@
 #include "platform/SharedEvent.h"
 #include "platform/SharedMemory.h"
 #include "platform/Thread.h"
-#include "threads/SpinAttempts.h"
 
 namespace sarnevo {
 
@@ -94,7 +93,13 @@ bool COptex::TryOnce(u32 self) noexcept {
 
 bool COptex::TryEnter() noexcept {
   const u32 self = platform::CurrentThreadId();
-  return SpinAttempts(SpinCount(), [this, self] { return TryOnce(self); });
+  // Without a pause in between: what it waits for is a few instructions of another processor away.
+  for (u32 spin = SpinCount(); !TryOnce(self); --spin) {
+    if (spin == 0) {
+      return false;
+    }
+  }
+  return true;
 }
 
 void COptex::Enter() noexcept {

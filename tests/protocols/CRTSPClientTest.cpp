@@ -162,7 +162,7 @@ TEST(CRTSPClient, RepliesAreReadByPosition) {
   }
   std::uint8_t byte = 0;
   platform::SocketAddress from;
-  EXPECT_EQ(named.TryReceiveFrom({&byte, 1}, from).error, platform::SocketError::WouldBlock)
+  EXPECT_EQ(named.TryReceiveJoined({&byte, 1}, from).error, platform::SocketError::WouldBlock)
       << "nothing goes there";
 }
 

@@ -278,7 +278,7 @@ TEST(StoppableThread, IsLetGoInTheHostAndInterruptedAnywhereElse) {
     ASSERT_TRUE(thread.Start("forced", [scene, held, body = bodies[static_cast<int>(place)]] {
       body();
       EXPECT_FALSE(CallHost([scene] { scene->words.Add("called"); }));
-      CallHostAfterLetGo([scene] { scene->words.Add("owed"); });
+      CallHost([scene] { scene->words.Add("owed"); }, true);
       scene->words.Add(own_thread::IsLetGo() ? "let go" : "waited for");
     }));
     ASSERT_TRUE(scene->inside.Wait(kLimit));
