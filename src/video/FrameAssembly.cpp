@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <new>
 
-#include "video/Mpeg4Header.h"
-
 namespace sarnevo {
 
 namespace {
@@ -16,11 +14,6 @@ constexpr std::size_t kMainJpegHeader = 8;
 
 FrameAssembly::FrameAssembly(const FrameRoute& route, u32 codec, JpegLayout layout, Activity& activity) noexcept
     : route_(route), codec_(codec), layout_(layout), activity_(activity) {}
-
-void FrameAssembly::SetPictureSize(u32 width, u32 height) noexcept {
-  width_ = width;
-  height_ = height;
-}
 
 void FrameAssembly::Add(std::span<const u8> payload, bool marker) noexcept {
   if (codec_ == CodecMJPEG) {
@@ -41,7 +34,7 @@ void FrameAssembly::Resynchronise() noexcept {
 
 void FrameAssembly::AddMjpeg(std::span<const u8> payload, bool marker) noexcept {
   if (needSync_) {
-    // Only the end of a frame tells where the next one starts.
+    // Only the end of a frame shows where the next one starts.
     if (marker) {
       needSync_ = false;
       atFrameStart_ = true;
@@ -111,9 +104,9 @@ bool FrameAssembly::DeliverMpeg4Frame() noexcept {
     if (!size) {
       return false;
     }
-    SetPictureSize(size->width, size->height);
+    size_ = *size;
   }
-  return DeliverMPEG4(route_, {.data = frameBuffer_, .width = width_, .height = height_, .isKey = keyFrame_});
+  return DeliverMPEG4(route_, frameBuffer_, size_, keyFrame_);
 }
 
 }  // namespace sarnevo
