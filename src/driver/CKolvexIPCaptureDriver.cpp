@@ -47,7 +47,7 @@ void CKolvexIPCaptureDriver::ReadConnection(IIPConnectionInfo* connection) {
   address_ = AskText(connection, &IIPConnectionInfo::GetAddress);
   port_ = Ask(connection, &IIPConnectionInfo::GetPort);
   userName_ = AskText(connection, &IIPConnectionInfo::GetUserName);
-  // Swapped in and the other wiped: a text that is moved may leave its characters behind.
+  // Swapped in and the other wiped: a text that is moved may keep its characters.
   std::string given = AskText(connection, &IIPConnectionInfo::GetPassword);
   password_.swap(given);
   platform::SecureErase(given);

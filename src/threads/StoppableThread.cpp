@@ -66,7 +66,7 @@ struct StoppableThread::Control {
     try {
       body();
     } catch (...) {
-      // A thread has nobody to tell; its objects tell by what they no longer do.
+      // A thread has nobody to report to; its objects show it by what they no longer do.
     }
     body = nullptr;  // what it owns goes before anybody hears of the end
     const std::lock_guard guard(lock);

@@ -18,7 +18,7 @@ class Activity {
   /// The channel gives a sign of life now.
   void TouchActivity() noexcept;
   /// The last sign of life is no older than @p timeout. False until the first; true when the clock was put
-  /// back behind it.
+  /// back to before it.
   bool IsActive(platform::Milliseconds timeout) noexcept;
 
  private:

@@ -24,7 +24,7 @@ void FrameAssembly::Add(std::span<const u8> payload, bool marker) noexcept {
 }
 
 // The kind goes with the frame: the torn tail of a key frame would otherwise pass for a whole one, and be a sign of
-// life while the host's picture stands still.
+// life while the host's picture is frozen.
 void FrameAssembly::Resynchronise() noexcept {
   frameBuffer_.clear();
   needSync_ = true;
