@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "FuzzTarget.h"
-#include "protocols/RtpHeader.h"
+#include "protocols/CRTPPacket.h"
 
 using kolvex_fuzz::Bytes;
 using kolvex_fuzz::Check;

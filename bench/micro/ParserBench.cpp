@@ -4,7 +4,7 @@
 #include <array>
 
 #include "TestFrame.h"
-#include "protocols/RtpHeader.h"
+#include "protocols/CRTPPacket.h"
 #include "video/JpegHeader.h"
 #include "video/Mpeg4Header.h"
 

@@ -112,7 +112,7 @@ void CIOBase::InitOutputs() {
 bool CIOBase::Stop() {
   const OwnerGuard owner(*this);
   if (!owner) {
-    // Another thread is at it, and may be waiting for this one. One that starts would overrun the wish.
+    // Another thread is in Start or Stop, and may be waiting for this one. A Start sees the mark and stops again.
     stopMissed_.store(true, std::memory_order_release);
     outputHandler_.RequestStop();
     inputThread_.RequestStop();
@@ -120,7 +120,7 @@ bool CIOBase::Stop() {
   }
   const bool result = EndThreads();
   ResetStates();
-  stopMissed_.store(false, std::memory_order_relaxed);  // that wish is fulfilled, too
+  stopMissed_.store(false, std::memory_order_relaxed);  // what was missed is done now, too
   return result;
 }
 

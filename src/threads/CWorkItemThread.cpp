@@ -21,10 +21,10 @@ bool CWorkItemThread::Start(const std::string& name) {
   }
   if (!wakeEvent_) {
     wakeEvent_.reset(new (std::nothrow) platform::Event);
-    if (!wakeEvent_ || !wakeEvent_->IsValid()) {
-      wakeEvent_.reset();
-      return false;
-    }
+  }
+  if (!wakeEvent_ || !wakeEvent_->IsValid()) {
+    wakeEvent_.reset();
+    return false;
   }
   running_.store(true, std::memory_order_release);
   return CSimpleThread::Start(name);

@@ -125,7 +125,7 @@ void CBaseCameraChannel::DoPass() noexcept {
       }
       StopStreamer();
       if (!terminate_.load(std::memory_order_relaxed)) {
-        StartStreamer();  // what a failure has made is used up by the next pass
+        StartStreamer();  // after a failure the next pass starts it again
       }
     }
   } else if (configured_ == 0) {

@@ -79,19 +79,18 @@ void FrameAssembly::AddMpeg4(std::span<const u8> payload, bool marker) noexcept 
   }
 }
 
-// False when the frame was dropped as too large.
+// False when the frame was dropped: it is too large, or there is no memory for it.
 bool FrameAssembly::Append(std::span<const u8> payload) noexcept {
   try {
     frameBuffer_.insert(frameBuffer_.end(), payload.begin(), payload.end());
+    if (frameBuffer_.size() <= kMaxFrameBytes) {
+      return true;
+    }
   } catch (const std::bad_alloc&) {
-    Resynchronise();  // the host's memory has run out; the stream goes on with the next frame
-    return false;
+    // The host's memory has run out; the stream goes on with the next frame.
   }
-  if (frameBuffer_.size() > kMaxFrameBytes) {
-    Resynchronise();
-    return false;
-  }
-  return true;
+  Resynchronise();
+  return false;
 }
 
 // False when what follows can't be understood without it.
