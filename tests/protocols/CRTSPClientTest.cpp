@@ -187,7 +187,7 @@ TEST(CRTSPClient, ACutReplyCountsAsFarAsItCame) {
         << "closed after " << whole.substr(0, length);
   }
   for (const std::size_t length : {std::size_t{0}, ports, blankLine, blankLine + 1}) {
-    ASSERT_EQ(Talk("S", 1, {whole.substr(0, length)}, Times(40ms)).results, length > blankLine ? "S" : "s")
+    ASSERT_EQ(Talk("S", 1, {whole.substr(0, length)}, Times(400ms)).results, length > blankLine ? "S" : "s")
         << "silent after " << whole.substr(0, length);
   }
   // A body of which something came is whole at a time-out.
