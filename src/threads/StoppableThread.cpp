@@ -197,7 +197,7 @@ bool EnterHost(bool evenIfLetGo) noexcept {
     return evenIfLetGo;
   }
   current->place.store(Place::Host, std::memory_order_seq_cst);
-  if (!current->barred.load(std::memory_order_seq_cst)) {
+  if (evenIfLetGo || !current->barred.load(std::memory_order_seq_cst)) {
     return true;
   }
   LeaveHost();
