@@ -36,9 +36,12 @@ class IIPVideoCapture {
   virtual bool ChangeFormat(u32 channel, IIPResolution* resolution, u32 frameInterval) = 0;  ///< slot 4
   /// Without effect.
   virtual u32 Reserved5() = 0;  ///< slot 5, always 0
-  /// Whether a channel runs: false when it doesn't. There is no more to learn: *status and *extra become 0, and text an
-  /// empty text. Waits for a StopCapture or ChangeFormat of the same driver on another thread.
-  /// @param status    left as it is when the channel doesn't run; this and the other pointers may be null
+  /// Whether a channel runs: false when it doesn't. There is no more to learn, and any pointer may be null. Waits for a
+  /// StopCapture or ChangeFormat of the same driver on another thread.
+  /// @param channel   from 0
+  /// @param status    gets 0; left as it is when the channel doesn't run
+  /// @param extra     gets 0
+  /// @param text      gets an empty text
   /// @param textSize  bytes
   virtual bool GetChannelStatus(u32 channel, u32* status, u32* extra, char* text,
                                 u32 textSize) = 0;  ///< slot 6
