@@ -228,7 +228,8 @@ constexpr auto kPresetCommands = std::to_array<PresetCommand>({
        Check(api.DeletePreposition(arguments.name.c_str()), arguments);
        Tell(common, {{"event", "deleted"}, {"name", arguments.name}}, "Deleted \"" + arguments.name + "\".");
      }},
-    {"current", "The position that the head is at, as far as the driver knows; after its start it mostly doesn't", false,
+    {"current",
+     "The position that the head is at, as far as the driver knows; after its start it mostly doesn't", false,
      [](const Common& common, IIPPTZApi& api, const Arguments&) {
        const std::string name = CurrentName(api);
        Tell(common, {{"event", "current"}, {"name", name.empty() ? nlohmann::json() : nlohmann::json(name)}},
