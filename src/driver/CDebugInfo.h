@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "kolvex/CDebugInfoIf.h"
 
 namespace sarnevo {
@@ -7,15 +9,14 @@ namespace sarnevo {
 /// One message on its way to the host; lives on the writer's stack while the sink looks at it.
 class CDebugInfo final : public CDebugInfoIf {
  public:
-  /// @param text  outlives this object; null and the empty text are both null to the host.
-  CDebugInfo(u8 level, const char* text) noexcept
-      : level_(level), text_(text != nullptr && *text != '\0' ? text : nullptr) {}
+  /// Copies @p text; null and the empty text both become null, as does one that there is no memory for.
+  CDebugInfo(u8 level, const char* text);
   u8 GetLevel() const override { return level_; }
-  const char* GetText() const override { return text_; }
+  const char* GetText() const override { return text_.get(); }
 
  private:
-  const u8 level_;
-  const char* const text_;
+  u8 level_;
+  std::unique_ptr<char[]> text_;
 };
 
 }  // namespace sarnevo
