@@ -1,7 +1,8 @@
 #!/bin/sh
 # Fails when the road of a packet has become more expensive than it may be: bench/check.sh. It compares the library
-# with a bare receiver in the same seconds and counts allocations and system calls, so that it holds on a busy
-# machine too. Both ends are guarded: packets that wait in the socket, and packets that come one after another. Under a minute once the library is built; builds it for itself, as it is shipped.
+# with a bare receiver in the same seconds and counts allocations, receives and waits, so that it holds on a busy machine
+# too. It looks at both ends: packets that wait in the socket, and packets that come one after another. Takes under a
+# minute once the library is built; builds it for itself, as it is shipped.
 set -eu
 cd "$(dirname "$0")/.."
 cmake --preset release -B build/bench -DKOLVEX_TESTS=OFF -DKOLVEX_TOOLS=OFF >/dev/null

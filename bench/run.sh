@@ -18,8 +18,8 @@ mkdir -p "$results"
 
 # Other tests may not need them, so that they aren't in packages.txt.
 scripts/install-packages gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good ffmpeg >&2 || true
-cmake --preset release -B build/bench -DKOLVEX_TESTS=OFF -DKOLVEX_TOOLS=OFF >/dev/null
-cmake --build build/bench --target bench_micro bench_e2e bench_scale bench_io bench_idle >&2
+cmake --preset release -B build/bench -DKOLVEX_TESTS=OFF >/dev/null
+cmake --build build/bench --target bench_e2e bench_scale bench_idle bench_console >&2
 bin=build/bench/bench
 own() { tests/support/in-namespace "$@"; }
 
@@ -50,7 +50,7 @@ else
   growth=1x4,125x4,250x4,375x4,500x4
 fi
 
-rm -f "$results"/*.md "$results"/{paced,e2e,one-by-one,joined,growth,storm,io,idle,micro}.json
+rm -f "$results"/*.md "$results"/{paced,e2e,one-by-one,joined,growth,storm,idle}.json
 # Each part's table goes to the terminal and into a file of its own.
 part() {
   local name=$1
@@ -72,13 +72,6 @@ machine() {
     echo 'FFmpeg is not installed: its rows are left out.'
   fi
 }
-micro() {
-  echo '```'
-  "$bin/bench_micro" --benchmark_min_time=0.1 --benchmark_out="$results/micro.json" --benchmark_out_format=json \
-    2>/dev/null
-  echo '```'
-}
-
 part machine machine
 part paced own "$bin/bench_e2e" --streams "$paced" --rounds 3 --seconds 0.4 --gstreamer 200 --ffmpeg 64 \
   --json "$results/paced.json"
@@ -92,10 +85,9 @@ part joined own "$bin/bench_e2e" --streams "$single" $effort --arrival joined --
 if [ -n "$growth" ]; then
   part growth-all own "$bin/bench_e2e" --streams "$growth" --rounds 3 --seconds 0.5 --json "$results/growth.json"
   part storm own "$bin/bench_scale" --json "$results/storm.json"
-  part io own "$bin/bench_io" --windows 6 --json "$results/io.json"
   part idle own "$bin/bench_idle" --windows 2 --json "$results/idle.json"
+  part console own "$bin/bench_console"
 fi
-part micro micro
 if command -v python3 >/dev/null; then
   bench/report make "$results"
 else

@@ -134,7 +134,7 @@ void ReadGroup1(Web::HttpRequest& request, const std::vector<std::string>& repli
   if (transcript.empty()) {
     return;
   }
-  Check(Says(replies, "HWADDR0"), "nothing is read from a camera that doesn't tell its address");
+  Check(Says(replies, "HWADDR0"), "nothing is read from a camera that doesn't say its address");
   const std::string begin = "setting 9: name MAC; B 0; A 1; value ";
   const std::size_t at = transcript.rfind(begin);
   Check(at != std::string::npos, "the address is published");
@@ -195,18 +195,18 @@ class Inputs : public CGroupDigitalIO, public ICaptureIOCallback {
   }
 
   void Poll(u32 count) {
-    told_.clear();
+    reported_.clear();
     Check(ReadInputs(count), "a failed read isn't reported");
-    Check(told_.empty() || told_.size() <= count, "each input is told once");
-    for (const auto& [index, state] : told_) {
+    Check(reported_.empty() || reported_.size() <= count, "each input is reported once");
+    for (const auto& [index, state] : reported_) {
       Check(index < count && (state == IOStateLow || state == IOStateHigh), "an input has one of two states");
       const auto known = states_.find(index);
-      Check(known == states_.end() || known->second != state, "only a change is told");
+      Check(known == states_.end() || known->second != state, "only a change is reported");
       states_[index] = state;
     }
-    Check(states_.empty() || states_.size() == count, "a reply tells of every input");
+    Check(states_.empty() || states_.size() == count, "a reply has every input");
   }
-  // Behind a poll whose reply was @p text.
+  // After a poll whose reply was @p text.
   void CheckStates(const std::string& text) {
     for (const auto& [index, state] : states_) {
       const std::string key = words_.inputKey + std::to_string(index + 1) + words_.inputKeyEnd;
@@ -215,13 +215,13 @@ class Inputs : public CGroupDigitalIO, public ICaptureIOCallback {
     }
   }
   void OnInputChanged(u32 index, u32 state) override {
-    Check(told_.emplace(index, state).second, "each input is told once");
+    Check(reported_.emplace(index, state).second, "each input is reported once");
   }
   void OnIOFailure() override { Check(false, "a failed read isn't reported"); }
 
  private:
   const DigitalIOWords& words_;
-  std::map<u32, u32> told_;
+  std::map<u32, u32> reported_;
   std::map<u32, u32> states_;
 };
 
@@ -244,7 +244,7 @@ void PollInputs(const DigitalIOWords& words, bool keepsOpen, std::size_t polls,
   Inputs inputs(words, &DriverOf(keepsOpen));
   for (std::size_t i = 0; i < polls; ++i) {
     inputs.Poll(4);
-    // An empty reply is none, and behind so many bytes the readers' limits differ.
+    // An empty reply is none, and after so many bytes the readers' limits differ.
     if (i < texts.size() && !texts[i].empty() && texts[i].size() < 65'000) {
       inputs.CheckStates(texts[i]);
     }

@@ -10,7 +10,7 @@ using kolvex_fuzz::Check;
 
 namespace {
 
-// What GetCgiValue gives, told by words instead of positions: for keys without terminators.
+// What GetCgiValue gives, found by words instead of positions: for keys without terminators.
 std::string ValueOf(const std::string& reply, const std::string& key, const std::string& stops) {
   for (std::size_t begin = 0; begin < reply.size();) {
     const std::size_t end = std::min(reply.find_first_of(stops, begin), reply.size());
@@ -52,12 +52,12 @@ FUZZ_TARGET(CgiText) {
 
   const std::string value = sarnevo::GetCgiValue(reply, key, "=", stops);
   if (!key.empty() && !stops.empty() && key.find_first_of(stops + "=") == key.npos) {
-    Check(value == ValueOf(reply, key, stops), "a value is what stands behind its key in one word");
+    Check(value == ValueOf(reply, key, stops), "a value is what comes after its key in one word");
   }
   Check(value.find_first_of(stops) == std::string::npos || stops.empty(), "a value ends at the terminators");
-  Check(value.empty() || reply.find(value) != std::string::npos, "a value stands in the reply");
+  Check(value.empty() || reply.find(value) != std::string::npos, "a value is in the reply");
 
-  // A buffer of exactly the room, on the heap, so that the sanitizer sees a write behind it.
+  // A buffer of exactly the room, on the heap, so that the sanitizer sees a write past it.
   std::string out(room, 'x');
   const char stop = stops.empty() ? '<' : stops[0];
   const bool found = sarnevo::ExtractCgiValue(reply, key, {out.data(), out.size()}, stop);
@@ -72,7 +72,7 @@ FUZZ_TARGET(CgiText) {
   const std::string_view ptzValue = sarnevo::FindCgiValue(reply, key, "=");
   Check(ptzValue.empty() || (ptzValue.data() > reply.data() &&
                              ptzValue.data() + ptzValue.size() <= reply.data() + reply.size()),
-        "a value lies in the reply, behind its key");
+        "a value lies in the reply, after its key");
   const std::size_t at = std::min(reply.find(key), reply.size());
   const std::size_t equals = reply.find('=', at);
   const std::string rest = at < reply.size() && equals != reply.npos ? reply.substr(equals + 1) : "";

@@ -39,10 +39,7 @@ class Stream {
     params.address = camera_.Address();
     params.port = camera_.HttpPort();
     params.codec = jpeg ? CodecMJPEG : CodecMPEG4;
-    params.settings[SettingCameraGroup] = group1 ? "1" : "2";
-    params.settings[SettingMaxQualityMPEG] = "3000";
-    params.settings[SettingMinQualityMPEG] = "256";
-    params.settings[SettingBitrateList] = "256,512,768,1000,1500,2000,3000,e";
+    params.settings = kolvex_test::CameraSettings(group1 ? "1" : "2", "10000");
     driver_.SetChannelTiming({.streamPass = 100ms,
                               .pause = 1ms,
                               .receiveTimeout = 1h,
@@ -57,7 +54,7 @@ class Stream {
     receiver_.SetUser(channel_.get());
     Check(channel_->Start(40, 352, 288, 60), "the channel starts");
     Check(camera_.log.WaitFor("PLAY"), "the stream starts");
-    // The gate opens a moment behind the reply to PLAY.
+    // The gate opens a moment after the reply to PLAY.
     for (int i = 0; !Probe(); ++i) {
       Check(i < 10'000, "a good frame passes");
       std::this_thread::sleep_for(1ms);
@@ -100,7 +97,7 @@ class Stream {
   std::string Address() const { return std::string("127.0.9.") + (jpeg_ ? "1" : "2") + (group1_ ? "1" : "2"); }
 
   void Deliver(const std::vector<u8>& datagram) {
-    // Of exactly its size, so that the sanitizer sees a read behind it.
+    // Of exactly its size, so that the sanitizer sees a read past it.
     const std::unique_ptr<u8[]> exact(new u8[datagram.size()]);
     std::memcpy(exact.get(), datagram.data(), datagram.size());
     receiver_.DataReceived(&receiver_.Port(), nullptr, exact.get(), static_cast<u32>(datagram.size()));

@@ -12,7 +12,7 @@ namespace kolvex_fuzz {
 /// Walks through the segments in front of the scan of a JPEG file (ITU-T T.81, B.1.1) as a decoder would. Written
 /// from the standard alone, so that it shares no table and no size with the writer. Stops the program unless the
 /// file can be decoded up to its scan: SOI, two tables, for group 2 the restart interval, a frame header with the
-/// size that the host was told, the four Huffman tables, each whole in itself, a scan header that fits them.
+/// size that the host got, the four Huffman tables, each whole in itself, a scan header that fits them.
 class JpegCheck {
  public:
   /// What the camera has a say in. The scan holds the end of image only if the camera sent one.

@@ -41,7 +41,7 @@ class PresetModel {
       : channel_(channel), persist_(persist), fixed_(fixed), limit_(limit), file_(file) {}
 
   bool cameraRefuses = false;
-  std::string told;  ///< the commands that the camera gets
+  std::string sent;  ///< the commands that the camera gets
 
   void Load() {
     list_.clear();
@@ -143,7 +143,7 @@ class PresetModel {
   static Position Placeholder(u32 slot) { return {slot, L"empty p" + std::to_wstring(slot) + L" "}; }
 
   bool Command(const char* what, u32 slot) {
-    told += what + std::string(" ") + std::to_string(slot) + ";";
+    sent += what + std::string(" ") + std::to_string(slot) + ";";
     return !cameraRefuses;
   }
 

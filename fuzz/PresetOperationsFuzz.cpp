@@ -27,7 +27,7 @@ constexpr u32 kChannels = 2;
 class Camera : public IPrepositionComm {
  public:
   bool refuses = false;
-  std::string told;
+  std::string sent;
 
   bool StorePreset(u32 slot) override { return Note("store", slot); }
   bool GotoPreset(u32 slot, u32) override { return Note("go", slot); }
@@ -36,7 +36,7 @@ class Camera : public IPrepositionComm {
 
  private:
   bool Note(const char* what, u32 slot) {
-    told += what + std::string(" ") + std::to_string(slot) + ";";
+    sent += what + std::string(" ") + std::to_string(slot) + ";";
     return !refuses;
   }
 };
@@ -169,9 +169,9 @@ class Run {
     }
     Check(list.GetCurrentPreposition(name) == !model.Current().empty() && name == model.Current(),
           "the camera is where the list says");
-    Check(camera_.told == model.told, "the camera is told what it should be");
-    camera_.told.clear();
-    model.told.clear();
+    Check(camera_.sent == model.sent, "the camera gets what it should");
+    camera_.sent.clear();
+    model.sent.clear();
     if (fileToo && file_.writable) {
       CompareFile();
     }

@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "FuzzTarget.h"
-#include "protocols/RtpHeader.h"
+#include "protocols/CRTPPacket.h"
 
 using kolvex_fuzz::Bytes;
 using kolvex_fuzz::Check;
@@ -11,7 +11,7 @@ namespace {
 
 // Whether a word that is kept as it was sent is what is there.
 template <typename Word>
-bool Stands(Word word, Bytes at) {
+bool IsAt(Word word, Bytes at) {
   return std::memcmp(&word, at.data(), sizeof(word)) == 0;
 }
 
@@ -44,12 +44,12 @@ FUZZ_TARGET(RtpHeader) {
         "flags and type");
   Check(packet->sequence == input[2] * 256U + input[3], "the sequence number");
   Check(packet->timestamp == ((input[4] * 256U + input[5]) * 256U + input[6]) * 256U + input[7], "the time");
-  Check(Stands(packet->ssrc, input.subspan(8)), "the source");
+  Check(IsAt(packet->ssrc, input.subspan(8)), "the source");
   Check(packet->csrcCount == sources && packet->csrcList == (sources != 0 ? input.data() + 12 : nullptr),
         "a list only where there are sources");
   Check(packet->extensionLength == words &&
             packet->extensionData == (isExtended ? input.data() + 16 + 4 * sources : nullptr) &&
-            (!isExtended || Stands(packet->extensionProfile, input.subspan(12 + 4 * sources))),
+            (!isExtended || IsAt(packet->extensionProfile, input.subspan(12 + 4 * sources))),
         "the extension");
   Check(packet->payload == input.data() + size && packet->payloadSize == input.size() - size,
         "the payload goes on to the datagram's end, padding and all");

@@ -33,7 +33,7 @@ class StreamModel {
     if (!packet) {
       return std::nullopt;
     }
-    // 0 also stands for "none yet": any number passes after it.
+    // 0 also means "none yet": any number passes after it.
     if (last_ != 0 && static_cast<std::uint16_t>(last_ + 1) != packet->sequence) {
       Lose();
     }
@@ -63,7 +63,7 @@ class StreamModel {
     return End(std::move(frame), answer);
   }
 
-  /// What was told with an MPEG-4 key frame, for it and those that follow.
+  /// What came with an MPEG-4 key frame, for it and those that follow.
   std::uint32_t width = 0;
   std::uint32_t height = 0;
   bool IsKey() const { return key_; }

@@ -2,7 +2,7 @@
 #include <string_view>
 
 #include "FuzzTarget.h"
-#include "platform/VersionResource.h"
+#include "platform/ProductVersion.h"
 
 namespace {
 
@@ -50,11 +50,11 @@ FUZZ_TARGET(VersionResource) {
   Check((U(input, U(input, 0x3C, 4) + 24, 2) | 0x300) == 0x30B, "of one of the two forms");
   const std::uint32_t high = std::uint32_t{version->major} << 16 | version->minor;
   const std::uint32_t low = std::uint32_t{version->build} << 16 | version->revision;
-  bool stands = false;
-  for (std::size_t at = 0; at + 92 <= input.size() && !stands; ++at) {
-    stands = U(input, at, 2) >= 92 && U(input, at + 2, 2) >= 52 &&
-             std::equal(kKey.begin(), kKey.end(), input.begin() + static_cast<std::ptrdiff_t>(at + 6)) &&
-             U(input, at + 40, 4) == 0xFEEF'04BD && U(input, at + 56, 4) == high && U(input, at + 60, 4) == low;
+  bool found = false;
+  for (std::size_t at = 0; at + 92 <= input.size() && !found; ++at) {
+    found = U(input, at, 2) >= 92 && U(input, at + 2, 2) >= 52 &&
+            std::equal(kKey.begin(), kKey.end(), input.begin() + static_cast<std::ptrdiff_t>(at + 6)) &&
+            U(input, at + 40, 4) == 0xFEEF'04BD && U(input, at + 56, 4) == high && U(input, at + 60, 4) == low;
   }
-  Check(stands, "a version is in the file, in a whole version resource");
+  Check(found, "a version is in the file, in a whole version resource");
 }

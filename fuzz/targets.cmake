@@ -1,4 +1,4 @@
-# The fuzz targets; each is a file of this name with Fuzz.cpp behind it and a folder in corpus/.
+# The fuzz targets; each is a file of this name with Fuzz.cpp after it and a folder in corpus/.
 set(KOLVEX_FUZZ_TARGETS
   CameraReplies CgiText ChannelPackets ConsoleRequest FrameAssembly HttpReplies Mpeg4Header PresetFile PresetOperations RtcpReports
   RtpHeader RtspDialogue VersionResource XmlPaths)

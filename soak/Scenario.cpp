@@ -57,7 +57,7 @@ struct Run {
   }
 
   // An operation on the stored positions. Whatever fails, list and file are each as before or as wanted; what
-  // is told as done is so in both.
+  // is reported as done is so in both.
   template <typename Order>
   void Change(IIPPTZApi& head, const char* what, const std::string& wanted, Order order) {
     const std::string fileBefore = NamesInFile(host), listBefore = NamesInList(head);
@@ -79,7 +79,7 @@ struct Run {
 
   // A request that the camera doesn't answer leaves what it is about out of a query that is done.
   void AskCamera() {
-    static u64 whole[3];  // what a query tells when nothing fails, for each group
+    static u64 whole[3];  // what a query says when nothing fails, for each group
     u64& expected = whole[host.group == "1" ? 1 : 2];
     Do("the query", [&] {
       const bool done = Query(library, host);

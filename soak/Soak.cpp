@@ -28,7 +28,7 @@ constexpr std::array<const char*, 4> kNames{"descriptors", "threads", "blocks", 
 constexpr Sample kMayRise{0.5, 0.5, 0.5, 1024};
 
 Sample Take() {
-  Await(std::chrono::seconds(2), [] { return Threads() == 1; });
+  Eventually([] { return Threads() == 1; });
   long pages = 0;
   std::ifstream("/proc/self/statm") >> pages >> pages;
   return {static_cast<double>(Descriptors()), static_cast<double>(Threads()), static_cast<double>(LiveBlocks()),

@@ -48,7 +48,7 @@ std::string Address() { return "00:11:22:33:44:55 of " + std::to_string(getpid()
     Host again(c.group, 1, Address());
     good = RunScenario(library, again) && good;
   } else {
-    if (!Await(std::chrono::seconds(2), [&] { return Threads() == 1; })) {
+    if (!Eventually([&] { return Threads() == 1; })) {
       std::fprintf(stderr, "  %ld threads stay\n", Threads() - 1);
       good = false;
     }

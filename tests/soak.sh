@@ -4,7 +4,7 @@
 #   tests/soak.sh             all in turn, about two hours on two quiet cores
 #   tests/soak.sh sweep       each request of the library for memory, a socket, a bound port, a connection, a
 #                             thread, an open file, a write, a flush or a rename fails once, each in a process of
-#                             its own; then the same, and all that follow fail too until the host is told
+#                             its own; then the same, and all that follow fail too until the host hears of it
 #   tests/soak.sh cold        the same in processes in which nothing has been set up; every tenth for memory
 #   tests/soak.sh soak        10,000 restarts of streams, drivers opened and closed, operations on stored
 #                             positions, and 1,000 queries; what the process holds must stay level

@@ -67,10 +67,11 @@ struct Place {
   SentCounts sent;
   Arrivals arrivals;
   CallCounts calls;
+  std::atomic<std::uint64_t> requests{0};  ///< CGI requests that its cameras have answered
 };
 
 /// What sender, receivers and the measuring process tell each other, in memory that they share. Every counter
-/// stands for itself, so that relaxed order is enough for it.
+/// is read by itself, so that relaxed order is enough for it.
 struct Board {
   static constexpr int kPlaces = 5;
   static constexpr int kNobody = -1;

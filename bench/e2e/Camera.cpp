@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "support/Listener.h"
@@ -15,10 +16,9 @@ namespace kolvex_bench {
 
 namespace {
 
-constexpr std::uint16_t kCgiPort = 80;
-constexpr std::uint16_t kRtspPort = 554;
 constexpr int kCamerasPerNet = 250;
 constexpr int kLookMs = 50;  // longest time until an absence shows
+constexpr std::string_view kInputs = "ret=200&gpio1=0&gpio2=1&relay1=0&relay2=0\r\n";
 
 }  // namespace
 
@@ -30,14 +30,14 @@ int CameraIndex(std::uint32_t address) {
   return static_cast<int>(address >> 8 & 0xFF) * kCamerasPerNet + static_cast<int>(address & 0xFF) - 1;
 }
 
-CameraControl::CameraControl(std::span<StreamTarget> targets, int cameras)
-    : targets_(targets), cameras_(cameras) {
+CameraControl::CameraControl(Place& place, int cameras, CameraPorts ports)
+    : place_(place), cameras_(cameras), ports_(ports) {
   Listen();
 }
 
 void CameraControl::Listen() {
-  cgi_ = ListenOn(kCgiPort);
-  rtsp_ = ListenOn(kRtspPort);
+  cgi_ = ListenOn(ports_.cgi);
+  rtsp_ = ports_.rtsp != 0 ? ListenOn(ports_.rtsp) : -1;
 }
 
 void CameraControl::Leave() {
@@ -47,7 +47,7 @@ void CameraControl::Leave() {
     close(connection.descriptor);
   }
   connections_.clear();
-  for (StreamTarget& target : targets_) {
+  for (StreamTarget& target : place_.targets) {
     target.playing = false;
   }
 }
@@ -101,7 +101,7 @@ bool CameraControl::Read(Connection& connection) {
   const ssize_t count = recv(connection.descriptor, bytes, sizeof(bytes), 0);
   if (count <= 0) {
     if (connection.rtsp) {
-      targets_[static_cast<std::size_t>(connection.camera)].playing = false;
+      place_.targets[static_cast<std::size_t>(connection.camera)].playing = false;
     }
     return false;
   }
@@ -116,14 +116,23 @@ bool CameraControl::Read(Connection& connection) {
 }
 
 bool CameraControl::Answer(Connection& connection, const std::string& request) {
-  const std::string answer = connection.rtsp ? AnswerRtsp(connection, request)
-                                             : "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nret=200\r\n";
+  std::string answer;
+  bool keep = true;
+  if (connection.rtsp) {
+    answer = AnswerRtsp(connection, request);
+  } else {
+    keep = ports_.keepsConnections && request.find("Connection: close") == request.npos;
+    answer = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(kInputs.size()) +
+             (keep ? "\r\nConnection: keep-alive" : "\r\nConnection: close") + "\r\n\r\n" +
+             std::string(kInputs);
+    place_.requests.fetch_add(1, std::memory_order_relaxed);
+  }
   send(connection.descriptor, answer.data(), answer.size(), MSG_NOSIGNAL);
-  return connection.rtsp;
+  return keep;
 }
 
 std::string CameraControl::AnswerRtsp(Connection& connection, const std::string& request) {
-  StreamTarget& target = targets_[static_cast<std::size_t>(connection.camera)];
+  StreamTarget& target = place_.targets[static_cast<std::size_t>(connection.camera)];
   const std::size_t count = request.find("CSeq: ");
   const std::string head =
       "RTSP/1.0 200 OK\r\n" + request.substr(count, request.find("\r\n", count) - count) + "\r\n";

@@ -8,7 +8,6 @@
 #include <string>
 #include <thread>
 
-#include "e2e/SystemCalls.h"
 #include "support/Statistics.h"
 
 namespace kolvex_bench {
@@ -64,7 +63,7 @@ class Comparison {
   nlohmann::json Run() {
     for (int round = 0; round <= effort_.rounds; ++round) {
       for (std::size_t i = 0; i < modes_.size(); ++i) {
-        // Each round begins with another one, so that none is always behind the same neighbour.
+        // Each round begins with another one, so that none is always after the same neighbour.
         const std::size_t at = (i + static_cast<std::size_t>(round)) % modes_.size();
         if (round == 0) {
           // For memory and caches to settle, and for each MPEG-4 stream to have had a key frame.
@@ -162,7 +161,6 @@ class Comparison {
       all.frames += window.frames;
       all.dropped += window.dropped;
       all.complete += window.complete;
-      all.seconds += window.seconds;
     }
     nlohmann::json row{{"streams", plan_.streams},
                        {"framesPerSecond", plan_.framesPerSecond},
@@ -172,12 +170,8 @@ class Comparison {
                        {"receiver", mode.name},
                        {"nsPerPacket", Json(SpreadOf(cost))},
                        {"ratio", Json(SpreadOf(ratio))},
-                       {"packetsPerFrame", all.packets / all.frames},
-                       {"packetsPerSecond", all.packets / all.seconds},
                        {"percentOfCore", Json(SpreadOf(share))},
-                       {"packetsSent", all.packets},
-                       {"packetsDroppedByKernel", all.dropped},
-                       {"framesSent", all.frames}};
+                       {"packetsDroppedByKernel", all.dropped}};
     if (mode.who == Bare || mode.who == Library) {
       row["framesMissing"] = all.frames - all.complete;
       row["framesPercent"] = 100 * all.complete / all.frames;
@@ -189,7 +183,7 @@ class Comparison {
     return row;
   }
 
-  // What the process asks of the system, in turns of their own since counting and tracing take time.
+  // What the process asks of the system, in a turn of its own since counting takes time.
   void AddDetails(const Mode& mode, nlohmann::json& row) {
     Place& place = PlaceOf(mode);
     CallCounts& calls = place.calls;
@@ -202,39 +196,12 @@ class Comparison {
     const ProcessFacts after = lineup_.Facts(mode.who);
     const auto sent = static_cast<double>(place.sent.packets - packets);
     row["waitsPerPacket"] = (after.voluntary - before.voluntary) / sent;
-    row["preemptionsPerPacket"] = (after.involuntary - before.involuntary) / sent;
     row["threads"] = after.threads;
-    row["residentKb"] = after.residentKb;
     row["proportionalKb"] = after.proportionalKb;
     if (mode.who == Bare || mode.who == Library) {
       row["allocationsPerPacket"] = static_cast<double>(calls.allocations - counted[0]) / sent;
-      row["receivesPerPacket"] = static_cast<double>(calls.receives - counted[1]) / sent;
-      row["pollsPerPacket"] = static_cast<double>(calls.polls - counted[2]) / sent;
-      AddTrace(mode, row);
-    }
-  }
-
-  void AddTrace(const Mode& mode, nlohmann::json& row) {
-    constexpr int kMostTraced = 16;  // streams; with more a traced receiver loses nearly all
-    if (plan_.streams > kMostTraced || plan_.arrival == Arrival::Paced) {
-      return;
-    }
-    Place& place = PlaceOf(mode);
-    const std::uint64_t packets = place.sent.packets;
-    const double dropped = DroppedDatagrams();
-    const CallsByName calls =
-        TraceSystemCalls(lineup_.Ids(mode.who), [&] { Serve(mode, effort_.windowSeconds, 2s); });
-    // A traced receiver is slow; what the kernel had to drop it didn't call for.
-    const auto sent = static_cast<double>(place.sent.packets - packets);
-    const double lost = DroppedDatagrams() - dropped;
-    const double received = lost > 0 ? sent - lost : sent;
-    double sum = 0;
-    for (const auto& [name, count] : calls) {
-      row["callsPerPacketByName"][name] = count / received;
-      sum += count / received;
-    }
-    if (!calls.empty()) {
-      row["callsPerPacket"] = sum;
+      const std::uint64_t all = calls.receives - counted[1] + calls.polls - counted[2];
+      row["callsPerPacket"] = static_cast<double>(all) / sent;
     }
   }
 

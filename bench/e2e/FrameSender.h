@@ -7,13 +7,13 @@
 #include <cstdint>
 #include <vector>
 
-#include "TestFrame.h"
+#include "e2e/TestFrame.h"
 #include "e2e/Plan.h"
 #include "e2e/Stamp.h"
 
 namespace kolvex_bench {
 
-/// Where the sender stands in one stream.
+/// How far the sender is in one stream.
 struct StreamState {
   std::uint16_t sequence = 0;
   std::uint32_t time = 0;  ///< RTP time stamp of the frame under way

@@ -9,14 +9,6 @@ namespace {
 
 constexpr const char* kPacketPath = "library up to the whole frame";
 
-// Where the system forbids tracing, what the library asks of the sockets stands for all calls.
-double CallsOf(const nlohmann::json& row) {
-  if (row.contains("callsPerPacket")) {
-    return row["callsPerPacket"];
-  }
-  return row["receivesPerPacket"].get<double>() + row["pollsPerPacket"].get<double>();
-}
-
 void Expect(double value, double most, const std::string& what, std::vector<std::string>& violations) {
   if (value > most) {
     char text[160];
@@ -48,7 +40,7 @@ std::vector<std::string> Violations(const nlohmann::json& rows, const Limits& li
     if (paced) {
       Expect(row["waitsPerPacket"], limits.pacedWaitsPerPacket, what + ", waits per packet", violations);
     }
-    Expect(CallsOf(row), paced ? limits.pacedCallsPerPacket : limits.callsPerPacket,
+    Expect(row["callsPerPacket"], paced ? limits.pacedCallsPerPacket : limits.callsPerPacket,
            what + ", system calls per packet", violations);
     Expect(row["allocationsPerPacket"], limits.allocationsPerPacket, what + ", allocations per packet",
            violations);

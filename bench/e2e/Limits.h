@@ -9,7 +9,7 @@ namespace kolvex_bench {
 /// What the library may take at most.
 struct Limits {
   double packetPathRatio = 1.5;         ///< up to the whole frame, processor time against the bare receiver
-  double callsPerPacket = 1.1;          ///< system calls: one receive, and what the workers do once a second
+  double callsPerPacket = 1.1;          ///< receives and polls: one, and what the workers do once a second
   double pacedRatio = 0.8;              ///< the same of packets that come one after another, up to OnFrame
   double pacedWaitsPerPacket = 0.25;    ///< sleeps and waits in the receive; the bare receiver has about one
   double pacedCallsPerPacket = 1.3;     ///< receives: one for each packet, and a look before each wait

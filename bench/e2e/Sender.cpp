@@ -141,7 +141,7 @@ void StartSender(Processes& processes, const Plan& plan, Board& board, int rtspP
 }
 
 void RunSender(const Plan& plan, Board& board, int rtspPlace, void (*ready)()) {
-  CameraControl control(board.places[static_cast<std::size_t>(rtspPlace)].targets, plan.streams);
+  CameraControl control(board.places[static_cast<std::size_t>(rtspPlace)], plan.streams);
   std::thread([&] { control.Serve(board.absent); }).detach();
   const auto states = std::make_unique<States>();
   FrameSender sender(plan);

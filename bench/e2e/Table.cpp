@@ -39,42 +39,27 @@ std::string Streams(const nlohmann::json& row) {
               row["mixed"].get<bool>() ? " mixed" : "", distance > 0 ? Text(", %d us", distance).c_str() : "");
 }
 
-void PrintCost(const nlohmann::json& row) {
-  const double perFrame =
-      row["nsPerPacket"]["median"].get<double>() * row["packetsPerFrame"].get<double>() / 1e3;
+void Print(const nlohmann::json& row) {
   std::printf(
-      "| %s | %s | %s | %.0f | %s | %.1f | %s | %s | %s |\n", Streams(row).c_str(),
+      "| %s | %s | %s | %s | %.1f | %s | %s | %s | %.0f | %s | %s | %.0f |\n", Streams(row).c_str(),
       row["receiver"].get<std::string>().c_str(), SpreadText(row, "nsPerPacket", "%.0f (%.0f to %.0f)").c_str(),
-      perFrame, SpreadText(row, "ratio", "%.2f (%.2f to %.2f)").c_str(),
-      row["percentOfCore"]["median"].get<double>(), Number(row, "waitsPerPacket", "%.2f").c_str(),
-      Number(row, "callsPerPacket", "%.2f").c_str(), Number(row, "allocationsPerPacket", "%.4f").c_str());
-}
-
-void PrintArrival(const nlohmann::json& row) {
-  const int streams = row["streams"];
-  std::printf("| %s | %s | %.0f | %.0f | %s | %s | %s | %.0f | %.0f |\n", Streams(row).c_str(),
-              row["receiver"].get<std::string>().c_str(), row["packetsSent"].get<double>(),
-              row["packetsDroppedByKernel"].get<double>(), Number(row, "framesPercent", "%.2f%%").c_str(),
-              Number(row, "framesMissing", "%.0f").c_str(), Delays(row).c_str(), row["threads"].get<double>(),
-              row["proportionalKb"].get<double>() / streams);
+      SpreadText(row, "ratio", "%.2f (%.2f to %.2f)").c_str(), row["percentOfCore"]["median"].get<double>(),
+      Number(row, "waitsPerPacket", "%.2f").c_str(), Number(row, "callsPerPacket", "%.2f").c_str(),
+      Number(row, "allocationsPerPacket", "%.4f").c_str(), row["packetsDroppedByKernel"].get<double>(),
+      Number(row, "framesPercent", "%.2f%%").c_str(), Delays(row).c_str(),
+      row["proportionalKb"].get<double>() / row["streams"].get<int>());
 }
 
 }  // namespace
 
-void PrintTables(const nlohmann::json& rows) {
+void PrintTable(const nlohmann::json& rows) {
   std::printf(
-      "| streams | receiver | ns/packet | us/frame | ratio | %% of a core | waits/packet | system calls/packet "
-      "| "
-      "allocations/packet |\n|---|---|---:|---:|---:|---:|---:|---:|---:|\n");
+      "| streams | receiver | ns/packet | ratio | %% of a core | waits/packet | receives and polls/packet | "
+      "allocations/packet | "
+      "dropped by the kernel | frames complete | last packet to frame, us: p50 / p99 / max | kB/stream |\n"
+      "|---|---|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|\n");
   for (const auto& row : rows) {
-    PrintCost(row);
-  }
-  std::printf(
-      "\n| streams | receiver | packets sent | dropped by the kernel | frames complete | frames missing | last "
-      "packet "
-      "to frame, us: p50 / p99 / max | threads | kB/stream |\n|---|---|---:|---:|---:|---:|---:|---:|---:|\n");
-  for (const auto& row : rows) {
-    PrintArrival(row);
+    Print(row);
   }
   std::fflush(stdout);
 }

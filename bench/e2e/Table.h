@@ -4,7 +4,7 @@
 
 namespace kolvex_bench {
 
-/// Prints the results as two Markdown tables with a row for each receiver: what it costs, and what arrives.
-void PrintTables(const nlohmann::json& rows);
+/// Prints the results as a Markdown table with a row for each receiver: what it costs, and what arrives.
+void PrintTable(const nlohmann::json& rows);
 
 }  // namespace kolvex_bench

@@ -62,7 +62,7 @@ int Check(const Plan& plan, const Effort& effort, Board& board) {
     std::vector<std::string> violations;
     try {
       const nlohmann::json rows = Compare(plan, effort, board, {Bare, Library});
-      PrintTables(rows);
+      PrintTable(rows);
       violations = Violations(rows, {});
     } catch (const std::runtime_error& failure) {
       violations.emplace_back(
@@ -139,7 +139,7 @@ int Run(int argc, char** argv) {
     }
     rows.insert(rows.end(), compared.begin(), compared.end());
   }
-  PrintTables(rows);
+  PrintTable(rows);
   if (!jsonFile.empty()) {
     std::ofstream(jsonFile) << rows.dump(2) << "\n";
   }

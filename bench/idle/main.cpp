@@ -1,12 +1,15 @@
-// What cameras cost that give nothing: processor time and memory of each, with its threads. Every state is a
-// process with many such cameras, and one with a single one, which carries what a process needs once; all run at
-// once. Needs a network namespace of its own (bench/run.sh).
+// What cameras cost that give no video: processor time and memory of each, with its threads. They are idle, absent or
+// silent, or their inputs are polled, which a bare poller does too. Every state is a process with many such cameras, and
+// one with a single one, which carries what a process needs once; all run at once. Needs a network namespace of its own
+// (bench/run.sh).
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <deque>
@@ -16,8 +19,10 @@
 #include <vector>
 
 #include "e2e/Camera.h"
+#include "idle/BarePoller.h"
 #include "kolvex/ICaptureIOApi.h"
 #include "support/HostCamera.h"
+#include "support/Listener.h"
 #include "support/Main.h"
 #include "support/Processes.h"
 #include "support/Statistics.h"
@@ -31,8 +36,12 @@ constexpr std::uint16_t kControlPort = 80;       // CameraControl's: it answers 
 constexpr std::uint16_t kRefusedPort = 8001;     // nobody listens
 constexpr std::uint16_t kUnansweredPort = 8002;  // connects get no answer at all
 constexpr std::uint16_t kSilentPort = 8003;      // connects succeed, and that is all
+// Requests are answered; the connection is then closed or kept. What polls there is counted together.
+constexpr CameraPorts kClosing{8004, 0, false};
+constexpr CameraPorts kKeeping{8005, 0, true};
+constexpr double kPollSeconds = 2;
 
-enum class Use { Open, Capture, Inputs };
+enum class Use { Open, Capture, Inputs, InputsAndOutput, Bare };
 
 struct State {
   const char* name;
@@ -48,19 +57,24 @@ constexpr State kStates[] = {
     {"inputs, connection refused", Use::Inputs, kRefusedPort},
     {"inputs, connect unanswered", Use::Inputs, kUnansweredPort},
     {"inputs, says nothing", Use::Inputs, kSilentPort},
+    {"inputs, bare poller, connection closed", Use::Bare, kClosing.cgi},
+    {"inputs, connection closed", Use::Inputs, kClosing.cgi},
+    {"inputs, bare poller, connection kept", Use::Bare, kKeeping.cgi},
+    {"inputs, connection kept", Use::Inputs, kKeeping.cgi},
+    {"inputs and an output, connection kept", Use::InputsAndOutput, kKeeping.cgi},
 };
 
 class IdleCamera : public HostCamera, public sarnevo::ICaptureIOCallback {
  public:
-  IdleCamera(int index, std::uint16_t port)
-      : HostCamera(CameraAddress(index), sarnevo::CodecMJPEG), port_(port) {}
+  IdleCamera(int index, const State& state) : HostCamera(CameraAddress(index)), state_(state) {}
 
-  void Begin(const DriverLibrary& library, Use use) {
+  void Begin(const DriverLibrary& library) {
+    const Use use = state_.use;
     auto* const driver = library.create();
     bool good = driver->Open(nullptr, this, this);
     if (good && use == Use::Capture) {
       good = driver->GetVideoCapture()->StartCapture(0, this, this);
-    } else if (good && use == Use::Inputs) {
+    } else if (good && use != Use::Open) {
       good = driver->GetCaptureIO()->SetCallback(this) && driver->GetCaptureIO()->Start();
     }
     if (!good) {
@@ -68,8 +82,9 @@ class IdleCamera : public HostCamera, public sarnevo::ICaptureIOCallback {
     }
   }
 
-  u16 GetPort() override { return port_; }
+  u16 GetPort() override { return state_.port; }
   u32 GetInputCount() override { return 2; }
+  u32 GetOutputCount() override { return state_.use == Use::InputsAndOutput ? 1 : 0; }
   bool OnFrame(sarnevo::ipcapture::IFrame* /*frame*/) override { return true; }
   void OnInputChanged(u32 /*index*/, u32 /*state*/) override {}
   void OnIOFailure() override {}
@@ -78,32 +93,25 @@ class IdleCamera : public HostCamera, public sarnevo::ICaptureIOCallback {
   void Slot4() override {}
 
  private:
-  const std::uint16_t port_;
+  const State& state_;
 };
 
-// Begins with all cameras, spread over some seconds as in life; they go with the process.
+// Begins with all cameras, spread evenly over two rounds of polls; they go with the process.
 void Begin(const State& state, int first, int count) {
   const DriverLibrary library(KOLVEX_LIBRARY);
   for (int i = 0; i < count; ++i) {
-    (new IdleCamera(first + i, state.port))->Begin(library, state.use);
-    std::this_thread::sleep_for(Seconds(4.0 / count));
+    if (state.use == Use::Bare) {
+      PollBare(CameraAddress(first + i), state.port, state.port == kKeeping.cgi);
+    } else {
+      (new IdleCamera(first + i, state))->Begin(library);
+    }
+    std::this_thread::sleep_for(Seconds(2 * kPollSeconds / count));
   }
-}
-
-int Listen(std::uint16_t port, int backlog) {
-  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in any{};
-  any.sin_family = AF_INET;
-  any.sin_port = htons(port);
-  if (bind(listener, reinterpret_cast<sockaddr*>(&any), sizeof(any)) != 0 || listen(listener, backlog) != 0) {
-    throw std::runtime_error("port " + std::to_string(port) + " is taken; run this in a namespace of its own");
-  }
-  return listener;
 }
 
 // A full queue of connections: the kernel drops each further attempt, as if nobody were there.
 void FillUnanswered() {
-  Listen(kUnansweredPort, 0);
+  ListenOn(kUnansweredPort, 0);
   for (int i = 0; i < 4; ++i) {
     const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     sockaddr_in to{};
@@ -115,7 +123,7 @@ void FillUnanswered() {
 }
 
 [[noreturn]] void AcceptInSilence() {
-  const int listener = Listen(kSilentPort, 4096);
+  const int listener = ListenOn(kSilentPort, 4096);
   std::deque<int> connections;
   for (;;) {
     connections.push_back(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
@@ -133,12 +141,27 @@ struct Options {
   std::string jsonFile;
 };
 
+// A figure for a camera that wasn't polled would be a good one.
+void CheckPolls(std::uint64_t polls, const CameraPorts& ports, int cameras, Seconds time) {
+  const auto pollers = std::count_if(std::begin(kStates), std::end(kStates),
+                                     [&](const State& state) { return state.port == ports.cgi; });
+  const double expected = static_cast<double>(pollers) * cameras * time.count() / kPollSeconds;
+  if (std::abs(static_cast<double>(polls) - expected) > 0.1 * expected) {
+    throw std::runtime_error("the cameras answered " + std::to_string(polls) + " polls instead of " +
+                             std::to_string(expected));
+  }
+}
+
 nlohmann::json Measure(const Options& options) {
   FillUnanswered();
   Board& board = SharedBoard();
-  CameraControl control(board.places[0].targets, options.cameras + 1);
+  CameraControl control(board.places[0], options.cameras + 1);
+  CameraControl closing(board.places[1], options.cameras + 1, kClosing);
+  CameraControl keeping(board.places[2], options.cameras + 1, kKeeping);
   Processes servers;
-  servers.Fork([&] { control.Serve(board.absent); });
+  for (CameraControl* const one : {&control, &closing, &keeping}) {
+    servers.Fork([&] { one->Serve(board.absent); });
+  }
   servers.Fork([] { AcceptInSilence(); });
   Processes many;
   Processes single;
@@ -149,6 +172,8 @@ nlohmann::json Measure(const Options& options) {
   std::this_thread::sleep_for(Seconds(16));  // until the last has been through its first round
 
   std::vector<std::vector<double>> percents(std::size(kStates));
+  const std::uint64_t polls[] = {board.places[1].requests, board.places[2].requests};
+  const auto began = std::chrono::steady_clock::now();
   for (int window = 0; window < options.windows; ++window) {
     std::vector<double> before;
     for (const pid_t process : many.Ids()) {
@@ -160,6 +185,9 @@ nlohmann::json Measure(const Options& options) {
       percents[i].push_back(taken / (options.seconds * 1e9) / options.cameras * 100);
     }
   }
+  const Seconds measured = std::chrono::steady_clock::now() - began;
+  CheckPolls(board.places[1].requests - polls[0], kClosing, options.cameras + 1, measured);
+  CheckPolls(board.places[2].requests - polls[1], kKeeping, options.cameras + 1, measured);
   many.Check("a process of cameras");
   single.Check("a process of one camera");
 
@@ -184,11 +212,12 @@ void Print(const nlohmann::json& rows, const Options& options) {
   std::printf("%d cameras in each state, %d windows of %.0f s; each figure is one camera's.\n\n",
               options.cameras, options.windows, options.seconds);
   std::printf(
-      "| state | %% of a core | resident kB | threads | descriptors |\n"
-      "|---|---:|---:|---:|---:|\n");
+      "| state | us/s | %% of a core | resident kB | threads | descriptors |\n"
+      "|---|---:|---:|---:|---:|---:|\n");
   for (const nlohmann::json& row : rows) {
     const nlohmann::json& percent = row["percentOfCore"];
-    std::printf("| %s | %.4f (%.4f to %.4f) | %.0f | %.1f | %.1f |\n", row["state"].get<std::string>().c_str(),
+    std::printf("| %s | %.0f | %.4f (%.4f to %.4f) | %.0f | %.1f | %.1f |\n",
+                row["state"].get<std::string>().c_str(), 1e4 * percent["median"].get<double>(),
                 percent["median"].get<double>(), percent["least"].get<double>(), percent["most"].get<double>(),
                 row["residentKb"].get<double>(), row["threads"].get<double>(),
                 row["descriptors"].get<double>());
@@ -196,7 +225,7 @@ void Print(const nlohmann::json& rows, const Options& options) {
 }
 
 int Run(int argc, char** argv) {
-  CLI::App app("Measures what cameras cost the library that are idle, silent or absent.");
+  CLI::App app("Measures what cameras cost the library that are idle, silent, absent or polled.");
   Options options;
   app.add_option("--cameras", options.cameras, "Cameras in each state")->check(CLI::Range(2, kMaxStreams - 1));
   app.add_option("--windows", options.windows, "Measured windows")->check(CLI::Range(1, 100));

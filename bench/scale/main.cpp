@@ -184,7 +184,7 @@ void Print(const nlohmann::json& result) {
   std::printf("| cameras back to first frame, s | %s |\n", times("return", "secondsToFrame").c_str());
   std::printf("| one StopCapture, s | %s |\n", times("stop", "secondsAlone").c_str());
   std::printf("| all StopCapture at once, s | %.2f |\n", number("stop", "secondsOfAllAtOnce"));
-  std::printf("| left behind: threads, descriptors, kB/channel | %.0f, %.0f, %.0f |\n",
+  std::printf("| left afterwards: threads, descriptors, kB/channel | %.0f, %.0f, %.0f |\n",
               number("stopped", "threads"), number("stopped", "descriptors"),
               number("stopped", "residentKbPerChannel"));
 }

@@ -36,7 +36,8 @@ class HostCamera : public sarnevo::ipcapture::IIPDriverParams,
   using u16 = sarnevo::u16;
   using u32 = sarnevo::u32;
 
-  HostCamera(std::string address, u32 codec) : address_(std::move(address)), codec_(codec) {}
+  explicit HostCamera(std::string address, u32 codec = sarnevo::CodecMJPEG)
+      : address_(std::move(address)), codec_(codec) {}
 
   /// Opens the driver and starts the channel. Throws std::runtime_error when the driver refuses.
   void Start(const DriverLibrary& library);

@@ -28,7 +28,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-// The value behind "Name:" in a file of lines.
+// The value after "Name:" in a file of lines.
 double Field(const fs::path& file, const std::string& name) {
   std::ifstream in(file);
   for (std::string line; std::getline(in, line);) {
@@ -153,7 +153,6 @@ void ProcessFacts::Add(const ProcessFacts& other) {
   threads += other.threads;
   descriptors += other.descriptors;
   voluntary += other.voluntary;
-  involuntary += other.involuntary;
 }
 
 ProcessFacts FactsOf(pid_t process) {
@@ -164,7 +163,6 @@ ProcessFacts FactsOf(pid_t process) {
   for (const auto& thread : fs::directory_iterator(folder / "task", ended)) {
     facts.threads += 1;
     facts.voluntary += Field(thread.path() / "status", "voluntary_ctxt_switches");
-    facts.involuntary += Field(thread.path() / "status", "nonvoluntary_ctxt_switches");
   }
   facts.descriptors = static_cast<double>(
       std::distance(fs::directory_iterator(folder / "fd", ended), fs::directory_iterator()));

@@ -51,8 +51,7 @@ struct ProcessFacts {
   double proportionalKb = 0;  ///< shared pages by their share
   double threads = 0;
   double descriptors = 0;
-  double voluntary = 0;    ///< context switches: waits
-  double involuntary = 0;  ///< context switches: preemptions
+  double voluntary = 0;  ///< context switches: waits
 
   void Add(const ProcessFacts& other);
 };

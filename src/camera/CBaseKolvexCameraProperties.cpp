@@ -15,10 +15,99 @@ using namespace ipcapture;
 
 namespace {
 
+using Properties = CBaseKolvexCameraProperties;
+
 constexpr u32 kStandardFrameInterval = 200;  // milliseconds
 constexpr u32 kStandardQuality = 60;         // percent
 constexpr std::array<u32, 10> kQualities = {10, 20, 30, 40, 50, 60, 70, 80, 90, 100};
 constexpr std::size_t kValueBytes = 1024;  // of one value, with its end
+
+// One call to an object of the host; none to an object that isn't there.
+template <typename Object, typename... Parameters, typename... Arguments>
+void Tell(Object* object, void (Object::*operation)(Parameters...), Arguments... arguments) {
+  if (object != nullptr) {
+    CallHost([=] { (object->*operation)(arguments...); });
+  }
+}
+
+// An object of the host, null when it gives none.
+template <typename Result, typename... Parameters, typename... Arguments>
+Result* Get(IIPCapabilities* capabilities, Result* (IIPCapabilities::*operation)(Parameters...),
+            Arguments... arguments) {
+  Result* result = nullptr;
+  CallHost(
+      [&result, capabilities, operation, arguments...] { result = (capabilities->*operation)(arguments...); });
+  return result;
+}
+
+void PublishRecord(IIPCapabilities* capabilities, CCameraProperties& record) {
+  const auto set = [capabilities](CapabilityId id, u32 value) {
+    Tell(capabilities, &IIPCapabilities::SetCapability, u32{id}, value);
+  };
+  set(Capability11, 0);
+  set(Capability12, 0);
+  set(CapabilityChannels, record.GetChannelCount());
+  if (record.GetInputCount() != 0) {
+    set(CapabilityInputs, record.GetInputCount());
+  }
+  if (record.GetOutputCount() != 0) {
+    set(CapabilityOutputs, record.GetOutputCount());
+  }
+  if (record.HasPTZ()) {
+    set(CapabilityPTZ, 1);
+  }
+  if (record.HasAudio()) {
+    set(CapabilityAudio, 1);
+  }
+  for (u32 format = record.GetFirstFormat(); format != 0; format = record.GetNextFormat()) {
+    if (format == Properties::kFormat2) {
+      set(CapabilityFormat2, 1);
+    } else if (format == Properties::kFormat4) {
+      set(CapabilityFormat4, 1);
+    }
+  }
+}
+
+void PublishResolutions(IIPCapabilities* capabilities, CCameraProperties& record, u32 isNTSC,
+                        const Properties::GroupValues& values) {
+  for (const CResolutionInfo* info = record.GetFirstResolution(); info != nullptr;
+       info = record.GetNextResolution()) {
+    const u32 width = info->GetWidth();
+    const u32 height = info->GetHeight();
+    std::array<char, 24> text{};
+    std::snprintf(text.data(), text.size(), "%ux%u", width, height);
+    Tell(Get(capabilities, &IIPCapabilities::AddResolutionEntry), &IIPResolutionEntry::SetResolution,
+         text.data(), width, height, values.shortestInterval(*info, isNTSC));
+  }
+}
+
+void PublishConnection(IIPCapabilities* capabilities, const Web::HttpRequest& request) {
+  const auto field = [capabilities](ConnectionField index) {
+    return Get(capabilities, &IIPCapabilities::GetConnectionField, u32{index});
+  };
+  Tell(field(ConnectionFieldAddress), &IIPTextField::SetText, request.GetHost());
+  std::array<char, 8> port{};
+  std::snprintf(port.data(), port.size(), "%u", unsigned{request.GetPort()});
+  Tell(field(ConnectionFieldPort), &IIPTextField::SetText, port.data());
+  field(ConnectionField3);
+  field(ConnectionField4);
+}
+
+void PublishValues(IIPCapabilities* capabilities, u32 index, u32 standard, std::span<const u32> values) {
+  IIPValueList* const list = Get(capabilities, &IIPCapabilities::GetValueList, index);
+  Tell(list, &IIPValueList::SetDefault, standard);
+  for (const u32 value : values) {
+    Tell(list, &IIPValueList::AddValue, value);
+  }
+}
+
+void PublishSetting(IIPCapabilities* capabilities, const Properties::Setting& setting) {
+  IIPSettingEntry* const entry = Get(capabilities, &IIPCapabilities::GetSettingEntry, setting.index);
+  Tell(entry, &IIPSettingEntry::SetName, setting.name);
+  Tell(entry, &IIPSettingEntry::SetAttributeB, u32{0});
+  Tell(entry, &IIPSettingEntry::SetAttributeA, setting.attributeA);
+  Tell(entry, &IIPSettingEntry::SetValue, setting.value);
+}
 
 }  // namespace
 
@@ -45,34 +134,14 @@ std::optional<std::string> CBaseKolvexCameraProperties::ValueIn(std::string_view
 
 void CBaseKolvexCameraProperties::Abort() { aborted_.store(1, std::memory_order_relaxed); }
 
-// One call to an object of the host; none to an object that isn't there.
-template <typename Object, typename... Parameters, typename... Arguments>
-void CBaseKolvexCameraProperties::Tell(Object* object, void (Object::*operation)(Parameters...),
-                                       Arguments... arguments) {
-  if (object != nullptr) {
-    CallHost([=] { (object->*operation)(arguments...); });
-  }
-}
-
-// An object of the host, null when it gives none.
-template <typename Result, typename... Parameters, typename... Arguments>
-Result* CBaseKolvexCameraProperties::Get(IIPCapabilities* capabilities,
-                                         Result* (IIPCapabilities::*operation)(Parameters...),
-                                         Arguments... arguments) {
-  Result* result = nullptr;
-  CallHost(
-      [&result, capabilities, operation, arguments...] { result = (capabilities->*operation)(arguments...); });
-  return result;
-}
-
 bool CBaseKolvexCameraProperties::Publish(IIPCapabilities* capabilities, u32 isNTSC, Web::HttpRequest* request,
                                           const GroupValues& values) {
   if (capabilities == nullptr || request == nullptr) {
     return false;
   }
   Tell(capabilities, &IIPCapabilities::SetModelName, GetModel().c_str());
-  PublishRecord(capabilities);
-  PublishResolutions(capabilities, isNTSC, values);
+  PublishRecord(capabilities, *this);
+  PublishResolutions(capabilities, *this, isNTSC, values);
   PublishConnection(capabilities, *request);
   PublishValues(capabilities, ValueListFrameIntervals, kStandardFrameInterval, values.frameIntervals);
   PublishValues(capabilities, ValueListQuality, kStandardQuality, kQualities);
@@ -83,76 +152,6 @@ bool CBaseKolvexCameraProperties::Publish(IIPCapabilities* capabilities, u32 isN
     PublishSetting(capabilities, setting);
   }
   return true;
-}
-
-void CBaseKolvexCameraProperties::PublishRecord(IIPCapabilities* capabilities) {
-  const auto set = [this, capabilities](CapabilityId id, u32 value) {
-    Tell(capabilities, &IIPCapabilities::SetCapability, u32{id}, value);
-  };
-  set(Capability11, 0);
-  set(Capability12, 0);
-  set(CapabilityChannels, GetChannelCount());
-  if (GetInputCount() != 0) {
-    set(CapabilityInputs, GetInputCount());
-  }
-  if (GetOutputCount() != 0) {
-    set(CapabilityOutputs, GetOutputCount());
-  }
-  if (HasPTZ()) {
-    set(CapabilityPTZ, 1);
-  }
-  if (HasAudio()) {
-    set(CapabilityAudio, 1);
-  }
-  for (u32 format = GetFirstFormat(); format != 0; format = GetNextFormat()) {
-    if (format == kFormat2) {
-      set(CapabilityFormat2, 1);
-    } else if (format == kFormat4) {
-      set(CapabilityFormat4, 1);
-    }
-  }
-}
-
-void CBaseKolvexCameraProperties::PublishResolutions(IIPCapabilities* capabilities, u32 isNTSC,
-                                                     const GroupValues& values) {
-  for (const CResolutionInfo* info = GetFirstResolution(); info != nullptr; info = GetNextResolution()) {
-    const u32 width = info->GetWidth();
-    const u32 height = info->GetHeight();
-    std::array<char, 24> text{};
-    std::snprintf(text.data(), text.size(), "%ux%u", width, height);
-    Tell(Get(capabilities, &IIPCapabilities::AddResolutionEntry), &IIPResolutionEntry::SetResolution,
-         text.data(), width, height, values.shortestInterval(*info, isNTSC));
-  }
-}
-
-void CBaseKolvexCameraProperties::PublishConnection(IIPCapabilities* capabilities,
-                                                    const Web::HttpRequest& request) {
-  const auto field = [this, capabilities](ConnectionField index) {
-    return Get(capabilities, &IIPCapabilities::GetConnectionField, u32{index});
-  };
-  Tell(field(ConnectionFieldAddress), &IIPTextField::SetText, request.GetHost());
-  std::array<char, 8> port{};
-  std::snprintf(port.data(), port.size(), "%u", unsigned{request.GetPort()});
-  Tell(field(ConnectionFieldPort), &IIPTextField::SetText, port.data());
-  field(ConnectionField3);
-  field(ConnectionField4);
-}
-
-void CBaseKolvexCameraProperties::PublishValues(IIPCapabilities* capabilities, u32 index, u32 standard,
-                                                std::span<const u32> values) {
-  IIPValueList* const list = Get(capabilities, &IIPCapabilities::GetValueList, index);
-  Tell(list, &IIPValueList::SetDefault, standard);
-  for (const u32 value : values) {
-    Tell(list, &IIPValueList::AddValue, value);
-  }
-}
-
-void CBaseKolvexCameraProperties::PublishSetting(IIPCapabilities* capabilities, const Setting& setting) {
-  IIPSettingEntry* const entry = Get(capabilities, &IIPCapabilities::GetSettingEntry, setting.index);
-  Tell(entry, &IIPSettingEntry::SetName, setting.name);
-  Tell(entry, &IIPSettingEntry::SetAttributeB, u32{0});
-  Tell(entry, &IIPSettingEntry::SetAttributeA, setting.attributeA);
-  Tell(entry, &IIPSettingEntry::SetValue, setting.value);
 }
 
 }  // namespace sarnevo

@@ -18,6 +18,26 @@ namespace sarnevo {
 /// Belongs to the query's thread while that runs; only Abort comes from others.
 class CBaseKolvexCameraProperties : public CCameraProperties {
  public:
+  /// A numbered setting with its texts.
+  struct Setting {
+    u32 index;
+    const char* name;
+    const char* value;
+    u32 attributeA;
+  };
+  /// What a group publishes besides the record.
+  struct GroupValues {
+    const char* group;  ///< text of setting 2
+    /// Shortest interval of a resolution, milliseconds.
+    u32 (*shortestInterval)(const CResolutionInfo& resolution, u32 isNTSC);
+    std::span<const u32> frameIntervals;  ///< milliseconds
+    std::span<const Setting> settings;    ///< after the three that all groups have
+  };
+
+  // Compression formats.
+  static constexpr u32 kFormat2 = 2;
+  static constexpr u32 kFormat4 = 4;
+
   virtual ~CBaseKolvexCameraProperties() = default;  // slot 0
 
   /// Reads the camera. On failure @p level may become a QueryFailure. May throw bad_alloc.
@@ -33,28 +53,8 @@ class CBaseKolvexCameraProperties : public CCameraProperties {
   virtual void Abort();  // slot 3
 
  protected:
-  /// A numbered setting with its texts.
-  struct Setting {
-    u32 index;
-    const char* name;
-    const char* value;
-    u32 attributeA;
-  };
-  /// What a group publishes besides the record.
-  struct GroupValues {
-    const char* group;  ///< text of setting 2
-    /// Shortest interval of a resolution, milliseconds.
-    u32 (*shortestInterval)(const CResolutionInfo& resolution, u32 isNTSC);
-    std::span<const u32> frameIntervals;  ///< milliseconds
-    std::span<const Setting> settings;    ///< behind the three that all groups have
-  };
-
   bool Publish(ipcapture::IIPCapabilities* capabilities, u32 isNTSC, Web::HttpRequest* request,
                const GroupValues& values);
-
-  // Compression formats.
-  static constexpr u32 kFormat2 = 2;
-  static constexpr u32 kFormat4 = 4;
 
   /// Asks for @p path and collects the reply. False, with its reason in @p level, when the camera refuses, and when
   /// nothing at all came of the body before the connection broke. May throw bad_alloc.
@@ -63,19 +63,6 @@ class CBaseKolvexCameraProperties : public CCameraProperties {
   static std::optional<std::string> ValueIn(std::string_view reply, std::string_view key, char stop);
 
  private:
-  void PublishRecord(ipcapture::IIPCapabilities* capabilities);
-  void PublishResolutions(ipcapture::IIPCapabilities* capabilities, u32 isNTSC, const GroupValues& values);
-  void PublishConnection(ipcapture::IIPCapabilities* capabilities, const Web::HttpRequest& request);
-  void PublishValues(ipcapture::IIPCapabilities* capabilities, u32 index, u32 standard,
-                     std::span<const u32> values);
-  void PublishSetting(ipcapture::IIPCapabilities* capabilities, const Setting& setting);
-
-  template <typename Object, typename... Parameters, typename... Arguments>
-  void Tell(Object* object, void (Object::*operation)(Parameters...), Arguments... arguments);
-  template <typename Result, typename... Parameters, typename... Arguments>
-  Result* Get(ipcapture::IIPCapabilities* capabilities,
-              Result* (ipcapture::IIPCapabilities::*operation)(Parameters...), Arguments... arguments);
-
   // Written by Abort, on the host's thread; nothing reads it.
   std::atomic<u8> aborted_{0};
 };

@@ -44,62 +44,40 @@ u32 CountOf(std::string_view word, std::string_view text) {
 
 }  // namespace
 
-// Each leaves its fields empty when its reply doesn't come. The last one decides whether the camera was read.
-struct CGroup1CameraProperties::Question {
-  const char* path;
-  bool (*take)(std::string_view reply, CCameraProperties& properties, std::string& macAddress);
-};
-
-constexpr CGroup1CameraProperties::Question CGroup1CameraProperties::kQuestions[] = {
-    {"comport.cgi?action=retrieve",
-     [](std::string_view reply, CCameraProperties& properties, std::string&) {
-       const auto device = ValueIn(reply, "serial_device", kValueStop);
-       if (device && ParseDecimal(*device) != 0) {
-         properties.SetPTZ(true);
-       }
-       return true;
-     }},
-    {"multimedia.cgi?action=retrieve",
-     [](std::string_view reply, CCameraProperties& properties, std::string&) {
-       if (ValueIn(reply, "aformat", kValueStop)) {  // whatever it is
-         properties.SetAudio(true);
-       }
-       return true;
-     }},
-    {"gpio.cgi?action=retrieve",
-     [](std::string_view reply, CCameraProperties& properties, std::string&) {
-       properties.SetInputCount(CountOf("gpio", reply));
-       properties.SetOutputCount(CountOf("relay", reply));
-       return true;
-     }},
-    {"channel.cgi?action=retrieve&ch_id=all",
-     [](std::string_view, CCameraProperties& properties, std::string&) {
-       properties.SetChannelCount(1);  // whatever it answers
-       return true;
-     }},
-    {"network.cgi?action=retrieve",
-     [](std::string_view reply, CCameraProperties&, std::string& macAddress) {
-       const auto address = ValueIn(reply, "HWADDR0", kValueStop);
-       if (address) {
-         macAddress = RemoveCharacters(*address, ":");
-       }
-       return address.has_value();
-     }},
-};
-
 bool CGroup1CameraProperties::ReadProperties(Web::HttpRequest* request, CCameraProperties* properties,
                                              u32* level) {
   properties->SetVendor("Kolvex");
   properties->SetModel(kModel);
-  bool read = false;
-  std::vector<u8> reply;
-  for (const Question& question : kQuestions) {
+  // A reply that doesn't come leaves its fields empty.
+  std::vector<u8> body;
+  const auto ask = [&](const char* path) {
     *level = QueryFailureOther;
-    read =
-        Fetch(*request, question.path, reply, *level) && question.take(TextOf(reply), *properties, macAddress_);
+    return Fetch(*request, path, body, *level);
+  };
+  if (ask("comport.cgi?action=retrieve")) {
+    const auto device = ValueIn(TextOf(body), "serial_device", kValueStop);
+    properties->SetPTZ(device && ParseDecimal(*device) != 0);
   }
+  if (ask("multimedia.cgi?action=retrieve")) {
+    properties->SetAudio(ValueIn(TextOf(body), "aformat", kValueStop).has_value());  // whatever it is
+  }
+  if (ask("gpio.cgi?action=retrieve")) {
+    properties->SetInputCount(CountOf("gpio", TextOf(body)));
+    properties->SetOutputCount(CountOf("relay", TextOf(body)));
+  }
+  if (ask("channel.cgi?action=retrieve&ch_id=all")) {
+    properties->SetChannelCount(1);  // whatever it answers
+  }
+  // The last reply decides whether the camera was read.
+  const bool answered = ask("network.cgi?action=retrieve");
   // The thread's own error value: nothing may come between it and the read.
   const bool refused = Web::LastHttpError() == Web::HttpError::LoginFailure;
+  const auto address = answered ? ValueIn(TextOf(body), "HWADDR0", kValueStop) : std::nullopt;
+  if (address) {
+    macAddress_ = RemoveCharacters(*address, ":");
+  } else if (refused) {
+    *level = QueryFailureLogin;
+  }
 
   properties->AddFormat(kFormat2);
   properties->AddFormat(kFormat4);
@@ -110,10 +88,7 @@ bool CGroup1CameraProperties::ReadProperties(Web::HttpRequest* request, CCameraP
     resolution.FillFrameIntervals(ShortestInterval(isNTSC_), isNTSC_);
     properties->AddResolution(resolution);
   }
-  if (!read && refused) {
-    *level = QueryFailureLogin;
-  }
-  return read;
+  return address.has_value();
 }
 
 bool CGroup1CameraProperties::PublishCapabilities(ipcapture::IIPCapabilities* capabilities, u32 isNTSC,

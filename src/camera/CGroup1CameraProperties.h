@@ -19,9 +19,6 @@ class CGroup1CameraProperties final : public CBaseKolvexCameraProperties {
                            Web::HttpRequest* request) override;
 
  private:
-  struct Question;
-  static const Question kQuestions[];
-
   const u32 isNTSC_;
   std::string macAddress_;  // hexadecimal digits only
 };

@@ -17,31 +17,6 @@ enum ResultCode : u32 {
   ResultNoBody = 10,
 };
 
-// The texts of the three failures. Most requests need none.
-struct Failure {
-  Failure(const Web::HttpRequest& request, const std::string& requestPath)
-      : host(std::string("host ") + request.GetHost() + ":" + std::to_string(request.GetPort())),
-        path(requestPath) {}
-
-  const std::string function = "sarnevo::Utils::SendRequest";
-  const std::string host;
-  const std::string& path;
-
-  CResultDef NotSent() const {
-    // At the level that is dropped: a camera that can't be reached fills no log.
-    return {DebugLevelDropped, ResultNotSent, function + ": can not send request \"" + path + "\" to " + host};
-  }
-  CResultDef WrongStatus(u32 status) const {
-    return {DebugLevelFailure, ResultWrongStatus,
-            function + ": " + host + " sent does not process request \"" + path +
-                "\", status code = " + std::to_string(status)};
-  }
-  CResultDef NoBody() const {
-    return {DebugLevelFailure, ResultNoBody,
-            function + ": incorrect response for request \"" + path + "\" from " + host};
-  }
-};
-
 bool IsExpected(u32 status, u32 expected) {
   return expected != 0 ? status == expected : Web::IsSuccess(status);
 }
@@ -50,21 +25,30 @@ bool IsExpected(u32 status, u32 expected) {
 
 bool SendRequest(Web::HttpRequest* request, const std::string& path, std::vector<u8>& reply,
                  IDebugMessage* debug, bool readBody, u32 expectedStatus, u32 blockSize) {
+  const auto host = [request] {
+    return std::string("host ") + request->GetHost() + ":" + std::to_string(request->GetPort());
+  };
   std::optional<CResultDef> failed;
   reply.clear();
   const bool sent = request->Send("GET", path.c_str(), false);
   const u32 status = request->GetStatusCode();
   if (!sent || status == 0) {
-    failed = Failure(*request, path).NotSent();
+    // At the level that is dropped: a camera that can't be reached fills no log.
+    failed.emplace(DebugLevelDropped, ResultNotSent,
+                   "sarnevo::Utils::SendRequest: can not send request \"" + path + "\" to " + host());
   } else if (!IsExpected(status, expectedStatus)) {
-    failed = Failure(*request, path).WrongStatus(status);
+    failed.emplace(DebugLevelFailure, ResultWrongStatus,
+                   "sarnevo::Utils::SendRequest: " + host() + " sent does not process request \"" + path +
+                       "\", status code = " + std::to_string(status));
   } else if (readBody) {
     ReadBody(*request, kMostReplyBytes + 1, blockSize, reply);
     if (reply.size() > kMostReplyBytes) {
       reply.clear();  // cut, it would be taken for whole
     }
     if (reply.empty()) {
-      failed = Failure(*request, path).NoBody();
+      failed.emplace(
+          DebugLevelFailure, ResultNoBody,
+          "sarnevo::Utils::SendRequest: incorrect response for request \"" + path + "\" from " + host());
     }
     reply.push_back(0);
   }

@@ -13,8 +13,8 @@ namespace sarnevo::Utils {
 /// the reply take. A body of more than 1 MB is a broken reply and counts as none. May throw bad_alloc.
 ///
 /// @param path            with its query
-/// @param reply           emptied first; gets the body, with a zero byte behind it, when @p readBody is set.
-///                        What came before a broken connection stands.
+/// @param reply           emptied first; gets the body, with a zero byte after it, when @p readBody is set.
+///                        What came before a broken connection counts.
 /// @param debug           hears of a failure, thinned out when it keeps coming; may be null
 /// @param expectedStatus  the status that counts as success; 0: any 2xx
 /// @param blockSize       bytes of one read; with 0 no body comes

@@ -1,26 +1,17 @@
 #include "device/CQualitySettings.h"
 
-#include <string>
+#include <cstddef>
 
 #include "device/DecimalText.h"
 
 namespace sarnevo {
 
 std::vector<i32> ParseBitrateList(std::string_view text) {
-  constexpr char kEnd = 'e';
-  constexpr char kSeparator = ',';
+  text = text.substr(0, text.find('e'));
   std::vector<i32> bitrates;
-  std::string number;
-  for (const char next : text) {
-    if (next == kEnd) {
-      break;
-    }
-    if (next == kSeparator) {
-      bitrates.push_back(ParseDecimal(number));
-      number.clear();
-    } else {
-      number += next;
-    }
+  for (std::size_t end = text.find(','); end != text.npos; end = text.find(',')) {
+    bitrates.push_back(ParseDecimal(text.substr(0, end)));
+    text.remove_prefix(end + 1);
   }
   return bitrates;
 }

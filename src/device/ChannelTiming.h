@@ -8,7 +8,7 @@ namespace sarnevo {
 struct ChannelTiming {
   /// How often the worker looks after a stream that plays.
   platform::Milliseconds streamPass{1000};
-  /// Behind a configuration request, which makes the encoder settle, and behind a failed start.
+  /// After a configuration request, since the encoder has to settle, and after a failed start.
   platform::Milliseconds pause{3000};
   /// How long a stream may give no frame before the host is told.
   platform::Milliseconds receiveTimeout{5000};

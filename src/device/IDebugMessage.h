@@ -3,7 +3,7 @@
 #include "device/RepeatCounter.h"
 #include "kolvex/Types.h"
 
-/// Where a class sends its debug messages: the driver, or an object that passes them on to it. Stands in
+/// Where a class sends its debug messages: the driver, or an object that passes them on to it. In
 /// the global namespace.
 class IDebugMessage {
  public:

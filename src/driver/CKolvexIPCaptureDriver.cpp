@@ -1,18 +1,26 @@
 #include "driver/CKolvexIPCaptureDriver.h"
 
+#include <array>
 #include <cstdarg>
+#include <string>
 
 #include "driver/CDebugInfo.h"
+#include "device/DecimalText.h"
 #include "device/MessageText.h"
-#include "threads/HostCall.h"
+#include "kolvex/IIPDriverParams.h"
+#include "platform/SecureErase.h"
+#include "threads/HostAsk.h"
 
 namespace sarnevo {
+
+using ipcapture::IIPConnectionInfo;
+using ipcapture::IIPDeviceInfo;
 
 namespace {
 
 constexpr u32 kOutLevelMask = 0x0F;
 
-u8 LevelForHost(u32 level, const HostVersion& host) {
+u8 LevelForHost(u32 level, const platform::Version& host) {
   const u32 outLevel = level & kOutLevelMask;
   const bool knowsEventLevel = host.IsAtLeast(5, 12, 0, 0);
   if (!knowsEventLevel && level == DebugLevelEvent && outLevel > DebugLevelOldHost) {
@@ -26,6 +34,49 @@ u8 LevelForHost(u32 level, const HostVersion& host) {
 CKolvexIPCaptureDriver::CKolvexIPCaptureDriver() = default;
 
 CKolvexIPCaptureDriver::~CKolvexIPCaptureDriver() { CKolvexIPCaptureDriver::Close(); }
+
+// What Open copies from the host's parameter objects, in the order in which hosts have always been asked.
+
+void CKolvexIPCaptureDriver::ReadDevice(IIPDeviceInfo* device) {
+  deviceModel_ = AskText(device, &IIPDeviceInfo::GetModel);
+  inputCount_ = Ask(device, &IIPDeviceInfo::GetInputCount);
+  outputCount_ = Ask(device, &IIPDeviceInfo::GetOutputCount);
+}
+
+void CKolvexIPCaptureDriver::ReadConnection(IIPConnectionInfo* connection) {
+  address_ = AskText(connection, &IIPConnectionInfo::GetAddress);
+  port_ = Ask(connection, &IIPConnectionInfo::GetPort);
+  userName_ = AskText(connection, &IIPConnectionInfo::GetUserName);
+  // Swapped in and the other wiped: a text that is moved may keep its characters.
+  std::string given = AskText(connection, &IIPConnectionInfo::GetPassword);
+  password_.swap(given);
+  platform::SecureErase(given);
+}
+
+void CKolvexIPCaptureDriver::ReadGroup1Settings(ipcapture::IIPDriverParams* params) {
+  struct Limit {
+    u32 index;
+    i32 CQualitySettings::*field;
+  };
+  static constexpr std::array kLimits{
+      Limit{SettingMaxQualityJPEG, &CQualitySettings::maxQualityJPEG},
+      Limit{SettingMinQualityJPEG, &CQualitySettings::minQualityJPEG},
+      Limit{SettingMaxQualityMPEG, &CQualitySettings::maxQualityMPEG},
+      Limit{SettingMinQualityMPEG, &CQualitySettings::minQualityMPEG},
+  };
+  // A setting that the host lacks leaves its field alone.
+  for (const Limit& limit : kLimits) {
+    if (const auto text = AskSetting(params, limit.index)) {
+      quality_.*limit.field = ParseDecimal(*text);
+    }
+  }
+  if (const auto list = AskSetting(params, SettingBitrateList)) {
+    quality_.bitrates = ParseBitrateList(*list);
+  }
+  if (const auto address = AskSetting(params, SettingMAC)) {
+    macAddress_ = *address;
+  }
+}
 
 void CKolvexIPCaptureDriver::DebugMessage(u32 level, const char* format, ...) {
   std::va_list arguments;

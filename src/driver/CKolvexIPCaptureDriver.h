@@ -4,8 +4,8 @@
 #include <string>
 
 #include "device/Device.h"
-#include "driver/HostVersion.h"
 #include "kolvex/IIPCaptureDriver.h"
+#include "platform/ProductVersion.h"
 
 namespace sarnevo {
 
@@ -58,7 +58,7 @@ class CKolvexIPCaptureDriver final : public ipcapture::IIPCaptureDriverEx3, publ
 
   // Set by Open, then constant. The sink belongs to the host and survives Close as a pointer.
   ipcapture::IDebugInfoSink* debugSink_ = nullptr;
-  HostVersion hostVersion_;
+  platform::Version hostVersion_;
   // Built in Open, ended in Close; a thread that is still inside one of them then keeps its memory.
   std::shared_ptr<CIOBase> digitalIO_;  // null without inputs and outputs
   std::shared_ptr<CKolvexIOHandler> ioHandler_;

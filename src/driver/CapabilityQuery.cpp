@@ -39,7 +39,7 @@ struct CapabilityQuery::Run {
   // The thread's: destroyed, with the credentials in it, as soon as there is no further use for it.
   std::unique_ptr<Web::HttpRequest> request;
 
-  // Set by the thread when all that is left is to tell the observer.
+  // Set by the thread when all that is left is the call to the observer.
   std::atomic<bool> over{false};
 };
 
@@ -72,7 +72,8 @@ bool CapabilityQuery::Start(const char* address, u16 port, const char* user, con
     if (!queryProperties_) {
       queryProperties_ = MakeProperties(group, queryNTSC_);
     }
-    if (StartThread(std::move(request))) {
+    run_.reset(new Run{queryObserver_, queryCapabilities_, queryNTSC_, queryProperties_, std::move(request)});
+    if (queryThread_.Start("Capability query", [run = run_] { Execute(*run); })) {
       return true;
     }
   } catch (const std::exception&) {
@@ -96,18 +97,15 @@ bool CapabilityQuery::IsRunning() noexcept {
   return false;
 }
 
-bool CapabilityQuery::StartThread(std::unique_ptr<Web::HttpRequest> request) {
-  run_.reset(new Run{queryObserver_, queryCapabilities_, queryNTSC_, queryProperties_, std::move(request)});
-  return queryThread_.Start("Capability query", [run = run_] { Execute(*run); });
-}
-
 void CapabilityQuery::Execute(Run& run) noexcept {
   u32 level = QueryFailureOther;
   bool done = false;
-  {
+  try {
     const Web::RequestInterrupt interrupt(*run.request);
-    done = Read(run, level) &&
+    done = run.properties->ReadProperties(run.request.get(), run.properties.get(), &level) &&
            run.properties->PublishCapabilities(run.capabilities, run.isNTSC, run.request.get());
+  } catch (const std::exception&) {
+    // No memory for a reply.
   }
   run.request.reset();
   run.over.store(true, std::memory_order_release);
@@ -118,14 +116,6 @@ void CapabilityQuery::Execute(Run& run) noexcept {
     CallHost([&run] { run.observer->OnQueryDone(); });
   } else {
     CallHost([&run, level] { run.observer->OnQueryFailed(level, kReadFailed); });
-  }
-}
-
-bool CapabilityQuery::Read(Run& run, u32& level) noexcept {
-  try {
-    return run.properties->ReadProperties(run.request.get(), run.properties.get(), &level);
-  } catch (const std::exception&) {
-    return false;  // no memory for a reply
   }
 }
 

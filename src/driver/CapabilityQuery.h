@@ -19,7 +19,7 @@ struct QueryTiming {
   platform::Milliseconds stopWait{10'000};  ///< Uninit waits so long for a thread that ends by itself
 };
 
-/// The capability query behind the four exports. A process has one, without a lock: the host calls it from
+/// The capability query of the four exports. A process has one, without a lock: the host calls it from
 /// one thread at a time, which may be the query's own inside a call to the observer.
 class CapabilityQuery {
  public:
@@ -41,15 +41,13 @@ class CapabilityQuery {
   struct Run;
 
   bool IsRunning() noexcept;
-  bool StartThread(std::unique_ptr<Web::HttpRequest> request);
   static void Execute(Run& run) noexcept;
-  static bool Read(Run& run, u32& level) noexcept;
 
   const QueryTiming timing_;
   ipcapture::ICapabilityObserver* queryObserver_ = nullptr;  // the host's
   ipcapture::IIPCapabilities* queryCapabilities_ = nullptr;  // the host's
   u32 queryNTSC_ = 0;
-  // Made for the first query and used by all up to Uninit. A thread that had to be left behind has its share.
+  // Made for the first query and used by all up to Uninit. A thread that had to be let go owns it too.
   std::shared_ptr<CBaseKolvexCameraProperties> queryProperties_;
   std::shared_ptr<Run> run_;
   StoppableThread queryThread_;

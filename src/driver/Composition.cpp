@@ -7,11 +7,9 @@
 
 #include "driver/CKolvexIPCaptureDriver.h"
 #include "device/DecimalText.h"
-#include "io/CKolvexGroup1DigitalIO.h"
-#include "io/CKolvexGroup2DigitalIO.h"
+#include "io/CGroupDigitalIO.h"
 #include "io/CKolvexIOHandler.h"
 #include "kolvex/IIPDriverParams.h"
-#include "platform/ProductVersion.h"
 #include "ptz/CPTZHandler.h"
 #include "threads/HostAsk.h"
 #include "threads/Owned.h"
@@ -26,19 +24,13 @@ using ipcapture::IIPDeviceInfo;
 using ipcapture::IIPDriverParams;
 
 constexpr u32 kDefaultNetworkTimeout = 5000;  // milliseconds
-// The host's core library tells how new the host is. A host without it counts as one that knows every level.
+// The version of the host's core library says how new the host is. A host without it counts as one that knows every level.
 constexpr const char* kHostCoreLibrary = "ovanhost.dll";
-constexpr HostVersion kAssumedHostVersion{5, 12, 0, 0};
+constexpr platform::Version kAssumedHostVersion{5, 12, 0, 0};
 
 u32 ReadNetworkTimeout(const std::optional<std::string>& setting) {
   const i32 value = setting ? ParseDecimal(*setting) : 0;
   return value > 0 ? static_cast<u32>(value) : kDefaultNetworkTimeout;
-}
-
-HostVersion ReadHostVersion() {
-  const auto version = platform::ReadProductVersion(kHostCoreLibrary);
-  return version ? HostVersion{version->major, version->minor, version->build, version->revision}
-                 : kAssumedHostVersion;
 }
 
 constexpr u32 kInputPollMs = 2000;  // between two polls of the digital inputs
@@ -60,7 +52,7 @@ bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcaptur
   try {
     return Build(debugSink, allocator, params);
   } catch (const std::bad_alloc&) {
-    return false;  // what stands is freed by Close, as behind every failure
+    return false;  // Close frees what was built, as after every failure
   }
 }
 
@@ -76,7 +68,7 @@ bool CKolvexIPCaptureDriver::Build(ipcapture::IDebugInfoSink* debugSink, ipcaptu
   frameAllocator_ = allocator;
   ReadDevice(device);
   ReadConnection(connection);
-  hostVersion_ = ReadHostVersion();
+  hostVersion_ = platform::ReadProductVersion(kHostCoreLibrary).value_or(kAssumedHostVersion);
   ioHandler_ = std::make_shared<CKolvexIOHandler>(this);
 
   const auto group = AskSetting(params, SettingCameraGroup);

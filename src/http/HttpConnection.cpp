@@ -19,10 +19,10 @@ constexpr std::size_t kBlock = 4096;
 // How long a wait without a limit lasts before it is begun again.
 constexpr Milliseconds kLongWait{60'000};
 
-constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
-
+// Of the monotonic clock; its greatest value for no limit.
 std::uint64_t EndOf(Milliseconds duration) noexcept {
-  return duration.count() > 0 ? MonotonicMilliseconds() + static_cast<std::uint64_t>(duration.count()) : kNever;
+  return duration.count() > 0 ? MonotonicMilliseconds() + static_cast<std::uint64_t>(duration.count())
+                              : std::numeric_limits<std::uint64_t>::max();
 }
 
 }  // namespace
@@ -30,16 +30,13 @@ std::uint64_t EndOf(Milliseconds duration) noexcept {
 // A step's end or the request's, whichever comes first.
 class HttpConnection::Deadline {
  public:
-  Deadline(Milliseconds timeout, std::uint64_t limit) noexcept
-      : end_(std::min(EndOf(timeout), limit != 0 ? limit : kNever)) {}
+  Deadline(Milliseconds timeout, std::uint64_t limit) noexcept : end_(std::min(EndOf(timeout), limit)) {}
 
-  bool IsOver() const noexcept { return end_ != kNever && MonotonicMilliseconds() >= end_; }
+  bool IsOver() const noexcept { return MonotonicMilliseconds() >= end_; }
   Milliseconds Left() const noexcept {
-    const std::uint64_t now = end_ == kNever ? 0 : MonotonicMilliseconds();
+    const std::uint64_t now = MonotonicMilliseconds();
     const std::uint64_t left = end_ > now ? end_ - now : 0;
-    return std::min(
-        kLongWait,
-        Milliseconds{static_cast<Milliseconds::rep>(std::min<std::uint64_t>(left, kLongWait.count()))});
+    return Milliseconds{static_cast<Milliseconds::rep>(std::min<std::uint64_t>(left, kLongWait.count()))};
   }
 
  private:
@@ -58,8 +55,7 @@ HttpError HttpConnection::Begin(Milliseconds limit, bool keep) noexcept {
   if (!cancelled_.IsValid()) {
     return Fail(HttpError::OutOfResources);
   }
-  const std::uint64_t end = EndOf(limit);
-  limit_ = end != kNever ? end : 0;
+  limit_ = EndOf(limit);
   keep_ = keep;
   failed_ = HttpError::None;
   return IsCancelled() ? HttpError::Cancelled : HttpError::None;

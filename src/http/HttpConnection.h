@@ -72,7 +72,7 @@ class HttpConnection {
   sarnevo::platform::Socket socket_;
   std::uint16_t port_ = 0;  // that socket_ leads to
   HttpReply reply_;
-  std::uint64_t limit_ = 0;  // of the monotonic clock; 0: none
+  std::uint64_t limit_ = 0;  // of the request, on the monotonic clock
   bool keep_ = false;
   bool answered_ = false;  // something of the reply came
   HttpError failed_ = HttpError::None;

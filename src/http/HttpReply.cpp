@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <exception>
 #include <limits>
-#include <new>
 
 #include "device/AsciiText.h"
 #include "http/HttpStatus.h"
@@ -27,11 +25,11 @@ constexpr std::uint64_t kUntilEnd = std::numeric_limits<std::uint64_t>::max();
 // Room that is worth keeping for the next reply of the same server.
 constexpr std::size_t kUsualRoom = 1024;
 
-// A whole decimal number and nothing else; no sign, since from_chars takes none for unsigned values.
-std::optional<std::uint64_t> Number(std::string_view text) noexcept {
+// A whole number and nothing else; no sign, since from_chars takes none for unsigned values.
+std::optional<std::uint64_t> Number(std::string_view text, int base) noexcept {
   std::uint64_t value = 0;
   const char* const end = text.data() + text.size();
-  const auto [stopped, error] = std::from_chars(text.data(), end, value);
+  const auto [stopped, error] = std::from_chars(text.data(), end, value, base);
   return error == std::errc{} && stopped == end ? std::optional(value) : std::nullopt;
 }
 
@@ -49,47 +47,7 @@ void LetGoOfMuch(Room& room) noexcept {
 
 }  // namespace
 
-struct HttpReply::Parser {
-  http_parser state{};
-  HttpReply* reply = nullptr;
-  bool noMemory = false;
-
-  static HttpReply& Of(http_parser* state) noexcept { return *static_cast<Parser*>(state->data)->reply; }
-
-  static int OnHeadEnd(http_parser* state) noexcept {
-    constexpr int kSkipBody = 1;
-    return Of(state).toHead_ || HasNoBody(state->status_code) ? kSkipBody : 0;
-  }
-  static int OnBody(http_parser* state, const char* text, std::size_t size) noexcept {
-    try {
-      std::vector<std::uint8_t>& body = Of(state).body_;
-      body.insert(body.end(), text, text + size);
-      return 0;
-    } catch (const std::exception&) {
-      static_cast<Parser*>(state->data)->noMemory = true;
-      return -1;
-    }
-  }
-  static int OnEnd(http_parser* state) noexcept {
-    HttpReply& reply = Of(state);
-    reply.phase_ = Phase::Whole;
-    // RFC 9112, 6.1: who sends both a length and chunks may mean anything by what follows.
-    const bool ambiguous = reply.contentLength_ && (state->flags & F_CHUNKED) != 0;
-    reply.staysOpen_ = http_should_keep_alive(state) != 0 && !ambiguous;
-    return 0;
-  }
-
-  static http_parser_settings Settings() noexcept {
-    http_parser_settings settings;
-    http_parser_settings_init(&settings);
-    settings.on_headers_complete = &OnHeadEnd;
-    settings.on_body = &OnBody;
-    settings.on_message_complete = &OnEnd;
-    return settings;
-  }
-};
-
-HttpReply::HttpReply() : parser_(std::make_unique<Parser>()) { parser_->reply = this; }
+HttpReply::HttpReply() : parser_(std::make_unique<http_parser>()) {}
 
 HttpReply::~HttpReply() = default;
 
@@ -104,12 +62,10 @@ void HttpReply::Begin(bool toHead) noexcept {
 }
 
 void HttpReply::BeginHead() noexcept {
-  http_parser_init(&parser_->state, HTTP_RESPONSE);
-  parser_->state.data = parser_.get();
+  http_parser_init(parser_.get(), HTTP_RESPONSE);
   // Chunks go before a length, and another coding before that reads to the end (RFC 9112, 6.3).
-  parser_->state.allow_chunked_length = 1;
-  parser_->state.lenient_http_headers = 1;
-  parser_->noMemory = false;
+  parser_->allow_chunked_length = 1;
+  parser_->lenient_http_headers = 1;
   phase_ = Phase::StatusLine;
   header_.clear();
   status_ = 0;
@@ -125,7 +81,11 @@ HttpError HttpReply::Take(std::span<const std::uint8_t> bytes) {
       surplus_ = true;
       break;
     }
-    error = phase_ == Phase::Data ? TakeData(rest) : TakeLinePart(rest);
+    if (phase_ == Phase::Data) {
+      TakeData(rest);
+    } else {
+      error = TakeLinePart(rest);
+    }
   }
   return error;
 }
@@ -183,15 +143,14 @@ HttpError HttpReply::TakeLinePart(std::string_view& rest) {
   return error;
 }
 
-HttpError HttpReply::TakeData(std::string_view& rest) {
+void HttpReply::TakeData(std::string_view& rest) {
   const std::string_view piece = rest.substr(0, std::min<std::uint64_t>(left_, rest.size()));
+  body_.insert(body_.end(), piece.begin(), piece.end());
   rest.remove_prefix(piece.size());
   left_ -= left_ == kUntilEnd ? 0 : piece.size();
-  const HttpError error = Feed(piece);
-  if (left_ == 0 && phase_ == Phase::Data) {
-    phase_ = Phase::ChunkEnd;
+  if (left_ == 0) {
+    phase_ = IsChunked() ? Phase::ChunkEnd : Phase::Whole;
   }
-  return error;
 }
 
 HttpError HttpReply::TakeLine(std::string_view line) {
@@ -210,11 +169,11 @@ HttpError HttpReply::TakeLine(std::string_view line) {
       return TakeChunkSize(line);
     case Phase::ChunkEnd:
       phase_ = Phase::ChunkSize;
-      return line.empty() ? Feed("\r\n") : HttpError::InvalidReply;
+      return line.empty() ? HttpError::None : HttpError::InvalidReply;
     default:
-      break;
+      phase_ = line.empty() ? Phase::Whole : phase_;  // what a trailer says is nobody's business
+      return HttpError::None;
   }
-  return line.empty() ? Feed("\r\n") : HttpError::None;  // what a trailer says is nobody's business
 }
 
 // A header counts when the line after it has come, which may be its continuation (RFC 9112, 5.2).
@@ -250,7 +209,7 @@ HttpError HttpReply::TakeHeader() {
 }
 
 HttpError HttpReply::TakeLength(std::string_view value) {
-  const std::optional<std::uint64_t> length = Number(value);
+  const std::optional<std::uint64_t> length = Number(value, 10);
   if (!length || contentLength_.value_or(*length) != *length) {
     return HttpError::InvalidReply;
   }
@@ -263,10 +222,9 @@ HttpError HttpReply::TakeLength(std::string_view value) {
 
 HttpError HttpReply::TakeHeadEnd() {
   const HttpError error = Feed("\r\n");
-  const http_parser& state = parser_->state;
-  status_ = state.status_code;
+  status_ = parser_->status_code;
   // RFC 9112, 4: three digits; the parser takes fewer.
-  if (error != HttpError::None || state.http_major != 1 || status_ < kLowestStatus) {
+  if (error != HttpError::None || parser_->http_major != 1 || status_ < kLowestStatus) {
     return error != HttpError::None ? error : HttpError::InvalidReply;
   }
   if (IsInformational(status_)) {
@@ -275,35 +233,40 @@ HttpError HttpReply::TakeHeadEnd() {
   }
   hasHead_ = true;
   LetGoOfMuch(header_);
-  if (phase_ == Phase::Header) {
-    // A coding that isn't chunked goes before a length and reads to the end (RFC 9112, 6.3).
-    const bool chunked = (state.flags & F_CHUNKED) != 0;
-    left_ = state.uses_transfer_encoding != 0 && !chunked ? kUntilEnd : state.content_length;
-    phase_ = chunked ? Phase::ChunkSize : Phase::Data;
+  // A coding that isn't chunked goes before a length and reads to the end (RFC 9112, 6.3).
+  left_ = parser_->uses_transfer_encoding != 0 && !IsChunked() ? kUntilEnd : parser_->content_length;
+  if (toHead_ || HasNoBody(status_)) {
+    parser_->flags |= F_SKIPBODY;
+    phase_ = Phase::Whole;
+  } else if (IsChunked()) {
+    phase_ = Phase::ChunkSize;
+  } else {
+    phase_ = left_ > 0 ? Phase::Data : Phase::Whole;
   }
+  // RFC 9112, 6.1: who sends both a length and chunks may mean anything by what follows.
+  staysOpen_ = http_should_keep_alive(parser_.get()) != 0 && !(contentLength_ && IsChunked());
   return HttpError::None;
 }
 
+bool HttpReply::IsChunked() const noexcept { return (parser_->flags & F_CHUNKED) != 0; }
+
 // The size alone: what extensions (RFC 9112, 7.1.1) say is nobody's business either.
 HttpError HttpReply::TakeChunkSize(std::string_view line) {
-  const std::string_view size = Trimmed(line.substr(0, line.find(';')));
-  if (size.find_first_not_of("0123456789ABCDEFabcdef") != size.npos) {
+  const auto size = Number(Trimmed(line.substr(0, line.find(';'))), 16);
+  if (!size || *size == kUntilEnd) {
     return HttpError::InvalidReply;
   }
-  const HttpError error = Feed(std::string(size).append("\r\n"));
-  left_ = parser_->state.content_length;
+  left_ = *size;
   phase_ = left_ > 0 ? Phase::Data : Phase::Trailer;
   lineBytes_ = left_ > 0 ? 0 : lineBytes_;
-  return error;
+  return HttpError::None;
 }
 
-HttpError HttpReply::Feed(std::string_view text) {
-  static const http_parser_settings settings = Parser::Settings();
-  http_parser_execute(&parser_->state, &settings, text.data(), text.size());
-  if (parser_->noMemory) {
-    throw std::bad_alloc();
-  }
-  return HTTP_PARSER_ERRNO(&parser_->state) == HPE_OK ? HttpError::None : HttpError::InvalidReply;
+// One whole line of the head.
+HttpError HttpReply::Feed(std::string_view line) {
+  static constexpr http_parser_settings kNothingCalled{};
+  http_parser_execute(parser_.get(), &kNothingCalled, line.data(), line.size());
+  return HTTP_PARSER_ERRNO(parser_.get()) == HPE_OK ? HttpError::None : HttpError::InvalidReply;
 }
 
 }  // namespace Web

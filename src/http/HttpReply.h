@@ -11,15 +11,17 @@
 
 #include "http/HttpError.h"
 
+struct http_parser;
+
 namespace Web {
 
 /// The reply to one request (RFC 9112), taken in as it comes: the head, then the body as a plain one. The only place
-/// that knows http_parser, which judges the status line, what the framing headers say, and the chunks.
+/// that knows http_parser, which judges the status line and what the framing headers say.
 ///
-/// The parser gets whole lines, and of the header only those that frame the body. So what old cameras write beside
-/// that does no harm: lines that end without a carriage return, folded lines, header lines without a colon, a status
-/// line in lower case or without a reason, the same length twice. A length that can't be read, or two that differ,
-/// make the reply unusable (RFC 9112, 6.3).
+/// The parser gets whole lines of the head, and of the header only those that frame the body. So what old cameras
+/// write beside that does no harm: lines that end without a carriage return, folded lines, header lines without a
+/// colon, a status line in lower case or without a reason, the same length twice. A length that can't be read, or two
+/// that differ, make the reply unusable (RFC 9112, 6.3).
 ///
 /// No socket, no clock, no lock: bytes in, the reply out. One thread at a time.
 class HttpReply {
@@ -59,20 +61,20 @@ class HttpReply {
 
  private:
   enum class Phase : std::uint8_t { StatusLine, Header, Data, ChunkSize, ChunkEnd, Trailer, Whole };
-  struct Parser;
 
   void BeginHead() noexcept;
   HttpError TakeLinePart(std::string_view& rest);
-  HttpError TakeData(std::string_view& rest);
+  void TakeData(std::string_view& rest);
   HttpError TakeLine(std::string_view line);
   HttpError TakeHeaderLine(std::string_view line);
   HttpError TakeHeader();
   HttpError TakeLength(std::string_view value);
   HttpError TakeHeadEnd();
   HttpError TakeChunkSize(std::string_view line);
-  HttpError Feed(std::string_view text);
+  HttpError Feed(std::string_view line);
+  bool IsChunked() const noexcept;
 
-  const std::unique_ptr<Parser> parser_;
+  const std::unique_ptr<http_parser> parser_;  // of the head
   Phase phase_ = Phase::StatusLine;
   bool toHead_ = false;
   bool hasHead_ = false;

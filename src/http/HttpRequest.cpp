@@ -27,16 +27,7 @@ constexpr int kMaxRedirects = 10;
 
 thread_local HttpError lastError = HttpError::None;
 
-bool Ended(HttpError error) noexcept {
-  lastError = error;
-  return error == HttpError::None;
-}
-
 const char* TextOrEmpty(const char* text) noexcept { return text != nullptr ? text : ""; }
-
-u32 Clamped(std::size_t count) noexcept {
-  return static_cast<u32>(std::min<std::size_t>(count, std::numeric_limits<u32>::max()));
-}
 
 struct Wiped {
   explicit Wiped(std::string&& secret) noexcept : text(std::move(secret)) {}
@@ -50,31 +41,6 @@ struct Wiped {
 }  // namespace
 
 HttpError LastHttpError() noexcept { return lastError; }
-
-// The owner's stay in an operation. Whoever cancels meanwhile leaves the connection for it to close.
-class HttpRequest::Operation {
- public:
-  /// @param opens  a new request, which an earlier Cancel doesn't touch
-  Operation(HttpRequest& request, bool opens) noexcept : request_(request) {
-    const std::lock_guard guard(request_.lock_);
-    request_.inUse_ = true;
-    if (opens && !request_.aborted_) {
-      request_.connection_.Open();
-    }
-  }
-  ~Operation() {
-    const std::lock_guard guard(request_.lock_);
-    request_.inUse_ = false;
-    if (request_.connection_.IsCancelled()) {
-      request_.connection_.Close();
-    }
-  }
-  Operation(const Operation&) = delete;
-  Operation& operator=(const Operation&) = delete;
-
- private:
-  HttpRequest& request_;
-};
 
 HttpRequest::HttpRequest(u32 timeout, u32 maxConnections, u32 codePage)
     : connection_(Milliseconds{timeout}), maxConnections_(maxConnections), codePage_(codePage) {}
@@ -99,11 +65,6 @@ bool HttpRequest::SetHost(const char* host) {
   return true;
 }
 
-bool HttpRequest::SetPort(u16 port) {
-  port_ = port;
-  return true;
-}
-
 bool HttpRequest::SetUserName(const char* userName) {
   userName_ = TextOrEmpty(userName);
   Forget();
@@ -119,79 +80,84 @@ bool HttpRequest::SetPassword(const char* password) {
   return true;
 }
 
-const char* HttpRequest::GetHost() const { return host_.c_str(); }
-
-u16 HttpRequest::GetPort() const { return port_; }
+template <typename Step>
+bool HttpRequest::Run(bool opens, Step step) noexcept {
+  {
+    const std::lock_guard guard(lock_);
+    inUse_ = true;
+    if (opens && !aborted_) {
+      connection_.Open();
+    }
+  }
+  try {
+    lastError = step();
+  } catch (const std::exception&) {
+    lastError = connection_.Fail(HttpError::OutOfResources);
+  }
+  // Whoever cancelled meanwhile has left the connection for this thread to close.
+  const std::lock_guard guard(lock_);
+  inUse_ = false;
+  if (connection_.IsCancelled()) {
+    connection_.Close();
+  }
+  return lastError == HttpError::None;
+}
 
 bool HttpRequest::Send(const char* method, const char* path, bool disableQueryEscape) {
-  const Operation operation(*this, true);
-  try {
+  const bool sent = Run(true, [&] {
     const bool hasMethod = method != nullptr && *method != '\0';
-    HttpError error = Follow(hasMethod ? method : "GET", TextOrEmpty(path), !disableQueryEscape);
+    const HttpError error = Follow(hasMethod ? method : "GET", TextOrEmpty(path), !disableQueryEscape);
     if (!keepConnection_) {
       Forget();
     }
-    if (error != HttpError::None) {
-      return Ended(connection_.Fail(error));
-    }
-  } catch (const std::exception&) {
-    return Ended(connection_.Fail(HttpError::OutOfResources));
+    return error == HttpError::None ? error : connection_.Fail(error);
+  });
+  if (!sent) {
+    return false;
   }
   const HttpReply& reply = connection_.Reply();
   statusCode_ = reply.Status();
   if (const auto length = reply.ContentLength(); length && *length <= std::numeric_limits<u32>::max()) {
     contentLength_ = static_cast<u32>(*length);
   }
-  lastError = statusCode_ == kStatusUnauthorized ? HttpError::LoginFailure : HttpError::None;
+  if (statusCode_ == kStatusUnauthorized) {
+    lastError = HttpError::LoginFailure;
+  }
   return true;
 }
 
-u32 HttpRequest::GetStatusCode() const { return statusCode_; }
-
 u32 HttpRequest::GetDataAvailable() {
-  const Operation operation(*this, false);
-  try {
-    return Ended(connection_.AwaitBody()) ? Clamped(connection_.Reply().Body().size()) : 0;
-  } catch (const std::exception&) {
-    Ended(connection_.Fail(HttpError::OutOfResources));
-    return 0;
-  }
+  const bool ready = Run(false, [this] { return connection_.AwaitBody(); });
+  const std::size_t count = ready ? connection_.Reply().Body().size() : 0;
+  return static_cast<u32>(std::min<std::size_t>(count, std::numeric_limits<u32>::max()));
 }
 
 bool HttpRequest::Read(void* buffer, u32 size, u32* bytesRead) {
-  if (bytesRead != nullptr) {
-    *bytesRead = 0;
-  }
-  if (buffer == nullptr) {
-    return Ended(HttpError::InvalidRequest);
-  }
-  const Operation operation(*this, false);
-  try {
-    if (size == 0 && !connection_.IsCancelled()) {
-      return Ended(HttpError::None);
+  std::size_t count = 0;
+  const bool read = Run(false, [&] {
+    if (buffer == nullptr) {
+      return HttpError::InvalidRequest;
     }
-    if (!Ended(connection_.AwaitBody())) {
-      return false;
+    // Nothing is waited for where nothing is wanted.
+    const HttpError error = size == 0 && !connection_.IsCancelled() ? HttpError::None : connection_.AwaitBody();
+    if (error == HttpError::None) {
+      const std::span<const u8> ready = connection_.Reply().Body();
+      count = std::min<std::size_t>(size, ready.size());
+      std::copy_n(ready.begin(), count, static_cast<u8*>(buffer));
+      connection_.Consume(count);
     }
-  } catch (const std::exception&) {
-    return Ended(connection_.Fail(HttpError::OutOfResources));
-  }
-  const std::span<const u8> ready = connection_.Reply().Body();
-  const std::size_t count = std::min<std::size_t>(size, ready.size());
-  std::copy_n(ready.begin(), count, static_cast<u8*>(buffer));
-  connection_.Consume(count);
+    return error;
+  });
   if (bytesRead != nullptr) {
     *bytesRead = static_cast<u32>(count);
   }
-  return true;
+  return read;
 }
-
-void HttpRequest::SetTimeLimit(u32 milliseconds) { timeLimit_ = milliseconds; }
 
 void HttpRequest::KeepConnection(bool keep) {
   keepConnection_ = keep;
+  Forget();
   if (!keep) {
-    Forget();
     const std::lock_guard guard(lock_);
     connection_.LetGo();
   }
@@ -206,10 +172,8 @@ void HttpRequest::Cancel() noexcept {
 }
 
 void HttpRequest::Abort() noexcept {
-  {
-    const std::lock_guard guard(lock_);
-    aborted_ = true;
-  }
+  const std::lock_guard guard(lock_);
+  aborted_ = true;
   Cancel();
 }
 
@@ -221,13 +185,10 @@ void HttpRequest::Resume() noexcept {
 // Sends the request, and sends it again where the reply leads, until a reply stays. A redirect's own body isn't
 // waited for; it may have no end.
 HttpError HttpRequest::Follow(std::string_view method, std::string_view path, bool escapes) {
-  if (!server_ && !IsHttpHost(host_)) {
-    return HttpError::InvalidRequest;
-  }
-  if (!server_) {
+  if (!server_ && IsHttpHost(host_)) {
     server_ = HttpServer{host_, port_ != 0 ? port_ : kHttpPort};
   }
-  if (!IsToken(method)) {
+  if (!server_ || !IsToken(method)) {
     return HttpError::InvalidRequest;
   }
   HttpError error = connection_.Begin(Milliseconds{timeLimit_}, keepConnection_);
@@ -257,14 +218,13 @@ HttpError HttpRequest::Follow(std::string_view method, std::string_view path, bo
 
 void HttpRequest::Prepare(std::string_view method, std::string_view path, bool escapes) {
   if (!prepared_.text.empty() && prepared_.method == method && prepared_.path == path &&
-      prepared_.escapes == escapes && prepared_.keeps == keepConnection_) {
+      prepared_.escapes == escapes) {
     return;
   }
   Forget();
   prepared_.method = method;
   prepared_.path = path;
   prepared_.escapes = escapes;
-  prepared_.keeps = keepConnection_;
   prepared_.target = RequestTarget(path, escapes);
   prepared_.text = TextOf(method, prepared_.target, server_->port);
 }

@@ -43,18 +43,21 @@ class HttpRequest {
   /// Always true; null counts as empty. Host and port are fixed from the first Send on: a later change
   /// shows in GetHost and GetPort but requests go on to the first server.
   bool SetHost(const char* host);
-  bool SetPort(sarnevo::u16 port);
+  bool SetPort(sarnevo::u16 port) {
+    port_ = port;
+    return true;
+  }
   bool SetUserName(const char* userName);
   bool SetPassword(const char* password);
-  const char* GetHost() const;
-  sarnevo::u16 GetPort() const;
+  const char* GetHost() const { return host_.c_str(); }
+  sarnevo::u16 GetPort() const { return port_; }
 
   /// Sends a request and waits for the reply's head. True with any status: see GetStatusCode. False when
   /// nothing usable came; the status code is then that of an earlier reply.
   /// @param path                path and query, with or without a leading "/"
   /// @param disableQueryEscape  the query goes out as it is
   bool Send(const char* method, const char* path, bool disableQueryEscape);
-  sarnevo::u32 GetStatusCode() const;
+  sarnevo::u32 GetStatusCode() const { return statusCode_; }
 
   /// Waits for the next piece of the body. The bytes that can be read now; 0 at the end and on failure.
   sarnevo::u32 GetDataAvailable();
@@ -64,7 +67,7 @@ class HttpRequest {
 
   /// Ends each request after @p milliseconds, however busy it is; 0, at first, sets no limit. For owners
   /// that must come to an end with a camera that drips. Applies from the next Send on.
-  void SetTimeLimit(sarnevo::u32 milliseconds);
+  void SetTimeLimit(sarnevo::u32 milliseconds) { timeLimit_ = milliseconds; }
 
   /// Lets the camera keep the connection for the next request, which saves most of what a request costs. For
   /// owners that come again and again: the object then holds descriptors in between, and one of the camera's
@@ -82,18 +85,19 @@ class HttpRequest {
   void Resume() noexcept;
 
  private:
-  class Operation;
-
-  // What goes out, for a poll that asks for the same again.
+  // What goes out over a connection that is kept, for a poll that asks for the same again.
   struct Prepared {
     std::string method;
     std::string path;
     bool escapes = false;
-    bool keeps = false;
     std::string target;
     std::string text;  // empty: nothing is prepared. Wiped, since the credentials are in it
   };
 
+  // One operation of the owner's. What can still throw in it is a lack of memory.
+  // @param opens  a new request, which an earlier Cancel doesn't touch
+  template <typename Step>
+  bool Run(bool opens, Step step) noexcept;
   HttpError Follow(std::string_view method, std::string_view path, bool escapes);
   void Prepare(std::string_view method, std::string_view path, bool escapes);
   std::string TextOf(std::string_view method, std::string_view target, std::uint16_t port) const;

@@ -46,9 +46,15 @@ std::optional<std::uint16_t> PortOf(std::string_view text) noexcept {
   return error == std::errc{} && stopped == end && port != 0 ? std::optional(port) : std::nullopt;
 }
 
-// RFC 3986, 5.2.3 and 5.2.4, for the dots that a relative path begins with. Further ones are the camera's own names.
+// RFC 3986, 5.2.2 to 5.2.4, for the dots that a relative path begins with. Further ones are the camera's own names.
 std::string Merged(std::string_view target, std::string_view relative) {
+  if (relative.starts_with('/')) {
+    return std::string(relative);
+  }
   std::string_view folder = target.substr(0, target.find('?'));
+  if (relative.starts_with('?')) {
+    return std::string(folder).append(relative);
+  }
   folder = folder.substr(0, folder.rfind('/') + 1);
   while (relative.starts_with("./") || relative.starts_with("../")) {
     if (relative.starts_with("../") && folder.size() > 1) {
@@ -112,13 +118,6 @@ std::optional<Redirection> Resolve(const HttpServer& server, std::string_view ta
     port = *named;
     location.remove_prefix(2 + authority.size());
     return Redirection{port, RequestTarget(location, true)};
-  }
-  if (location.starts_with('/')) {
-    return Redirection{port, RequestTarget(location, true)};
-  }
-  if (location.starts_with('?')) {
-    return Redirection{port,
-                       RequestTarget(std::string(target.substr(0, target.find('?'))).append(location), true)};
   }
   return Redirection{port, RequestTarget(Merged(target, location), true)};
 }

@@ -14,7 +14,7 @@ namespace Web {
 /// Finds the addresses of a server that is given by name.
 ///
 /// The system's resolver can't be interrupted, so it is asked on a thread of its own. One that takes longer than the
-/// caller can wait is left behind: it shares what it works on, keeps the library loaded, and ends when the resolver
+/// caller can wait is left alone: it shares what it works on, keeps the library loaded, and ends when the resolver
 /// has given up, by its own limits.
 ///
 /// @param timeout  of the wait

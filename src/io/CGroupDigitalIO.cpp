@@ -13,6 +13,28 @@ namespace {
 
 constexpr u32 kAnySuccess = 0;  // any status from 200 to 299
 
+// GET /gpio.cgi?action=apply&relayid=1&value=1
+// GET /gpio.cgi?action=retrieve                  ...&gpio1=0&gpio2=1&...
+constexpr DigitalIOWords kGroup1Words{
+    .outputRequest = "/gpio.cgi?action=apply&relayid=",
+    .outputValue = "&value=",
+    .inputRequest = "/gpio.cgi?action=retrieve",
+    .inputKey = "gpio",
+    .inputKeyEnd = "",
+    .terminators = "&",
+};
+
+// GET /SetGPIO.cgi?Out1STA=1
+// GET /GetGPIO.cgi              ...<br>Input1_Sensor=0<br>Input2_Sensor=1<br>...
+constexpr DigitalIOWords kGroup2Words{
+    .outputRequest = "/SetGPIO.cgi?Out",
+    .outputValue = "STA=",
+    .inputRequest = "/GetGPIO.cgi",
+    .inputKey = "Input",
+    .inputKeyEnd = "_Sensor",
+    .terminators = "<>",
+};
+
 }  // namespace
 
 CGroupDigitalIO::CGroupDigitalIO(const DigitalIOWords& words, Device* driver, u32 pollIntervalMs,
@@ -61,5 +83,11 @@ u32 CGroupDigitalIO::StateOf(u32 number) const {
   const std::string value = GetCgiValue(TextOf(reply_), key, "=", words_.terminators);
   return value.find('0') != std::string::npos ? IOStateLow : IOStateHigh;
 }
+
+CKolvexGroup1DigitalIO::CKolvexGroup1DigitalIO(Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs)
+    : CGroupDigitalIO(kGroup1Words, driver, pollIntervalMs, stopTimeoutMs) {}
+
+CKolvexGroup2DigitalIO::CKolvexGroup2DigitalIO(Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs)
+    : CGroupDigitalIO(kGroup2Words, driver, pollIntervalMs, stopTimeoutMs) {}
 
 }  // namespace sarnevo

@@ -73,11 +73,8 @@ bool CIOBase::Start() try {
     return false;
   }
   const OwnerGuard owner(*this);
-  if (!owner) {
-    return false;  // another thread is starting or stopping it
-  }
-  if (ended_) {
-    return false;
+  if (!owner || ended_) {
+    return false;  // ended, or another thread is starting or stopping it
   }
   outputHandler_.SetOwner(weak_from_this());
   inputThread_.SetOwner(weak_from_this());
@@ -104,7 +101,7 @@ bool CIOBase::Start() try {
 }
 
 // All outputs are asked to go low, and each counts as low from the moment its request is processed: a relay
-// that was left high must not stay high behind a remembered low.
+// that was left high must not stay high while a low is remembered.
 void CIOBase::InitOutputs() {
   ResetStates();
   for (u32 index = 0; index < GetOutputCount(); ++index) {
@@ -112,10 +109,10 @@ void CIOBase::InitOutputs() {
   }
 }
 
-bool CIOBase::Stop() try {
+bool CIOBase::Stop() {
   const OwnerGuard owner(*this);
   if (!owner) {
-    // Another thread is at it, and may be waiting for this one. One that starts would overrun the wish.
+    // Another thread is in Start or Stop, and may be waiting for this one. A Start sees the mark and stops again.
     stopMissed_.store(true, std::memory_order_release);
     outputHandler_.RequestStop();
     inputThread_.RequestStop();
@@ -123,10 +120,8 @@ bool CIOBase::Stop() try {
   }
   const bool result = EndThreads();
   ResetStates();
-  stopMissed_.store(false, std::memory_order_relaxed);  // that wish is fulfilled, too
+  stopMissed_.store(false, std::memory_order_relaxed);  // what was missed is done now, too
   return result;
-} catch (const std::exception&) {
-  return false;  // no memory
 }
 
 void CIOBase::End() noexcept {
@@ -186,35 +181,27 @@ void CIOBase::ApplyOutput(u32 index, u32 state) {
     const COptexGuard guard(statesLock_);
     changed = Remember(outputs_, GetOutputCount(), index, state);
   }
-  if (changed) {
-    SendOutput(index, state);
-  }
-}
-
-void CIOBase::SendOutput(u32 index, u32 state) {
-  bool done = false;
   try {
-    done = WriteOutput(index, state);
+    if (!changed || WriteOutput(index, state)) {
+      return;
+    }
   } catch (...) {
     // Nothing says that the camera has it.
   }
-  if (!done) {
-    ReportFailure();
-  }
+  ReportFailure();
 }
 
 void CIOBase::PollInputs() {
-  bool done = false;
   try {
-    done = ReadInputs(driver_->GetInputCount());
+    if (ReadInputs(driver_->GetInputCount())) {
+      return;
+    }
   } catch (const std::bad_alloc&) {
-    done = true;  // says nothing of the camera
+    return;  // says nothing of the camera
   } catch (...) {
     // The next tick tries again.
   }
-  if (!done) {
-    ReportFailure();
-  }
+  ReportFailure();
 }
 
 void CIOBase::ReportFailure() noexcept {

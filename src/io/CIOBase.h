@@ -15,7 +15,7 @@ class Device;
 
 /// The half of the digital I/O that knows no camera.
 ///
-/// Remembers the last known state of each input and output, tells the host of an input only when its state
+/// Remembers the last known state of each input and output, reports an input to the host only when its state
 /// has changed, and asks the camera for an output only when its state would. After a failure nothing is known
 /// any more: the next request for any output goes out, and the next good poll reports every input. There is
 /// no other way in which the host's picture is set right, and none is needed.
@@ -59,7 +59,7 @@ class CIOBase : public ICaptureIOApi, public std::enable_shared_from_this<CIOBas
   /// Gives back what is kept from one request to the next. Neither thread is in a request.
   virtual void CloseConnections() noexcept {}
 
-  /// For ReadInputs: takes one state and tells the host of a change.
+  /// For ReadInputs: takes one state and reports a change to the host.
   void UpdateInput(u32 index, u32 state);
   /// For ReadInputs, between two of them: the host may take its time over each.
   bool AreInputsStopping() noexcept { return inputThread_.IsStopRequested(); }
@@ -71,7 +71,6 @@ class CIOBase : public ICaptureIOApi, public std::enable_shared_from_this<CIOBas
   bool EndThreads();
   void InitOutputs();
   void ResetStates() noexcept;
-  void SendOutput(u32 index, u32 state);
   void PollInputs();
   void ReportFailure() noexcept;
 

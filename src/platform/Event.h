@@ -30,10 +30,8 @@ class Event {
   bool Set() noexcept;
   bool Reset() noexcept;
 
-  /// Waits without limit.
-  WaitResult Wait() noexcept;
   /// Waits for up to @p timeout; 0 only looks.
-  WaitResult Wait(Milliseconds timeout) noexcept;
+  WaitResult Wait(Milliseconds timeout = Milliseconds::max()) noexcept;
 
   /// Waits until any event of @p events is set and gives the lowest index of those that are; only that
   /// one is consumed. -1 on a time-out, when there are none or more than kMaxWait events, or when one of

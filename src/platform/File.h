@@ -3,13 +3,22 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 namespace sarnevo::platform {
 
+/// Random access to the bytes of a file.
+class ByteSource {
+ public:
+  virtual ~ByteSource() = default;
+  /// Fills all of @p into from @p offset on. False when the file has fewer bytes there; any offset is allowed.
+  virtual bool Read(std::uint64_t offset, std::span<std::uint8_t> into) const = 0;
+};
+
 /// A regular file, closed with its object. Others may read and write the file meanwhile. One thread uses an
 /// object at a time.
-class File {
+class File final : public ByteSource {
  public:
   enum class Access { Read, ReadWrite };
   enum class IfMissing { Fail, Create };
@@ -20,7 +29,7 @@ class File {
   };
 
   File() noexcept = default;
-  ~File();
+  ~File() override;
   File(const File&) = delete;
   File& operator=(const File&) = delete;
 
@@ -31,6 +40,8 @@ class File {
 
   /// Bytes; nothing when the file isn't open.
   std::optional<std::uint64_t> Size() const noexcept;
+
+  bool Read(std::uint64_t offset, std::span<std::uint8_t> into) const override;
 
   /// Everything from the beginning. Nothing when it can't be read or is longer than @p limit bytes.
   std::optional<std::string> ReadAll(std::size_t limit) const;

@@ -35,7 +35,7 @@ struct ReceiveResult {
 /// What one ReceiveJoined gave: a datagram, or several of the same sender that the system joined on their way.
 struct JoinedDatagrams {
   std::size_t bytes = 0;  ///< of all; 0 with None: the socket was shut down, or an empty datagram
-  std::size_t each = 0;   ///< of each, one behind the other; the last one may be shorter
+  std::size_t each = 0;   ///< of each, one after the other; the last one may be shorter
   SocketError error = SocketError::None;
 };
 
@@ -73,24 +73,24 @@ class Socket {
   bool SetSendBuffer(std::uint32_t bytes) noexcept;
   /// For Receive and ReceiveFrom in blocking mode; 0 waits without limit.
   bool SetReceiveTimeout(Milliseconds timeout) noexcept;
+  bool SetSendTimeout(Milliseconds timeout) noexcept;
   /// Lets the system join datagrams that arrive together, for ReceiveJoined: a burst then takes one trip through
   /// the network layers instead of one for each datagram. No datagram waits for another that isn't there yet. A
   /// wish that not every system grants; the socket is then as it was.
   void JoinDatagrams() noexcept;
-  bool SetSendTimeout(Milliseconds timeout) noexcept;
 
-  /// WouldBlock while the connection is being made (non-blocking mode); once more then tells how far it is.
+  /// WouldBlock while the connection is being made (non-blocking mode); once more then says how far it is.
   SocketError Connect(const SocketAddress& peer) noexcept;
-  /// Whether a connection that was being made stands. A refused one never becomes writable.
+  /// Whether a connection that was being made is up. A refused one never becomes writable.
   bool WaitWritable(Milliseconds timeout) noexcept;
-  /// Whether a receive has something to tell: bytes, the end, or an error.
+  /// Whether a receive has something to give: bytes, the end, or an error.
   bool WaitReadable(Milliseconds timeout) noexcept;
 
   /// One send of all of @p data. The count of bytes taken, or the error.
   ReceiveResult Send(std::span<const std::uint8_t> data) noexcept;
   SocketError SendTo(std::span<const std::uint8_t> data, const SocketAddress& peer) noexcept;
 
-  /// One receive of up to @p into.size() bytes. TimedOut behind a time-out of the socket's, and in non-blocking
+  /// One receive of up to @p into.size() bytes. TimedOut after a time-out of the socket's, and in non-blocking
   /// mode when nothing is there.
   ReceiveResult Receive(std::span<std::uint8_t> into) noexcept;
   /// One datagram and where it came from. A datagram that doesn't fit gives TooLong and is gone.
@@ -100,8 +100,6 @@ class Socket {
   JoinedDatagrams ReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
   /// ReceiveJoined without waiting: WouldBlock when none is there.
   JoinedDatagrams TryReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
-  /// ReceiveFrom without waiting: WouldBlock when none is there.
-  ReceiveResult TryReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
 
  private:
   explicit Socket(std::intptr_t handle) noexcept;
@@ -112,7 +110,7 @@ class Socket {
   Milliseconds receiveTimeout_{0};  // the owner's: written before the first receive
 };
 
-/// The machine's host name; nothing when the system doesn't tell.
+/// The machine's host name; nothing when the system doesn't say.
 std::optional<std::string> LocalHostName();
 
 }  // namespace sarnevo::platform

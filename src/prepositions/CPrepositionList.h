@@ -20,8 +20,8 @@ namespace sarnevo {
 /// Two modes. Normal: the list holds what has been stored, a free slot is chosen by the list, and any
 /// movement makes the current one unknown. With fixed slots (a camera that stores to the slot last gone to
 /// and forgets only everything at once): all slots are shown, placeholders where nothing is stored, one of
-/// them is always current, and adding a name stores at that one. Where such a head
-/// stands can't be asked: after loading, and after deleting everything, it is taken to stand at slot 0.
+/// them is always current, and adding a name stores at that one. Nobody can ask such a head where it
+/// is: after loading, and after deleting everything, it counts as being at slot 0.
 ///
 /// Positions and slots count from 0. Any thread may call, also several at once. An operation holds the list's
 /// lock while it waits for the camera and the disk, so that the others wait as long. The order of locks is

@@ -31,7 +31,7 @@ std::wstring Step(const wchar_t* element, int digits, u32 number) {
   return step.data();
 }
 
-// The number that a text begins with, behind blanks and a plus sign; what follows its digits doesn't count.
+// The number that a text begins with, after blanks and a plus sign; what follows its digits doesn't count.
 std::optional<u32> ScanNumber(std::wstring_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(L" \t\n\r\v\f"), text.size()));
   if (text.starts_with(L'+')) {

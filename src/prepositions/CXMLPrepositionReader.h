@@ -9,7 +9,7 @@
 #include "xml/CXMLSettingsAPI.h"
 
 /// Reads and writes a camera's preset file: the names and slots of its stored positions, by PTZ channel and
-/// file index, both counted from 0. docs/preset-file.md tells the format.
+/// file index, both counted from 0. docs/preset-file.md describes the format.
 ///
 /// The lists of all PTZ channels of a camera share one reader. Any thread may call any operation, each is
 /// atomic, and none throws but Read. The last reader to save wins where several have the same file open, in one
@@ -22,7 +22,7 @@ class CXMLPrepositionReader {
   virtual ~CXMLPrepositionReader();
 
   /// Opens the file. One that is missing, empty or no XML document is replaced by a new one with nothing but
-  /// the root element, unless @p noCreate is set; what stood in it is kept aside, with ".bad" behind its name.
+  /// the root element, unless @p noCreate is set; what was in it is kept aside, with ".bad" after its name.
   /// False leaves a reader that reads nothing and whose writes fail.
   bool Open(const std::string& fileName, bool noCreate);
 

@@ -5,7 +5,7 @@ namespace sarnevo {
 void BurstPace::Begin(Nanoseconds now, u32 bytes) noexcept {
   began_ = now;
   count_ = 0;
-  weight_ = 0;
+  bytes_ = 0;
   countAtSleep_ = 0;
   lookedAt_ = Nanoseconds{0};
   Add(bytes);
@@ -13,7 +13,7 @@ void BurstPace::Begin(Nanoseconds now, u32 bytes) noexcept {
 
 void BurstPace::Add(u32 bytes) noexcept {
   ++count_;
-  weight_ += bytes + kOverheadBytes;
+  bytes_ += bytes;
 }
 
 std::optional<BurstPace::Nanoseconds> BurstPace::SleepUntil(Nanoseconds now) noexcept {
@@ -32,7 +32,10 @@ std::optional<BurstPace::Nanoseconds> BurstPace::SleepUntil(Nanoseconds now) noe
     }
   }
   const Nanoseconds wanted = count_ < Expected() ? Left(elapsed) : Overdue();
-  const Nanoseconds until = wanted <= Longest() ? now + wanted : Shared(now, Longest());
+  const bool isPaceKnown = count_ > 1 && elapsed >= gap_ * (count_ - 1) / 2;
+  const Nanoseconds longest = isPaceKnown ? Longest() : std::min(Longest(), lineGap_ * quarterCount_ * 2);
+  const bool isShared = isPaceKnown && wanted > longest;
+  const Nanoseconds until = isShared ? Shared(now, longest) : now + std::min(wanted, longest);
   if (until < now + Least()) {
     return std::nullopt;
   }
@@ -64,7 +67,8 @@ void BurstPace::End(Nanoseconds now, bool waitedFor) noexcept {
     Learn(lookedAt_ * 2 / (2 * countThen_ - 1));  // the next one was on its way, halfway on average
   }
   lastCounts_ = {count_, lastCounts_[0]};
-  quarterCount_ = quarterBytes_ * count_ / weight_;
+  quarterCount_ = quarterBytes_ * count_ / (bytes_ + count_ * kOverheadBytes);
+  lineGap_ = kByteTime * (bytes_ / count_ + kWireBytes);
   saves_ = gap_ * (Expected() - 1) >= Least() && Longest() >= Least();
   count_ = 0;
 }

@@ -10,14 +10,15 @@
 
 namespace sarnevo {
 
-/// Tells how long a receive thread may sleep while a burst of datagrams comes in, learned from the last bursts.
+/// How long a receive thread may sleep while a burst of datagrams comes in, learned from the last bursts.
 ///
 /// Cameras send the packets of a frame some 10 to 150 us apart. A thread that waits for each of them falls asleep and
 /// is woken as often, which costs several times what it does with a packet. Sleeping a moment lets them gather in
 /// the socket. The moments end when the last datagram is due, so that a whole frame is hardly later than without;
-/// none is longer than 1 ms, or than a quarter of the socket's buffer takes to fill at the pace seen lately.
+/// none is longer than 1 ms, or than a quarter of the socket's buffer takes to fill at the pace seen lately. As long
+/// as it isn't known that a burst is as slow as the last ones, half of the buffer wouldn't fill at 1 Gbit/s either.
 ///
-/// Computes from what it is told and looks at no clock: `now` is a time of any steady clock. One thread.
+/// Uses no clock: `now` is a time of any steady clock. One thread.
 class BurstPace {
  public:
   using Nanoseconds = platform::Nanoseconds;
@@ -44,8 +45,12 @@ class BurstPace {
   void End(Nanoseconds now, bool waitedFor) noexcept;
 
  private:
-  // Of a datagram in the socket's buffer, beside its bytes: what the system adds to small ones weighs most.
+  // Of a datagram in the socket's buffer, beside its bytes: what the system adds to small ones weighs most. The system
+  // grants twice what was asked for, so that a buffer that is full by this reckoning still has room.
   static constexpr u32 kOverheadBytes = 512;
+  // UDP, IPv4 and Ethernet with its preamble and gap; and how long a byte takes on 1 Gbit/s.
+  static constexpr u32 kWireBytes = 66;
+  static constexpr Nanoseconds kByteTime{8};
   static constexpr Nanoseconds kBeat{250'000};
 
   // The smaller of the last two: a single large burst, such as a key frame between small ones, mustn't make those
@@ -64,7 +69,7 @@ class BurstPace {
   // The burst under way.
   Nanoseconds began_{0};
   std::int64_t count_ = 0;         // datagrams so far
-  std::int64_t weight_ = 0;        // bytes that they take in the socket's buffer
+  std::int64_t bytes_ = 0;         // of them
   std::int64_t countAtSleep_ = 0;  // 0: no sleep yet
   Nanoseconds lookedAt_{0};  // the last look after a sleep, since the first datagram, and their number then
   std::int64_t countThen_ = 0;
@@ -72,6 +77,7 @@ class BurstPace {
   // The bursts before.
   bool saves_ = false;
   Nanoseconds gap_{0};                        // between two datagrams
+  Nanoseconds lineGap_{0};                    // the same at 1 Gbit/s
   std::int64_t quarterCount_ = 0;             // datagrams of that kind that fill a quarter of the buffer
   std::array<std::int64_t, 2> lastCounts_{};  // datagrams of the last two
 };

@@ -119,8 +119,7 @@ void CRTCPReporter::ReceiveReport() noexcept {
 
 // What isn't a sender report at all gets the same answer.
 void CRTCPReporter::Answer(std::span<const u8> report, const SocketAddress& from) noexcept {
-  const RtcpIdentity self{ssrc_, {cname_.data(), cnameLength_}};
-  const auto answer = AnswerSenderReport(report, self, GetLastSequence());
+  const auto answer = AnswerSenderReport(report, ssrc_, {cname_.data(), cnameLength_}, GetLastSequence());
   if (!answer) {
     return;
   }

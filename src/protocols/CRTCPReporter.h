@@ -21,7 +21,7 @@ namespace sarnevo {
 /// Reports nothing: without a socket, or when it fails, the thread ends quietly and RTP goes on without it.
 class CRTCPReporter {
  public:
-  /// Gives the name that goes out as CNAME; nothing when the system doesn't tell.
+  /// Gives the name that goes out as CNAME; nothing when the system doesn't say.
   using HostNameSource = std::optional<std::string> (*)();
 
   explicit CRTCPReporter(const ProtocolTimes& times = {}, HostNameSource hostName = &platform::LocalHostName);

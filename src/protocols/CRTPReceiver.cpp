@@ -1,6 +1,6 @@
 #include "protocols/CRTPReceiver.h"
 
-#include "protocols/RtpHeader.h"
+#include "protocols/CRTPPacket.h"
 
 namespace sarnevo {
 

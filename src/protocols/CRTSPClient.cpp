@@ -89,37 +89,26 @@ bool CRTSPClient::Disconnect() noexcept {
 
 bool CRTSPClient::Describe(bool useObjectPath) noexcept {
   cseq_ = 1;
-  return Send(std::snprintf(request_.data(), request_.size(),
-                            "DESCRIBE rtsp://%s:%u%s RTSP/1.0\r\nCSeq: 1\r\n\r\n", serverAddress_.data(),
-                            serverPort_, StreamPath(useObjectPath))) &&
-         ReadReplyHead(useObjectPath) && ReadDescription();
+  return Send("DESCRIBE", StreamPath(useObjectPath), "") && ReadReplyHead(useObjectPath) && ReadDescription();
 }
 
 bool CRTSPClient::Setup(int rtpPort, int rtcpPort, bool useObjectPath) noexcept {
   CountRequest();
-  const bool done = Send(std::snprintf(request_.data(), request_.size(),
-                                       "SETUP rtsp://%s:%u%s RTSP/1.0\r\nCSeq: %d\r\n"
-                                       "Transport: RTP/AVP;unicast;client_port=%d-%d\r\n\r\n",
-                                       serverAddress_.data(), serverPort_, TrackPath(useObjectPath), cseq_,
-                                       rtpPort, rtcpPort)) &&
-                    ReadReplyHead(useObjectPath) && ReadTransportAndSession();
+  char transport[80];
+  std::snprintf(transport, sizeof(transport), "Transport: RTP/AVP;unicast;client_port=%d-%d\r\n", rtpPort,
+                rtcpPort);
+  const bool done = Send("SETUP", TrackPath(useObjectPath), transport) && ReadReplyHead(useObjectPath) &&
+                    ReadTransportAndSession();
   setupDone_ = done ? 1 : 0;
   return done;
 }
 
-// The number of lines after the head is the cameras' own: what they send more is left for the next reply,
-// which copes with one blank line.
-bool CRTSPClient::Play(bool useObjectPath) noexcept {
-  return SendInSession("PLAY", useObjectPath) && ReadReplyHead(useObjectPath) && DropLines(2);
-}
+bool CRTSPClient::Play(bool useObjectPath) noexcept { return ExchangeInSession("PLAY", useObjectPath, 2); }
 
-bool CRTSPClient::Pause(bool useObjectPath) noexcept {
-  return SendInSession("PAUSE", useObjectPath) && ReadReplyHead(useObjectPath) && DropLines(2);
-}
+bool CRTSPClient::Pause(bool useObjectPath) noexcept { return ExchangeInSession("PAUSE", useObjectPath, 2); }
 
 bool CRTSPClient::Teardown(bool useObjectPath) noexcept {
-  return setupDone_ != 0 && SendInSession("TEARDOWN", useObjectPath) && ReadReplyHead(useObjectPath) &&
-         DropLines(1);
+  return setupDone_ != 0 && ExchangeInSession("TEARDOWN", useObjectPath, 1);
 }
 
 void CRTSPClient::Interrupt() noexcept {
@@ -134,15 +123,21 @@ bool CRTSPClient::IsInterrupted() noexcept {
 // The camera may have set the counter to any number, so that it counts round.
 void CRTSPClient::CountRequest() noexcept { cseq_ = static_cast<i32>(static_cast<u32>(cseq_) + 1); }
 
-bool CRTSPClient::SendInSession(const char* method, bool useObjectPath) noexcept {
+// The number of lines after the head is the cameras' own: what they send more is left for the next reply,
+// which copes with one blank line.
+bool CRTSPClient::ExchangeInSession(const char* method, bool useObjectPath, int linesAfterHead) noexcept {
   CountRequest();
-  return Send(std::snprintf(
-      request_.data(), request_.size(), "%s rtsp://%s:%u%s RTSP/1.0\r\nCSeq: %d\r\nSession: %s\r\n\r\n", method,
-      serverAddress_.data(), serverPort_, StreamPath(useObjectPath), cseq_, session_.data()));
+  char session[280];
+  std::snprintf(session, sizeof(session), "Session: %s\r\n", session_.data());
+  return Send(method, StreamPath(useObjectPath), session) && ReadReplyHead(useObjectPath) &&
+         DropLines(linesAfterHead);
 }
 
 // A request that was cut to the buffer never goes out.
-bool CRTSPClient::Send(int length) noexcept {
+bool CRTSPClient::Send(const char* method, const char* path, const char* header) noexcept {
+  const int length =
+      std::snprintf(request_.data(), request_.size(), "%s rtsp://%s:%u%s RTSP/1.0\r\nCSeq: %d\r\n%s\r\n",
+                    method, serverAddress_.data(), serverPort_, path, cseq_, header);
   if (length < 0 || static_cast<std::size_t>(length) >= request_.size() || IsInterrupted()) {
     return false;
   }
@@ -200,9 +195,9 @@ bool CRTSPClient::ReadTransportAndSession() noexcept {
   }
   // RTCP goes to where the camera's reports come from and RTP comes from wherever it does; a camera that doesn't
   // name its ports is one that hasn't understood.
-  const auto client = rtsp::ParseClientPorts(transport_.data());
-  const auto server = client ? rtsp::ParseServerPorts(transport_.data()) : std::nullopt;
-  if (!server) {
+  const auto client = rtsp::ParsePorts(transport_.data(), "client_port=", ";");
+  const auto server = rtsp::ParsePorts(transport_.data(), "server_port=", "");
+  if (!client || !server) {
     return false;
   }
   clientRtpPort_ = client->rtp;

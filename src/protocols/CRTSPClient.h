@@ -55,8 +55,9 @@ class CRTSPClient {
   bool AwaitConnection(platform::Milliseconds timeout) noexcept;
   bool IsInterrupted() noexcept;
   void CountRequest() noexcept;
-  bool SendInSession(const char* method, bool useObjectPath) noexcept;
-  bool Send(int length) noexcept;
+  bool ExchangeInSession(const char* method, bool useObjectPath, int linesAfterHead) noexcept;
+  /// @param header  one line with its end, or nothing
+  bool Send(const char* method, const char* path, const char* header) noexcept;
   bool ReadReplyHead(bool useObjectPath) noexcept;
   bool ReadStatusLine() noexcept;
   bool ReadDescription() noexcept;

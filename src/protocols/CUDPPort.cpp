@@ -18,7 +18,6 @@ namespace sarnevo {
 
 using platform::JoinedDatagrams;
 using platform::Milliseconds;
-using platform::ReceiveResult;
 using platform::Socket;
 using platform::SocketAddress;
 using platform::SocketError;
@@ -36,7 +35,7 @@ constexpr u64 kMaxReceiveBuffer = 0x1FFFE;
 // More datagrams than a socket's buffer holds, so that a sender who doesn't stop can't hold Close up.
 constexpr int kMaxDrained = 1024;
 
-// Null stands for all local addresses. The length is tested first since the system's own notion of a dotted
+// Null means all local addresses. The length is tested first since the system's own notion of a dotted
 // text is wider.
 std::optional<SocketAddress> LocalAddress(const char* address, u16 port) noexcept {
   if (address == nullptr) {
@@ -309,8 +308,8 @@ void CUDPPort::Drain() noexcept {
   std::array<u8, 1024> dropped;
   SocketAddress from;
   for (int i = 0; i < kMaxDrained; ++i) {
-    const ReceiveResult got = socket_.TryReceiveFrom(dropped, from);
-    if (got.error != SocketError::TooLong && got.count == 0) {
+    const JoinedDatagrams got = socket_.TryReceiveJoined(dropped, from);
+    if (got.error != SocketError::TooLong && got.bytes == 0) {
       return;
     }
   }

@@ -85,7 +85,7 @@ class CUDPPort {
   platform::CriticalSection lock_;  // guards Open, Close and SetUser; the receive thread never takes it
 
   // Written under lock_ (readSize_: by any thread, running_: also by the receive thread), read by the receive
-  // thread without it. Each stands for itself, so that relaxed order is enough.
+  // thread without it. Each is read by itself, so that relaxed order is enough.
   std::atomic<IUDPPortUser*> user_{nullptr};
   platform::Socket socket_;  // opened and closed under lock_, while no receive thread uses it
   std::atomic<u16> localPort_{0};

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t kBitsPerWord = 64;
 
-// One bit for each port. Each stands for itself: what a stale one costs is a bind that fails, or one not tried
+// One bit for each port, independent of all others: what a stale one costs is a bind that fails, or one not tried
 // on a port that was just given back, as if the search had come a moment earlier. So relaxed order is enough.
 //
 // Two sockets on different local addresses may share a port; the bit then goes with the first that closes, and

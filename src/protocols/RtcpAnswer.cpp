@@ -14,8 +14,8 @@ constexpr u8 kVersion2Count1 = 0x81;
 
 }  // namespace
 
-std::optional<std::array<u8, kRtcpAnswerBytes>> AnswerSenderReport(std::span<const u8> report,
-                                                                   const RtcpIdentity& self,
+std::optional<std::array<u8, kRtcpAnswerBytes>> AnswerSenderReport(std::span<const u8> report, u32 ssrc,
+                                                                   std::string_view cname,
                                                                    u16 lastSequence) noexcept {
   if (report.size() < kMinReportBytes) {
     return std::nullopt;
@@ -27,7 +27,7 @@ std::optional<std::array<u8, kRtcpAnswerBytes>> AnswerSenderReport(std::span<con
   at[0] = kVersion2Count1;
   at[1] = 201;                           // receiver report
   PutU16(at + 2, 7);                     // its length in words, less one
-  PutU32(at + 4, self.ssrc);             //
+  PutU32(at + 4, ssrc);                  //
   std::copy_n(&report[4], 4, at + 8);    // SSRC of the source
   PutU16(at + 18, lastSequence);         // highest sequence number; its cycle count at 16 stays 0
   std::copy_n(&report[10], 4, at + 24);  // last SR: the middle of the report's NTP timestamp
@@ -36,10 +36,10 @@ std::optional<std::array<u8, kRtcpAnswerBytes>> AnswerSenderReport(std::span<con
   at[32] = kVersion2Count1;
   at[33] = 202;        // source description
   PutU16(at + 34, 5);  // too few words for what follows, but what these cameras have always been sent
-  PutU32(at + 36, self.ssrc);
-  at[40] = 1;                                   // CNAME
-  at[41] = static_cast<u8>(self.cname.size());  // of the whole name, also when it is cut
-  std::copy_n(self.cname.data(), std::min(self.cname.size(), kCnameBytes), at + 42);
+  PutU32(at + 36, ssrc);
+  at[40] = 1;                              // CNAME
+  at[41] = static_cast<u8>(cname.size());  // of the whole name, also when it is cut
+  std::copy_n(cname.data(), std::min(cname.size(), kCnameBytes), at + 42);
   return answer;
 }
 

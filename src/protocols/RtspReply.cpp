@@ -59,20 +59,6 @@ class Scanner {
 
 i32 NumberOrZero(std::string_view text) noexcept { return Scanner(text).Number().value_or(0); }
 
-// What comes after the first "=" of what begins with key.
-std::optional<std::string_view> ValueOf(std::string_view key, std::string_view transport) noexcept {
-  const std::size_t found = transport.find(key);
-  if (found == std::string_view::npos) {
-    return std::nullopt;
-  }
-  return transport.substr(found + key.size());
-}
-
-std::optional<PortPair> MakePair(std::string_view rtp, std::string_view rtcp) noexcept {
-  const PortPair ports{NumberOrZero(rtp), NumberOrZero(rtcp)};
-  return ports.rtp != 0 && ports.rtcp != 0 ? std::optional(ports) : std::nullopt;
-}
-
 }  // namespace
 
 std::optional<StatusLine> ParseStatusLine(std::string_view line) noexcept {
@@ -96,27 +82,17 @@ std::optional<i32> ParseNumberHeader(std::string_view line) noexcept {
   return scanner.Word(kMaxTag) ? scanner.Number() : std::nullopt;
 }
 
-std::optional<PortPair> ParseClientPorts(std::string_view transport) noexcept {
-  const auto value = ValueOf("client_port=", transport);
-  const std::size_t dash = value ? value->find('-') : std::string_view::npos;
-  if (dash == std::string_view::npos) {
+std::optional<PortPair> ParsePorts(std::string_view transport, std::string_view key,
+                                   std::string_view end) noexcept {
+  const std::size_t found = transport.find(key);
+  const std::size_t dash = found != std::string_view::npos ? transport.find('-', found) : found;
+  if (dash == std::string_view::npos || transport.find(end, dash) == std::string_view::npos) {
     return std::nullopt;
   }
-  const std::string_view second = value->substr(dash + 1);
-  const std::size_t semicolon = second.find(';');
-  if (semicolon == std::string_view::npos) {
-    return std::nullopt;
-  }
-  return MakePair(value->substr(0, dash), second.substr(0, semicolon));
-}
-
-std::optional<PortPair> ParseServerPorts(std::string_view transport) noexcept {
-  const auto value = ValueOf("server_port=", transport);
-  const std::size_t dash = value ? value->find('-') : std::string_view::npos;
-  if (dash == std::string_view::npos) {
-    return std::nullopt;
-  }
-  return MakePair(value->substr(0, dash), value->substr(dash + 1));
+  const std::size_t first = found + key.size();
+  const PortPair ports{NumberOrZero(transport.substr(first, dash - first)),
+                       NumberOrZero(transport.substr(dash + 1))};
+  return ports.rtp != 0 && ports.rtcp != 0 ? std::optional(ports) : std::nullopt;
 }
 
 }  // namespace sarnevo::rtsp

@@ -24,9 +24,9 @@ std::optional<std::string_view> ParseTextHeader(std::string_view line) noexcept;
 /// The number after the first word of a line, which has at most 254 characters.
 std::optional<i32> ParseNumberHeader(std::string_view line) noexcept;
 
-/// Finds "client_port=a-b;" in a Transport value; neither is 0. Without the ";" there is none.
-std::optional<PortPair> ParseClientPorts(std::string_view transport) noexcept;
-/// Finds "server_port=a-b", at the end too.
-std::optional<PortPair> ParseServerPorts(std::string_view transport) noexcept;
+/// Finds @p key, which ends with "=", and then "a-b" in a Transport value. Nothing when one of them is 0, or @p end
+/// doesn't come somewhere after the "-".
+std::optional<PortPair> ParsePorts(std::string_view transport, std::string_view key,
+                                   std::string_view end) noexcept;
 
 }  // namespace sarnevo::rtsp

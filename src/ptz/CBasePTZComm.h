@@ -89,7 +89,7 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   IIPDeviceParams& Device() const noexcept { return *device_; }
   const CPtzCommandBuilder& Commands() const noexcept { return commandBuilder_; }
 
-  // A PtzProtocol. Written once it is known, by whatever thread asked; stands alone, so that relaxed is enough.
+  // A PtzProtocol. Written once it is known, by whatever thread asked. Nothing else goes with it: relaxed is enough.
   std::atomic<u32> protocol_{PtzProtocolNone};
 
  private:

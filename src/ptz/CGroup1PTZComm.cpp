@@ -67,7 +67,7 @@ void CGroup1PTZComm::HandleWorkItem(IWorkItem* item) {
   }
   // Only now: neither a camera command nor a connection waits for what the host does with a message.
   for (const Failure& failure : failures) {
-    ReportNotSent(failure.operation, failure.text, failure.status);
+    ReportNotSent(failure);
   }
 }
 
@@ -99,32 +99,26 @@ void CGroup1PTZComm::SetFocusIris(Web::HttpRequest& http, IIPParams& params, u8 
                                   std::vector<Failure>& failures) {
   if (params.GetFocusManual() != focusManual) {
     params.SetFocusManual(focusManual);
-    if (focusManual == 0) {
-      const std::string text = Commands().AutoFocusCommand();
-      if (text.empty()) {
-        return;
-      }
-      SendAutomatic(http, text, failures);
+    if (focusManual == 0 && !SendAutomatic(http, Commands().AutoFocusCommand(), failures)) {
+      return;
     }
   }
   if (params.GetIrisManual() != irisManual) {
     params.SetIrisManual(irisManual);
     if (irisManual == 0) {
-      const std::string text = Commands().AutoIrisCommand();
-      if (text.empty()) {
-        return;
-      }
-      SendAutomatic(http, text, failures);
+      SendAutomatic(http, Commands().AutoIrisCommand(), failures);
     }
   }
 }
 
-// A failure holds nothing up: the movement that follows matters more to the operator than a sharp picture.
-void CGroup1PTZComm::SendAutomatic(Web::HttpRequest& http, const std::string& text,
+// False without a protocol. A failure holds nothing up: the movement that follows matters more to the operator than a
+// sharp picture.
+bool CGroup1PTZComm::SendAutomatic(Web::HttpRequest& http, const std::string& text,
                                    std::vector<Failure>& failures) {
-  if (!http.Send("GET", text.c_str(), false)) {
+  if (!text.empty() && !http.Send("GET", text.c_str(), false)) {
     failures.push_back({"sarnevo::CGroup1PTZComm::SetFocusIris", text, http.GetStatusCode()});
   }
+  return !text.empty();
 }
 
 bool CGroup1PTZComm::ProcessPresetCommand(PresetOperation operation, u32 slot) {
@@ -133,33 +127,33 @@ bool CGroup1PTZComm::ProcessPresetCommand(PresetOperation operation, u32 slot) {
     return true;
   }
   if (ShouldLogFailure()) {
-    ReportNotSent("sarnevo::CGroup1PTZComm::ProcessPresetCommand", text, presetRequest_.GetStatusCode());
+    ReportNotSent({"sarnevo::CGroup1PTZComm::ProcessPresetCommand", text, presetRequest_.GetStatusCode()});
   }
   return false;
 }
 
-bool CGroup1PTZComm::UpdatePtzProtocol() {
+void CGroup1PTZComm::UpdatePtzProtocol() {
   constexpr char kOperation[] = "sarnevo::CGroup1PTZComm::UpdatePtzProtocol";
   CameraRequest http(Device(), policy_);
   if (!http.Send("GET", kComportRequest, false)) {
-    ReportNotSent(kOperation, kComportRequest, http.GetStatusCode());
-    return false;
+    ReportNotSent({kOperation, kComportRequest, http.GetStatusCode()});
+    return;
   }
   if (http.GetStatusCode() != Web::kStatusOk) {
     DebugMessage(DebugLevelFailure, "%s: HTTP message to %s:%d, message=%s returned error, http status=%d",
                  kOperation, Device().GetAddress().c_str(), Device().GetPort(), kComportRequest,
                  static_cast<int>(http.GetStatusCode()));
-    return false;
+    return;
   }
   const u32 available = http.GetDataAvailable();
   if (available == 0) {
-    return false;
+    return;
   }
   std::vector<u8> reply;
   if (!ReadBody(http, available, available, reply)) {
     DebugMessage(DebugLevelFailure, "%s: cannot read response from %s:%d", kOperation,
                  Device().GetAddress().c_str(), Device().GetPort());
-    return false;
+    return;
   }
   const u32 protocol = ParseProtocol({reinterpret_cast<const char*>(reply.data()), reply.size()});
   if (protocol <= PtzProtocolPelcoD) {
@@ -167,13 +161,12 @@ bool CGroup1PTZComm::UpdatePtzProtocol() {
     u32 unknown = PtzProtocolNone;
     protocol_.compare_exchange_strong(unknown, protocol, std::memory_order_relaxed);
   }
-  return true;
 }
 
-void CGroup1PTZComm::ReportNotSent(const char* operation, const std::string& text, u32 status) {
+void CGroup1PTZComm::ReportNotSent(const Failure& failure) {
   DebugMessage(DebugLevelFailure, "%s: cannot send HTTP message to %s:%d, message=%s, http status=%d",
-               operation, Device().GetAddress().c_str(), Device().GetPort(), text.c_str(),
-               static_cast<int>(status));
+               failure.operation, Device().GetAddress().c_str(), Device().GetPort(), failure.text.c_str(),
+               static_cast<int>(failure.status));
 }
 
 }  // namespace sarnevo

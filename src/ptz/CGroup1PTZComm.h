@@ -42,10 +42,10 @@ class CGroup1PTZComm : public CBasePTZComm {
   std::string PrepareItem(const CWorkItem& item, Web::HttpRequest& http, std::vector<Failure>& failures);
   void SetFocusIris(Web::HttpRequest& http, IIPParams& params, u8 focusManual, u8 irisManual,
                     std::vector<Failure>& failures);
-  void SendAutomatic(Web::HttpRequest& http, const std::string& text, std::vector<Failure>& failures);
+  bool SendAutomatic(Web::HttpRequest& http, const std::string& text, std::vector<Failure>& failures);
   bool ProcessPresetCommand(PresetOperation operation, u32 slot);
-  bool UpdatePtzProtocol();
-  void ReportNotSent(const char* operation, const std::string& text, u32 status);
+  void UpdatePtzProtocol();
+  void ReportNotSent(const Failure& failure);
 
   const RequestPolicy policy_;
 

@@ -15,15 +15,6 @@ namespace {
 constexpr u32 kSlots = 32;
 constexpr u32 kFixedSlots = 64;
 
-i32 CopyNameToBuffer(const std::wstring& name, char* buffer, u32 bufferSize) {
-  const std::string text = ToUtf8(name);
-  if (buffer == nullptr || text.size() >= bufferSize) {
-    return PtzInvalidArgument;
-  }
-  std::memcpy(buffer, text.c_str(), text.size() + 1);
-  return PtzDone;
-}
-
 }  // namespace
 
 CPTZControl::CPTZControl(CPTZHandler* handler, u32 channel)
@@ -59,8 +50,8 @@ void CPTZControl::BeginClose() noexcept { comm_->BeginClose(); }
 
 void CPTZControl::End() noexcept {
   if (comm_->IsOwnThread() || !comm_->Claim().Take()) {
-    own_thread::
-        LetGo();  // the host ends the driver in a message of this very thread, or two of them end each other
+    // The host ends the driver in a message of this very thread, or two of them end each other.
+    own_thread::LetGo();
     comm_->Claim().Take();
   }
   comm_->Close();
@@ -155,20 +146,31 @@ i32 CPTZControl::GetCapabilities(CPtzCapabilities* record) {
 
 u32 CPTZControl::GetPrepositionCount() { return prepositions_.GetPrepositionCount(); }
 
-i32 CPTZControl::GetPrepositionName(u32 position, char* buffer, u32 bufferSize) {
+// A name for the host, which @p find fills in.
+template <typename Find>
+i32 CPTZControl::NameInto(char* buffer, u32 bufferSize, Find find) noexcept {
   return Inside<i32>(PtzNoPreposition, [&]() -> i32 {
     std::wstring name;
-    return prepositions_.GetPrepositionName(position, name) ? CopyNameToBuffer(name, buffer, bufferSize)
-                                                            : PtzNoPreposition;
+    if (!find(name)) {
+      return PtzNoPreposition;
+    }
+    const std::string text = ToUtf8(name);
+    if (buffer == nullptr || text.size() >= bufferSize) {
+      return PtzInvalidArgument;
+    }
+    std::memcpy(buffer, text.c_str(), text.size() + 1);
+    return PtzDone;
   });
 }
 
+i32 CPTZControl::GetPrepositionName(u32 position, char* buffer, u32 bufferSize) {
+  return NameInto(buffer, bufferSize,
+                  [&](std::wstring& name) { return prepositions_.GetPrepositionName(position, name); });
+}
+
 i32 CPTZControl::GetCurrentPreposition(char* buffer, u32 bufferSize) {
-  return Inside<i32>(PtzNoPreposition, [&]() -> i32 {
-    std::wstring name;
-    return prepositions_.GetCurrentPreposition(name) ? CopyNameToBuffer(name, buffer, bufferSize)
-                                                     : PtzNoPreposition;
-  });
+  return NameInto(buffer, bufferSize,
+                  [&](std::wstring& name) { return prepositions_.GetCurrentPreposition(name); });
 }
 
 // The operation with the name as the list has it. What is no text at all can't name anything and reaches neither

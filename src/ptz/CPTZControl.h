@@ -71,6 +71,8 @@ class CPTZControl : public IIPPTZApiEx, public IIPParams {
   Result Inside(Result failure, Operation operation) noexcept;
   template <typename Operation>
   i32 Move(Operation operation) noexcept;
+  template <typename Find>
+  i32 NameInto(char* buffer, u32 bufferSize, Find find) noexcept;
   template <typename Operation>
   i32 WithName(const char* operationName, const char* name, i32 failure, Operation operation);
   void CloseComm();

@@ -2,7 +2,6 @@
 
 #include <cstdarg>
 #include <exception>
-#include <new>
 #include <utility>
 
 #include "device/Device.h"
@@ -15,10 +14,6 @@ namespace {
 
 constexpr u32 kGroupWithPTZ = 1;
 constexpr char kPresetRoot[] = "Kolvex";
-
-std::string PresetFileName(const std::string& hardwareAddress) {
-  return "Kolvex_" + hardwareAddress + ".preset";
-}
 
 }  // namespace
 
@@ -68,7 +63,6 @@ IIPPTZApiEx* CPTZHandler::GetPTZApiEx(u32 channel) {
   }
   const auto keep = shared_from_this();  // the host may end the driver in a message
   const platform::ThreadId self = platform::CurrentThreadId();
-  std::unique_ptr<CPTZControl> control;
   std::unique_lock guard(lock_);
   turnOver_.wait(guard, [&] { return Known(channel) != nullptr || builder_ == 0 || builder_ == self; });
   if (CPTZControl* const known = Known(channel)) {
@@ -77,15 +71,17 @@ IIPPTZApiEx* CPTZHandler::GetPTZApiEx(u32 channel) {
   // The host may ask again from within a message about the camera, on the thread that builds.
   const platform::ThreadId outer = std::exchange(builder_, self);
   guard.unlock();
-  control = BuildControl(channel);
+  Controls built = BuildControl(channel);
   guard.lock();
-  CPTZControl* const entered = control && !ended_ ? Enter(channel, control) : nullptr;
-  if (control) {
-    // One that isn't wanted shares the reader, whose count is no atomic one: it goes within the turn.
-    guard.unlock();
-    control.reset();
-    guard.lock();
+  const bool wanted = !built.empty() && !ended_;
+  if (wanted) {
+    controls_.merge(built);  // unless the channel has got one meanwhile, which the host then knows
   }
+  CPTZControl* const entered = wanted ? Known(channel) : nullptr;
+  // One that isn't wanted shares the reader, whose count is no atomic one: it goes within the turn.
+  guard.unlock();
+  built.clear();
+  guard.lock();
   builder_ = outer;
   turnOver_.notify_all();
   return entered;
@@ -96,20 +92,11 @@ CPTZControl* CPTZHandler::Known(u32 channel) const {
   return known != controls_.end() ? known->second.get() : nullptr;
 }
 
-// Takes @p control over, unless the channel has got one meanwhile, which the host then knows.
-CPTZControl* CPTZHandler::Enter(u32 channel, std::unique_ptr<CPTZControl>& control) {
-  try {
-    return controls_.try_emplace(channel, std::move(control)).first->second.get();
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
-
-// Null when the camera has no PTZ, its control can't be opened, or there is no memory; the next request then starts
+// Empty when the camera has no PTZ, its control can't be opened, or there is no memory; the next request then starts
 // anew.
-std::unique_ptr<CPTZControl> CPTZHandler::BuildControl(u32 channel) {
+CPTZHandler::Controls CPTZHandler::BuildControl(u32 channel) {
   if (driver_ == nullptr || driver_->GetGroup() != kGroupWithPTZ) {
-    return nullptr;
+    return {};
   }
   try {
     auto comm = std::make_unique<CGroup1PTZComm>(this);
@@ -118,23 +105,26 @@ std::unique_ptr<CPTZControl> CPTZHandler::BuildControl(u32 channel) {
       LoadPresetFile();  // a failure shows when the control opens
     }
     auto control = std::make_unique<CPTZControl>(this, channel);
-    return control->Open(presetReader_, comm.release()) ? std::move(control) : nullptr;
+    Controls built;
+    if (control->Open(presetReader_, comm.release())) {
+      built[channel] = std::move(control);
+    }
+    return built;
   } catch (const std::exception&) {
-    return nullptr;
+    return {};
   }
 }
 
-bool CPTZHandler::LoadPresetFile() {
+void CPTZHandler::LoadPresetFile() {
   const std::string hardwareAddress = driver_->GetMacAddress();
   if (hardwareAddress.empty()) {
-    return false;
+    return;
   }
-  const std::string fileName = PresetFileName(hardwareAddress);
   auto reader = std::make_unique<CXMLPrepositionReader>(kPresetRoot, presetFolder_);
   presetReader_.Release();
   presetReader_.Attach(reader.get());
   static_cast<void>(reader.release());
-  return presetReader_->Open(fileName, false);
+  presetReader_->Open("Kolvex_" + hardwareAddress + ".preset", false);
 }
 
 }  // namespace sarnevo

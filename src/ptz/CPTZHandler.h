@@ -18,7 +18,7 @@ namespace sarnevo {
 class Device;
 
 /// The PTZ side of one driver: builds a control for each channel that the host asks for, and the one reader
-/// of the camera's preset file. Towards the objects below it stands for the camera.
+/// of the camera's preset file. To the objects below it is the camera.
 ///
 /// Before the host asks for a channel there is no thread, no file and no request. Any thread may call; a channel that is
 /// known is given out at once, whatever another one waits for.
@@ -51,10 +51,11 @@ class CPTZHandler : public IIPDeviceParams,
   IIPPTZApiEx* GetPTZApiEx(u32 channel) override;
 
  private:
+  using Controls = std::map<u32, std::unique_ptr<CPTZControl>>;  // by channel
+
   CPTZControl* Known(u32 channel) const;
-  CPTZControl* Enter(u32 channel, std::unique_ptr<CPTZControl>& control);
-  std::unique_ptr<CPTZControl> BuildControl(u32 channel);
-  bool LoadPresetFile();
+  Controls BuildControl(u32 channel);
+  void LoadPresetFile();
 
   Device* driver_;  // null from End on
   const u32 channelCount_;
@@ -67,7 +68,7 @@ class CPTZHandler : public IIPDeviceParams,
   // Guarded by lock_.
   platform::ThreadId builder_ = 0;  // whose turn it is; 0 for nobody's
   bool ended_ = false;
-  std::map<u32, std::unique_ptr<CPTZControl>> controls_;  // by channel; none is removed
+  Controls controls_;  // none is removed
 
   // The thread whose turn it is. Stays, also when its file couldn't be opened.
   TSmartPtr<CXMLPrepositionReader> presetReader_;

@@ -3,8 +3,6 @@
 #include <cstddef>
 #include <numeric>
 
-#include "ptz/HexText.h"
-
 namespace sarnevo {
 
 namespace {
@@ -29,8 +27,10 @@ constexpr u8 kZoomTele = 0x20;
 constexpr u8 kZoomWide = 0x40;
 constexpr u8 kFocusFar = 0x80;
 
-// The two directions of an axis never stand side by side: a head is free to take them for anything.
-void Choose(u8& byte, u8 on, u8 off) noexcept { byte = static_cast<u8>((byte & ~off) | on); }
+// Sets one bit of two and clears the other: a head is free to take both directions of an axis for anything.
+void Choose(u8& byte, bool first, u8 one, u8 other) noexcept {
+  byte = static_cast<u8>((byte & ~(one | other)) | (first ? one : other));
+}
 
 }  // namespace
 
@@ -46,31 +46,29 @@ void CPelcoDPtzCommand::ClearMotion() noexcept {
 }
 
 void CPelcoDPtzCommand::SetPan(u8 right, u8 speed) noexcept {
-  Choose(frame_[Command2], right != 0 ? kPanRight : kPanLeft, right != 0 ? kPanLeft : kPanRight);
+  Choose(frame_[Command2], right != 0, kPanRight, kPanLeft);
   frame_[Data1] = speed;
 }
 
 void CPelcoDPtzCommand::SetTilt(u8 up, u8 speed) noexcept {
-  Choose(frame_[Command2], up != 0 ? kTiltUp : kTiltDown, up != 0 ? kTiltDown : kTiltUp);
+  Choose(frame_[Command2], up != 0, kTiltUp, kTiltDown);
   frame_[Data2] = speed;
 }
 
-void CPelcoDPtzCommand::SetZoom(u8 tele) noexcept {
-  Choose(frame_[Command2], tele != 0 ? kZoomTele : kZoomWide, tele != 0 ? kZoomWide : kZoomTele);
-}
+void CPelcoDPtzCommand::SetZoom(u8 tele) noexcept { Choose(frame_[Command2], tele != 0, kZoomTele, kZoomWide); }
 
 void CPelcoDPtzCommand::SetFocus(u8 far) noexcept {
   // The one axis whose two bits lie in different bytes.
-  Choose(frame_[Command1], far != 0 ? 0 : kFocusNear, kFocusNear);
-  Choose(frame_[Command2], far != 0 ? kFocusFar : 0, kFocusFar);
+  Choose(frame_[Command1], far == 0, kFocusNear, 0);
+  Choose(frame_[Command2], far != 0, kFocusFar, 0);
 }
 
 void CPelcoDPtzCommand::SetIris(u8 open) noexcept {
-  Choose(frame_[Command1], open != 0 ? kIrisOpen : kIrisClose, open != 0 ? kIrisClose : kIrisOpen);
+  Choose(frame_[Command1], open != 0, kIrisOpen, kIrisClose);
 }
 
 void CPelcoDPtzCommand::SetExtended(u8 command, u8 value) noexcept {
-  frame_[Command1] = 0;
+  ClearMotion();
   frame_[Command2] = command;
   frame_[Data1] = 0;
   frame_[Data2] = value;
@@ -84,10 +82,10 @@ void CPelcoDPtzCommand::SetPreset(u8 command, u8 preset) noexcept {
 
 std::string CPelcoDPtzCommand::ToHexString() {
   UpdateChecksum();
+  constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text;
-  text.reserve(2 * frame_.size());
   for (const u8 byte : frame_) {
-    text += UpperHex(byte);
+    text += {kDigits[byte >> 4], kDigits[byte & 0x0F]};
   }
   return text;
 }

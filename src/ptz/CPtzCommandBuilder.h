@@ -4,6 +4,7 @@
 #include <string>
 
 #include "kolvex/Types.h"
+#include "ptz/CPelcoDPtzCommand.h"
 #include "ptz/PtzCodes.h"
 
 namespace sarnevo {
@@ -31,6 +32,9 @@ class CPtzCommandBuilder {
   std::string PresetCommand(PresetOperation operation, u32 slot) const;
 
  private:
+  // The request for one command, which is @p threeBytes in one protocol and @p frame in the other.
+  std::string Command(const std::string& threeBytes, CPelcoDPtzCommand frame) const;
+
   // A PtzProtocol. On its own, so that relaxed is enough: nothing else is published with it.
   std::atomic<u32> protocol_{PtzProtocolNone};
 };

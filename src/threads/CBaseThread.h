@@ -46,8 +46,8 @@ class CBaseThread {
  protected:
   /// The body of the thread: returns soon after AwaitStop gives true.
   virtual void Run() = 0;
-  /// For Run: waits for the stop event, up to @p timeoutMs. True at once on a thread that was let go: the event then
-  /// stands for the next one.
+  /// For Run: waits for the stop event, up to @p timeoutMs. True at once on a thread that was let go: the event is then
+  /// for the next one.
   bool AwaitStop(u32 timeoutMs) noexcept;
 
   bool IsAlive() const noexcept { return thread_.IsAlive(); }

@@ -39,7 +39,7 @@ class CQueueThread : protected CBaseThread {
 
   /// The first half of Stop, which waits for nothing. Any thread may call.
   void RequestStop() {
-    // In front of the purge, so that nothing gets into the queue behind it.
+    // Before the purge, so that nothing gets into the queue after it.
     stopEvent.Set();
     Purge();
   }

@@ -41,7 +41,7 @@ class CSimpleThread {
   bool IsOwnThread() const noexcept { return thread_.IsCurrent(); }
 
  protected:
-  /// What Start begins with: waits for a thread that has joined itself. False when Start has to.
+  /// What Start begins with: waits for a thread that has joined itself. False when there is a thread, and Start fails.
   bool AwaitDeparture();
 
  private:

@@ -21,10 +21,10 @@ bool CWorkItemThread::Start(const std::string& name) {
   }
   if (!wakeEvent_) {
     wakeEvent_.reset(new (std::nothrow) platform::Event);
-    if (!wakeEvent_ || !wakeEvent_->IsValid()) {
-      wakeEvent_.reset();
-      return false;
-    }
+  }
+  if (!wakeEvent_ || !wakeEvent_->IsValid()) {
+    wakeEvent_.reset();
+    return false;
   }
   running_.store(true, std::memory_order_release);
   return CSimpleThread::Start(name);
@@ -45,12 +45,12 @@ void CWorkItemThread::RequestStop() {
 
 bool CWorkItemThread::PostWorkItem(IWorkItem* item, u8 atFront) {
   const std::lock_guard guard(queueLock_);
-  // Under the lock, so that nothing gets in behind the clearing of a stop. Running implies the event.
+  // Under the lock, so that nothing gets in after the clearing of a stop. Running implies the event.
   if (!running_.load(std::memory_order_acquire) || item == nullptr) {
     return false;
   }
   try {
-    queue_.insert(atFront != 0 ? queue_.begin() : queue_.end(), item);
+    queue_.emplace(atFront != 0 ? queue_.begin() : queue_.end(), item);
   } catch (const std::bad_alloc&) {
     return false;
   }
@@ -58,21 +58,18 @@ bool CWorkItemThread::PostWorkItem(IWorkItem* item, u8 atFront) {
   return true;
 }
 
-CWorkItemThread::IWorkItem* CWorkItemThread::TakeWorkItem() {
+std::unique_ptr<CWorkItemThread::IWorkItem> CWorkItemThread::TakeWorkItem() {
   const std::lock_guard guard(queueLock_);
   if (queue_.empty()) {
     return nullptr;
   }
-  IWorkItem* const item = queue_.front();
+  std::unique_ptr<IWorkItem> item = std::move(queue_.front());
   queue_.pop_front();
   return item;
 }
 
 void CWorkItemThread::ClearWorkItems() {
   const std::lock_guard guard(queueLock_);
-  for (const IWorkItem* item : queue_) {
-    delete item;
-  }
   queue_.clear();
 }
 
@@ -81,14 +78,12 @@ void CWorkItemThread::Run() {
     if (wakeEvent_->Wait(kRunningCheck) == platform::WaitResult::TimedOut) {
       continue;
     }
-    std::unique_ptr<IWorkItem> item(TakeWorkItem());
-    while (running_.load(std::memory_order_acquire) && item) {
+    for (auto item = TakeWorkItem(); running_.load(std::memory_order_acquire) && item; item = TakeWorkItem()) {
       try {
         HandleWorkItem(item.get());
       } catch (...) {
         // Ends this item only.
       }
-      item.reset(TakeWorkItem());
     }
   }
   ClearWorkItems();

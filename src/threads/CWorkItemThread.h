@@ -36,12 +36,12 @@ class CWorkItemThread : protected CSimpleThread {
   bool Start(const std::string& name);
 
   /// Takes no more items, destroys those that wait, and waits, however long it takes, for the one in
-  /// progress; not when called by the handler, behind which the thread then ends.
+  /// progress; not when called by the handler, after which the thread ends.
   void Stop();
   /// The first half of Stop, which waits for nothing.
   void RequestStop();
 
-  /// Queues @p item in front of all others or behind them. True: the queue owns it now. False, unstarted or
+  /// Queues @p item before all others or after them. True: the queue owns it now. False, unstarted or
   /// stopped, for null, and without memory: it stays the caller's.
   bool PostWorkItem(IWorkItem* item, u8 atFront);
 
@@ -51,11 +51,11 @@ class CWorkItemThread : protected CSimpleThread {
   virtual void HandleWorkItem(IWorkItem* item) = 0;
 
  private:
-  IWorkItem* TakeWorkItem();
+  std::unique_ptr<IWorkItem> TakeWorkItem();
   void ClearWorkItems();
 
   platform::CriticalSection queueLock_;
-  std::list<IWorkItem*> queue_;  // owned; guarded by queueLock_
+  std::list<std::unique_ptr<IWorkItem>> queue_;  // guarded by queueLock_
   // Made once, by the first Start and before running_ is set, and kept through later starts.
   std::unique_ptr<platform::Event> wakeEvent_;
   // Written by the owner, and by a handler that stops; read by the thread between two items and by posters.

@@ -13,9 +13,11 @@ namespace sarnevo {
 ///         the object that called it), or is being ended, and @p call may not have been made at all. The caller then
 ///         returns without a further look at the driver, the sink or the allocator, which may be gone. On the host's
 ///         own threads always true.
+/// @param evenIfLetGo  for the one thing that a thread still owes the host after it was let go: the call is made then,
+///                     too.
 template <typename Call>
-bool CallHost(Call&& call) noexcept {
-  if (!own_thread::EnterHost(false)) {
+bool CallHost(Call&& call, bool evenIfLetGo = false) noexcept {
+  if (!own_thread::EnterHost(evenIfLetGo)) {
     return false;
   }
   try {
@@ -24,18 +26,6 @@ bool CallHost(Call&& call) noexcept {
     // The host's own affair; nothing of it crosses back.
   }
   return own_thread::LeaveHost();
-}
-
-/// The same for the one thing that a thread still owes the host after it was let go.
-template <typename Call>
-void CallHostAfterLetGo(Call&& call) noexcept {
-  own_thread::EnterHost(true);
-  try {
-    std::forward<Call>(call)();
-  } catch (...) {
-    // As above.
-  }
-  own_thread::LeaveHost();
 }
 
 }  // namespace sarnevo

@@ -66,7 +66,7 @@ struct StoppableThread::Control {
     try {
       body();
     } catch (...) {
-      // A thread has nobody to tell; its objects tell by what they no longer do.
+      // A thread has nobody to report to; its objects show it by what they no longer do.
     }
     body = nullptr;  // what it owns goes before anybody hears of the end
     const std::lock_guard guard(lock);
@@ -197,7 +197,7 @@ bool EnterHost(bool evenIfLetGo) noexcept {
     return evenIfLetGo;
   }
   current->place.store(Place::Host, std::memory_order_seq_cst);
-  if (!current->barred.load(std::memory_order_seq_cst)) {
+  if (evenIfLetGo || !current->barred.load(std::memory_order_seq_cst)) {
     return true;
   }
   LeaveHost();

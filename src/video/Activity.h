@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "kolvex/Types.h"
 #include "platform/Clock.h"
 #include "platform/Time.h"
@@ -16,10 +18,20 @@ class Activity {
   explicit Activity(Clock clock = &platform::UtcFileTime) noexcept : clock_(clock) {}
 
   /// The channel gives a sign of life now.
-  void TouchActivity() noexcept;
+  void TouchActivity() noexcept {
+    const u64 now = clock_();
+    const COptexGuard guard(activityLock_);
+    lastActivity_ = now;
+  }
+
   /// The last sign of life is no older than @p timeout. False until the first; true when the clock was put
-  /// back behind it.
-  bool IsActive(platform::Milliseconds timeout) noexcept;
+  /// back to before it.
+  bool IsActive(platform::Milliseconds timeout) noexcept {
+    constexpr std::int64_t kTicksPerMillisecond = 10'000;
+    const u64 now = clock_();
+    const COptexGuard guard(activityLock_);
+    return static_cast<std::int64_t>(now - lastActivity_) / kTicksPerMillisecond <= timeout.count();
+  }
 
  private:
   const Clock clock_;

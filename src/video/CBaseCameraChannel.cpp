@@ -30,7 +30,12 @@ CBaseCameraChannel::CBaseCameraChannel(u32 channelIndex, Device* driver, ipcaptu
       returns_(std::move(returns)),
       timing_(driver != nullptr ? driver->GetChannelTiming() : ChannelTiming{}),
       receiveTimeout_(Count(timing_.receiveTimeout)),
-      claim_(driver) {}
+      claim_(driver) {
+  if (driver != nullptr) {
+    format_.codec = driver->GetCodec();
+    format_.videoStandard = driver->GetVideoStandard();
+  }
+}
 
 CBaseCameraChannel::~CBaseCameraChannel() = default;
 
@@ -51,10 +56,10 @@ bool CBaseCameraChannel::StartClaimed(u32 frameInterval, u32 width, u32 height, 
   }
   state_.store(Idle, std::memory_order_relaxed);
 
-  frameInterval_ = frameInterval;
-  width_ = width;
-  height_ = height;
-  quality_ = quality;
+  format_.frameInterval = frameInterval;
+  format_.width = width;
+  format_.height = height;
+  format_.quality = quality;
   terminate_.store(false, std::memory_order_relaxed);
   char name[24];
   std::snprintf(name, sizeof(name), "KolvexChannel%u", channelIndex_);
@@ -66,7 +71,7 @@ bool CBaseCameraChannel::StartClaimed(u32 frameInterval, u32 width, u32 height, 
 u32 CBaseCameraChannel::Stop() noexcept {
   state_.store(Idle, std::memory_order_relaxed);
   StopWorker();
-  // A worker that was just bringing the stream up may have moved it.
+  // A worker that was just bringing the stream up may have set it to Streaming.
   state_.store(Idle, std::memory_order_relaxed);
   StopStreamer();
   return 1;
@@ -77,7 +82,7 @@ bool CBaseCameraChannel::ChangeFormat(u32 width, u32 height, u32 frameInterval) 
     return false;
   }
   Stop();
-  return StartClaimed(frameInterval, width, height, quality_);
+  return StartClaimed(frameInterval, width, height, format_.quality);
 }
 
 u32 CBaseCameraChannel::GetStatusCounter() noexcept {
@@ -102,7 +107,7 @@ u32 CBaseCameraChannel::Execute() noexcept {
   }
   const StopClaim::Scope scope(claim_);
   configured_ = 0;
-  // A worker that was let go isn't the one that the flag stands for.
+  // The flag is for the worker that was started last, not for one that was let go.
   while (!own_thread::IsLetGo() && !terminate_.load(std::memory_order_relaxed)) {
     DoPass();
     CheckActivity();
@@ -120,7 +125,7 @@ void CBaseCameraChannel::DoPass() noexcept {
       }
       StopStreamer();
       if (!terminate_.load(std::memory_order_relaxed)) {
-        StartStreamer();  // what a failure has made is used up by the next pass
+        StartStreamer();  // after a failure the next pass starts it again
       }
     }
   } else if (configured_ == 0) {
@@ -209,9 +214,8 @@ std::shared_ptr<CameraStreamer> CBaseCameraChannel::MakeStreamer() noexcept {
                             .portReceive = timing_.packetTimeout};
   try {
     FrameAssembly assembly({.allocator = driver_->GetFrameAllocator(), .sink = sink_, .returns = returns_},
-                           driver_->GetCodec(), useObjectPath_ ? JpegLayout::Group1 : JpegLayout::Group2,
-                           activity_);
-    assembly.SetPictureSize(width_, height_);
+                           format_.codec, useObjectPath_ ? JpegLayout::Group1 : JpegLayout::Group2, activity_);
+    assembly.SetPictureSize({format_.width, format_.height});
     return std::make_shared<CameraStreamer>(
         shared_from_this(),
         CameraStreamer::Target{driver_->GetAddress(), driver_->GetNetworkTimeout(), useObjectPath_}, times,
@@ -247,15 +251,6 @@ void CBaseCameraChannel::Report(u32 failures) noexcept {
       driver_->DebugMessage(DebugLevelFailure, text, "sarnevo::CBaseCameraChannel::StartStreamer");
     }
   }
-}
-
-StreamFormat CBaseCameraChannel::Format() const noexcept {
-  return {.width = width_,
-          .height = height_,
-          .quality = quality_,
-          .frameInterval = frameInterval_,
-          .codec = driver_->GetCodec(),
-          .videoStandard = driver_->GetVideoStandard()};
 }
 
 bool CBaseCameraChannel::IsGateOpen() const noexcept {

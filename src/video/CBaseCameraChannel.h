@@ -68,13 +68,13 @@ class CBaseCameraChannel : public IRTPReceiverUser, public std::enable_shared_fr
   void ReceiveTimeout() override;                          // slot 2
   void SocketClosed(CRTPReceiver* receiver) override;      // slot 3
 
-  /// Sends the camera its configuration; on the worker's thread. Non-zero on success, also in configured_.
-  /// May throw std::bad_alloc, which counts as a failure.
+  /// Sends the camera its configuration; on the worker's thread, which comes here only with a driver. Non-zero on
+  /// success, also in configured_. May throw std::bad_alloc, which counts as a failure.
   virtual u32 ConfigureCamera() = 0;  // slot 4
 
  protected:
-  /// What the camera is to stream. The channel has a driver.
-  StreamFormat Format() const noexcept;
+  /// What the camera is to stream.
+  const StreamFormat& Format() const noexcept { return format_; }
   Device* Driver() const noexcept { return driver_; }
 
   // Worker only.
@@ -111,17 +111,13 @@ class CBaseCameraChannel : public IRTPReceiverUser, public std::enable_shared_fr
   const std::shared_ptr<FrameReturns> returns_;
   const ChannelTiming timing_;
 
-  // Written by Start while no worker runs.
-  u32 width_ = 0;
-  u32 height_ = 0;
-  u32 quality_ = 60;
-  u32 frameInterval_ = 0;  // milliseconds
+  StreamFormat format_;  // written by Start while no worker runs
 
   COptex statusLock_;
   u32 statusCounter_ = 0;  // under statusLock_
 
   // Read across threads without a lock: a stale value costs one packet or one pass, so that relaxed order is
-  // enough. What they stand for is handed over by the starts and ends of the threads.
+  // enough. The data they speak of is handed over by the starts and ends of the threads.
   std::atomic<u32> state_{Idle};        // by the worker and the stopping thread
   std::atomic<bool> terminate_{false};  // by the stopping thread
   std::atomic<bool> streaming_{false};  // by whoever holds streamerLock_

@@ -21,16 +21,9 @@ using ipcapture::IIPVideoRate;
 // Between two looks at a lock that a stop may hold.
 constexpr platform::Milliseconds kLockStep{2};
 
-struct WantedStream {
-  u32 frameInterval = 0;  // milliseconds
-  u32 width = 0;
-  u32 height = 0;
-  u32 quality = 0;
-};
-
 // Hosts have always been asked in this order, and twice for the rate.
-std::optional<WantedStream> ReadParams(IIPVideoParams* params) {
-  WantedStream wanted;
+std::optional<StreamFormat> ReadParams(IIPVideoParams* params) {
+  StreamFormat wanted;
   IIPVideoRate* rate = Ask(params, &IIPVideoParams::GetRate);
   wanted.frameInterval = Ask(rate, &IIPVideoRate::GetFrameInterval);
   IIPVideoFormat* const format = Ask(params, &IIPVideoParams::GetFormat);

@@ -1,11 +1,16 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "video/CBaseCameraChannel.h"
 
 namespace sarnevo {
+
+/// The path and query that configures a group 2 camera. A size that the camera has no word for is left out,
+/// as is a frame rate for an interval of 0, and the camera keeps what it has.
+std::string BuildGroup2Request(const StreamFormat& format);
 
 /// The channel of a group 2 camera.
 class CGroup2CameraChannel final : public CBaseCameraChannel {

@@ -65,7 +65,7 @@ void CameraStreamer::Stop(platform::Milliseconds patience) noexcept {
 void CameraStreamer::PacketReceived(const CRTPPacket& packet) noexcept {
   const u16 last = rtcp_.GetLastSequence();
   rtcp_.SetLastSequence(packet.sequence);
-  // 0 also stands for "none yet": any number passes after it.
+  // 0 also means "none yet": any number passes after it.
   if (last != 0 && static_cast<u16>(last + 1) != packet.sequence) {
     assembly_.Resynchronise();
   }

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <new>
 
-#include "video/Mpeg4Header.h"
-
 namespace sarnevo {
 
 namespace {
@@ -17,11 +15,6 @@ constexpr std::size_t kMainJpegHeader = 8;
 FrameAssembly::FrameAssembly(const FrameRoute& route, u32 codec, JpegLayout layout, Activity& activity) noexcept
     : route_(route), codec_(codec), layout_(layout), activity_(activity) {}
 
-void FrameAssembly::SetPictureSize(u32 width, u32 height) noexcept {
-  width_ = width;
-  height_ = height;
-}
-
 void FrameAssembly::Add(std::span<const u8> payload, bool marker) noexcept {
   if (codec_ == CodecMJPEG) {
     AddMjpeg(payload, marker);
@@ -31,7 +24,7 @@ void FrameAssembly::Add(std::span<const u8> payload, bool marker) noexcept {
 }
 
 // The kind goes with the frame: the torn tail of a key frame would otherwise pass for a whole one, and be a sign of
-// life while the host's picture stands still.
+// life while the host's picture is frozen.
 void FrameAssembly::Resynchronise() noexcept {
   frameBuffer_.clear();
   needSync_ = true;
@@ -41,7 +34,7 @@ void FrameAssembly::Resynchronise() noexcept {
 
 void FrameAssembly::AddMjpeg(std::span<const u8> payload, bool marker) noexcept {
   if (needSync_) {
-    // Only the end of a frame tells where the next one starts.
+    // Only the end of a frame shows where the next one starts.
     if (marker) {
       needSync_ = false;
       atFrameStart_ = true;
@@ -86,19 +79,18 @@ void FrameAssembly::AddMpeg4(std::span<const u8> payload, bool marker) noexcept 
   }
 }
 
-// False when the frame was dropped as too large.
+// False when the frame was dropped: it is too large, or there is no memory for it.
 bool FrameAssembly::Append(std::span<const u8> payload) noexcept {
   try {
     frameBuffer_.insert(frameBuffer_.end(), payload.begin(), payload.end());
+    if (frameBuffer_.size() <= kMaxFrameBytes) {
+      return true;
+    }
   } catch (const std::bad_alloc&) {
-    Resynchronise();  // the host's memory has run out; the stream goes on with the next frame
-    return false;
+    // The host's memory has run out; the stream goes on with the next frame.
   }
-  if (frameBuffer_.size() > kMaxFrameBytes) {
-    Resynchronise();
-    return false;
-  }
-  return true;
+  Resynchronise();
+  return false;
 }
 
 // False when what follows can't be understood without it.
@@ -111,9 +103,9 @@ bool FrameAssembly::DeliverMpeg4Frame() noexcept {
     if (!size) {
       return false;
     }
-    SetPictureSize(size->width, size->height);
+    size_ = *size;
   }
-  return DeliverMPEG4(route_, {.data = frameBuffer_, .width = width_, .height = height_, .isKey = keyFrame_});
+  return DeliverMPEG4(route_, frameBuffer_, size_, keyFrame_);
 }
 
 }  // namespace sarnevo

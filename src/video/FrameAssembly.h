@@ -17,7 +17,7 @@ inline constexpr std::size_t kMaxFrameBytes = 256'000;
 /// Joins the RTP payloads of one stream to frames and hands each complete one to the host.
 ///
 /// Nothing is reordered, repaired or kept beyond the frame in the making: a loss throws that frame away, and
-/// the next clean start is waited for. MJPEG (RFC 2435) finds it behind the next frame's end, MPEG-4
+/// the next clean start is waited for. MJPEG (RFC 2435) finds it after the next frame's end, MPEG-4
 /// (ISO/IEC 14496-2) at the next visual object sequence.
 ///
 /// Threads: everything runs on the stream's receive thread, or while there is none. No heap allocation once
@@ -29,8 +29,8 @@ class FrameAssembly {
   /// @param activity  touched at each complete frame, delivered or not; outlives this object.
   FrameAssembly(const FrameRoute& route, u32 codec, JpegLayout layout, Activity& activity) noexcept;
 
-  /// Size in pixels that MPEG-4 frames carry until a key frame tells better.
-  void SetPictureSize(u32 width, u32 height) noexcept;
+  /// What MPEG-4 frames carry until a key frame says better.
+  void SetPictureSize(PictureSize size) noexcept { size_ = size; }
   /// A packet came.
   /// @param payload  without the RTP header
   /// @param marker   the packet is the last of its frame
@@ -51,8 +51,7 @@ class FrameAssembly {
   Activity& activity_;
 
   // Receive thread only, and others while there is none.
-  u32 width_ = 0;
-  u32 height_ = 0;
+  PictureSize size_;
   bool needSync_ = true;
   bool atFrameStart_ = false;  // MJPEG: the next packet is the first of a frame
   // MPEG-4: the kind of the frame in the making, or of the last one; neither while a new start is looked for.

@@ -71,23 +71,22 @@ void DeliverJPEG(const FrameRoute& route, std::span<const u8> payloads, JpegLayo
   Finish(frame, route.sink);
 }
 
-bool DeliverMPEG4(const FrameRoute& route, const Mpeg4Frame& mpeg4) noexcept {
-  const u32 fourCC = mpeg4.isKey ? FrameFourCCMPEG4Key : FrameFourCCMPEG4Inter;
-  const std::size_t size = mpeg4.data.size();
+bool DeliverMPEG4(const FrameRoute& route, std::span<const u8> data, PictureSize size, bool isKey) noexcept {
+  const u32 fourCC = isKey ? FrameFourCCMPEG4Key : FrameFourCCMPEG4Inter;
   FrameLease lease(*route.allocator, *route.returns);
-  if (!lease.Take(fourCC, static_cast<u32>(Mpeg4Capacity(size)), kMpeg4Owner)) {
+  if (!lease.Take(fourCC, static_cast<u32>(Mpeg4Capacity(data.size())), kMpeg4Owner)) {
     return false;
   }
   IFrame& frame = lease.Frame();
-  Set(frame, &IFrame::SetWidth, mpeg4.width);
-  Set(frame, &IFrame::SetHeight, mpeg4.height);
-  Set(frame, &IFrame::SetSizeClass, mpeg4.width >= kLargeMpeg4From ? kSizeClassLarge : kSizeClassSmall);
-  Set(frame, &IFrame::SetDataSize, size);
-  u8* const data = DataOf(frame);
-  if (data == nullptr) {
+  Set(frame, &IFrame::SetWidth, size.width);
+  Set(frame, &IFrame::SetHeight, size.height);
+  Set(frame, &IFrame::SetSizeClass, size.width >= kLargeMpeg4From ? kSizeClassLarge : kSizeClassSmall);
+  Set(frame, &IFrame::SetDataSize, data.size());
+  u8* const into = DataOf(frame);
+  if (into == nullptr) {
     return false;
   }
-  std::memcpy(data, mpeg4.data.data(), size);
+  std::memcpy(into, data.data(), data.size());
   Set(frame, &IFrame::SetFourCC, fourCC);
   return Finish(frame, route.sink);
 }

@@ -8,6 +8,7 @@
 #include "kolvex/IFrameSink.h"
 #include "video/FrameLease.h"
 #include "video/JpegHeader.h"
+#include "video/Mpeg4Header.h"
 
 namespace sarnevo {
 
@@ -16,14 +17,6 @@ struct FrameRoute {
   ipcapture::IFrameAllocator* allocator = nullptr;
   ipcapture::IFrameSink* sink = nullptr;
   std::shared_ptr<FrameReturns> returns;
-};
-
-/// How an MPEG-4 frame is told to the host.
-struct Mpeg4Frame {
-  std::span<const u8> data;  ///< as it came from the camera, not empty
-  u32 width = 0;             ///< pixels
-  u32 height = 0;            ///< pixels
-  bool isKey = false;
 };
 
 /// Writes a JPEG file into a frame of the host's and gives it to the sink. A frame without a scan, and one
@@ -36,7 +29,8 @@ void DeliverJPEG(const FrameRoute& route, std::span<const u8> payloads, JpegLayo
 
 /// Copies an MPEG-4 frame into one of the host's and gives it to the sink. False when the host had no frame
 /// or refused it: it then needs the next key frame. The route has an allocator.
-bool DeliverMPEG4(const FrameRoute& route, const Mpeg4Frame& mpeg4) noexcept;
+/// @param data  as it came from the camera, not empty
+bool DeliverMPEG4(const FrameRoute& route, std::span<const u8> data, PictureSize size, bool isKey) noexcept;
 
 /// The room that the host is asked for, for an MPEG-4 frame of @p size bytes: steps, so that the host can
 /// use its frames again.

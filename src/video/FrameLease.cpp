@@ -20,7 +20,7 @@ void FrameReturns::GiveBack(ipcapture::IFrameAllocator& allocator, ipcapture::IF
     ++returning_;
   }
   own = this;
-  CallHostAfterLetGo([&] { allocator.ReleaseFrame(&frame); });
+  CallHost([&] { allocator.ReleaseFrame(&frame); }, true);
   own = nullptr;
   const std::lock_guard guard(lock_);
   --returning_;

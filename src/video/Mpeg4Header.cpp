@@ -35,9 +35,9 @@ std::optional<Section> NextSection(std::span<const u8> data) {
   if (start.size() < kStartCodeSize) {
     return std::nullopt;
   }
-  const auto behind = start.subspan(kStartCodeSize);
-  const auto rest = FromStartCode(behind);
-  return Section{start[kPrefix.size()], behind.first(behind.size() - rest.size()), rest};
+  const auto after = start.subspan(kStartCodeSize);
+  const auto rest = FromStartCode(after);
+  return Section{start[kPrefix.size()], after.first(after.size() - rest.size()), rest};
 }
 
 // VisualObject(), ISO/IEC 14496-2, 6.2.2.
@@ -113,7 +113,7 @@ std::optional<PictureSize> ParseVideoObjectLayer(std::span<const u8> body) {
   if (bits.HasFailed() || width == 0 || height == 0) {
     return std::nullopt;
   }
-  return PictureSize{static_cast<u16>(width), static_cast<u16>(height)};
+  return PictureSize{width, height};
 }
 
 constexpr bool Is(u8 code, Mpeg4StartCode wanted) { return code == static_cast<u8>(wanted); }

@@ -19,16 +19,16 @@ enum class Mpeg4StartCode : u8 {
 /// Whether @p data begins with the start code.
 bool BeginsWith(std::span<const u8> data, Mpeg4StartCode code) noexcept;
 
-/// Size of a picture in pixels, neither 0.
+/// Size of a picture in pixels.
 struct PictureSize {
-  u16 width = 0;
-  u16 height = 0;
+  u32 width = 0;
+  u32 height = 0;
 };
 
-/// The picture's size as the headers of a key frame give it (ISO/IEC 14496-2, 6.2.2 and 6.2.3).
+/// The picture's size, neither side 0, as the headers of a key frame give it (ISO/IEC 14496-2, 6.2.2 and 6.2.3).
 ///
 /// @p frame begins with the start code of a visual object sequence; a visual object of the type video and a
-/// video object layer of rectangular shape follow in front of the first picture. User data and other start
+/// video object layer of rectangular shape come before the first picture. User data and other start
 /// codes may come in between. Nothing when one of them is missing, cut, or of another kind, and when a
 /// marker bit is 0.
 std::optional<PictureSize> ParseMpeg4Header(std::span<const u8> frame) noexcept;

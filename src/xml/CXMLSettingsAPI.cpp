@@ -25,27 +25,6 @@ namespace {
 
 constexpr char kValue[] = "value";  // the one attribute that holds settings
 
-// Thread prepared for the XML library, unless that is the caller's own affair.
-class XmlThread {
- public:
-  explicit XmlThread(bool wanted) noexcept
-      : entered_(wanted && sarnevo::xml::EnterXml()), ready_(entered_ || !wanted) {}
-  ~XmlThread() {
-    if (entered_) {
-      sarnevo::xml::LeaveXml();
-    }
-  }
-  XmlThread(const XmlThread&) = delete;
-  XmlThread& operator=(const XmlThread&) = delete;
-
-  bool IsReady() const noexcept { return ready_; }
-  void StayEntered() noexcept { entered_ = false; }
-
- private:
-  bool entered_;
-  const bool ready_;
-};
-
 // Only a name by itself: part of it comes from a camera, which mustn't choose where the host writes.
 bool IsBareName(std::string_view name) {
   return !name.empty() && name.find_first_of("/\\") == std::string_view::npos && name != "." && name != "..";
@@ -113,14 +92,12 @@ CXMLSettingsAPI::Result CXMLSettingsAPI::Open(const char* fileName, u32 autoSave
       if (!CDinaFileBase().IsNonEmpty(path.c_str())) {
         return kFail;
       }
-      XmlThread thread(initialiseCom != 0);
-      if (!thread.IsReady() || !Load(path)) {
+      if (!Load(path)) {
         return kFail;
       }
       const COptexGuard documentGuard(documentLock_);
       path_ = std::move(path);
       autoSave_ = autoSave;
-      thread.StayEntered();
     }
     openCount_.fetch_add(1, std::memory_order_release);
     return kOk;
@@ -137,21 +114,13 @@ u32 CXMLSettingsAPI::Close() noexcept {
     const COptexGuard documentGuard(documentLock_);
     document_.Clear();
     text_.clear();
-    if (initialiseCom_ != 0) {
-      sarnevo::xml::LeaveXml();
-    }
   }
   return left;
 }
 
-i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u32 initialiseCom,
-                                   bool overGood) noexcept {
+i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u32, bool overGood) noexcept {
   if (IsOpen()) {
     return 0;
-  }
-  const XmlThread thread(initialiseCom != 0);
-  if (!thread.IsReady()) {
-    return -1;
   }
   return Guarded(0, [&] {
     const std::string path = FullPath(fileName);
@@ -251,8 +220,10 @@ i32 CXMLSettingsAPI::SetString(const wchar_t* value, const wchar_t* format, ...)
       }
       element = document_.Select(path);
     }
-    return element != nullptr && AddAttribute(element, kValue, sarnevo::ToUtf8(wanted)) > 0 ? SaveIfAutomatic()
-                                                                                            : 0;
+    if (element == nullptr || AddAttribute(element, kValue, sarnevo::ToUtf8(wanted)) == 0) {
+      return 0;
+    }
+    return SaveIfAutomatic();
   });
 }
 
@@ -282,47 +253,29 @@ i32 CXMLSettingsAPI::CreateElements(std::string_view path) {
     static_cast<void>(CreateElements(parentPath));
     parent = document_.Select(parentPath);
   }
-  if (parent == nullptr || AddElement(parent, path.substr(slash + 1)) == nullptr) {
-    return 0;
-  }
-  return SaveIfAutomatic();
+  const auto steps = sarnevo::xml::ParseXmlPath(path.substr(slash + 1));
+  return parent != nullptr && steps && AddElement(parent, steps->front()) ? SaveIfAutomatic() : 0;
 }
 
-CXMLSettingsAPI::Element* CXMLSettingsAPI::AddElement(Element* parent, std::string_view component) {
-  const std::string_view name = component.substr(0, component.find('['));
-  if (!XmlDocument::IsElementName(name)) {
-    return nullptr;
+bool CXMLSettingsAPI::AddElement(Element* parent, const sarnevo::xml::XmlStep& step) {
+  if (!XmlDocument::IsElementName(step.name)) {
+    return false;
   }
   // White space that keeps the file readable: the element on a line of its own, its end tag and whatever
   // follows it indented by the depth.
   const std::size_t depth = document_.Depth(parent);
   const std::string outer(depth - 2, '\t');
   document_.AppendText(parent, outer);
-  Element* const element = document_.AppendElement(parent, name);
+  Element* const element = document_.AppendElement(parent, step.name);
   if (element == nullptr) {
-    return nullptr;
+    return false;
   }
   document_.AppendText(element, "\n" + outer + "\t");
   document_.AppendText(parent, "\n" + outer);
-
-  // Each condition, [@name="value"], becomes an attribute.
-  std::string_view rest = component;
-  for (std::size_t open = rest.find('['); open != std::string_view::npos; open = rest.find('[')) {
-    rest.remove_prefix(open + 1);
-    const std::size_t close = rest.find(']');
-    const std::string_view condition = rest.substr(0, close);
-    const std::size_t equals = condition.find('=');
-    const std::size_t end = condition.rfind('"');
-    if (condition.starts_with('@') && equals != std::string_view::npos && end != std::string_view::npos &&
-        end >= equals + 2) {
-      AddAttribute(element, condition.substr(1, equals - 1), condition.substr(equals + 2, end - equals - 2));
-    }
-    if (close == std::string_view::npos) {
-      break;
-    }
-    rest.remove_prefix(close + 1);
+  for (const auto& [attribute, value] : step.conditions) {
+    AddAttribute(element, attribute, value);
   }
-  return element;
+  return true;
 }
 
 i32 CXMLSettingsAPI::Exists(const char* format, ...) noexcept {

@@ -6,8 +6,9 @@
 #include <string_view>
 
 #include "kolvex/Types.h"
-#include "xml/XmlDocument.h"
 #include "threads/COptex.h"
+#include "xml/XmlDocument.h"
+#include "xml/XmlPath.h"
 
 /// Makes an XML file look like a tree of settings. A setting is addressed by the names of the elements that
 /// lead to it, from the root's down, joined by "/"; its value is the attribute "value" of the last one. A
@@ -38,7 +39,7 @@ class CXMLSettingsAPI {
   /// Loads a file, or counts one more user of the file that is open already, whatever the arguments say.
   /// @param fileName       without a folder: a name with a separator in it can't be opened.
   /// @param autoSave       not 0: each change is saved at once.
-  /// @param initialiseCom  not 0: the calling thread is prepared for the XML library first.
+  /// @param initialiseCom  nothing here needs it.
   /// @return kOk, or a negative code for a file that is missing, empty, unreadable or no XML document.
   Result Open(const char* fileName, sarnevo::u32 autoSave, sarnevo::u32 initialiseCom) noexcept;
 
@@ -50,7 +51,7 @@ class CXMLSettingsAPI {
   /// is kept aside under the file's name with ".bad" after it (see platform/FileReplacement.h); a file that
   /// is there but can't be read is left alone.
   /// @param overGood  false: so is one that holds a document, whatever it was that Open failed for.
-  /// @return 1 done; 0 not done, also when this object is open; -1 no XML library.
+  /// @return 1 done; 0 not done, also when this object is open.
   sarnevo::i32 CreateNewFile(const char* fileName, const char* rootName, sarnevo::u32 initialiseCom,
                              bool overGood = true) noexcept;
 
@@ -70,8 +71,8 @@ class CXMLSettingsAPI {
   /// Removes the element with all that it holds. White space around it stays. -1 when it couldn't be looked for.
   [[gnu::format(printf, 2, 3)]] sarnevo::i32 Delete(const char* format, ...) noexcept;
 
-  /// Takes back all changes since the document was opened or last saved. A save that the disk refused counts as one:
-  /// the changes in it stay. Needs no memory; the next operation does, and fails without.
+  /// Takes back all changes since the document was opened or last saved. A save that only the disk refused counts as
+  /// well: its changes stay. Needs no memory. The operation after it does, and fails when there is none.
   void RollBack() noexcept;
 
  private:
@@ -86,7 +87,7 @@ class CXMLSettingsAPI {
   sarnevo::i32 OnDocument(sarnevo::i32 failure, const std::optional<std::string>& path,
                           Operation operation) noexcept;
   sarnevo::i32 CreateElements(std::string_view path);
-  Element* AddElement(Element* parent, std::string_view component);
+  bool AddElement(Element* parent, const sarnevo::xml::XmlStep& step);
   /// Makes the attribute or changes it. 1, or 0.
   sarnevo::i32 AddAttribute(Element* element, std::string_view name, std::string_view value) noexcept;
   sarnevo::i32 SaveIfAutomatic();
@@ -95,7 +96,7 @@ class CXMLSettingsAPI {
   const std::string folder_;
 
   sarnevo::COptex openLock_;  // taken before documentLock_
-  // Written under openLock_; read by everybody as a first look, before documentLock_ settles it.
+  // Written under openLock_; any thread reads it.
   std::atomic<sarnevo::u32> openCount_{0};
   sarnevo::u32 initialiseCom_ = 1;  // under openLock_
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <span>
+#include <utility>
 
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
@@ -20,20 +21,19 @@ constexpr char kDeclaration[] = "<?xml version='1.0' encoding='utf-8'?>";
 
 // Deletes an object of the library with its own function.
 template <auto Delete>
-struct Deleter {
+struct With {
   template <typename T>
   void operator()(T* object) const noexcept {
     Delete(object);
   }
 };
 
-using ParserContext = std::unique_ptr<xmlParserCtxt, Deleter<xmlFreeParserCtxt>>;
-using Buffer = std::unique_ptr<xmlBuffer, Deleter<xmlBufferFree>>;
-using Document = std::unique_ptr<xmlDoc, Deleter<xmlFreeDoc>>;
+using ParserContext = std::unique_ptr<xmlParserCtxt, With<xmlFreeParserCtxt>>;
+using Buffer = std::unique_ptr<xmlBuffer, With<xmlBufferFree>>;
 
 void DropError(void*, xmlErrorPtr) {}
 
-// The library remembers the last error of each thread, and tells each error to the thread's handler or, without
+// The library remembers the last error of each thread, and gives each error to the thread's handler or, without
 // one, to the standard error stream. The host may use the library too: the error that it may still want to ask
 // for is not ours to overwrite, and what we want memory for is no news for its handler or its terminal.
 class LastErrorKeeper {
@@ -67,15 +67,6 @@ std::string_view FromXml(const xmlChar* text) noexcept {
   return text == nullptr ? std::string_view() : reinterpret_cast<const char*>(text);
 }
 
-xmlNode* ToNode(XmlElement* element) noexcept { return reinterpret_cast<xmlNode*>(element); }
-const xmlNode* ToNode(const XmlElement* element) noexcept { return reinterpret_cast<const xmlNode*>(element); }
-XmlElement* ToElement(xmlNode* node) noexcept { return reinterpret_cast<XmlElement*>(node); }
-
-template <typename Content>
-xmlDoc* ToDocument(Content* content) noexcept {
-  return reinterpret_cast<xmlDoc*>(content);
-}
-
 // Nothing when there is no such attribute. One of another namespace has a name of another kind. Put together here: the
 // library's functions give an empty or a shorter text for a lack of memory. Without a document type there are no
 // entities, so that an attribute holds nothing but text.
@@ -92,14 +83,10 @@ std::optional<std::string> AttributeOf(const xmlNode* node, std::string_view nam
   return std::nullopt;
 }
 
-bool HasAttributeValue(const xmlNode* node, const XmlStep::Condition& condition) {
-  return AttributeOf(node, condition.attribute) == condition.value;
-}
-
 bool Matches(xmlNode* node, const XmlStep& step) {
   return node->type == XML_ELEMENT_NODE && node->ns == nullptr && FromXml(node->name) == step.name &&
          std::all_of(step.conditions.begin(), step.conditions.end(),
-                     [node](const auto& condition) { return HasAttributeValue(node, condition); });
+                     [node](const auto& is) { return AttributeOf(node, is.attribute) == is.value; });
 }
 
 // Looks into each element that matches, since only the second of two equal names may lead on.
@@ -129,6 +116,17 @@ bool MarkAsUtf8(xmlDoc* document) noexcept {
   return true;
 }
 
+// Once for all threads: the library's own look at whether it has been done isn't one that threads may share. Its data
+// is shared with the host, so that there is nothing to be given back.
+void PrepareLibrary() noexcept {
+  static const bool ready = [] {
+    const LastErrorKeeper keeper;
+    xmlInitParser();
+    return true;
+  }();
+  static_cast<void>(ready);
+}
+
 // A document type is refused at its first word, before anything of it is read.
 void RefuseDocumentType(void* context, const xmlChar*, const xmlChar*, const xmlChar*) {
   xmlStopParser(static_cast<xmlParserCtxtPtr>(context));
@@ -136,26 +134,14 @@ void RefuseDocumentType(void* context, const xmlChar*, const xmlChar*, const xml
 
 }  // namespace
 
-// Once for all threads: the library's own look at whether it has been done isn't one that threads may share.
-bool EnterXml() noexcept {
-  static const bool ready = [] {
-    const LastErrorKeeper keeper;
-    xmlInitParser();
-    return true;
-  }();
-  return ready;
-}
-
-// The library's data is shared with the host, so that there is nothing to be given back.
-void LeaveXml() noexcept {}
-
-void XmlDocument::Deleter::operator()(Content* content) const noexcept { xmlFreeDoc(ToDocument(content)); }
+void XmlDocument::Deleter::operator()(_xmlDoc* content) const noexcept { xmlFreeDoc(content); }
 
 XmlDocument::ParseResult XmlDocument::Parse(std::string_view text) noexcept {
   Clear();
   if (text.size() > kMaxBytes || text.find('\0') != std::string_view::npos) {
     return ParseResult::Malformed;
   }
+  PrepareLibrary();
   const LastErrorKeeper keeper;
   const ParserContext parser(xmlNewParserCtxt());
   if (!parser) {
@@ -167,8 +153,9 @@ XmlDocument::ParseResult XmlDocument::Parse(std::string_view text) noexcept {
   parser->sax->internalSubset = RefuseDocumentType;
   parser->sax->ignorableWhitespace = parser->sax->characters;
   parser->keepBlanks = 1;
-  Document document(xmlCtxtReadMemory(parser.get(), text.data(), static_cast<int>(text.size()), nullptr,
-                                      nullptr, XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
+  std::unique_ptr<xmlDoc, Deleter> document(
+      xmlCtxtReadMemory(parser.get(), text.data(), static_cast<int>(text.size()), nullptr, nullptr,
+                        XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING));
   if (parser->errNo == XML_ERR_NO_MEMORY) {
     return ParseResult::NoMemory;
   }
@@ -179,7 +166,7 @@ XmlDocument::ParseResult XmlDocument::Parse(std::string_view text) noexcept {
   if (!MarkAsUtf8(document.get())) {
     return ParseResult::NoMemory;
   }
-  content_.reset(reinterpret_cast<Content*>(document.release()));
+  content_ = std::move(document);
   return ParseResult::Parsed;
 }
 
@@ -188,9 +175,10 @@ bool XmlDocument::Create(std::string_view rootName) noexcept {
   if (!IsElementName(rootName)) {
     return false;
   }
+  PrepareLibrary();
   return Guarded(false, [&] {
     const LastErrorKeeper keeper;
-    Document document(xmlNewDoc(ToXml("1.0")));
+    std::unique_ptr<xmlDoc, Deleter> document(xmlNewDoc(ToXml("1.0")));
     if (!document || !MarkAsUtf8(document.get())) {
       return false;
     }
@@ -199,13 +187,13 @@ bool XmlDocument::Create(std::string_view rootName) noexcept {
       return false;
     }
     xmlDocSetRootElement(document.get(), root);
-    content_.reset(reinterpret_cast<Content*>(document.release()));
+    content_ = std::move(document);
     return true;
   });
 }
 
 std::optional<std::string> XmlDocument::Print() const noexcept {
-  xmlDoc* const document = ToDocument(content_.get());
+  xmlDoc* const document = content_.get();
   if (document == nullptr || xmlDocGetRootElement(document) == nullptr) {
     return std::nullopt;
   }
@@ -237,12 +225,12 @@ XmlElement* XmlDocument::Select(std::string_view path) const {
   }
   const LastErrorKeeper keeper;
   const auto steps = ParseXmlPath(path);
-  return steps ? ToElement(Find(ToDocument(content_.get())->children, *steps)) : nullptr;
+  return steps ? Find(content_->children, *steps) : nullptr;
 }
 
 std::uint32_t XmlDocument::Depth(const XmlElement* element) const noexcept {
   std::uint32_t depth = 0;
-  for (const xmlNode* node = ToNode(element); node != nullptr; node = node->parent) {
+  for (const xmlNode* node = element; node != nullptr; node = node->parent) {
     ++depth;
   }
   return depth;
@@ -262,13 +250,12 @@ XmlElement* XmlDocument::AppendElement(XmlElement* parent, std::string_view name
   return Guarded<XmlElement*>(nullptr, [&]() -> XmlElement* {
     const LastErrorKeeper keeper;
     // Without a namespace: a prefix-less name that took one over from its parent could never be selected.
-    xmlNode* const node =
-        xmlNewDocNode(ToNode(parent)->doc, nullptr, ToXml(std::string(name).c_str()), nullptr);
-    if (node == nullptr || xmlAddChild(ToNode(parent), node) == nullptr) {
+    xmlNode* const node = xmlNewDocNode(parent->doc, nullptr, ToXml(std::string(name).c_str()), nullptr);
+    if (node == nullptr || xmlAddChild(parent, node) == nullptr) {
       xmlFreeNode(node);
       return nullptr;
     }
-    return ToElement(node);
+    return node;
   });
 }
 
@@ -280,13 +267,12 @@ bool XmlDocument::AppendText(XmlElement* parent, std::string_view text) noexcept
     return false;
   }
   const LastErrorKeeper keeper;
-  xmlNode* const node =
-      xmlNewDocTextLen(ToNode(parent)->doc, ToXml(text.data()), static_cast<int>(text.size()));
+  xmlNode* const node = xmlNewDocTextLen(parent->doc, ToXml(text.data()), static_cast<int>(text.size()));
   if (node == nullptr) {
     return false;
   }
-  // Joins the text with one that stands there already, and then frees the node itself.
-  if (xmlAddChild(ToNode(parent), node) == nullptr) {
+  // Joins the text with one that is there already, and then frees the node itself.
+  if (xmlAddChild(parent, node) == nullptr) {
     xmlFreeNode(node);
     return false;
   }
@@ -294,13 +280,13 @@ bool XmlDocument::AppendText(XmlElement* parent, std::string_view text) noexcept
 }
 
 bool XmlDocument::Remove(XmlElement* element) noexcept {
-  xmlUnlinkNode(ToNode(element));
-  xmlFreeNode(ToNode(element));
+  xmlUnlinkNode(element);
+  xmlFreeNode(element);
   return true;
 }
 
 std::optional<std::string> XmlDocument::GetAttribute(const XmlElement* element, std::string_view name) const {
-  return AttributeOf(ToNode(element), name);
+  return AttributeOf(element, name);
 }
 
 bool XmlDocument::SetAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept {
@@ -310,9 +296,9 @@ bool XmlDocument::SetAttribute(XmlElement* element, std::string_view name, std::
   // Without memory for the text the library makes an empty one and calls it done.
   return Guarded(false, [&] {
     const LastErrorKeeper keeper;
-    return xmlSetNsProp(ToNode(element), nullptr, ToXml(std::string(name).c_str()),
+    return xmlSetNsProp(element, nullptr, ToXml(std::string(name).c_str()),
                         ToXml(std::string(value).c_str())) != nullptr &&
-           AttributeOf(ToNode(element), name) == value;
+           AttributeOf(element, name) == value;
   });
 }
 

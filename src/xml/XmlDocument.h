@@ -7,22 +7,21 @@
 #include <string>
 #include <string_view>
 
+// The XML library's, which is included where they are looked into only.
+struct _xmlDoc;
+struct _xmlNode;
+
 namespace sarnevo::xml {
 
 /// An element of an XmlDocument. Void once the element, one above it or the document is gone.
-struct XmlElement;
-
-/// Prepares the calling thread for documents; false when the platform's XML library isn't to be had. Each
-/// call that gave true is matched by a LeaveXml, on the same thread.
-bool EnterXml() noexcept;
-void LeaveXml() noexcept;
+using XmlElement = _xmlNode;
 
 /// An XML 1.0 document in memory. All texts are UTF-8.
 ///
 /// Meant for small files that anybody may have touched: what a preset file never holds (a document type, a
 /// zero byte, undeclared prefixes, deep nesting) isn't accepted at all, nothing is ever fetched, and no entity
 /// beyond XML's own is expanded. White space between elements is kept. Writes to no stream, and leaves
-/// all settings of the XML library that the host could share as they are.
+/// all settings of the XML library that the host could share as they are. Prepares the library itself.
 ///
 /// One thread uses a document at a time. Running out of memory is a failure like any other, except for the
 /// operations that look something up: they throw std::bad_alloc, since what can't be found for want of memory
@@ -82,11 +81,10 @@ class XmlDocument {
   bool SetAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept;
 
  private:
-  struct Content;
   struct Deleter {
-    void operator()(Content* content) const noexcept;
+    void operator()(_xmlDoc* content) const noexcept;
   };
-  std::unique_ptr<Content, Deleter> content_;
+  std::unique_ptr<_xmlDoc, Deleter> content_;
 };
 
 }  // namespace sarnevo::xml

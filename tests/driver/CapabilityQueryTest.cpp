@@ -1,4 +1,4 @@
-// How a query ends and what a host is told about each model of the family, call by call.
+// How a query ends and what a host hears of each model of the family, call by call.
 #include "driver/CapabilityQuery.h"
 
 #include <gtest/gtest.h>
@@ -67,7 +67,7 @@ std::string Ask(CapabilityQuery& query, Host& host, const char* address, u16 por
 }
 
 // As hosts ask, by the exported names. Each call on the host's objects is a line.
-TEST(CapabilityQuery, TellsTheHostAboutEachModel) {
+TEST(CapabilityQuery, DescribesEachModelToTheHost) {
   const std::pair<std::string, CgiReplies> models[] = {{"group-1", Group1Replies()},
                                                        {"P-405", Group2Replies("71")},
                                                        {"P-405M", Group2Replies("68")},
@@ -92,7 +92,7 @@ TEST(CapabilityQuery, TellsTheHostAboutEachModel) {
   }
 }
 
-TEST(CapabilityQuery, TellsEachFailureFromTheOthers) {
+TEST(CapabilityQuery, NamesEachFailure) {
   const CgiCamera sound(Group2Replies("81"));
   const CgiCamera stranger(CgiReplies{});
   const CgiCamera unknown(Group2Replies("99"));
@@ -200,7 +200,7 @@ TEST(CapabilityQuery, TheHostsOwnThreadIsHeldForALimitedTime) {
 }
 
 // Cameras and hosts that let the query's thread go on for ever.
-TEST(CapabilityQuery, EndsWithinItsTimeAndLeavesAThreadBehindIfNeedBe) {
+TEST(CapabilityQuery, EndsWithinItsTimeAndWithoutItsThreadIfNeedBe) {
   const std::string start = "HTTP/1.1 200 OK\r\n\r\nCameraType=";
   const std::string inDone = "a host in OnQueryDone";
   const std::pair<std::string, std::function<void(Connection&)>> rows[] = {
@@ -222,7 +222,7 @@ TEST(CapabilityQuery, EndsWithinItsTimeAndLeavesAThreadBehindIfNeedBe) {
     std::atomic<int> tormented{0};
     ScriptedServer camera([&, torment = torment](Connection& connection) {
       const std::string head = connection.ReadHead();
-      const std::string target = head.substr(4, head.find(' ', 4) - 4);
+      const std::string target = Target(head);
       const CgiReplies replies = Group1Replies();
       if (torment && target.find("ime.cgi") == target.npos) {  // the first of five requests
         ++tormented;
@@ -254,10 +254,10 @@ TEST(CapabilityQuery, EndsWithinItsTimeAndLeavesAThreadBehindIfNeedBe) {
     host.reset();  // out of reach
     goOn->Set();
     if (torment) {
-      EXPECT_EQ(letGo.Wait(5s), WaitResult::Signalled) << "the thread still talks to the camera";
+      EXPECT_EQ(letGo.Wait(20s), WaitResult::Signalled) << "the thread still talks to the camera";
       EXPECT_EQ(tormented, 1) << "the thread went on to its next request";
     }
-    // The thread's own share of the query goes with it; the event's last owner tells.
+    // The thread's own share of the query goes with it; and is over when the event has one owner left.
     while (goOn.use_count() > 1) {
       std::this_thread::yield();
     }

@@ -5,13 +5,13 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "platform/HostProcess.h"
 #include "support/FakeHost.h"
-#include "support/VersionImage.h"
 
 namespace sarnevo {
 namespace {
@@ -30,8 +30,9 @@ class DriverTest : public testing::Test {
 };
 
 TEST_F(DriverTest, OpenAsksTheHostInAFixedOrder) {
-  params.settings = {{2, "1"},    {3, "1"},   {4, "16"},        {5, "4"},
-                     {6, "3000"}, {7, "256"}, {8, "256,512,e"}, {9, "00:11"}};
+  params.settings = CameraSettings("1", "5000");
+  params.settings[8] = "256,512,e";
+  params.settings[9] = "00:11";
   ASSERT_TRUE(driver.Open(&sink, &allocator, &params));
   EXPECT_EQ(questions.Text(),
             "GetCustomSetting 1\n"
@@ -91,7 +92,7 @@ TEST_F(DriverTest, SettingsDecideWhetherItOpens) {
   }
 }
 
-TEST(BitrateList, CountsNumbersBehindWhichACommaStands) {
+TEST(BitrateList, CountsNumbersWithACommaAfterThem) {
   const std::pair<std::string, std::vector<i32>> rows[] = {
       {"256,512", {256}},    // the last one is lost
       {"256,e512,", {256}},  // the letter ends it
@@ -141,11 +142,14 @@ TEST_F(DriverTest, LevelsReachTheHostByItsAge) {
       {5, 11, 1, 1}, {5, 11, 4, 0}, {5, 11, 0x13, 3}, {4, 99, 3, 2},   {6, 0, 3, 3},
   };
   const std::string library = *platform::HostExecutableFolder() + "/ovanhost.dll";
+  std::ifstream file(KOLVEX_VERSIONS "/pe32-plus", std::ios::binary);
+  std::string image(std::istreambuf_iterator<char>(file), {});
+  ASSERT_EQ(image.substr(664, 4), std::string("\x0B\0\x05\0", 4)) << "its version, 5.11";
   for (const auto& row : rows) {
     if (row.major != 0) {
-      platform::Image image(true);
-      image.Put16(platform::kFixed + 18, row.major).Put16(platform::kFixed + 16, row.minor);
-      std::ofstream(library, std::ios::binary) << std::string(image.Bytes().begin(), image.Bytes().end());
+      image[664] = static_cast<char>(row.minor);
+      image[666] = static_cast<char>(row.major);
+      std::ofstream(library, std::ios::binary) << image;
     }
     ASSERT_TRUE(driver.Open(&sink, &allocator, &params));
     std::filesystem::remove(library);

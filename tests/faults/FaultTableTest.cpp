@@ -299,7 +299,7 @@ void PlayAll(const std::vector<Cell*>& cells, std::size_t threads) {
   }
 }
 
-TEST(Faults, AreToldInTimeAndLeaveNothingBehind) {
+TEST(Faults, AreHeardOfInTimeAndEndWithoutATrace) {
   std::ifstream file(KOLVEX_FAULTS_PAGE);
   std::string page{std::istreambuf_iterator<char>(file), {}};
   for (std::size_t time = 0; !kIsTimed && (time = page.find(" ≤ ")) != std::string::npos;) {

@@ -4,8 +4,7 @@
 
 #include "driver/CapabilityQuery.h"
 #include "faults/Scene.h"
-#include "io/CKolvexGroup1DigitalIO.h"
-#include "io/CKolvexGroup2DigitalIO.h"
+#include "io/CGroupDigitalIO.h"
 #include "ptz/CGroup1PTZComm.h"
 #include "ptz/CPTZControl.h"
 #include "ptz/CPTZHandler.h"
@@ -33,7 +32,7 @@ struct Observer : contract::ICapabilityObserver {
   HostLog texts;
 };
 
-// What the observer heard, and for a query that was done what the host's object was told.
+// What the observer heard, and for a query that was done what the host's object got.
 std::string Ask(Scene& scene) {
   Observer observer;
   RecordingCapabilities capabilities;
@@ -79,7 +78,7 @@ class VideoHost {
   bool AwaitFrames(int count = 1, milliseconds limit = milliseconds(10'000)) {
     return Await(limit, [&, target = sink.frames + count] { return sink.frames >= target; });
   }
-  /// Whether frames come or silence is told, whichever is first.
+  /// Whether frames come or silence is reported, whichever is first.
   void AwaitNews(int frames, int silences) {
     scene_.StartClock();
     Await(Never(), [&] { return sink.frames >= frames || sink.silences >= silences; });
@@ -129,7 +128,7 @@ struct Head {
   bool Open() {
     return control.Open(reader, new CGroup1PTZComm(handler.get(), {kHttpTimeout, 3 * kHttpTimeout, false}));
   }
-  /// A position is left, so that nothing is where the head stands.
+  /// A position is left, so that the head is at none.
   void Leave() {
     control.StartMove(PtzRight, 8);
     control.StopMove();
@@ -154,8 +153,8 @@ void OnPositions(Scene& scene, bool stored, Operation operation) {
   }
   scene.Plant();
   const i32 result = operation(head.control);
-  const bool isTold = result != PtzDone || head.HasMessage();
-  scene.Hear(!isTold ? "" : std::to_string(result) + (head.HasMessage() ? ", message" : ""));
+  const bool isHeard = result != PtzDone || head.HasMessage();
+  scene.Hear(!isHeard ? "" : std::to_string(result) + (head.HasMessage() ? ", message" : ""));
   scene.Heal();
   head.Leave();
   const bool isDeleted = stored && head.control.GetPrepositionCount() == 0;
@@ -242,7 +241,7 @@ void PollInputs(Scene& scene) {
   scene.Must(isHeard("2\n"), "a change isn't seen");
 }
 
-// The fault meets the request that switches on; the one that switches off tells that the first is over.
+// The fault meets the request that switches on; the one that switches off shows that the first is over.
 void SwitchOutput(Scene& scene) {
   Pins pins(scene, 0, 1);
   const char* const off = pins.driver->GetGroup() == 1 ? "relayid=1&value=0" : "Out1STA=0";

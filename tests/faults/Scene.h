@@ -150,14 +150,7 @@ struct SceneDriver {
     params.codec = status.video.codec == simcam::Codec::Jpeg ? sarnevo::CodecMJPEG : sarnevo::CodecMPEG4;
     params.inputs = inputs;
     params.outputs = outputs;
-    params.settings = {{1, std::to_string(quick(5000).count())},
-                       {2, status.group},
-                       {3, "1"},
-                       {4, "16"},
-                       {5, "4"},
-                       {6, "3000"},
-                       {7, "256"},
-                       {8, "256,3000,e"}};
+    params.settings = CameraSettings(status.group, std::to_string(quick(5000).count()));
     driver->SetChannelTiming({.streamPass = quick(1000),
                               .pause = quick(3000),
                               .receiveTimeout = quick(5000),

@@ -12,15 +12,15 @@
 #include "http/HttpRequest.h"
 #include "platform/Clock.h"
 #include "platform/Event.h"
+#include "support/CgiCamera.h"
 #include "support/Eventually.h"
-#include "support/ScriptedServer.h"
 
 namespace Web {
 namespace {
 
 using namespace std::chrono_literals;
+using kolvex_test::CgiCamera;
 using kolvex_test::Eventually;
-using kolvex_test::HttpReplies;
 using sarnevo::u32;
 using sarnevo::platform::Event;
 using sarnevo::platform::MonotonicMilliseconds;
@@ -74,11 +74,11 @@ namespace Web {
 namespace {
 
 TEST(ServerName, LeadsToTheFirstOfItsAddressesThatAnswers) {
-  HttpReplies server([](const std::string&) { return "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"; });
+  CgiCamera server(kolvex_test::Reply(200, ""));
   HttpRequest request("two", server.Port(), "u", "p", 10'000, 16, 0);
   EXPECT_TRUE(request.Send("GET", "/", false));
-  ASSERT_EQ(server.Heads().size(), 1U);
-  EXPECT_NE(server.Heads()[0].find("\r\nHost: two:"), std::string::npos);
+  ASSERT_EQ(server.heads.Lines().size(), 1U);
+  EXPECT_NE(server.heads.Lines()[0].find("\r\nHost: two:"), std::string::npos);
   HttpRequest unknown("unknown", server.Port(), "u", "p", 10'000, 16, 0);
   EXPECT_FALSE(unknown.Send("GET", "/", false));
   EXPECT_EQ(LastHttpError(), HttpError::NameNotResolved);
@@ -86,7 +86,7 @@ TEST(ServerName, LeadsToTheFirstOfItsAddressesThatAnswers) {
 }
 
 // However long the resolver takes: the request is over in time, and its object may be gone.
-TEST(ServerName, ThatTakesTooLongIsLeftBehind) {
+TEST(ServerName, ThatTakesTooLongIsNotWaitedFor) {
   enum class End { TimeOut, Limit, Cancel, Abort };
   for (const End end : {End::TimeOut, End::Limit, End::Cancel, End::Abort}) {
     HttpRequest request("slow", 80, "u", "p", end == End::TimeOut ? 200 : 60'000, 16, 0);

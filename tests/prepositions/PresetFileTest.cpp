@@ -45,7 +45,7 @@ TEST(PresetFile, WhatOthersWroteIsReadAndNothingOfItIsLostByTheNextAdd) {
     std::string channel;
     std::string names;
   } kFiles[] = {
-      {"names of any length and all planes, written again behind a gap",
+      {"names of any length and all planes, written again after a gap",
        entry("001", std::string(10'000, 'x'), "0") +
            entry("002", "&#9;&#10;&#13; A\uE000\uFFFD\U000F0000\U0010FFFF", "1"),
        std::string(10'000, 'x') + ",\t\n\r A\uE000\uFFFD\U000F0000\U0010FFFF,"},
@@ -61,7 +61,7 @@ TEST(PresetFile, WhatOthersWroteIsReadAndNothingOfItIsLostByTheNextAdd) {
        "b,"},
       {"doubled entries", entry("000", "a", "0") + entry("000", "b", "1"), "a,"},
       {"a doubled slot has the later name", entry("000", "a", "3") + entry("001", "b", "3"), "b,b,"},
-      {"a doubled slot behind a gap", entry("002", "a", "3") + entry("004", "a", "3"), "a,a,"},
+      {"a doubled slot after a gap", entry("002", "a", "3") + entry("004", "a", "3"), "a,a,"},
       {"a name of another namespace",
        "<Preposition000><Name xmlns:x='u' x:value='a'/><Slot value='0'/></Preposition000>" +
            entry("001", "b", "1"),

@@ -23,22 +23,28 @@ constexpr u16 kPort = 3557;
 class Camera {
  public:
   Camera() { EXPECT_TRUE(socket_.SetReceiveTimeout(50ms)); }
-  // The answer to a report of so many bytes. Asks again, since the reporter may still be binding its port.
+  // The answer to a report of so many bytes. Asks again, since the reporter may still be binding its port. An answer
+  // has the report's bytes in it: late ones to earlier reports don't count.
   Bytes Ask(std::size_t size, int attempts = 400) {
+    ++mark_;
     SocketAddress from;
     for (Bytes answer(200); attempts > 0; --attempts) {
-      EXPECT_EQ(socket_.SendTo(Bytes(size, 0xFF), *SocketAddress::Parse("127.0.0.1", kPort)),
+      EXPECT_EQ(socket_.SendTo(Bytes(size, mark_), *SocketAddress::Parse("127.0.0.1", kPort)),
                 SocketError::None);
-      if (const auto got = socket_.ReceiveFrom(answer, from); got.error == SocketError::None) {
+      for (auto got = socket_.ReceiveFrom(answer, from); got.error == SocketError::None;
+           got = socket_.ReceiveFrom(answer, from)) {
         EXPECT_EQ(from.Port(), kPort);
-        answer.resize(got.count);
-        return answer;
+        if (answer[8] == mark_) {
+          answer.resize(got.count);
+          return answer;
+        }
       }
     }
     return {};
   }
 
  private:
+  u8 mark_ = 0x80;
   Socket socket_ = Socket::CreateUdp();
 };
 

@@ -118,7 +118,7 @@ TEST(CRTSPClient, RepliesAreReadByPosition) {
   const std::string longDescribed = ok + "CSeq: 1\r\n" + longLine + longLine + longLine + "L: 0\r\n" + longLine;
   const std::string longPrepared = ok + "CSeq: 2\r\n" + longLine + kTransport + longLine + longLine;
   const std::string most = ok + "CSeq: 1\r\na: " + std::string(RtspReader::kMaxLineBytes - 4, 'x');
-  const std::string behindMost = "\nc: d\r\nL: 0\r\n\r\n";
+  const std::string afterMost = "\nc: d\r\nL: 0\r\n\r\n";
   platform::Socket named = platform::Socket::CreateUdp();
   ASSERT_EQ(named.Bind(platform::SocketAddress::Any(6000)), platform::SocketError::None);
   const std::string elsewhere = "client_port=1-2;server_port=6000-6000;source=127.0.0.9;destination=127.0.0.9";
@@ -150,8 +150,8 @@ TEST(CRTSPClient, RepliesAreReadByPosition) {
       {"no TEARDOWN after a failed SETUP", "SPT", 1, {missingSession, Played(1)}, "sPt"},
       {"what comes after a zero byte doesn't count", "S", 1, {"RTSP/1.0 \0 200 OK\r\n"s}, "s"},
       {"long lines everywhere", "DSP", 2, {longDescribed, longPrepared, Played(2)}, "DSP"},
-      {"a line as long as may be", "DS", 1, {most + behindMost, Prepared(1)}, "DS"},
-      {"a longer one isn't saved by its end", "D", 1, {most + "x" + behindMost}, "d"},
+      {"a line as long as may be", "DS", 1, {most + afterMost, Prepared(1)}, "DS"},
+      {"a longer one isn't saved by its end", "D", 1, {most + "x" + afterMost}, "d"},
       {"no length counts as the last one, 0", "DS", 1, {body + "L: none\r\n\r\n", Prepared(1)}, "DS"},
       {"a negative length", "D", 1, {body + "L: -1\r\n\r\n"}, "d"},
       {"a length beyond belief", "D", 1, {body + "L: 65537\r\n\r\n"}, "d"},
@@ -162,7 +162,7 @@ TEST(CRTSPClient, RepliesAreReadByPosition) {
   }
   std::uint8_t byte = 0;
   platform::SocketAddress from;
-  EXPECT_EQ(named.TryReceiveFrom({&byte, 1}, from).error, platform::SocketError::WouldBlock)
+  EXPECT_EQ(named.TryReceiveJoined({&byte, 1}, from).error, platform::SocketError::WouldBlock)
       << "nothing goes there";
 }
 
@@ -186,17 +186,24 @@ TEST(CRTSPClient, ACutReplyCountsAsFarAsItCame) {
     ASSERT_EQ(Talk("S", 1, {whole.substr(0, length)}, Times(), true).results, length >= ports ? "S" : "s")
         << "closed after " << whole.substr(0, length);
   }
+  // On a busy machine a good reply may come after the time-out, but not after each of these.
+  const auto expectInSilence = [](const char* operation, const std::string& reply, const char* results) {
+    std::string got;
+    for (auto timeout = 40ms; timeout < 4s && got != results; timeout *= 5) {
+      got = Talk(operation, 1, {reply}, Times(timeout)).results;
+    }
+    EXPECT_EQ(got, results) << "silent after " << reply;
+  };
   for (const std::size_t length : {std::size_t{0}, ports, blankLine, blankLine + 1}) {
-    ASSERT_EQ(Talk("S", 1, {whole.substr(0, length)}, Times(40ms)).results, length > blankLine ? "S" : "s")
-        << "silent after " << whole.substr(0, length);
+    expectInSilence("S", whole.substr(0, length), length > blankLine ? "S" : "s");
   }
   // A body of which something came is whole at a time-out.
   const std::string described = Described(1);
-  EXPECT_EQ(Talk("D", 1, {described.substr(0, described.size() - 9)}, Times(40ms)).results, "d");
-  EXPECT_EQ(Talk("D", 1, {described.substr(0, described.size() - 8)}, Times(40ms)).results, "D");
+  expectInSilence("D", described.substr(0, described.size() - 9), "d");
+  expectInSilence("D", described.substr(0, described.size() - 8), "D");
 }
 
-TEST(CRTSPClient, AConnectionThatNeverStandsCostsTheTimeOutAndAtLeastOneStep) {
+TEST(CRTSPClient, AConnectionThatNeverComesCostsTheTimeOutAndAtLeastOneStep) {
   const Blackhole camera;
   ProtocolTimes times;
   times.rtspConnectStep = 60ms;

@@ -15,7 +15,7 @@ using namespace kolvex_test;
 using Control = IIPPTZApiEx;
 
 // In order: in front of a movement the lens goes back to automatic, focus first.
-TEST(CPTZControl, SendsTheseFramesAndForgetsWhereTheCameraStood) {
+TEST(CPTZControl, SendsTheseFramesAndForgetsWhereTheCameraWas) {
   struct Row {
     const char* name;
     i32 (*call)(Control&);
@@ -117,7 +117,7 @@ TEST(CPTZControl, HandsNamesOutWholeOrNotAtAll) {
 }
 
 // What the host hears of names; list, camera and file are in an operator's day. Nothing refused reaches those.
-TEST(CPTZControl, TellsOfRenamesAndOfNamesThatItRefuses) {
+TEST(CPTZControl, ReportsRenamesAndNamesThatItRefuses) {
   PtzFixture fixture("2");
   Control& control = fixture.Control();
   const std::string add = "OnDebugInfo 1 sarnevo::CPrepositionList::AddPreposition: A preposition \"";

@@ -74,7 +74,7 @@ TEST(CPTZHandler, GoesOnWithoutWhatItLacks) {
 
 // Both ways to end a driver, while a slow camera has a request of each channel and more are queued. Those that are under
 // way reach the head: a stop that doesn't would leave it moving for good.
-TEST(CPTZHandler, EndsWithTheDriverBehindTheItemsUnderWayOfAllChannelsAtOnce) {
+TEST(CPTZHandler, EndsWithTheDriverAfterTheItemsUnderWayOfAllChannelsAtOnce) {
   constexpr u32 kChannels = 8;
   constexpr milliseconds kSlow{1500};
   for (const bool byDelete : {false, true}) {
@@ -102,7 +102,7 @@ TEST(CPTZHandler, EndsWithTheDriverBehindTheItemsUnderWayOfAllChannelsAtOnce) {
       fixture.driver->Close();
       EXPECT_EQ(fixture.driver->GetPTZDriverEx(), nullptr);
     }
-    EXPECT_LT(steady_clock::now() - start, 2 * kSlow) << "one after the other";
+    EXPECT_LT(steady_clock::now() - start, kChannels / 2 * kSlow) << "one after the other";
     EXPECT_EQ(fixture.camera.requests.Count(""), kChannels);
     EXPECT_EQ(fixture.messages.Text(), "") << "broken off";
   }
@@ -151,6 +151,41 @@ TEST(CPTZHandler, MayEndWithTheDriverInAMessage) {
       EXPECT_EQ(fixture.messages.Text(), "") << "the sink may be gone";
       EXPECT_TRUE(std::filesystem::remove(file));
     }
+  }
+}
+
+// Each of two PTZ threads is in a message in which the host ends the other one's driver.
+TEST(CPTZHandler, MayEndAnotherDriverThatEndsThisOne) {
+  constexpr platform::Milliseconds kLimit{10'000};
+  for (const bool byDelete : {false, true}) {
+    SCOPED_TRACE(byDelete ? "delete" : "close");
+    platform::Event inside[2], ended[2];
+    PtzFixture fixtures[] = {PtzFixture("2"), PtzFixture("2")};
+    IIPPTZApiEx* controls[2];
+    for (const u32 own : {0U, 1U}) {
+      PtzFixture& fixture = fixtures[own];
+      fixture.handler.reset();  // not the driver's
+      controls[own] = fixture.driver->GetPTZDriverEx()->GetPTZApiEx(0);
+      ASSERT_NE(controls[own], nullptr);
+      fixture.camera.SetAnswer([](auto& connection, auto&) { connection.Reset(); });
+      fixture.sink.onDebugInfo = [&, own, first = true]() mutable {
+        if (!std::exchange(first, false)) {
+          return;
+        }
+        const u32 other = 1 - own;
+        inside[own].Set();
+        EXPECT_EQ(inside[other].Wait(kLimit), platform::WaitResult::Signalled);
+        byDelete ? DeleteIPCapture(fixtures[other].driver.release()) : fixtures[other].driver->Close();
+        ended[own].Set();
+      };
+    }
+    for (IIPPTZApiEx* const control : controls) {
+      EXPECT_EQ(control->StartMove(PtzLeft, 8), 1);
+    }
+    for (platform::Event& end : ended) {
+      EXPECT_EQ(end.Wait(kLimit), platform::WaitResult::Signalled);
+    }
+    EXPECT_TRUE(std::filesystem::remove(*platform::HostExecutableFolder() + "/" + kFile));
   }
 }
 
@@ -245,11 +280,11 @@ TEST(CGroup1PTZComm, AMovementNeverWaitsForARecallAndCloseLetsItReachTheCamera) 
   ASSERT_TRUE(fixture.camera.requests.WaitFor("", 2));
   answerRecall.Set();
   recalling.join();
-  EXPECT_EQ(Current(control), "-23") << "the movement is remembered behind the recall";
+  EXPECT_EQ(Current(control), "-23") << "the movement is remembered after the recall";
   closing.Set();
   fixture.handler.reset();
   EXPECT_EQ(fixture.camera.requests.Text(), "FF010007000109\nFF01002B00002C\nFF010004200025\n")
-      << "all of the item under way, and none behind it";
+      << "all of the item under way, and none after it";
   EXPECT_EQ(fixture.messages.Text(), "");
 }
 

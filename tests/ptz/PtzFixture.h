@@ -1,18 +1,17 @@
 #pragma once
 
-#include <functional>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
 #include "driver/CKolvexIPCaptureDriver.h"
 #include "ptz/CPTZHandler.h"
+#include "support/CgiCamera.h"
 #include "support/FakeHost.h"
 #include "support/MakeOwned.h"
-#include "support/ScriptedServer.h"
 #include "support/TempFolder.h"
 
 namespace kolvex_test {
@@ -25,51 +24,41 @@ inline std::string Take(HostLog& log, std::size_t lines = 0) {
   return text;
 }
 
-/// A group 1 camera as the PTZ side sees it: tells its serial protocol and takes what is written to its
-/// serial port.
+/// A group 1 camera as the PTZ side sees it: says its serial protocol and takes what is written to its serial port.
 class SerialCamera {
  public:
-  using Connection = ScriptedServer::Connection;
-  /// Answers a request, told as its line in @c requests.
-  using Answer = std::function<void(Connection&, const std::string& request)>;
+  using Connection = CgiCamera::Connection;
+  /// Answers a request, given as its line in @c requests.
+  using Answer = CgiCamera::Answer;
 
   static Answer WithBody(const std::string& body) {
-    return [body](Connection& connection, const std::string&) {
-      connection.Send("HTTP/1.1 200 OK\r\n\r\n" + body);
-    };
+    return [body](Connection& connection, auto&) { connection.Send("HTTP/1.1 200 OK\r\n\r\n" + body); };
   }
 
   explicit SerialCamera(const std::string& protocol)
-      : answer_(WithBody("serial_device=" + protocol + "\r\n")) {}
+      : camera_(Noting(WithBody("serial_device=" + protocol + "\r\n"))) {}
 
-  std::uint16_t Port() const { return server_.Port(); }
-  void SetAnswer(Answer answer) {
-    const std::lock_guard guard(lock_);
-    answer_ = std::move(answer);
-  }
+  std::uint16_t Port() const { return camera_.Port(); }
+  void SetAnswer(Answer answer) { camera_.SetAnswer(Noting(std::move(answer))); }
 
   HostLog requests;  ///< what was written to the serial port; of other requests the path
 
  private:
-  void Serve(Connection& connection) {
-    const std::string head = connection.ReadHead();
-    // "root:pass"; a request without it isn't answered.
-    if (!head.starts_with("GET /") || head.find("\r\nAuthorization: Basic cm9vdDpwYXNz\r\n") == head.npos) {
-      return;
-    }
-    const std::string path = head.substr(4, head.find(' ', 4) - 4);
-    const std::string write = "/serial.cgi?action=apply&port=2&write=";
-    const std::string request = path.starts_with(write) ? path.substr(write.size()) : path;
-    std::unique_lock guard(lock_);
-    const Answer answer = answer_;
-    guard.unlock();
-    requests.Add(request);
-    answer(connection, request);
+  // A request without "root:pass" isn't answered.
+  Answer Noting(Answer answer) {
+    return [this, answer = std::move(answer)](Connection& connection, const std::string& head) {
+      if (!head.starts_with("GET /") || head.find("\r\nAuthorization: Basic cm9vdDpwYXNz\r\n") == head.npos) {
+        return;
+      }
+      const std::string write = "/serial.cgi?action=apply&port=2&write=";
+      const std::string request =
+          Target(head).starts_with(write) ? Target(head).substr(write.size()) : Target(head);
+      requests.Add(request);
+      answer(connection, request);
+    };
   }
 
-  std::mutex lock_;
-  Answer answer_;  // under lock_
-  ScriptedServer server_{[this](Connection& connection) { Serve(connection); }};
+  CgiCamera camera_;
 };
 
 /// A driver with its host, a camera, and the PTZ side between them.
@@ -120,7 +109,7 @@ inline std::string Current(sarnevo::IIPPTZApiEx& control) {
   return result == 1 ? name : std::to_string(result);
 }
 
-/// All names, a "," behind each.
+/// All names, a "," after each.
 inline std::string Names(sarnevo::IIPPTZApiEx& control) {
   std::string names;
   char name[64];

@@ -1,9 +1,13 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <map>
+#include <mutex>
 #include <string>
-#include <vector>
+#include <utility>
 
+#include "support/HostLog.h"
 #include "support/ScriptedServer.h"
 
 namespace kolvex_test {
@@ -37,29 +41,58 @@ inline CgiReplies Group2Replies(const std::string& cameraType) {
   };
 }
 
-/// Answers by target; 404 to what isn't there.
-class CgiCamera : public HttpReplies {
+/// What a request asks for.
+inline std::string Target(const std::string& head) {
+  const std::size_t begin = head.find(' ') + 1;
+  return head.substr(begin, head.find(' ', begin) - begin);
+}
+
+/// A camera's HTTP side: answers each request as the test says, and closes.
+class CgiCamera {
  public:
+  using Connection = ScriptedServer::Connection;
+  using Answer = std::function<void(Connection&, const std::string& head)>;
+
+  explicit CgiCamera(Answer answer) : answer_(std::move(answer)) {}
+  /// The same to whatever is asked.
+  explicit CgiCamera(std::string reply)
+      : answer_([reply = std::move(reply)](Connection& connection, auto&) { connection.Send(reply); }) {}
+  /// 404 to what isn't there.
   explicit CgiCamera(CgiReplies replies)
-      : HttpReplies([replies = std::move(replies)](const std::string& head) {
+      : answer_([replies = std::move(replies)](Connection& connection, const std::string& head) {
           const auto reply = replies.find(Target(head));
-          return reply != replies.end() ? reply->second : Reply(404, "no such CGI");
+          connection.Send(reply != replies.end() ? reply->second : Reply(404, "no such CGI"));
         }) {}
 
+  std::uint16_t Port() const { return server_.Port(); }
+  void SetAnswer(Answer answer) {
+    const std::lock_guard guard(lock_);
+    answer_ = std::move(answer);
+  }
   /// One a line, in the order in which they came.
   std::string Targets() const {
     std::string targets;
-    for (const std::string& head : Heads()) {
+    for (const std::string& head : heads.Lines()) {
       targets += Target(head) + "\n";
     }
     return targets;
   }
 
+  HostLog heads;  ///< of the requests
+
  private:
-  static std::string Target(const std::string& head) {
-    const std::size_t begin = head.find(' ') + 1;
-    return head.substr(begin, head.find(' ', begin) - begin);
+  void Serve(Connection& connection) {
+    const std::string head = connection.ReadHead();
+    std::unique_lock guard(lock_);
+    const Answer answer = answer_;
+    guard.unlock();
+    heads.Add(head);
+    answer(connection, head);
   }
+
+  std::mutex lock_;
+  Answer answer_;  // under lock_
+  ScriptedServer server_{[this](Connection& connection) { Serve(connection); }};
 };
 
 }  // namespace kolvex_test

@@ -8,7 +8,7 @@ static std::atomic<std::size_t> allocations{0};
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   ++allocations;
-  return std::malloc(size);
+  return kolvex_test::memoryFails ? nullptr : std::malloc(size);
 }
 void* operator new(std::size_t size) {
   if (void* const memory = operator new(size, std::nothrow)) {

@@ -8,4 +8,7 @@ namespace kolvex_test {
 /// an operator new that counts.
 std::size_t Allocations();
 
+/// While set, operator new has nothing for the calling thread.
+inline constinit thread_local bool memoryFails = false;
+
 }  // namespace kolvex_test

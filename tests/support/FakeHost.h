@@ -20,6 +20,12 @@ namespace kolvex_test {
 
 namespace contract = sarnevo::ipcapture;
 
+/// The settings of a camera of @p group, with a network time-out in milliseconds.
+inline std::map<std::uint32_t, std::string> CameraSettings(const std::string& group,
+                                                           const std::string& timeout) {
+  return {{1, timeout}, {2, group}, {3, "1"}, {4, "16"}, {5, "4"}, {6, "3000"}, {7, "256"}, {8, "256,3000,e"}};
+}
+
 /// The parameters of Open. A text that is null is handed out as null.
 class FakeParams : public contract::IIPDriverParams,
                    public contract::IIPDeviceInfo,

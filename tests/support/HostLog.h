@@ -29,6 +29,11 @@ class HostLog {
     return text;
   }
 
+  std::vector<std::string> Lines() const {
+    const std::lock_guard guard(lock_);
+    return lines_;
+  }
+
   /// Lines so far that begin with @p begin.
   std::size_t Count(std::string_view begin) const {
     const std::lock_guard guard(lock_);

@@ -72,7 +72,7 @@ struct Host : IIPDriverParams,
   std::atomic<u64> frames{0}, inputs{0};
   std::atomic<int> lent{0}, wrongInputs{0};
   std::atomic<int> queryEnd{0};  // 1 done, 2 failed
-  std::atomic<u64> told{0};      // a sum of all that a query has told
+  std::atomic<u64> told{0};      // a sum over all that a query has said
 
   // Long enough for a block of memory of its own each.
   IIPDeviceInfo* GetDevice() override { return this; }

@@ -8,7 +8,7 @@
 namespace kolvex_test {
 
 /// The host's side of a capability query: writes each call with its arguments into one text, a line for each
-/// object that is asked for and, after it, what it is told.
+/// object that is asked for and, after it, what it gets.
 class RecordingCapabilities : public sarnevo::ipcapture::IIPCapabilities,
                               sarnevo::ipcapture::IIPTextField,
                               sarnevo::ipcapture::IIPSettingEntry,

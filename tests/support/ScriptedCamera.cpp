@@ -7,7 +7,7 @@ using namespace sarnevo::platform;
 namespace {
 
 // What comes after a mark, up to the next space or the end of the line.
-std::string Behind(const std::string& text, const std::string& mark) {
+std::string After(const std::string& text, const std::string& mark) {
   const std::size_t begin = text.find(mark);
   return begin == text.npos ? ""
                             : text.substr(begin + mark.size(),
@@ -33,7 +33,7 @@ void ScriptedCamera::ServeHttp(Connection& connection) {
   if (request.empty()) {
     return;
   }
-  log.Add("GET " + Behind(request, "GET "));
+  log.Add("GET " + After(request, "GET "));
   if (!onHttp || !onHttp(connection, request)) {
     connection.Send("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nret=200\r\n");
   }
@@ -42,7 +42,7 @@ void ScriptedCamera::ServeHttp(Connection& connection) {
 void ScriptedCamera::ServeRtsp(Connection& connection) {
   for (std::string request = connection.ReadHead(); !request.empty(); request = connection.ReadHead()) {
     const std::string method = Method(request);
-    const std::string ports = Behind(request, "client_port=");
+    const std::string ports = After(request, "client_port=");
     if (method == "SETUP") {
       rtpPort_ = static_cast<std::uint16_t>(std::stoi(ports));
     }
@@ -55,14 +55,14 @@ void ScriptedCamera::ServeRtsp(Connection& connection) {
 
 std::string ScriptedCamera::Reply(const std::string& request) const {
   const std::string method = Method(request);
-  std::string reply = "RTSP/1.0 200 OK\r\nCSeq: " + Behind(request, "CSeq: ") + "\r\n";
+  std::string reply = "RTSP/1.0 200 OK\r\nCSeq: " + After(request, "CSeq: ") + "\r\n";
   reply += group_ == 2 ? "Server: camera\r\n" : "";
   if (method == "DESCRIBE") {
     return reply +
            "Content-Base: rtsp://camera/\r\nContent-Type: application/sdp\r\nContent-Length: 5\r\n\r\nv=0\r\n";
   }
   if (method == "SETUP") {
-    reply += "Transport: RTP/AVP;unicast;client_port=" + Behind(request, "client_port=") +
+    reply += "Transport: RTP/AVP;unicast;client_port=" + After(request, "client_port=") +
              ";server_port=6970-6971\r\n";
   }
   return reply + (method == "TEARDOWN" ? "\r\n" : "Session: 12345\r\n\r\n");

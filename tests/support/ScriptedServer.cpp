@@ -111,27 +111,9 @@ ScriptedServer::~ScriptedServer() {
   close(listener_);
 }
 
-HttpReplies::HttpReplies(std::function<std::string(const std::string&)> reply, const char* address)
-    : reply_(std::move(reply)),
-      server_(
-          [this](ScriptedServer::Connection& connection) {
-            const std::string head = connection.ReadHead();
-            {
-              const std::lock_guard guard(lock_);
-              heads_.push_back(head);
-            }
-            connection.Send(reply_(head));
-          },
-          address) {}
-
-std::vector<std::string> HttpReplies::Heads() const {
-  const std::lock_guard guard(lock_);
-  return heads_;
-}
-
 Blackhole::Blackhole(const char* address, std::uint16_t port) : port_(port) {
   descriptors_.push_back(Listen(address, port_, 0));
-  // The queue takes one more than it is told; the others stay on their way.
+  // The queue takes one more than was asked for; the others stay on their way.
   for (int i = 0; i < 4; ++i) {
     descriptors_.push_back(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     connect(descriptors_.back(), Bare(*SocketAddress::Parse(address, port_)), sizeof(sockaddr_in));

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -12,7 +11,7 @@
 
 namespace kolvex_test {
 
-/// A TCP server on a loopback address that does to each connection what a script tells it to, on a thread
+/// A TCP server on a loopback address that does to each connection what a script says, on a thread
 /// per connection. Ends all connections when it is destroyed, wherever their scripts are.
 class ScriptedServer {
  public:
@@ -55,21 +54,6 @@ class ScriptedServer {
   const int listener_;
   std::atomic<std::size_t> count_{0};
   std::thread accepting_;
-};
-
-/// Answers each request with what @p reply gives for its head, and closes. Keeps the heads.
-class HttpReplies {
- public:
-  explicit HttpReplies(std::function<std::string(const std::string& head)> reply,
-                       const char* address = "127.0.0.1");
-  std::uint16_t Port() const { return server_.Port(); }
-  std::vector<std::string> Heads() const;
-
- private:
-  const std::function<std::string(const std::string&)> reply_;
-  mutable std::mutex lock_;
-  std::vector<std::string> heads_;
-  ScriptedServer server_;
 };
 
 /// An address at which a connect neither succeeds nor fails: a listener whose queue is full.

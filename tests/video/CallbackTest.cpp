@@ -20,7 +20,7 @@ using sarnevo::platform::WaitResult;
 constexpr std::chrono::seconds kLimit{20};
 
 // A host and its callback's steps. It stays until the process ends where a callback ends its driver: the
-// library no longer waits for that thread, so that nothing tells when it has left the host's code.
+// library no longer waits for that thread, so that nothing says when it has left the host's code.
 struct Scene {
   Host host;
   Event inside;
@@ -83,7 +83,7 @@ TEST(Callback, MayCallEverythingOnItsOwnChannelAndDriver) {
   const struct {
     const char* name;
     std::function<bool(Host&)> run;
-    std::size_t starts;  // of the stream, at most; 0 when the channel doesn't run behind it
+    std::size_t starts;  // of the stream, at most; 0 when the channel doesn't run after it
   } operations[] = {
       {"stop twice", [](Host& host) { return Stop(host) && !Stop(host); }, 0},
       {"stop and start", [](Host& host) { return Stop(host) && Start(host); }, 2},
@@ -114,7 +114,7 @@ TEST(Callback, MayCallEverythingOnItsOwnChannelAndDriver) {
         EXPECT_TRUE(host.log.WaitFor("OnFrame", host.log.Count("OnFrame") + 3));
         EXPECT_LE(camera.log.Count("DESCRIBE"), operation.starts);
       } else if (place != Place::OnNoData && host.driver && host.driver->GetVideoCapture() != nullptr) {
-        EXPECT_TRUE(host.log.WaitFor("ReleaseFrame"));  // behind the end of the channel
+        EXPECT_TRUE(host.log.WaitFor("ReleaseFrame"));  // after the end of the channel
         EXPECT_EQ(host.allocator.Outstanding(), 0U);
       }
       if (host.driver) {
@@ -125,15 +125,15 @@ TEST(Callback, MayCallEverythingOnItsOwnChannelAndDriver) {
   }
 }
 
-// A callback stays in the host for long: in OnFrame where it has stopped its channel, in OnNoData where a stop leaves
-// it behind. The driver may go meanwhile, or live on; the host can't know, and calls in as ever.
+// A callback stays in the host for long: in OnFrame where it has stopped its channel, in OnNoData where a stop goes on
+// without it. The driver may go meanwhile, or live on; the host can't know, and calls in as ever.
 TEST(Callback, ThatOutlivesItsChannelTouchesNothingOfItsOwnAccord) {
   const auto isGone = [](Host& host) { return !host.driver; };
   const auto isStopped = [](Host& host) { return !HasStatus(host); };
   const struct {
     Place place;
     std::function<bool(Host&)> meanwhile;
-    std::function<bool(Host&)> behind;
+    std::function<bool(Host&)> after;
   } rows[] = {
       {Place::OnFrame, Delete, isGone},           {Place::OnNoData, Delete, isGone},
       {Place::OnNoDataInAStream, Delete, isGone}, {Place::OnNoData, isStopped, StartAnother},
@@ -152,7 +152,7 @@ TEST(Callback, ThatOutlivesItsChannelTouchesNothingOfItsOwnAccord) {
       EXPECT_TRUE(row.place != Place::OnFrame || Stop(scene.host));
       scene.inside.Set();
       scene.goOn.Wait();
-      scene.result = row.behind(scene.host);
+      scene.result = row.after(scene.host);
       scene.done.Set();
     };
     Hook(row.place, scene.host, act, &camera);

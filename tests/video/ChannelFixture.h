@@ -44,9 +44,7 @@ struct Host {
     params.address = camera.Address();
     params.port = camera.HttpPort();
     params.codec = codec;
-    params.settings = {
-        {1, networkTimeout}, {2, std::to_string(group)}, {3, "1"}, {4, "16"}, {5, "4"}, {6, "3000"},
-        {7, "256"},          {8, "256,3000,e"}};
+    params.settings = CameraSettings(std::to_string(group), networkTimeout);
     driver->SetChannelTiming(timing);
     EXPECT_TRUE(driver->Open(&debugSink, &allocator, &params));
     log.Clear();

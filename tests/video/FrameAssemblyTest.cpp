@@ -51,8 +51,8 @@ TEST_F(FrameAssemblyTest, DeliversFramesStepByStep) {
 
   log.Clear();
   FrameAssembly mpeg4 = Assembly(CodecMPEG4);
-  // A key frame that is lost behind its first packet leaves the size that was asked for.
-  mpeg4.SetPictureSize(381, 8);
+  // A key frame that is lost after its first packet leaves the size that was asked for.
+  mpeg4.SetPictureSize({381, 8});
   mpeg4.Add(Bytes(kKey.begin(), kKey.begin() + 4), false);
   mpeg4.Resynchronise();
   mpeg4.Add(Bytes(10, 0x88), true);

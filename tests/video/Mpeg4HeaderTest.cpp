@@ -65,7 +65,7 @@ std::string Result(const Bytes& stream) {
   return size ? std::to_string(size->width) + "x" + std::to_string(size->height) : "none";
 }
 
-TEST(Mpeg4Header, FindsTheSizeBehindWhateverMayStandBeforeIt) {
+TEST(Mpeg4Header, FindsTheSizeAfterWhateverMayComeBeforeIt) {
   const struct {
     const char* name;
     Headers headers;
@@ -106,9 +106,9 @@ TEST(Mpeg4Header, FindsTheSizeBehindWhateverMayStandBeforeIt) {
     for (std::size_t at = layer.find('m'); at != layer.npos; at = layer.find('m', at + 1)) {
       EXPECT_EQ(Result(row.headers.Build(std::string(layer).replace(at, 1, "0"))), "none") << "marker " << at;
     }
-    Bytes behindAByte = stream;
-    behindAByte.insert(behindAByte.begin(), 0);
-    EXPECT_EQ(Result(behindAByte), "none");
+    Bytes afterAByte = stream;
+    afterAByte.insert(afterAByte.begin(), 0);
+    EXPECT_EQ(Result(afterAByte), "none");
     for (std::size_t size = 0; size < stream.size(); ++size) {
       // The copy has exactly this size, so that a look past its end is seen.
       EXPECT_EQ(Result({stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(size)}), "none") << size;

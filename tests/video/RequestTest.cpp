@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "video/Group1Request.h"
-#include "video/Group2Request.h"
+#include "video/CGroup1CameraChannel.h"
+#include "video/CGroup2CameraChannel.h"
 
 namespace sarnevo {
 namespace {

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <set>
+#include <utility>
 
 #include "Texts.h"
 #include "kolvex/Version.h"
@@ -62,6 +64,35 @@ std::string Footer() {
          "  kolvex-camera --count 200 --first 127.1.0.1 --fleet group=2,resolution=vga --fault lose=0.001\n"
          "  curl 'http://127.0.1.1/sim.cgi?reboot=5'\n"
          "\nEnds on Ctrl-C. Exit codes: 0 ended, 1 a camera couldn't start, 2 wrong command line.";
+}
+
+/// What is wrong with the words, with what may be given instead.
+std::string SentenceOf(const CLI::ParseError& error, const CLI::App& app) {
+  if (dynamic_cast<const CLI::ExtrasError*>(&error) == nullptr) {
+    return std::string(error.what()) + "; --help explains all options";
+  }
+  std::string known;
+  for (const CLI::Option* const option : app.get_options()) {
+    known += (known.empty() ? "" : ", ") + option->get_name();
+  }
+  const std::string word = app.remaining().front();
+  return (word.starts_with("-") ? "there is no option " : "there is a word too many, ") +
+         kolvex_tools::Shown(word.substr(0, word.find('=')), 60) + "; there are " + known;
+}
+
+/// Two cameras that want the same port of one address; empty when there are none.
+std::string FindClash(const std::vector<simcam::CameraSettings>& cameras) {
+  std::set<std::pair<std::string, unsigned>> taken;
+  for (const simcam::CameraSettings& camera : cameras) {
+    for (const unsigned port : {camera.httpPort, camera.rtspPort}) {
+      if (!taken.emplace(camera.address, port).second) {
+        return simcam::Format(
+            "two cameras or services are to listen at %s:%u: each camera needs an address of its own",
+            camera.address.c_str(), port);
+      }
+    }
+  }
+  return {};
 }
 
 int Fail(const std::string& sentence) {
@@ -167,10 +198,13 @@ std::optional<Options> ReadOptions(int count, char** arguments, int& exitCode) {
   Options options;
   CLI::App app(kAbout, "kolvex-camera");
   app.footer(Footer());
-  app.add_option("--camera", raw.cameras, "start this camera; may stand several times")->type_name("CAMERA");
+  app.add_option("--camera", raw.cameras, "start this camera; may be given several times")->type_name("CAMERA");
   app.add_option("--count", raw.countText, "start a fleet of so many equal cameras")->type_name("N");
-  app.add_option("--first", raw.first, "address of the fleet's first camera (127.1.0.1)")->type_name("ADDRESS");
-  app.add_option("--fleet", raw.fleet, "properties of the fleet's cameras")->type_name("CAMERA");
+  const CLI::Option* const first =
+      app.add_option("--first", raw.first, "address of the fleet's first camera (127.1.0.1)")
+          ->type_name("ADDRESS");
+  const CLI::Option* const fleet =
+      app.add_option("--fleet", raw.fleet, "properties of the fleet's cameras")->type_name("CAMERA");
   app.add_option("--user", raw.user, "user name of all cameras that don't name their own")->type_name("NAME");
   app.add_option("--password-file", raw.passwordFile, "file whose first line is the password")
       ->type_name("FILE");
@@ -188,12 +222,17 @@ std::optional<Options> ReadOptions(int count, char** arguments, int& exitCode) {
       app.exit(error);  // --help
       exitCode = 0;
     } else {
-      exitCode = Fail(std::string(error.what()) + "; --help lists all options");
+      exitCode = Fail(SentenceOf(error, app));
     }
     return std::nullopt;
   }
   if (const std::string wrong = ReadNumbers(raw, options); !wrong.empty()) {
     exitCode = Fail(wrong);
+    return std::nullopt;
+  }
+
+  if (raw.count == 0 && (first->count() != 0 || fleet->count() != 0)) {
+    exitCode = Fail("--first and --fleet are for a fleet: say by --count how many cameras it has, 1 to 10000");
     return std::nullopt;
   }
 
@@ -205,6 +244,10 @@ std::optional<Options> ReadOptions(int count, char** arguments, int& exitCode) {
   }
   if (!AddCameras(raw, base, options, error)) {
     exitCode = Fail(error);
+    return std::nullopt;
+  }
+  if (const std::string clash = FindClash(options.cameras); !clash.empty()) {
+    exitCode = Fail(clash);
     return std::nullopt;
   }
   if (!raw.control.empty()) {

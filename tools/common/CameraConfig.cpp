@@ -161,6 +161,7 @@ void CameraConfig::Set(std::string_view key, std::string_view value) {
 
 void CameraConfig::Complete() {
   address = Place::Parse(address).address;
+  name = kolvex_tools::Tidy(name);
   if (name.empty()) {
     name = address;
   }

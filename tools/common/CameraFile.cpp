@@ -74,8 +74,11 @@ CameraConfig FromJson(const std::filesystem::path& path, const json& object) {
 json ReadJson(const std::filesystem::path& path) {
   std::ifstream file(path);
   if (!file) {
-    throw Failure(ExitCode::Usage, "The file " + path.string() +
-                                       " can't be read: " + std::generic_category().message(errno) + ".");
+    const std::string reason = std::generic_category().message(errno);
+    // A login may have been given in the place of a file's name.
+    const bool mayBeLogin = path.string().find('@') != std::string::npos;
+    throw Failure(ExitCode::Usage, "The file " + (mayBeLogin ? "that was given" : path.string()) +
+                                       " can't be read: " + reason + ".");
   }
   try {
     return json::parse(file);
@@ -99,8 +102,13 @@ std::vector<CameraConfig> ReadCameraList(const std::filesystem::path& path) {
   }
   std::vector<CameraConfig> cameras;
   for (const json& entry : list) {
-    cameras.push_back(FromJson(path, entry));
-    cameras.back().Complete();
+    try {
+      cameras.push_back(FromJson(path, entry));
+      cameras.back().Complete();
+    } catch (const Failure& failure) {
+      throw Failure(failure.Code(), "Camera " + std::to_string(&entry - &list[0] + 1) + " of the list " +
+                                        path.string() + ": " + failure.what());
+    }
   }
   return cameras;
 }

@@ -20,15 +20,23 @@ std::string Environment(const char* name) {
   return value ? value : "";
 }
 
-/// @p also is a further member that may stand there. A misspelt member would leave a camera without its password.
-Login ReadLogin(const std::filesystem::path& path, const nlohmann::json& object, std::string_view also) {
+/// @p entry names the camera whose login it is; empty for the login of all. A misspelt member would leave a camera
+/// without its password.
+Login ReadLogin(const std::filesystem::path& path, const nlohmann::json& object, const std::string& entry) {
   Login login;
   for (const auto& [key, value] : object.items()) {
     if (key == "user") {
       login.user = value.get<std::string>();
     } else if (key == "password") {
       login.password = value.get<std::string>();
-    } else if (key != also) {
+    } else if (!entry.empty()) {
+      throw Failure(
+          ExitCode::Usage,
+          fmt::format(
+              "The camera {} in the credentials file {} has an unknown member \"{}\": there are user and "
+              "password.",
+              kolvex_tools::Shown(entry, 40), path.string(), kolvex_tools::Shown(key, 40)));
+    } else if (key != "cameras") {
       throw Failure(
           ExitCode::Usage,
           fmt::format("The credentials file {} has an unknown member \"{}\": there are user, password "
@@ -50,8 +58,12 @@ Credentials Credentials::FromEnvironment() {
 Credentials Credentials::FromFile(const std::filesystem::path& path) {
   std::error_code error;
   const auto mode = std::filesystem::status(path, error).permissions();
-  if (!error && (mode & (std::filesystem::perms::group_all | std::filesystem::perms::others_all)) !=
-                    std::filesystem::perms::none) {
+  if (error) {
+    // Not repeated: a login may have been given in the place of a file's name.
+    throw Failure(ExitCode::Usage, "The file that --credentials names can't be read: " + error.message() + ".");
+  }
+  if ((mode & (std::filesystem::perms::group_all | std::filesystem::perms::others_all)) !=
+      std::filesystem::perms::none) {
     throw Failure(ExitCode::Usage, "The credentials file " + path.string() +
                                        " is open to other users: protect it with chmod 600.");
   }
@@ -65,10 +77,10 @@ Credentials Credentials::FromFile(const std::filesystem::path& path) {
   }
   Credentials credentials;
   try {
-    credentials.common_ = ReadLogin(path, object, "cameras");
+    credentials.common_ = ReadLogin(path, object, "");
     if (const auto cameras = object.find("cameras"); cameras != object.end()) {
       for (const auto& [address, login] : cameras->items()) {
-        credentials.byAddress_[address] = ReadLogin(path, login, "");
+        credentials.byAddress_[address] = ReadLogin(path, login, address);
       }
     }
   } catch (const nlohmann::json::exception&) {

@@ -11,6 +11,7 @@ namespace kolvex_host {
 struct Login {
   std::string user;
   std::string password;
+  bool typed = false;  ///< by a person who was asked
 
   bool IsEmpty() const { return user.empty() && password.empty(); }
 };
@@ -23,8 +24,8 @@ class Credentials {
   static Credentials FromEnvironment();
 
   /// From a JSON file, {"user": "...", "password": "..."}, with an optional member "cameras" that holds such
-  /// objects by address; other members are errors. Throws Failure (ExitCode::Usage) when the file can't be used, or when others may
-  /// read it.
+  /// objects by address; other members are errors. Throws Failure (ExitCode::Usage) when the file can't be used,
+  /// or when others may read it.
   static Credentials FromFile(const std::filesystem::path& path);
 
   const Login& For(const std::string& address) const;

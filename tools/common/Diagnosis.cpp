@@ -40,7 +40,7 @@ bool Bears(const Answer& answer, const Mark& mark) {
 }
 
 /// An answer that says enough by itself.
-std::optional<Reason> ReasonOf(const Answer& answer, const std::string& place) {
+std::optional<Reason> ReasonOf(const Answer& answer, const std::string& place, const Login& login) {
   using Cause = Reason::Cause;
   switch (answer.state) {
     case Answer::State::Unreachable:
@@ -69,10 +69,16 @@ std::optional<Reason> ReasonOf(const Answer& answer, const std::string& place) {
         fmt::format("What answers at {} is no camera of this family, it asks for a Digest login", place),
         "check the address"};
   }
+  if (answer.status == 503) {  // Service Unavailable (RFC 9110)
+    return Reason{Cause::Busy, ExitCode::Camera,
+                  fmt::format("What answers at {} has no time for requests, it gives the status 503", place),
+                  "end other viewers of this camera, or try again in a minute"};
+  }
   if (answer.status == 401 || answer.status == 403) {
     return Reason{Cause::WrongLogin, ExitCode::Login,
                   fmt::format("The camera at {} wants another user name or password", place),
-                  "set KOLVEX_USER and KOLVEX_PASSWORD, or give --user or --credentials"};
+                  login.typed ? "type them once more"
+                              : "set KOLVEX_USER and KOLVEX_PASSWORD, or give --user or --credentials"};
   }
   return std::nullopt;
 }
@@ -132,10 +138,10 @@ const char* NameOf(sarnevo::Codec codec) { return codec == sarnevo::CodecMJPEG ?
 }  // namespace
 
 const char* Reason::Name() const {
-  constexpr const char* kNames[] = {"nobody",       "refused",       "silent",      "wrong-login",
-                                    "other-login",  "not-of-family", "wrong-group", "rtsp-nobody",
-                                    "rtsp-refused", "other-codec",   "ports-taken", "packets-blocked",
-                                    "unusable"};
+  constexpr const char* kNames[] = {"nobody",          "refused",      "silent",        "busy",
+                                    "wrong-login",     "other-login",  "not-of-family", "wrong-group",
+                                    "rtsp-nobody",     "rtsp-refused", "other-codec",   "ports-taken",
+                                    "packets-blocked", "unusable"};
   return kNames[static_cast<int>(cause)];
 }
 
@@ -153,7 +159,7 @@ std::optional<Reason> Diagnosis::WhyNoAnswer(std::stop_token stop) const {
   for (std::size_t i = 0; i < kMarks.size() && found.empty(); ++i) {
     const Mark& mark = kMarks[(first + i) % kMarks.size()];
     const Answer answer = talk.Get(place_, mark.path, login_);
-    if (auto reason = ReasonOf(answer, place_.Text())) {
+    if (auto reason = ReasonOf(answer, place_.Text(), login_)) {
       return reason;
     }
     if (Bears(answer, mark)) {

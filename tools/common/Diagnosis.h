@@ -17,6 +17,7 @@ struct Reason {
     Nobody,          ///< no connection to its address
     Refused,         ///< the machine is there, nothing listens at the port
     Silent,          ///< takes connections and says nothing
+    Busy,            ///< has no time for a request
     WrongLogin,      ///< wants another user name or password
     OtherLogin,      ///< wants a kind of login that no camera of the family wants
     NotOfFamily,     ///< a router, another web server, a camera of another make

@@ -74,8 +74,8 @@ class FrameRef {
   PooledFrame* frame_ = nullptr;
 };
 
-/// The frames of one stream. Has an upper limit, which is also the limit of everything behind it: when the
-/// writer falls so far behind that all frames are in use, the library gets none and drops pictures, as it
+/// The frames of one stream. Has an upper limit, which is also the limit of everything after it: when the
+/// writer is so slow that all frames are in use, the library gets none and drops pictures, as it
 /// does for any host without memory. A recording server must never grow without end because a disk is slow.
 ///
 /// Any thread. Outlives its frames' holders.

@@ -54,18 +54,21 @@ const Movement* FindMovement(std::string_view name) {
   return found == kMovements.end() ? nullptr : &*found;
 }
 
-HeadSession::HeadSession(const Library& library, CameraConfig camera, Login login, DriverSession::Log log)
-    : library_(library), camera_(std::move(camera)), login_(std::move(login)), log_(std::move(log)) {
-  if (camera_.Group() != "1") {
-    throw Failure(ExitCode::Camera,
-                  "The driver has no PTZ for cameras of group 2, as " + camera_.name + " is.");
+void CheckHead(const CameraConfig& camera) {
+  if (camera.Group() != "1") {
+    throw Failure(ExitCode::Camera, "The driver has no PTZ for cameras of group 2, as " + camera.name + " is.");
   }
-  if (!camera_.settings.contains(SettingMAC)) {
-    throw Failure(ExitCode::Usage, "The camera " + camera_.name +
+  if (!camera.settings.contains(SettingMAC)) {
+    throw Failure(ExitCode::Usage, "The camera " + camera.name +
                                        " needs its hardware address for PTZ, setting 9, since the names of its "
                                        "positions are kept under it: leave group= out, so that the camera is "
                                        "asked, or use a file of query --save.");
   }
+}
+
+HeadSession::HeadSession(const Library& library, CameraConfig camera, Login login, DriverSession::Log log)
+    : library_(library), camera_(std::move(camera)), login_(std::move(login)), log_(std::move(log)) {
+  CheckHead(camera_);
   Open();
 }
 
@@ -83,8 +86,7 @@ void HeadSession::Open() {
   IIPPTZDriver* const heads = driver_->operator->()->GetPTZDriver();
   IIPPTZApi* const api = heads ? heads->GetPTZApi(kChannel) : nullptr;
   if (!api || api->IsPTZAvailable() == 0) {
-    throw Failure(ExitCode::Camera,
-                  "The camera " + camera_.name + " reports no PTZ head at its serial port, or doesn't answer.");
+    throw Failure(ExitCode::Camera, "The camera " + camera_.name + " reports no PTZ head at its serial port.");
   }
   api_ = api;
 }

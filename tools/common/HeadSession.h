@@ -22,6 +22,9 @@ extern const std::array<Movement, 14> kMovements;
 /// Null when there is none of that name.
 const Movement* FindMovement(std::string_view name);
 
+/// Throws Failure when the record alone shows that the driver can't move the camera's head.
+void CheckHead(const CameraConfig& camera);
+
 /// The PTZ head of one camera.
 ///
 /// A head that isn't stopped moves on, whatever becomes of this program. So a movement that began here ends

@@ -104,6 +104,26 @@ void OutputFile::Close() {
   }
 }
 
+void OutputFile::CheckPlace(const std::filesystem::path& path) {
+  std::error_code error;
+  const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
+  if (path == "-") {
+    return;
+  }
+  if (std::filesystem::is_directory(path, error)) {
+    Fail(path, EISDIR);
+  }
+  const auto type = std::filesystem::status(path, error).type();
+  const bool isMade =
+      type == std::filesystem::file_type::not_found || type == std::filesystem::file_type::regular;
+  if (isMade && std::filesystem::exists(folder, error) && !std::filesystem::is_directory(folder, error)) {
+    Fail(path, ENOTDIR);
+  }
+  if (access((isMade ? folder : path).c_str(), W_OK) != 0) {
+    Fail(path, errno);
+  }
+}
+
 void OutputFile::WriteWhole(const std::filesystem::path& path, std::span<const sarnevo::u8> bytes) {
   std::error_code error;
   if (path == "-" || (std::filesystem::exists(path, error) && !std::filesystem::is_regular_file(path, error))) {

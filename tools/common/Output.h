@@ -12,7 +12,7 @@
 namespace kolvex_host {
 
 /// Writes text to standard output. Throws Failure (ExitCode::Output) when the reader has gone or the disk
-/// behind it is full.
+/// that it goes to is full.
 void Print(std::string_view text);
 
 /// Writes one JSON line to standard output.
@@ -39,7 +39,9 @@ class OutputFile {
   /// Closes; some file systems report a full disk only here. Without it the destructor closes quietly.
   void Close();
 
-  /// A whole file in one call: under another name at first, so that nobody ever sees half of it and what stood
+  /// Throws what WriteWhole would, as far as that can be known before; writes nothing.
+  static void CheckPlace(const std::filesystem::path& path);
+  /// A whole file in one call: under another name at first, so that nobody ever sees half of it and what was
   /// there before stays when it can't be written.
   static void WriteWhole(const std::filesystem::path& path, std::span<const sarnevo::u8> bytes);
   static void WriteWhole(const std::filesystem::path& path, std::string_view text);

@@ -73,7 +73,7 @@ Place Place::Parse(std::string_view text) {
   if (colon != rest.npos) {
     const auto port = kolvex_tools::ParseNumber(rest.substr(colon + 1), 1, 65'535);
     if (!port) {
-      // Not repeated: what stands there may be a password.
+      // Not repeated: what is there may be a password.
       throw Failure(ExitCode::Usage, "What follows the colon is no port: it must be a number from 1 to 65535.");
     }
     place.port = static_cast<sarnevo::u16>(*port);

@@ -104,16 +104,16 @@ std::optional<Reason> Look(const QueryOptions& options, std::stop_token stop) {
 
 /// The library waits for a dead address far longer than a person does. Only what is certain ends a query early: a
 /// camera may be slow.
-std::optional<Failure> IfNobodyIsThere(const QueryOptions& options, std::stop_token stop) {
-  const auto reason = Look(options, std::move(stop));
-  if (reason && (reason->cause == Reason::Cause::Nobody || reason->cause == Reason::Cause::Refused)) {
-    return Failure(reason->exit, reason->Sentence());
-  }
-  return std::nullopt;
+bool IsCertain(const std::optional<Reason>& early) {
+  return early && (early->cause == Reason::Cause::Nobody || early->cause == Reason::Cause::Refused);
 }
 
-/// Why a query had no good end.
-Failure Explain(Outcome outcome, const QueryOptions& options, std::stop_token stop) {
+/// Why a query had no good end. @p early is what a look during the query has found.
+Failure Explain(Outcome outcome, const QueryOptions& options, const std::optional<Reason>& early,
+                std::stop_token stop) {
+  if (outcome == Outcome::Pending && early) {
+    return {early->exit, early->Sentence()};  // another look would find the same, and takes seconds
+  }
   if (outcome == Outcome::NotStarted) {
     return {ExitCode::Camera, "The library couldn't start the query: it lacks memory or a thread."};
   }
@@ -122,7 +122,7 @@ Failure Explain(Outcome outcome, const QueryOptions& options, std::stop_token st
   }
   if (outcome == Outcome::Pending) {
     return {ExitCode::Camera, fmt::format("The camera at {} didn't answer in time: restart it, or give it more "
-                                          "with --timeout.",
+                                          "time.",
                                           options.place.Text())};
   }
   return {ExitCode::Camera,
@@ -156,13 +156,13 @@ Capabilities RunQuery(std::shared_ptr<Library> library, const QueryOptions& opti
   const Clock::time_point start = Clock::now();
   bool wanted = true;
   bool looked = false;
-  std::optional<Failure> failure;
-  while (wanted && !failure && (query->Result() == Outcome::Pending || query->IsStarting()) &&
+  std::optional<Reason> early;
+  while (wanted && !IsCertain(early) && (query->Result() == Outcome::Pending || query->IsStarting()) &&
          Clock::now() - start < options.timeout) {
     wanted = !wait(kTick);
     if (wanted && !looked && Clock::now() - start > kLookAfter) {
       looked = true;
-      wanted = Beside([&](std::stop_token stop) { failure = IfNobodyIsThere(options, stop); }, wait);
+      wanted = Beside([&](std::stop_token stop) { early = Look(options, stop); }, wait);
     }
   }
   if (query->Abandon()) {
@@ -176,9 +176,10 @@ Capabilities RunQuery(std::shared_ptr<Library> library, const QueryOptions& opti
       return query->capabilities;
     }
   }
-  if (wanted && !failure) {
-    wanted = Beside([&](std::stop_token stop) { failure = Explain(query->Result(), options, stop); }, wait);
-  }
+  std::optional<Failure> failure;
+  wanted =
+      wanted &&
+      Beside([&](std::stop_token stop) { failure = Explain(query->Result(), options, early, stop); }, wait);
   throw wanted ? Failure(*failure)
                : Failure(ExitCode::Camera, "The query was ended before the camera had answered.");
 }

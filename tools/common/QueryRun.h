@@ -28,7 +28,7 @@ using Waits = std::function<bool(std::chrono::milliseconds)>;
 /// stop and has ended.
 bool Beside(const std::function<void(std::stop_token)>& step, const Waits& wait);
 
-/// Asks the library what stands at an address: Init, Start, the observer, Uninit. The library has one query at a
+/// Asks the library what is at an address: Init, Start, the observer, Uninit. The library has one query at a
 /// time; so call it on one thread at a time. Looks first whether anybody is there, and afterwards why there is no
 /// good answer, so that it takes up to 6 seconds more than the time-out.
 ///

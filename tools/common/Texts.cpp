@@ -149,6 +149,23 @@ std::string Shown(std::string_view utf8, std::size_t width) {
   return fits ? text : text + "…";
 }
 
+std::string Tidy(std::string_view utf8) {
+  // Of Unicode's general categories Zs and Zl, and those without any width.
+  constexpr auto kSpaces =
+      std::to_array<std::string_view>({"\u00A0", "\u1680", "\u2000", "\u2001", "\u2002", "\u2003", "\u2004",
+                                       "\u2005", "\u2006", "\u2007", "\u2008", "\u2009", "\u200A", "\u200B",
+                                       "\u2028", "\u2029", "\u202F", "\u205F", "\u2060", "\u3000", "\uFEFF"});
+  std::string text;
+  while (!utf8.empty()) {
+    const std::string_view bytes = NextCharacter(utf8).bytes;
+    text += std::find(kSpaces.begin(), kSpaces.end(), bytes) == kSpaces.end() ? bytes : " ";
+    utf8.remove_prefix(bytes.size());
+  }
+  text.erase(text.find_last_not_of(' ') + 1);
+  text.erase(0, text.find_first_not_of(' '));
+  return text;
+}
+
 std::size_t OutputWidth() {
   constexpr std::size_t kLeast = 80;
   winsize size{};

@@ -33,7 +33,11 @@ std::size_t DisplayWidth(std::string_view utf8);
 /// Control characters and bytes that are no UTF-8 show as "?".
 std::string Shown(std::string_view utf8, std::size_t width = SIZE_MAX);
 
-/// Columns of the terminal behind standard output, 80 at least; no limit where it is none.
+/// A name without blanks at its ends, and with a plain blank in the place of each space of another kind: names that look
+/// alike are alike.
+std::string Tidy(std::string_view utf8);
+
+/// Columns of the terminal that standard output goes to, 80 at least; no limit where it goes to a pipe or a file.
 std::size_t OutputWidth();
 
 /// A table of text for people: columns as wide as their widest cell, numbers to the right.

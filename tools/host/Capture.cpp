@@ -10,6 +10,7 @@
 #include "CameraFile.h"
 #include "CaptureRun.h"
 #include "Failure.h"
+#include "StreamFiles.h"
 #include "Subcommand.h"
 #include "Texts.h"
 
@@ -101,6 +102,11 @@ void Check(const Common& common, const Arguments& arguments) {
 CaptureOptions MakeOptions(const Common& common, const Arguments& arguments) {
   Check(common, arguments);
   CaptureOptions options;
+  options.keep = {ParseKeep(arguments.keep), arguments.mkv, Seconds(arguments.segment)};
+  if (!arguments.out.empty()) {
+    PrepareOutputFolder(arguments.out);
+    options.out = arguments.out;
+  }
   for (const std::string& list : arguments.lists) {
     for (CameraConfig& camera : ReadCameraList(list)) {
       options.cameras.push_back(std::move(camera));
@@ -118,13 +124,9 @@ CaptureOptions MakeOptions(const Common& common, const Arguments& arguments) {
   }
   options.duration = arguments.duration;
   options.frames = arguments.frames;
-  if (!arguments.out.empty()) {
-    options.out = arguments.out;
-  }
   if (!arguments.tilesFrom.empty()) {
     options.tilesFrom = arguments.tilesFrom;
   }
-  options.keep = {ParseKeep(arguments.keep), arguments.mkv, Seconds(arguments.segment)};
   options.toOutput = arguments.toOutput;
   options.inspect = arguments.inspect == "always" ||
                     (arguments.inspect == "auto" && options.cameras.size() <= kMostInspected);

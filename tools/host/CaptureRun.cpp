@@ -29,6 +29,8 @@ constexpr Seconds kStartOfOneMore{0.1};
 constexpr Seconds kTrial{1.5};
 /// A stream that ran and has been silent for so long is looked into.
 constexpr Seconds kSilence{10};
+/// The same at the end, where no more frame can be waited for; slow streams get three intervals.
+constexpr Seconds kSilenceAtEnd{2};
 /// Streams that are stopped at the same time: each waits for its camera, hundreds in turn would take minutes.
 constexpr std::size_t kStopThreads = 32;
 
@@ -116,9 +118,6 @@ std::optional<Failure> CaptureRun::MissingPictures(const std::vector<StreamRepor
 }
 
 void CaptureRun::Prepare() {
-  if (options_.out) {
-    PrepareOutputFolder(*options_.out);
-  }
   if (options_.tilesFrom) {
     tileRequests_.emplace(*options_.tilesFrom);
   }
@@ -202,10 +201,7 @@ void CaptureRun::LookIntoSilence(Seconds elapsed, const std::vector<StreamReport
                          : !reports[i].HasPictures() ? now - *counts.first > kTrial
                                                      : silent;
     if (wanting && !sinks_[i].IsComplete()) {
-      looks_.Begin(i, [diagnosis = Diagnosis(options_.cameras[i], logins_[i]),
-                       frames = reports[i].counts.frames](std::stop_token stop) {
-        return std::optional(diagnosis.WhyNoPicture({frames}, std::move(stop)));
-      });
+      BeginLook(i, reports[i]);
     } else if (!wanting && looks_.IsDone(i) && told_[i].trouble) {
       // It has come, or come back: a later trouble is a new one.
       looks_.Forget(i);
@@ -221,17 +217,47 @@ void CaptureRun::LookIntoSilence(Seconds elapsed, const std::vector<StreamReport
   looks_.AreDone();  // starts those that had to wait
 }
 
+void CaptureRun::BeginLook(std::size_t stream, const StreamReport& report) {
+  const Diagnosis diagnosis(options_.cameras[stream], logins_[stream]);
+  if (!report.HasPictures()) {
+    looks_.Begin(stream, [diagnosis, frames = report.counts.frames](std::stop_token stop) {
+      return std::optional(diagnosis.WhyNoPicture({frames}, std::move(stop)));
+    });
+    return;
+  }
+  // It ran and ended: what would speak of its pictures is no reason.
+  looks_.Begin(stream, [diagnosis](std::stop_token stop) {
+    const Reason reason = diagnosis.WhyNoPicture({}, std::move(stop));
+    return reason.cause == Reason::Cause::Unusable ? std::nullopt : std::optional(reason);
+  });
+}
+
+bool CaptureRun::HasDied(std::size_t stream, const StreamCounts& counts) const {
+  const SteadyTime now = std::chrono::steady_clock::now();
+  if (!counts.first || (options_.frames != 0 && counts.frames >= options_.frames)) {
+    return false;
+  }
+  // Frames after its time are passed over.
+  const SteadyTime end =
+      options_.duration.count() == 0
+          ? now
+          : std::min(now, *counts.first + std::chrono::duration_cast<SteadyTime::duration>(options_.duration));
+  const Seconds interval{options_.cameras[stream].frameInterval / 1000.0};
+  return end - counts.last > std::max(kSilenceAtEnd, 3 * interval);
+}
+
 void CaptureRun::LookAtEnd() {
   const auto reports = Reports();
   for (std::size_t i = 0; i < reports.size(); ++i) {
-    const Diagnosis diagnosis(options_.cameras[i], logins_[i]);
-    if (!reports[i].HasPictures()) {
-      looks_.Begin(i, [diagnosis, frames = reports[i].counts.frames](std::stop_token stop) {
-        return std::optional(diagnosis.WhyNoPicture({frames}, std::move(stop)));
+    const bool warned = !Warnings(reports[i]).empty();
+    if (!reports[i].HasPictures() || HasDied(i, reports[i].counts)) {
+      BeginLook(i, reports[i]);
+    } else if (warned || options_.cameras[i].Group() == "2") {
+      // A camera of group 2 that refuses the login streams as it was set before, which may look like what was asked.
+      looks_.Begin(i, [diagnosis = Diagnosis(options_.cameras[i], logins_[i]), warned](std::stop_token stop) {
+        auto reason = diagnosis.WhyNoAnswer(std::move(stop));
+        return warned || (reason && reason->exit == ExitCode::Login) ? reason : std::nullopt;
       });
-    } else if (!Warnings(reports[i]).empty()) {
-      // A camera that doesn't follow may have refused the login of its configuration.
-      looks_.Begin(i, [diagnosis](std::stop_token stop) { return diagnosis.WhyNoAnswer(std::move(stop)); });
     }
   }
   while (!looks_.AreDone()) {

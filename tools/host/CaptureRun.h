@@ -22,9 +22,9 @@ namespace kolvex_host {
 /// What a capture is to do.
 struct CaptureOptions {
   std::vector<CameraConfig> cameras;
-  Seconds duration{0};      ///< of each stream, from its first frame; 0: no limit
-  sarnevo::u64 frames = 0;  ///< per stream; 0: no limit
-  std::optional<std::filesystem::path> out;
+  Seconds duration{0};                             ///< of each stream, from its first frame; 0: no limit
+  sarnevo::u64 frames = 0;                         ///< per stream; 0: no limit
+  std::optional<std::filesystem::path> out;        ///< an empty folder
   std::optional<std::filesystem::path> tilesFrom;  ///< where wishes for more tiles come from; needs out
   Keep keep;
   bool toOutput = false;  ///< the only stream goes to standard output
@@ -54,7 +54,10 @@ class CaptureRun {
   const char* WaitForEnd();
   /// Looks into streams from which nothing good comes.
   void LookIntoSilence(Seconds elapsed, const std::vector<StreamReport>& reports);
-  /// The same for all that are in want of it at the end, until @p stop signals.
+  void BeginLook(std::size_t stream, const StreamReport& report);
+  /// A stream that ran and brought nothing any more before the end.
+  bool HasDied(std::size_t stream, const StreamCounts& counts) const;
+  /// Looks into all streams that are in want of it at the end, until the person wants an end.
   void LookAtEnd();
   void TellTrouble(std::size_t stream, const Reason& reason, Progress* progress);
   bool IsOver(const std::vector<StreamReport>& reports) const;

@@ -39,10 +39,10 @@ Examples:
   kolvex-host io set 1 high --camera 192.0.2.7
   kolvex-host io set 1 high 2 low --camera-file yard.json
 
-watch doesn't touch the outputs, and nothing is switched at its end. A camera that goes away is told of, and that it
-is back.
+watch doesn't touch the outputs, and nothing is switched at its end. It says when a camera
+goes away and when it is back.
 
-set: the driver begins with all outputs that it knows of low. So it is told only of the outputs up to the
+set: the driver begins with all outputs that it knows of low. So it hears only of the outputs up to the
 highest that is named; those among them that aren't named are low afterwards, the ones above stay as they are.
 Name all outputs that must be high in one command, or give --keep, which refuses to touch an output that isn't named.
 An output that is high already goes low for a moment. Outputs stay as set when the program ends, by Ctrl-C too.)";
@@ -200,13 +200,17 @@ std::vector<Request> ParseRequests(const std::vector<std::string>& words) {
     if (!number || (state != "high" && state != "low")) {
       throw Failure(ExitCode::Usage, "io set takes an output's number, from 1, and high or low; and so on.");
     }
+    if (std::any_of(requests.begin(), requests.end(),
+                    [&number](const Request& one) { return one.index == *number - 1; })) {
+      throw Failure(ExitCode::Usage, fmt::format("Output {} is named twice. Nothing was switched.", *number));
+    }
     requests.push_back(
         {static_cast<sarnevo::u32>(*number) - 1, state == "low" ? sarnevo::IOStateLow : sarnevo::IOStateHigh});
   }
   return requests;
 }
 
-/// Whether the camera took all requests. The driver tells of a refusal only, so that the camera gets the time
+/// Whether the camera took all requests. The driver reports refusals only, so that the camera gets the time
 /// of --settle for one; and if a stop is prompt then, no request was left to wait for.
 bool Carry(const Common& common, const SetArguments& arguments, IoSession& session) {
   const SteadyClock::time_point end = SteadyClock::now() + arguments.settle;
@@ -244,9 +248,14 @@ void Set(const Common& common, const SetArguments& arguments) {
     used = std::max(used, request.index + 1);
   }
   if (used > camera.outputs) {
-    throw Failure(ExitCode::Usage,
-                  fmt::format("The camera {} has {} outputs on record, so that there is no output {}.",
-                              camera.name, camera.outputs, used));
+    throw Failure(
+        ExitCode::Usage,
+        camera.outputs == 0
+            ? fmt::format("The camera {} has no outputs on record: give outputs=N, or leave group= out, "
+                          "so that the camera is asked.",
+                          camera.name)
+            : fmt::format("The camera {} has {} outputs on record, so that there is no output {}.", camera.name,
+                          camera.outputs, used));
   }
   if (const std::string lost = Unnamed(requests, used); !lost.empty()) {
     const std::string sentence = fmt::format(
@@ -260,28 +269,30 @@ void Set(const Common& common, const SetArguments& arguments) {
   // Outputs above stay untouched. Without inputs a failure can only be that of an output.
   camera.outputs = used;
   camera.inputs = 0;
-  IoSession session(*common.LoadLibrary(), camera, common.LoginFor(camera), common.MakeLog());
-  for (const Request& request : requests) {
-    session.SetOutput(request.index, request.state);
-  }
-  const bool taken = Carry(common, arguments, session);
-  for (const Request& request : requests) {
-    if (common.json) {
-      PrintJson({{"event", "output"},
-                 {"time", Now()},
-                 {"output", request.index + 1},
-                 {"state", StateText(request.state)},
-                 {"taken", taken}});
-    } else if (taken) {
-      Print(fmt::format("Output {} of {} is {}.\n", request.index + 1, camera.name, StateText(request.state)));
+  const std::shared_ptr<Library> library = common.LoadLibrary();
+  WithReason(common, camera, [&](const Login& login) {
+    IoSession session(*library, camera, login, common.MakeLog());
+    for (const Request& request : requests) {
+      session.SetOutput(request.index, request.state);
     }
-  }
-  if (!taken) {
-    WithReason(common, camera, [&camera] {
+    const bool taken = Carry(common, arguments, session);
+    for (const Request& request : requests) {
+      if (common.json) {
+        PrintJson({{"event", "output"},
+                   {"time", Now()},
+                   {"output", request.index + 1},
+                   {"state", StateText(request.state)},
+                   {"taken", taken}});
+      } else if (taken) {
+        Print(
+            fmt::format("Output {} of {} is {}.\n", request.index + 1, camera.name, StateText(request.state)));
+      }
+    }
+    if (!taken) {
       throw Failure(ExitCode::Camera,
                     fmt::format("The camera {} didn't take the output requests.", camera.name));
-    });
-  }
+    }
+  });
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ Examples:
   kolvex-host ptz drive --camera-file yard.json
 
 A head that isn't stopped moves on. move and drive stop it on every way out, Ctrl-C, SIGTERM and a lost
-terminal included, and make sure that the camera has taken the stop; exit code 7 tells when it hasn't.
+terminal included, and make sure that the camera has taken the stop; exit code 7 when it hasn't.
 
 The driver keeps the names of positions in a file beside this program, Kolvex_MAC.preset with the camera's hardware
 address (setting 9 of a camera file), so that the program's folder must be writable.)";
@@ -59,8 +59,10 @@ void Tell(const Common& common, nlohmann::json event, const std::string& sentenc
 /// Does something with a camera's head; a failure comes with its reason.
 void WithHead(const Common& common, const CameraChoice& choice, const std::function<void(HeadSession&)>& step) {
   const CameraConfig camera = choice.Read(common);
-  WithReason(common, camera, [&] {
-    HeadSession head(*common.LoadLibrary(), camera, common.LoginFor(camera), common.MakeLog());
+  CheckHead(camera);
+  const std::shared_ptr<Library> library = common.LoadLibrary();
+  WithReason(common, camera, [&](const Login& login) {
+    HeadSession head(*library, camera, login, common.MakeLog());
     step(head);
   });
 }
@@ -75,7 +77,7 @@ void Move(const Common& common, const Arguments& arguments) {
     for (const Movement& known : kMovements) {
       names += (names.empty() ? "" : ", ") + std::string(known.name);
     }
-    throw Failure(ExitCode::Usage, "\"" + arguments.movement + "\" is no movement: there are " + names + ".");
+    throw Failure(ExitCode::Usage, Quoted(arguments.movement) + " is no movement: there are " + names + ".");
   }
   NeverHalt();
   WithHead(common, arguments.camera, [&](HeadSession& head) {
@@ -145,7 +147,7 @@ void List(const Common& common, IIPPTZApi& api) {
 
 /// The driver takes names that a person can't tell apart or read. They are refused before anything is stored.
 void CheckName(const std::string& name) {
-  const bool blank = name.find_first_not_of(' ') == std::string::npos;
+  const bool blank = kolvex_tools::Tidy(name).empty();
   // Shown puts a question mark in the place of all that can't be printed.
   const auto marks = [](const std::string& text) { return std::count(text.begin(), text.end(), '?'); };
   const bool control = marks(kolvex_tools::Shown(name)) != marks(name);
@@ -196,7 +198,7 @@ struct PresetCommand {
 constexpr auto kPresetCommands = std::to_array<PresetCommand>({
     {"list", "The names of all stored positions", false,
      [](const Common& common, IIPPTZApi& api, const Arguments&) { List(common, api); }},
-    {"add", "Store where the head stands under a name", true,
+    {"add", "Store the place of the head under a name", true,
      [](const Common& common, IIPPTZApi& api, const Arguments& arguments) {
        if (arguments.over.empty() && HasFixedSlots(api)) {
          throw Failure(ExitCode::Usage,
@@ -226,12 +228,13 @@ constexpr auto kPresetCommands = std::to_array<PresetCommand>({
        Check(api.DeletePreposition(arguments.name.c_str()), arguments);
        Tell(common, {{"event", "deleted"}, {"name", arguments.name}}, "Deleted \"" + arguments.name + "\".");
      }},
-    {"current", "Where the driver knows the head to stand; after its start it mostly doesn't", false,
+    {"current",
+     "The position that the head is at, as far as the driver knows; after its start it mostly doesn't", false,
      [](const Common& common, IIPPTZApi& api, const Arguments&) {
        const std::string name = CurrentName(api);
        Tell(common, {{"event", "current"}, {"name", name.empty() ? nlohmann::json() : nlohmann::json(name)}},
-            name.empty() ? "The driver knows of no stored position that the head stands at."
-                         : "The head stands at \"" + name + "\".");
+            name.empty() ? "The driver knows of no stored position that the head is at."
+                         : "The head is at \"" + name + "\".");
      }},
 });
 

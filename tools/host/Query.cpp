@@ -27,7 +27,7 @@ Examples:
 
 The file asks for MJPEG in the largest picture at the camera's highest rate. Change that there, or after its
 name: --camera-file yard.json,codec=mpeg4,fps=5. A later --save brings facts and settings up to date and keeps the
-rest. User name and password never stand in it.)";
+rest. It never holds user name and password.)";
 
 struct Arguments {
   std::string place;
@@ -39,6 +39,12 @@ struct Arguments {
 };
 
 void Run(const Common& common, const Arguments& arguments) {
+  if (common.json && arguments.save == "-") {
+    throw Failure(ExitCode::Usage, "--save - and --json both want standard output; the file is JSON already.");
+  }
+  if (!arguments.save.empty()) {
+    OutputFile::CheckPlace(arguments.save);
+  }
   QueryOptions options;
   options.place = Place::Parse(arguments.place);
   options.ntsc = arguments.ntsc;
@@ -71,10 +77,10 @@ void Run(const Common& common, const Arguments& arguments) {
 }  // namespace
 
 void AddQuery(CLI::App& app, const Common& common) {
-  CLI::App* const command = app.add_subcommand("query", "Find out what camera stands at an address");
+  CLI::App* const command = app.add_subcommand("query", "Find out what camera is at an address");
   command->alias("probe");
   const auto arguments = std::make_shared<Arguments>();
-  command->add_option("address", arguments->place, "Where it stands, ADDRESS[:PORT] or http://ADDRESS/")
+  command->add_option("address", arguments->place, "Where it is, ADDRESS[:PORT] or http://ADDRESS/")
       ->type_name("ADDRESS")
       ->required();
   command

@@ -69,8 +69,9 @@ std::vector<std::string> Warnings(const StreamReport& stream) {
   std::vector<std::string> warnings;
   const StreamCounts& counts = stream.counts;
   const CameraConfig& camera = stream.camera;
-  if (!stream.HasPictures()) {
-    return warnings;
+  const bool wrongLogin = stream.reason && stream.reason->exit == ExitCode::Login;
+  if (!stream.HasPictures() || wrongLogin) {
+    return warnings;  // one reason is enough
   }
   if (counts.width != camera.width || counts.height != camera.height) {
     warnings.push_back(fmt::format("{} sends {}, not {} as asked: it may not have this size.", camera.name,

@@ -18,7 +18,7 @@ struct StreamReport {
   CameraConfig camera;
   StreamCounts counts;
   PictureCounts pictures;
-  sarnevo::u64 refused = 0;      ///< frames that the library got no memory for, because the writer was behind
+  sarnevo::u64 refused = 0;      ///< frames that the library got no memory for, because the writer was too slow
   SteadyTime start{};            ///< of the run
   std::optional<Reason> reason;  ///< what a look into the stream has shown
 

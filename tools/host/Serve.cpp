@@ -16,6 +16,7 @@
 #include "Subcommand.h"
 #include "Terminal.h"
 #include "web/Login.h"
+#include "web/PrivateFile.h"
 
 namespace kolvex_host {
 
@@ -79,6 +80,9 @@ void SetPassword(const Common& common, const Arguments& arguments) {
     // For scripts, the way a camera's password comes.
     const char* const given = std::getenv("KOLVEX_CONSOLE_PASSWORD");
     password = given ? given : "";
+  }
+  if (arguments.options.login.empty() && !std::filesystem::exists(arguments.options.folder)) {
+    kolvex_console::MakePrivateFolder(arguments.options.folder);
   }
   kolvex_console::LoginFile::Write(path, user, password);
   Print(fmt::format("The console's login is in {}.\n", path.string()));

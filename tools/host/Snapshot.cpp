@@ -64,6 +64,23 @@ class LatestFrame final : public sarnevo::ipcapture::IFrameSink {
   sarnevo::u64 count_ = 0;  // guarded by lock_
 };
 
+/// What came may be a picture that nobody asked for: a camera of group 2 that refuses the login isn't set, and streams
+/// as it was set before. Throws Failure then; another size alone is a warning.
+void CheckPicture(const Common& common, const CameraConfig& camera, const Login& login,
+                  const PooledFrame& frame) {
+  const bool asAsked = frame.Width() == camera.width && frame.Height() == camera.height;
+  if (!asAsked || camera.Group() == "2") {
+    const auto reason = common.WhyNoAnswer(camera, login);
+    if (reason && reason->exit == ExitCode::Login) {
+      throw ToldNow(reason->exit, reason->Sentence());
+    }
+  }
+  if (!asAsked) {
+    fmt::print(stderr, "kolvex-host: {} sends {}x{}, not {}x{} as asked: it may not have this size.\n",
+               camera.name, frame.Width(), frame.Height(), camera.width, camera.height);
+  }
+}
+
 /// Gives a JPEG file of the camera's first good picture. Throws Failure with the reason why there is none.
 std::vector<sarnevo::u8> TakePicture(const Common& common, const CameraConfig& camera) {
   constexpr std::size_t kFrames = 8;
@@ -80,6 +97,8 @@ std::vector<sarnevo::u8> TakePicture(const Common& common, const CameraConfig& c
   for (const Clock::time_point start = Clock::now(); Clock::now() - start < kUsual;) {
     const FrameRef frame = latest.Take();
     if (frame && frame->IsKey() && decoder.Decode(frame->Bytes())) {
+      wait.Clear();
+      CheckPicture(common, camera, login, *frame);
       return camera.codec == sarnevo::CodecMJPEG
                  ? std::vector<sarnevo::u8>(frame->Bytes().begin(), frame->Bytes().end())
                  : PictureEncoder().Encode(decoder.GetPicture());
@@ -99,6 +118,12 @@ std::vector<sarnevo::u8> TakePicture(const Common& common, const CameraConfig& c
 }
 
 void Run(const Common& common, const Arguments& arguments) {
+  if (common.json && arguments.file == "-") {
+    throw Failure(ExitCode::Usage, "-o - and --json both want standard output.");
+  }
+  if (!arguments.file.empty()) {
+    OutputFile::CheckPlace(arguments.file);
+  }
   const CameraConfig camera = arguments.camera.Read(common);
   const std::string file = arguments.file.empty() ? camera.address + ".jpg" : arguments.file;
   const std::vector<sarnevo::u8> picture = TakePicture(common, camera);

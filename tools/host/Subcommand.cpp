@@ -57,6 +57,7 @@ Login Common::LoginFor(const CameraConfig& camera) const {
       Login login{user, logins_->Usual().password};
       if (login.password.empty() && CanAsk()) {
         login.password = AskSecret(fmt::format("Password of {}: ", user), stop);
+        login.typed = true;
       }
       logins_->SetUsual(std::move(login));
     }
@@ -65,15 +66,26 @@ Login Common::LoginFor(const CameraConfig& camera) const {
   if (!login.IsEmpty() || !CanAsk()) {
     return login;
   }
-  const auto reason = Diagnosis(camera, login).WhyNoAnswer();
+  const auto reason = WhyNoAnswer(camera, login);
   if (!reason || reason->cause != Reason::Cause::WrongLogin) {
     return login;
   }
   Login asked;
   asked.user = AskLine(fmt::format("User name for {}: ", camera.address), stop);
   asked.password = AskSecret("Password: ", stop);
+  asked.typed = true;
   logins_->SetUsual(asked);
   return asked;
+}
+
+std::optional<Reason> Common::WhyNoAnswer(const CameraConfig& camera, const Login& login) const {
+  PatientWait wait(stop, fmt::format("Asking {} ...", Place{camera.address, camera.port}.Text()));
+  std::optional<Reason> reason;
+  if (!Beside([&](std::stop_token ended) { reason = Diagnosis(camera, login).WhyNoAnswer(std::move(ended)); },
+              std::ref(wait))) {
+    throw Failure(ExitCode::Camera, "It was ended before the camera had answered.");
+  }
+  return reason;
 }
 
 Capabilities Common::Query(QueryOptions options) const {
@@ -140,17 +152,25 @@ Failure ToldNow(ExitCode code, const std::string& sentence) {
   return failure;
 }
 
-void WithReason(const Common& common, const CameraConfig& camera, const std::function<void()>& step) {
+void WithReason(const Common& common, const CameraConfig& camera,
+                const std::function<void(const Login&)>& step) {
+  const Login login = common.LoginFor(camera);
+  if (const auto reason = common.WhyNoAnswer(camera, login)) {
+    throw Failure(reason->exit, reason->Sentence());
+  }
   try {
-    step();
+    step(login);
   } catch (const Failure& failure) {
     if (failure.Code() != ExitCode::Camera) {
       throw;
     }
-    if (const auto reason = Diagnosis(camera, common.LoginFor(camera)).WhyNoAnswer()) {
-      throw Failure(reason->exit, fmt::format("{} {}", failure.what(), reason->Sentence()));
+    std::optional<Reason> reason;
+    try {
+      reason = common.WhyNoAnswer(camera, login);
+    } catch (const Failure&) {
+      // The person wants no reason.
     }
-    throw;
+    throw reason ? Failure(reason->exit, fmt::format("{} {}", failure.what(), reason->Sentence())) : failure;
   }
 }
 

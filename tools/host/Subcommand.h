@@ -11,6 +11,7 @@
 
 #include "Capabilities.h"
 #include "Credentials.h"
+#include "Diagnosis.h"
 #include "DriverSession.h"
 #include "Failure.h"
 #include "Library.h"
@@ -57,7 +58,10 @@ struct Common {
   /// The login for a camera. Where none was given, the camera asks for one and there is a terminal, the person is
   /// asked, once for all cameras.
   Login LoginFor(const CameraConfig& camera) const;
-  /// Asks the library what stands at a place, and shows meanwhile that it does.
+  /// Looks whether the camera answers and takes the login, and shows meanwhile that it does: up to 6 seconds. Nothing
+  /// when all is well. Throws Failure (ExitCode::Camera) when the person wants an end.
+  std::optional<Reason> WhyNoAnswer(const CameraConfig& camera, const Login& login) const;
+  /// Asks the library what is at a place, and shows meanwhile that it does.
   Capabilities Query(QueryOptions options) const;
   /// A camera as the command line names it, ADDRESS[:PORT],KEY=VALUE,...: asked for what the text doesn't say.
   CameraConfig FindCamera(const std::string& text) const;
@@ -84,9 +88,11 @@ struct CameraChoice {
 /// doesn't answer. Throw what it gives.
 Failure ToldNow(ExitCode code, const std::string& sentence);
 
-/// Runs a step that asks something of a camera. A failure of it by ExitCode::Camera is looked into: what is found is
-/// said after it, and its exit code is taken.
-void WithReason(const Common& common, const CameraConfig& camera, const std::function<void()>& step);
+/// Runs a step that asks something of a camera, with its login. A camera that doesn't answer or refuses the login is
+/// said before, since the driver would try for a long time. A failure of the step by ExitCode::Camera is looked into,
+/// too: what is found is said after it, and its exit code is taken.
+void WithReason(const Common& common, const CameraConfig& camera,
+                const std::function<void(const Login&)>& step);
 
 /// An option that takes a time with a unit, kept within bounds; its help names them.
 CLI::Option* AddDuration(CLI::App& command, const std::string& name, std::chrono::milliseconds& into,

@@ -29,7 +29,7 @@ From an address to pictures:
   kolvex-host capture 192.0.2.7 --duration 10s --out pictures
 
 User name and password: asked for on a terminal; else KOLVEX_USER and KOLVEX_PASSWORD, or --credentials FILE.
-They never stand on a command line, where others can read them.
+They are never on a command line, where others can read them.
 
 Exit codes:
   0  done; an end by Ctrl-C is an ordinary end
@@ -49,7 +49,7 @@ int Fail(bool json, ExitCode code, const std::string& sentence, bool told = fals
     try {
       PrintJson({{"event", "error"}, {"exit", static_cast<int>(code)}, {"message", sentence}});
     } catch (const std::exception&) {
-      // Standard output has gone; standard error still tells.
+      // Standard output has gone; standard error is left.
     }
   }
   if (!told) {
@@ -58,26 +58,42 @@ int Fail(bool json, ExitCode code, const std::string& sentence, bool told = fals
   return static_cast<int>(code);
 }
 
-/// What is wrong with a command line, in a sentence that repeats nothing which may be a password: words that no
-/// option wanted aren't shown, and of an option only its name.
-std::string SentenceOf(const CLI::ParseError& error, const CLI::App& app) {
+/// The subcommand that a command line names.
+const CLI::App* Innermost(const CLI::App& app) {
   const CLI::App* command = &app;
   while (!command->get_subcommands().empty()) {
     command = command->get_subcommands().front();
   }
+  return command;
+}
+
+/// The words that name it, "ptz move".
+std::string PathOf(const CLI::App& app) {
+  std::string path;
+  for (const CLI::App* command = Innermost(app); command != &app; command = command->get_parent()) {
+    path = command->get_name() + (path.empty() ? "" : " ") + path;
+  }
+  return path.empty() ? app.get_name() : path;
+}
+
+/// What is wrong with a command line, in a sentence that repeats nothing which may be a password: words that no
+/// option wanted aren't shown, and of an option only its name.
+std::string SentenceOf(const CLI::ParseError& error, const CLI::App& app) {
+  const CLI::App* const command = Innermost(app);
   // CLI11 counts groups of options as subcommands without a name.
   const std::vector<const CLI::App*> known =
       command->get_subcommands([](const CLI::App* one) { return !one->get_name().empty(); });
   const bool unfinished = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+  const std::string help = PathOf(app) + " --help";
   const std::vector<std::string> extras = app.remaining(true);
   if (!extras.empty()) {
     const std::string& word = extras.front();
     if (word.starts_with("-")) {
       // The name alone: of -pSECRET that is one letter.
       return fmt::format(
-          "There is no option {}; {} --help lists them.",
+          "There is no option {}; {} lists them.",
           kolvex_tools::Shown(word.starts_with("--") ? word.substr(0, word.find('=')) : word.substr(0, 2)),
-          command->get_name());
+          help);
     }
     if (!known.empty()) {
       std::string names;
@@ -86,14 +102,22 @@ std::string SentenceOf(const CLI::ParseError& error, const CLI::App& app) {
       }
       return fmt::format("{} is no subcommand; there are {}.", Quoted(word), names);
     }
-    return fmt::format("There is a word too many; {} --help shows the usage.", command->get_name());
+    return fmt::format("There is a word too many; {} shows the usage.", help);
   }
   if (unfinished && !known.empty()) {
-    return fmt::format("{} needs a subcommand; --help lists them.", command->get_name());
+    return fmt::format("{} needs a subcommand; {} lists them.", command->get_name(), help);
   }
   std::string text = error.what();
   std::replace(text.begin(), text.end(), '\n', ' ');
-  return fmt::format("{}; {} --help shows the usage.", text, command->get_name());
+  return fmt::format("{}; {} shows the usage.", text, help);
+}
+
+/// Help was asked for a subcommand that there isn't.
+bool IsHelpOfNothing(const CLI::App& app) {
+  const std::vector<std::string> extras = app.remaining(true);
+  const bool hasSubcommands =
+      !Innermost(app)->get_subcommands([](const CLI::App* one) { return !one->get_name().empty(); }).empty();
+  return hasSubcommands && !extras.empty() && !extras.front().starts_with("-");
 }
 
 /// "help" and "help SUBCOMMAND" are the same as --help in the same place.
@@ -121,6 +145,11 @@ int RunProgram(int argc, char** argv) {
   // Known before anything can fail: a program that reads events gets the first failure as one, too.
   const bool json = std::find(words.begin(), words.end(), "--json") != words.end();
 
+  if (std::find(words.begin(), words.end(), "") != words.end()) {
+    return Fail(json, ExitCode::Usage,
+                "A word of the command line is empty: leave it out, or give what belongs there.");
+  }
+
   CLI::App app(
       "Sample host for the Kolvex IP capture driver: does with the library what a recording server does.",
       "kolvex-host");
@@ -146,7 +175,7 @@ int RunProgram(int argc, char** argv) {
     std::reverse(words.begin(), words.end());  // as CLI11 wants them
     app.parse(words);
   } catch (const CLI::Success& success) {
-    return app.exit(success);
+    return IsHelpOfNothing(app) ? Fail(json, ExitCode::Usage, SentenceOf(success, app)) : app.exit(success);
   } catch (const CLI::ParseError& error) {
     return Fail(json, ExitCode::Usage, SentenceOf(error, app));
   } catch (const Failure& failure) {

@@ -14,7 +14,8 @@ namespace {
 
 constexpr std::uint32_t kUnclaimed = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint32_t kGaveUp = kUnclaimed - 1;
-constexpr Milliseconds kForEver{std::numeric_limits<std::int64_t>::max()};
+// As good as for ever, and short enough that adding it to the clock can't overflow: 35 years.
+constexpr Milliseconds kLongest{std::int64_t{1} << 40};
 
 // One thread in one wait. Whoever claims it first, an event or the time-out, decides how the wait ends, so
 // that no two auto-reset events are spent on the same wait. It sleeps on that very word: a condition variable
@@ -31,15 +32,13 @@ class Waiter {
 
   // Gives the index of the event that ended the wait, or kGaveUp.
   std::uint32_t Await(Milliseconds timeout) noexcept {
-    const bool limited = timeout != kForEver;
-    const auto deadline =
-        limited ? std::chrono::steady_clock::now() + timeout : std::chrono::steady_clock::time_point::max();
+    const auto deadline = std::chrono::steady_clock::now() + std::min(timeout, kLongest);
     if (timeout <= Milliseconds{0}) {
       Claim(kGaveUp);
     }
     while (claimed_.load(std::memory_order_acquire) == kUnclaimed) {
-      posix::FutexWait(claimed_, kUnclaimed, posix::FutexScope::Process, limited ? &deadline : nullptr);
-      if (limited && std::chrono::steady_clock::now() >= deadline) {
+      posix::FutexWait(claimed_, kUnclaimed, posix::FutexScope::Process, &deadline);
+      if (std::chrono::steady_clock::now() >= deadline) {
         Claim(kGaveUp);
       }
     }
@@ -58,12 +57,6 @@ struct Place {
   Place* next;
   Place* previous;
 };
-
-// Long enough for any wait, short enough that adding it to the clock can't overflow.
-Milliseconds Bounded(Milliseconds timeout) {
-  constexpr Milliseconds kLongest{std::int64_t{1} << 40};
-  return timeout == kForEver ? timeout : std::min(timeout, kLongest);
-}
 
 }  // namespace
 
@@ -163,8 +156,6 @@ bool Event::Reset() noexcept {
   return true;
 }
 
-WaitResult Event::Wait() noexcept { return Wait(kForEver); }
-
 WaitResult Event::Wait(Milliseconds timeout) noexcept {
   if (!IsValid()) {
     return WaitResult::Failed;
@@ -175,7 +166,7 @@ WaitResult Event::Wait(Milliseconds timeout) noexcept {
   }
   Event* const self[] = {this};
   Place place;
-  return Impl::WaitAny(self, &place, Bounded(timeout)) == 0 ? WaitResult::Signalled : WaitResult::TimedOut;
+  return Impl::WaitAny(self, &place, timeout) == 0 ? WaitResult::Signalled : WaitResult::TimedOut;
 }
 
 int Event::WaitAny(std::span<Event* const> events, Milliseconds timeout) noexcept {
@@ -184,7 +175,7 @@ int Event::WaitAny(std::span<Event* const> events, Milliseconds timeout) noexcep
     return -1;
   }
   std::array<Place, kMaxWait> places;
-  const std::uint32_t decided = Impl::WaitAny(events, places.data(), Bounded(timeout));
+  const std::uint32_t decided = Impl::WaitAny(events, places.data(), timeout);
   return decided == kGaveUp ? -1 : static_cast<int>(decided);
 }
 

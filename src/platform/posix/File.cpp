@@ -7,6 +7,28 @@
 
 namespace sarnevo::platform {
 
+namespace {
+
+// How many bytes there were from the offset on, up to as many as there is room for; nothing when they can't be read.
+std::optional<std::size_t> ReadAt(int descriptor, std::uint64_t offset, std::span<std::byte> into) noexcept {
+  std::size_t filled = 0;
+  while (filled < into.size()) {
+    const ssize_t count =
+        ::pread(descriptor, &into[filled], into.size() - filled, static_cast<off_t>(offset + filled));
+    if (count == 0) {
+      break;
+    }
+    if (count > 0) {
+      filled += static_cast<std::size_t>(count);
+    } else if (errno != EINTR) {
+      return std::nullopt;
+    }
+  }
+  return filled;
+}
+
+}  // namespace
+
 File::~File() { Close(); }
 
 File::OpenResult File::Open(const std::string& path, Access access, IfMissing ifMissing) noexcept {
@@ -42,6 +64,10 @@ std::optional<std::uint64_t> File::Size() const noexcept {
   return static_cast<std::uint64_t>(facts.st_size);
 }
 
+bool File::Read(std::uint64_t offset, std::span<std::uint8_t> into) const {
+  return ReadAt(static_cast<int>(handle_), offset, std::as_writable_bytes(into)) == into.size();
+}
+
 std::optional<std::string> File::ReadAll(std::size_t limit) const {
   const auto size = Size();
   if (!size || *size > limit) {
@@ -51,25 +77,17 @@ std::optional<std::string> File::ReadAll(std::size_t limit) const {
   std::string content(static_cast<std::size_t>(*size) + 1, '\0');
   std::size_t filled = 0;
   for (;;) {
-    const ssize_t count = ::pread(static_cast<int>(handle_), content.data() + filled, content.size() - filled,
-                                  static_cast<off_t>(filled));
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
-    if (count < 0) {
+    const auto room = std::as_writable_bytes(std::span(content)).subspan(filled);
+    const auto count = ReadAt(static_cast<int>(handle_), filled, room);
+    filled += count.value_or(0);
+    if (!count || filled > limit) {
       return std::nullopt;
     }
-    if (count == 0) {
+    if (filled < content.size()) {
       content.resize(filled);
       return content;
     }
-    filled += static_cast<std::size_t>(count);
-    if (filled > limit) {
-      return std::nullopt;
-    }
-    if (filled == content.size()) {
-      content.resize(2 * filled);
-    }
+    content.resize(2 * filled);
   }
 }
 

@@ -182,11 +182,10 @@ bool ReplaceFile(const std::string& path, std::string_view content, OldContent o
   }
   struct stat facts = {};
   const bool exists = ::fstatat(folder.Get(), place->name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0;
-  if (!exists && errno != ENOENT) {
-    return false;
-  }
-  if (exists &&
-      (!S_ISREG(facts.st_mode) || ::faccessat(folder.Get(), place->name.c_str(), W_OK, AT_EACCESS) != 0)) {
+  const bool mayReplace =
+      exists ? S_ISREG(facts.st_mode) && ::faccessat(folder.Get(), place->name.c_str(), W_OK, AT_EACCESS) == 0
+             : errno == ENOENT;
+  if (!mayReplace) {
     return false;
   }
   // Until it has the old file's rights nobody else may look into the new one.

@@ -7,7 +7,7 @@ namespace sarnevo::platform {
 namespace {
 
 // 1 while the event is set. It starts as the zero of fresh shared memory, so that no user has to initialise
-// it in front of the others.
+// it before the others.
 posix::FutexWord& WordOf(const SharedMemory& memory) noexcept {
   return *static_cast<posix::FutexWord*>(memory.Data());
 }

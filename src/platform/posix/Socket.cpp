@@ -129,25 +129,7 @@ ssize_t ReceiveWithin(int descriptor, Milliseconds timeout, Receive receive) noe
   return count;
 }
 
-// What a call that asked for the whole size of the datagram (MSG_TRUNC), so that one that was cut shows, has given.
-ReceiveResult DatagramOf(ssize_t count, std::size_t room, SocketError onNothing) noexcept {
-  if (count < 0) {
-    const SocketError error = FromErrno(errno);
-    return {0, error == SocketError::WouldBlock ? onNothing : error};
-  }
-  if (static_cast<std::size_t>(count) > room) {
-    return {0, SocketError::TooLong};
-  }
-  return {static_cast<std::size_t>(count), SocketError::None};
-}
-
-ssize_t ReceiveDatagram(int descriptor, std::span<std::uint8_t> into, SocketAddress& from, int flags) noexcept {
-  socklen_t size = sizeof(sockaddr_in);
-  return recvfrom(descriptor, into.data(), into.size(), flags | MSG_TRUNC,
-                  reinterpret_cast<sockaddr*>(from.Get()), &size);
-}
-
-// One receive of datagrams that the system may have joined (UDP_GRO). Points into itself, so that it stays where it is.
+// One receive of a datagram, or of several that the system has joined (UDP_GRO). Points into itself, so that it stays where it is.
 class JoinedReceive {
  public:
   JoinedReceive(std::span<std::uint8_t> into, SocketAddress& from) noexcept
@@ -155,6 +137,7 @@ class JoinedReceive {
   JoinedReceive(const JoinedReceive&) = delete;
   JoinedReceive& operator=(const JoinedReceive&) = delete;
 
+  // Asks for the whole size (MSG_TRUNC), so that a datagram that was cut shows.
   ssize_t Call(int descriptor, int flags) noexcept {
     message_ = {.msg_name = from_.Get(),
                 .msg_namelen = sizeof(sockaddr_in),
@@ -167,12 +150,19 @@ class JoinedReceive {
   }
 
   JoinedDatagrams Result(ssize_t count, SocketError onNothing) noexcept {
-    const ReceiveResult got = DatagramOf(count, room_.iov_len, onNothing);
-    return {got.count, got.error == SocketError::None ? SizeOfEach(got.count) : 0, got.error};
+    if (count < 0) {
+      const SocketError error = FromErrno(errno);
+      return {.error = error == SocketError::WouldBlock ? onNothing : error};
+    }
+    const auto bytes = static_cast<std::size_t>(count);
+    if (bytes > room_.iov_len) {
+      return {.error = SocketError::TooLong};
+    }
+    return {bytes, SizeOfEach(bytes), SocketError::None};
   }
 
  private:
-  // As the control message tells; without one it is a single datagram.
+  // As the control message says; without one it is a single datagram.
   std::size_t SizeOfEach(std::size_t bytes) noexcept {
     for (cmsghdr* part = CMSG_FIRSTHDR(&message_); part != nullptr; part = CMSG_NXTHDR(&message_, part)) {
       int size = 0;
@@ -317,10 +307,8 @@ ReceiveResult Socket::Receive(std::span<std::uint8_t> into) noexcept {
 }
 
 ReceiveResult Socket::ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
-  const ssize_t count = ReceiveWithin(Descriptor(handle_), receiveTimeout_, [&](int flags) {
-    return ReceiveDatagram(Descriptor(handle_), into, from, flags);
-  });
-  return DatagramOf(count, into.size(), SocketError::TimedOut);
+  const JoinedDatagrams one = ReceiveJoined(into, from);
+  return {one.bytes, one.error};
 }
 
 JoinedDatagrams Socket::ReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
@@ -334,11 +322,6 @@ JoinedDatagrams Socket::TryReceiveJoined(std::span<std::uint8_t> into, SocketAdd
   JoinedReceive joined(into, from);
   const ssize_t count = Retried([&] { return joined.Call(Descriptor(handle_), MSG_DONTWAIT); });
   return joined.Result(count, SocketError::WouldBlock);
-}
-
-ReceiveResult Socket::TryReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
-  const ssize_t count = Retried([&] { return ReceiveDatagram(Descriptor(handle_), into, from, MSG_DONTWAIT); });
-  return DatagramOf(count, into.size(), SocketError::WouldBlock);
 }
 
 std::optional<std::string> LocalHostName() {

@@ -16,7 +16,7 @@ namespace {
 
 // Untouched pages of a stack cost nothing, so this is room for the host's callbacks, not a cost.
 constexpr std::size_t kStackBytes = std::size_t{1} << 20;
-// How far above the thread's own standing; needs a privilege that most hosts don't have.
+// Steps above the priority that the thread starts with; needs a privilege that most hosts don't have.
 constexpr int kAboveNormalSteps = 5;
 
 // Locks ask for the id at each entry, far too often for a call into the system.
@@ -29,8 +29,8 @@ struct Beginning {
   ThreadPriority priority;
 };
 
-// What is sent to the process is the host's affair. A fault of the thread's own stays open: it may happen in code of
-// the host, which has a handler for it.
+// All signals but those of the thread's own faults. Signals to the process belong to the host's threads. A fault may
+// happen in a callback of the host, and the host may have a handler for it.
 sigset_t AsynchronousSignals() {
   sigset_t signals;
   sigfillset(&signals);

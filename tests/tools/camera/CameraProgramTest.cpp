@@ -36,8 +36,12 @@ TEST(CameraProgram, ExplainsWhatIsWrongAndReturnsItsCode) {
            {"--seconds 0", 2, "\"0\" is no time"},
            {"--control 8099", 2, "--control takes ADDRESS:PORT, like 127.0.0.1:8099"},
            {"--password-file /nonexistent", 2, "can't read a password from /nonexistent"},
-           {"--camera address=127.0.1.1 --camera address=127.0.1.1", 1,
-            "can't listen on 127.0.1.1:80: Address already"},
+           {"--fleet foo=1", 2, "say by --count how many cameras it has, 1 to 10000"},
+           {"--fleet foo=1 --count 2", 2, "a camera has no property \"foo\""},
+           {"--camera address=127.0.1.1 --camera address=127.0.1.1", 2, "are to listen at 127.0.1.1:80"},
+           {"group=1", 2, "there is a word too many, group; there are --help, --camera"},
+           {"--colour=red", 2, "there is no option --colour; there are --help, --camera"},
+           {"--camera address=192.0.2.1", 1, "can't listen on 192.0.2.1:80"},
        }) {
     const ProgramResult result = ProgramRun(KOLVEX_CAMERA).Run(arguments);
     EXPECT_EQ(result.exit, code) << arguments;

@@ -1,4 +1,4 @@
-// What stands between the server and the driver: the head's watch, the folder, sockets that are handed over.
+// What is between the server and the driver: the head's watch, the folder, sockets that are handed over.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -7,8 +7,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <functional>
+#include <utility>
+
 #include "Failure.h"
-#include "camera/Desk.h"
+#include "web/Desk.h"
 #include "camera/Head.h"
 #include "camera/Store.h"
 #include "support/Eventually.h"
@@ -34,7 +37,13 @@ class FakeHead final : public sarnevo::IIPPTZApi {
   sarnevo::i32 StartMove(sarnevo::u32 direction, sarnevo::i32 speed) override {
     return Note("move " + std::to_string(direction) + " " + std::to_string(speed));
   }
-  sarnevo::i32 StopMove() override { return Note("stop"); }
+  sarnevo::i32 StopMove() override {
+    const sarnevo::i32 done = Note("stop");
+    if (const auto report = std::exchange(failure, nullptr)) {
+      report();
+    }
+    return done;
+  }
   sarnevo::i32 Center(sarnevo::u32, sarnevo::u32, sarnevo::u32) override { return 0; }
   sarnevo::i32 ZoomIn(sarnevo::i32) override { return Note("zoom in"); }
   sarnevo::i32 ZoomOut(sarnevo::i32) override { return Note("zoom out"); }
@@ -57,6 +66,9 @@ class FakeHead final : public sarnevo::IIPPTZApi {
     return heard_;
   }
 
+  /// Called by the next stop, as the library reports a failed one. Set while nothing is asked.
+  std::function<void()> failure;
+
  private:
   sarnevo::i32 Note(const std::string& line) {
     const std::lock_guard guard(lock_);
@@ -77,16 +89,15 @@ TEST(ConsoleHead, StopsWhenNobodyWantsItToGoOn) {
   head.Want(Movement("left"), 5);
   ASSERT_TRUE(Eventually([&] { return api.Heard() == "move 0 5; "; }));
   // Repeated, it goes on for longer than one wish holds, and the order isn't sent again.
-  while (std::chrono::steady_clock::now() - start < Head::kWishHolds + milliseconds(400)) {
+  auto silent = start;
+  while (silent - start < Head::kWishHolds + milliseconds(400)) {
+    silent = std::chrono::steady_clock::now();
     head.Want(Movement("left"), 5);
     std::this_thread::sleep_for(milliseconds(100));  // the pace of a browser
   }
   EXPECT_EQ(api.Heard(), "move 0 5; ");
-  const auto silent = std::chrono::steady_clock::now();
   ASSERT_TRUE(Eventually([&] { return stops > 0; }));
-  const auto waited = std::chrono::steady_clock::now() - silent;
-  EXPECT_GT(waited, Head::kWishHolds - milliseconds(200));
-  EXPECT_LT(waited, Head::kWishHolds + milliseconds(500));
+  EXPECT_GE(std::chrono::steady_clock::now() - silent, Head::kWishHolds);
   EXPECT_EQ(api.Heard(), "move 0 5; stop; ");
 }
 
@@ -106,14 +117,20 @@ TEST(ConsoleHead, FollowsTheNewestWishAndStopsALensBeforeAMovement) {
   EXPECT_THAT(api.Heard(), testing::EndsWith("zoom in; stop; ")) << "the end of the server is a stop";
 }
 
+TEST(ConsoleHead, IsStoppedAtOnceAfterAServerThatWasKilled) {
+  FakeHead api;
+  const Head head(
+      api, [] {}, true);
+  EXPECT_TRUE(Eventually([&] { return api.Heard() == "stop; "; }));
+}
+
 TEST(ConsoleHead, RepeatsAStopThatFailed) {
   FakeHead api;
   Head head(api, [] {});
   head.Want(Movement("left"), 5);
   ASSERT_TRUE(Eventually([&] { return api.Heard() == "move 0 5; "; }));
+  api.failure = [&] { head.NoteFailure(); };
   head.Stop();
-  ASSERT_TRUE(Eventually([&] { return api.Heard() == "move 0 5; stop; "; }));
-  head.NoteFailure();
   EXPECT_TRUE(Eventually([&] { return api.Heard() == "move 0 5; stop; stop; "; })) << api.Heard();
 }
 
@@ -130,6 +147,7 @@ TEST(ConsoleStore, KeepsCamerasAsFilesOfTheirOwnerAndLeavesBrokenOnesOut) {
   store.Save(MakeCamera("Yard / \"north\" ../x", "192.0.2.7", "one"));
   store.Save(MakeCamera("Gate", "192.0.2.8:8080", "two"));
   store.Save(MakeCamera("Gate 2", "192.0.2.8:8080", "two"));
+  store.Save(MakeCamera("credentials", "192.0.2.9", "three"));
   folder.Write("cameras/broken.json", "{\"address\": ");
   std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(folder / "cameras")) {
@@ -144,12 +162,14 @@ TEST(ConsoleStore, KeepsCamerasAsFilesOfTheirOwnerAndLeavesBrokenOnesOut) {
     }
   }
   EXPECT_THAT(names, testing::UnorderedElementsAre("Yard%20%2f%20%22north%22%20%2e%2e%2fx.json", "Gate.json",
-                                                   "Gate%202.json", "credentials.json", "broken.json"));
+                                                   "Gate%202.json", "%63redentials.json", "credentials.json",
+                                                   "lock", "broken.json"));
 
+  store.Remove(MakeCamera("credentials", "192.0.2.9", "").config);
   const auto load = [&] {
     std::vector<std::string> skipped;
     std::string all;
-    for (const KnownCamera& camera : Store(folder / "cameras").Load(skipped)) {
+    for (const KnownCamera& camera : store.Load(skipped)) {
       all += camera.config.name + " at " + camera.config.address + ":" + std::to_string(camera.config.port) +
              " with " + camera.login.password + "; ";
     }
@@ -190,7 +210,53 @@ TEST(ConsoleStore, ChangesNothingWhenTheFolderCantBeWritten) {
   for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(folder / "cameras")) {
     ++files;
   }
-  EXPECT_EQ(files, 3U) << "nothing half-written stays";
+  EXPECT_EQ(files, 4U) << "nothing half-written stays";
+}
+
+TEST(ConsoleStore, IsForOneServerAndItsOwnerAlone) {
+  const TempFolder folder;
+  struct Row {
+    const char* folder;
+    mode_t mode;
+    const char* file;     // in it; null: none
+    const char* refusal;  // null: taken
+  };
+  const Row rows[] = {
+      {"empty", 0755, nullptr, nullptr},
+      {"known", 0750, "credentials.json", nullptr},
+      {"private", 0700, "holiday.jpg", nullptr},
+      {"other", 0755, "holiday.jpg", "holds other things"},
+  };
+  const auto mode = [&](const std::string& path) {
+    struct stat status {};
+    return stat((folder / path).c_str(), &status) == 0 ? status.st_mode & 0777U : 0U;
+  };
+  for (const Row& row : rows) {
+    std::filesystem::create_directories(folder / row.folder + "/Yard.positions");
+    chmod((folder / row.folder + "/Yard.positions").c_str(), 0755);
+    if (row.file) {
+      folder.Write(std::string(row.folder) + "/" + row.file, "{}");
+    } else {
+      std::filesystem::remove(folder / row.folder + "/Yard.positions");
+    }
+    chmod((folder / row.folder).c_str(), row.mode);
+    try {
+      Store store(folder / row.folder);
+      EXPECT_EQ(row.refusal, nullptr) << row.folder;
+      store.SaveThumbnail("Yard", "Square", "jpeg");
+      EXPECT_EQ(mode(row.folder), 0700U);
+      EXPECT_EQ(mode(std::string(row.folder) + "/Yard.positions"), 0700U);
+      EXPECT_THROW(Store(folder / row.folder), Failure) << "a second server";
+      EXPECT_FALSE(store.WasKilled());
+    } catch (const Failure& failure) {
+      ASSERT_NE(row.refusal, nullptr) << failure.what();
+      EXPECT_THAT(failure.what(), HasSubstr(row.refusal));
+      EXPECT_EQ(mode(row.folder), row.mode) << "untouched";
+    }
+  }
+  folder.Write("empty/lock", "running\n");  // what a killed server leaves
+  EXPECT_TRUE(Store(folder / "empty").WasKilled());
+  EXPECT_FALSE(Store(folder / "empty").WasKilled()) << "the one before ended in good order";
 }
 
 TEST(ConsoleListening, TakesAddressesAndRefusesTheRestInASentence) {

@@ -74,7 +74,10 @@ std::string FakeCamera::TakeTranscript() {
   return std::exchange(transcript_, {});
 }
 
-Client::Client(int port, int receiveBuffer) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+Client::Client(int port) : Client(port, "") {}
+
+Client::Client(int port, const std::string& path, int receiveBuffer)
+    : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   if (receiveBuffer != 0) {
     setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
   }
@@ -84,6 +87,9 @@ Client::Client(int port, int receiveBuffer) : socket_(socket(AF_INET, SOCK_STREA
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     throw std::runtime_error("no connection to the server");
+  }
+  if (!path.empty()) {
+    Send("GET " + path + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
   }
 }
 

@@ -30,7 +30,7 @@ class FakeCamera final : public kolvex_console::Camera {
   std::shared_ptr<const std::string> Thumbnail(const std::string&) const override { return nullptr; }
   void Simulate(const std::string& fault, Done done) override;
 
-  /// A picture of @p bytes that came just now, or @p age ago. Gives what tells whether its memory is still held.
+  /// A picture of @p bytes that came just now, or @p age ago. Gives what shows whether its memory is still held.
   std::weak_ptr<const void> Show(const std::string& bytes, std::chrono::milliseconds age = {});
   /// What it was asked for since the last call, a line each.
   std::string TakeTranscript();
@@ -56,13 +56,15 @@ struct HttpReply {
 /// A client's connection, with limits on every wait.
 class Client {
  public:
-  explicit Client(int port, int receiveBuffer = 0);
+  explicit Client(int port);
+  /// Asks for @p path at once. @p receiveBuffer: bytes in the kernel, 0 for the usual ones.
+  Client(int port, const std::string& path, int receiveBuffer = 0);
   ~Client();
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
   bool Send(const std::string& bytes) const;
-  /// The next reply of a length that its head tells. @p hasBody: false after HEAD.
+  /// The next reply, of the length that its head gives. @p hasBody: false after HEAD.
   HttpReply Receive(bool hasBody = true);
   /// Reads until the text has come and gives all up to its end; what there is when it doesn't come.
   std::string ReadUntil(const std::string& text);

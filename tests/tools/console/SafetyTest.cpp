@@ -56,6 +56,12 @@ TEST(ConsoleGate, LetsInItsOwnPageAndProgramsAndNobodyElse) {
        415},
       {"a form without a type", "POST /cameras/Yard/move HTTP/1.1\r\nHost: localhost\r\nContent-Length: 0\r\n",
        415},
+      {"a form at a path to read", "POST /metrics HTTP/1.1\r\nHost: localhost\r\nContent-Length: 0\r\n", 405},
+      {"a form of another page that wants to be JSON",
+       "POST /cameras/Yard/move HTTP/1.1\r\nHost: localhost\r\nContent-Type: "
+       "application/jsonx\r\nContent-Length: "
+       "0\r\n",
+       415},
       {"a change by GET", "GET /cameras/Yard/move HTTP/1.1\r\nHost: localhost\r\n", 405},
       {"DELETE", "DELETE /cameras/Yard HTTP/1.1\r\nHost: localhost\r\n", 405},
       {"asking before a cross-site request",
@@ -141,8 +147,7 @@ TEST(ConsoleBounds, GivesTheSeatOfWhoSaysNothingToWhoDoes) {
   options.limits.seats = 20;
   ConsoleServer server(std::move(options));
   auto& camera = server.Add("Yard");
-  Client viewer(server.Port());
-  viewer.Send("GET /cameras/Yard/stream.mjpeg HTTP/1.1\r\nHost: localhost\r\n\r\n");
+  Client viewer(server.Port(), "/cameras/Yard/stream.mjpeg");
   server.Show(camera, "first");
   EXPECT_THAT(viewer.ReadUntil("first"), HasSubstr("200 OK"));
 
@@ -185,8 +190,7 @@ TEST(ConsoleBounds, KeepsStreamsToTheirNumber) {
   server.Add("Yard");
   std::vector<std::unique_ptr<Client>> viewers;
   for (int i = 0; i < 2; ++i) {
-    viewers.push_back(std::make_unique<Client>(server.Port()));
-    viewers.back()->Send("GET /events HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    viewers.push_back(std::make_unique<Client>(server.Port(), "/events"));
     viewers.back()->ReadUntil("data: ");
   }
   EXPECT_EQ(server.Get("/wall").status, 503);

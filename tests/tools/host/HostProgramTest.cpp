@@ -7,12 +7,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
+#include <atomic>
 #include <chrono>
+#include <csignal>
 #include <map>
 #include <memory>
 #include <optional>
 #include <sstream>
+#include <thread>
 
 #include "HostRun.h"
 #include "support/ScriptedServer.h"
@@ -41,25 +43,67 @@ class TakenPort {
   const int descriptor_;
 };
 
-TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
-  struct Row {
-    const char* name;
-    std::string arguments;
-    int exit;
-    const char* sentence;
-    std::string before = "";
-    const char* camera = "";  // what stands at 127.0.1.1, and what is wrong with it
-    const char* faults = "";
-    const char* otherServer = "";  // or what a server that is no camera answers there to everything
-    bool portsTaken = false;       // another program receives at all ports of the driver
+struct FailureRow {
+  const char* name;
+  std::string arguments;
+  int exit;
+  std::string sentence;
+  std::string before = "";
+  std::string camera = "";  // what is at 127.0.1.1, and what is wrong with it
+  std::string faults = "";
+  std::string otherServer = "";  // or what a server that is no camera answers there to everything
+  bool portsTaken = false;       // another program receives at all ports of the driver
+};
+
+// At an address of its own, so that rows can run beside each other: most of their time is waiting.
+void RunFailureRow(const FailureRow& row, const std::string& address) {
+  const auto here = [&address](std::string text) {
+    const std::string usual = "127.0.1.1";
+    for (std::size_t at = text.find(usual); at != text.npos; at = text.find(usual, at)) {
+      text.replace(at, usual.size(), address);
+      at += address.size();
+    }
+    return text;
   };
+  SCOPED_TRACE(row.name);
+  simcam::CameraFarm farm(1);
+  if (!row.camera.empty()) {
+    ASSERT_EQ(farm.Add("address=" + address + "," + row.camera).Control(row.faults), "");
+  }
+  std::optional<kolvex_test::ScriptedServer> other;
+  if (!row.otherServer.empty()) {
+    other.emplace(
+        [&row](auto& connection) {
+          connection.ReadHead();
+          connection.Send(row.otherServer);
+        },
+        address.c_str(), 80);
+  }
+  std::vector<std::unique_ptr<TakenPort>> taken;
+  for (unsigned port = 3556; row.portsTaken && port < 4556; ++port) {
+    taken.push_back(std::make_unique<TakenPort>(port));
+  }
+  const auto start = std::chrono::steady_clock::now();
+  HostRun run;
+  const ProgramResult result = run.Run(here(row.arguments), here(row.before));
+  EXPECT_EQ(result.exit, row.exit) << result.err;
+  EXPECT_THAT(result.err, HasSubstr(here(row.sentence)));
+  EXPECT_THAT(result.out + result.err, testing::Not(HasSubstr("secret")));
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(run.Folder())) {
+    EXPECT_NE(entry.path().extension(), ".jpg") << "nothing is a good picture here";
+  }
+  // Said long before, but the driver may take longer to let go of the camera.
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+}
+
+TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
   const std::string yard = " --camera 127.0.1.1,group=1,name=Yard";
   const std::string frames = yard + " --frames 2";
   const std::string second = " --duration 1";
   const std::string head = " --camera-file head";
   constexpr const char* kHead =
       R"(echo '{"address": "127.0.1.1", "group": 1, "settings": {"9": "0A1B2C3D4E5F"}}' >head)";
-  const Row rows[] = {
+  const FailureRow rows[] = {
       {"no camera", "capture", 1, "There is no camera to capture from"},
       {"an unknown subcommand", "cpature 127.0.1.1", 1, "\"cpature\" is no subcommand; there are query"},
       {"a login in the address", "capture admin:secret@127.0.1.1", 1, "holds no user name or password"},
@@ -69,6 +113,16 @@ TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
       {"a password as a short option", "query 127.0.1.1 -psecret", 1, "no option -p;"},
       {"a password as a word", "query 127.0.1.1 secret", 1, "a word too many"},
       {"IPv6", "query http://[::1]:80/", 1, "is an IPv6 address"},
+      {"help for what there isn't", "help foo", 1, "\"foo\" is no subcommand; there are query"},
+      {"a word too many", "ptz move left right" + head, 1, "ptz move --help shows the usage", kHead},
+      {"an empty word", "snapshot 127.0.1.1 -o ''", 1, "A word of the command line is empty"},
+      {"a picture and events", "snapshot --json -o - 127.0.1.1", 1, "both want standard output"},
+      {"a file and events", "query --json --save - 127.0.1.1", 1, "both want standard output"},
+      {"another keep", "capture 127.0.1.1 --keep foo", 1, "--keep takes all, none, or every N"},
+      {"a login to listen at", "serve --listen admin:secret@127.0.0.1:1", 1, "is no address to listen at"},
+      {"a login for a file", "query 127.0.1.1 --credentials admin:secret", 1, "can't be read"},
+      {"an output twice", "io set 1 high 1 low" + yard, 1, "Output 1 is named twice"},
+      {"no outputs known", "io set 1 high" + yard, 1, "leave group= out"},
       {"another scheme", "query https://127.0.1.1", 1, "plain HTTP"},
       {"half an address", "query 127.0.1", 1, "four numbers"},
       {"no time", "capture --duration 0" + yard, 1,
@@ -77,6 +131,10 @@ TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
       {"a time of nonsense", "ptz move left --for 5x" + head, 1, "must be from 20ms to 1m"},
       {"a misspelt credential", "--credentials f query 127.0.1.1", 1, "unknown member \"pasword\"",
        R"(echo '{"user": "admin", "pasword": "secret"}' >f; chmod 600 f)"},
+      {"a misspelt credential of a camera", "--credentials f query 127.0.1.1", 1, "The camera 127.0.1.9 in",
+       R"(echo '{"cameras": {"127.0.1.9": {"pasword": "secret"}}}' >f; chmod 600 f)"},
+      {"a wrong camera of a list", "capture --cameras f", 1, "Camera 2 of the list f",
+       R"(echo '[{"address": "127.0.1.1", "group": 1}, {"adress": "127.0.1.2"}]' >f)"},
       {"a video to nowhere", "capture --mkv" + frames, 1, "--mkv needs --out or --stdout"},
       {"an output too many", "capture --stdout --json" + frames, 1, "both want standard output"},
       {"another camera's file", "query 127.0.1.1 --save f", 1, "is that of another camera",
@@ -84,7 +142,7 @@ TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
       {"no camera's file", "query 127.0.1.1 --save f", 1, "is no camera file", "echo hello >f", "group=1"},
       {"an output that would go low", "io set 2 high --keep --camera 127.0.1.1", 1, "so that output 1 goes low",
        "", "group=1,outputs=2"},
-      {"a blank name", "ptz presets add '  '" + head, 1, "that isn't blank", kHead},
+      {"a blank name", "ptz presets add ' \u2003'" + head, 1, "that isn't blank", kHead},
       {"a line end in a name", "ptz presets add 'a\nb'" + head, 1, "no control characters", kHead},
       {"a port beyond 65535", "capture --camera 127.0.1.1:65536,group=1", 1, "is no port"},
       {"no frames at all", "capture --camera 127.0.1.1,group=1 --frames 0", 1, "must be a number from 1;"},
@@ -110,7 +168,8 @@ TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
        "trap '' XFSZ; ulimit -f 1; export GCOV_PREFIX=. GCOV_ERROR_FILE=/dev/null", "group=1"},
       {"nobody reads the output", "capture --progress never" + frames + " >/dev/full", 5,
        "Standard output can't be written", "", "group=1"},
-      {"nowhere to write", "query --save none/yard 127.0.1.1", 5, "can't be written", "", "group=1"},
+      {"nowhere to write", "query --save none/yard 127.0.1.1", 5, "can't be written"},
+      {"nowhere for a picture", "snapshot -o none/yard 127.0.1.1", 5, "can't be written"},
       {"nobody there", "query 127.0.1.1", 7, "refuses the connection (Connection refused): check"},
       {"nobody there, from a file", "capture" + second + yard, 4, "127.0.1.1:80 refuses the connection"},
       {"no RTSP", "capture" + second + yard, 4, "its RTSP port 127.0.1.1:554 refuses the connection", "",
@@ -132,9 +191,20 @@ TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
       {"no answer", "query --timeout 500ms 127.0.1.1", 7, "takes connections, but doesn't answer", "",
        "group=1", "http=stall"},
       {"no heads in group 2", "ptz stop --camera 127.0.1.1,group=2", 7, "no PTZ for cameras of group 2"},
-      {"a silent head", "ptz stop" + head, 7, "or doesn't answer", kHead},
+      {"no head", "ptz stop" + head, 7, "reports no PTZ head", kHead, "group=1"},
+      {"nobody with a head", "ptz stop" + head, 7, "refuses the connection", kHead},
+      {"a head of a silent camera", "ptz move left" + head, 7, "takes connections, but doesn't answer", kHead,
+       "group=1,serial=2", "http=stall"},
+      {"outputs of a silent camera", "io set 1 high" + yard + ",outputs=1", 7, "but doesn't answer", "",
+       "group=1", "http=stall"},
+      {"a busy camera", "ptz stop" + head, 7, "it gives the status 503", kHead, "group=1", "http=status:503"},
       {"a wrong password", "query 127.0.1.1", 8, "wants another user name or password",
        "export KOLVEX_PASSWORD=no", "group=1"},
+      // Such a camera isn't set, and streams what it was set to before.
+      {"a wrong password of a picture", "snapshot --camera 127.0.1.1,group=2", 8, "wants another user name",
+       "export KOLVEX_PASSWORD=no", "group=2"},
+      {"a wrong password of a picture as asked", "snapshot --camera 127.0.1.1,group=2,size=352x288", 8,
+       "wants another user name", "export KOLVEX_PASSWORD=no", "group=2"},
       {"a wrong password of inputs", "io watch --camera 127.0.1.1,group=1,inputs=1", 8,
        "wants another user name", "export KOLVEX_PASSWORD=no", "group=1"},
       {"a wrong password of outputs", "io set 1 high" + yard + ",outputs=1", 8, "wants another user name",
@@ -147,37 +217,36 @@ TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
       {"pictures that are none", "capture --out out" + second + " --camera 127.0.1.1,group=2", 8,
        "wants another user name", "export KOLVEX_PASSWORD=no", "group=2,codec=mpeg4"},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.name);
-    simcam::CameraFarm farm(1);
-    if (*row.camera != '\0') {
-      ASSERT_EQ(farm.Add(std::string("address=127.0.1.1,") + row.camera).Control(row.faults), "");
+  constexpr std::size_t kAtATime = 4;
+  std::atomic<std::size_t> next{0};
+  {
+    std::vector<std::jthread> threads;
+    while (threads.size() < kAtATime) {
+      threads.emplace_back([&] {
+        for (std::size_t i = next++; i < std::size(rows); i = next++) {
+          if (!rows[i].portsTaken) {
+            RunFailureRow(rows[i], "127.0." + std::to_string(i + 10) + ".1");
+          }
+        }
+      });
     }
-    std::optional<kolvex_test::ScriptedServer> other;
-    if (*row.otherServer != '\0') {
-      other.emplace(
-          [&row](auto& connection) {
-            connection.ReadHead();
-            connection.Send(row.otherServer);
-          },
-          "127.0.1.1", 80);
-    }
-    std::vector<std::unique_ptr<TakenPort>> taken;
-    for (unsigned port = 3556; row.portsTaken && port < 4556; ++port) {
-      taken.push_back(std::make_unique<TakenPort>(port));
-    }
-    const auto start = std::chrono::steady_clock::now();
-    HostRun run;
-    const ProgramResult result = run.Run(row.arguments, row.before);
-    EXPECT_EQ(result.exit, row.exit) << result.err;
-    EXPECT_THAT(result.err, HasSubstr(row.sentence));
-    EXPECT_THAT(result.out + result.err, testing::Not(HasSubstr("secret")));
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(run.Folder())) {
-      EXPECT_NE(entry.path().extension(), ".jpg") << "nothing is a good picture here";
-    }
-    // Said by then, but the driver may take longer to let go of the camera.
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(25));
   }
+  for (const FailureRow& row : rows) {
+    if (row.portsTaken) {  // the others need some
+      RunFailureRow(row, "127.0.1.1");
+    }
+  }
+}
+
+// The last event of each camera, and of events without one, by the event's name.
+std::map<std::string, json> Events(const std::string& output) {
+  std::map<std::string, json> events;
+  std::istringstream lines(output);
+  for (std::string line; std::getline(lines, line);) {
+    const json event = json::parse(line);
+    events[event.value("camera", event["event"].get<std::string>())] = event;
+  }
+  return events;
 }
 
 // The lines of a stream's frames.csv, each by its fields.
@@ -241,17 +310,8 @@ TEST(HostProgram, CapturesWhatAQueryFoundAndTellsWhatCame) {
               testing::Contains(HasSubstr("&Resolution=qvga&Fps=10&Format=NTSC&Mode=mpeg4")));
   EXPECT_THAT(gate.Status().requests, testing::Contains(HasSubstr("TEARDOWN")));
 
-  std::map<std::string, json> streams;
-  json last;
-  std::istringstream lines(result.out);
-  for (std::string line; std::getline(lines, line);) {
-    last = json::parse(line);
-    if (last["event"] == "stream") {
-      streams[last["camera"]] = last;
-    }
-  }
-  EXPECT_EQ(last["event"], "end");
-  EXPECT_EQ(last["reason"], "signal");
+  auto streams = Events(result.out);
+  EXPECT_EQ(streams["end"]["reason"], "signal");
   EXPECT_GT(streams["Back/yard"]["lost"], 0);
 
   for (const auto& [name, folder] : {std::pair("Gate", "out/1-Gate"), {"Back/yard", "out/2-Back-yard"}}) {
@@ -300,6 +360,30 @@ TEST(HostProgram, TellsOfADeadAddressInTime) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(12));
 }
 
+TEST(HostProgram, TellsOfEachCameraOfACaptureItsOwnReason) {
+  simcam::CameraFarm farm(1);
+  farm.Add({.address = "127.0.1.1", .password = "own"});
+  farm.Add("group=2,address=127.0.1.2");
+  auto& dying = farm.Add("group=1,address=127.0.1.3");
+  HostRun run;
+  run.Start(
+      "--json capture 127.0.1.1,group=1 127.0.1.2,group=2 127.0.1.3,group=1 127.0.1.4,group=1 --duration 6s");
+  ASSERT_TRUE(dying.WaitUntil([](const auto& status) { return status.counters.framesSent >= 30; },
+                              std::chrono::seconds(20)));
+  ASSERT_EQ(dying.Control("reboot=60"), "");
+  const ProgramResult result = run.Finish();
+  EXPECT_EQ(result.exit, 4) << "no frame is all that is common to these";
+  const auto streams = Events(result.out);
+  EXPECT_EQ(streams.at("127.0.1.1")["reason"], "wrong-login");
+  EXPECT_EQ(streams.at("127.0.1.2")["reason"], nullptr);
+  EXPECT_GT(streams.at("127.0.1.2")["frames"], 0);
+  EXPECT_EQ(streams.at("127.0.1.3")["reason"], "refused") << "it died in the middle";
+  EXPECT_EQ(streams.at("127.0.1.4")["reason"], "refused");
+  EXPECT_THAT(result.err,
+              HasSubstr("No picture came from 127.0.1.1. The camera at 127.0.1.1:80 wants another"));
+  EXPECT_THAT(result.err, HasSubstr("No picture came from 127.0.1.4. The machine at 127.0.1.4:80 refuses"));
+}
+
 TEST(HostProgram, AsksForALoginOnATerminalWithoutShowingIt) {
   simcam::CameraFarm farm(1);
   farm.Add("group=2,address=127.0.1.1");
@@ -340,12 +424,7 @@ TEST(HostProgram, TakesPicturesAndVideosOfAnAddressAlone) {
   ASSERT_EQ(gate.Control("reboot=3"), "");
   const ProgramResult result = run.Finish();
   EXPECT_EQ(result.exit, 0) << result.err;
-  std::map<std::string, json> streams;
-  std::istringstream lines(result.out);
-  for (std::string line; std::getline(lines, line);) {
-    const json event = json::parse(line);
-    streams[event.value("camera", event["event"].get<std::string>())] = event;
-  }
+  auto streams = Events(result.out);
   const auto frames = Index(run, "out/1-Höfe");
   ASSERT_FALSE(frames.empty());
   EXPECT_NEAR(std::stod(frames.back()[1]) - std::stod(frames.front()[1]), 9, 0.5) << "from the first frame";

@@ -28,7 +28,7 @@ TEST(IoCommand, WatchesInputsAndSwitchesTheOutputsThatAreNamedAlone) {
       {"2 high", 0, "Output 2 of Yard is high.", {false, true, false}},
       {"1 high", 0, "is high", {true, true, false}},  // those above stay as they are
       {"1 low 3 high", 0, "Output 3", {false, false, true}},
-      {"1 high", 7, "didn't take", {false, false, true}},
+      {"1 high", 7, "refuses the connection", {false, false, true}},
   };
   for (const std::string group : {"1", "2"}) {
     SCOPED_TRACE(group);

@@ -16,8 +16,8 @@ constexpr int kLastStops = 5;
 
 }  // namespace
 
-Head::Head(sarnevo::IIPPTZApi& api, std::function<void()> stopped)
-    : api_(api), stopped_(std::move(stopped)), thread_([this] { Work(); }) {}
+Head::Head(sarnevo::IIPPTZApi& api, std::function<void()> stopped, bool mayMove)
+    : api_(api), stopped_(std::move(stopped)), stops_(mayMove ? kMostStops : 0), thread_([this] { Work(); }) {}
 
 Head::~Head() {
   {
@@ -52,6 +52,9 @@ std::string Head::Moving() const {
 }
 
 void Head::Work() {
+  if (stops_ != 0) {
+    SendStop();
+  }
   std::unique_lock guard(lock_);
   for (;;) {
     const auto isNew = [this] { return wish_ != sent_ || ended_; };

@@ -20,8 +20,9 @@ namespace kolvex_console {
 /// A head moves on until it is told to stop. So a stop whose request failed is repeated.
 class Head {
  public:
-  /// @p api lives until this object has gone. @p stopped runs on the head's thread after each stop.
-  Head(sarnevo::IIPPTZApi& api, std::function<void()> stopped);
+  /// @p api lives until this object has gone. @p stopped runs on the head's thread after each stop. @p mayMove: a
+  /// server that was killed may have left the head moving, so it is stopped at once.
+  Head(sarnevo::IIPPTZApi& api, std::function<void()> stopped, bool mayMove = false);
   /// Stops the head and gives the order a moment to reach the camera.
   ~Head();
   Head(const Head&) = delete;
@@ -32,7 +33,7 @@ class Head {
   void Stop();
   /// The library has reported that a request failed. Any thread.
   void NoteFailure() { failed_.store(true, std::memory_order_relaxed); }
-  /// The name of the movement under way; empty when it stands.
+  /// The name of the movement under way; empty when there is none.
   std::string Moving() const;
 
   static constexpr std::chrono::milliseconds kWishHolds{1000};
@@ -61,7 +62,7 @@ class Head {
   std::atomic<bool> failed_{false};
   Wish sent_;                     // head's thread only
   Clock::time_point lastStop_{};  // head's thread only
-  int stops_ = 0;                 // head's thread only; further stops that may be sent after failures
+  int stops_;                     // head's thread only; further stops that may be sent after failures
   std::thread thread_;
 };
 

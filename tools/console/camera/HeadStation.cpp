@@ -62,7 +62,8 @@ void HeadStation::Find() {
     return;
   }
   // Where a head has come to rest may be a position.
-  own_ = std::make_unique<Head>(*api_, [this] { desk_.Put([this] { Refresh(); }); });
+  own_ = std::make_unique<Head>(
+      *api_, [this] { desk_.Put([this] { Refresh(); }); }, mayMove_);
   head_.store(own_.get());
   Refresh();
 }

@@ -11,7 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "FramePool.h"
-#include "camera/Desk.h"
+#include "web/Desk.h"
 #include "camera/Head.h"
 #include "camera/Link.h"
 #include "web/Http.h"
@@ -28,9 +28,9 @@ class HeadStation {
     std::function<void(const std::string& position)> remove;
     std::function<std::shared_ptr<const std::string>()> take;  ///< a picture of now; null when there is none
   };
-  /// @p link and @p desk outlive this object; the desk has ended when it goes.
-  HeadStation(const Link& link, Desk& desk, Thumbnails thumbnails)
-      : link_(link), desk_(desk), thumbnails_(std::move(thumbnails)) {}
+  /// @p link and @p desk outlive this object; the desk has ended when it goes. @p mayMove: of Head.
+  HeadStation(const Link& link, Desk& desk, Thumbnails thumbnails, bool mayMove)
+      : link_(link), desk_(desk), thumbnails_(std::move(thumbnails)), mayMove_(mayMove) {}
   ~HeadStation();
   HeadStation(const HeadStation&) = delete;
   HeadStation& operator=(const HeadStation&) = delete;
@@ -65,6 +65,7 @@ class HeadStation {
   const Link& link_;
   Desk& desk_;
   const Thumbnails thumbnails_;
+  const bool mayMove_;
   mutable std::mutex lock_;
   std::optional<std::vector<Position>> positions_;  // guarded by lock_; written on the desk's thread alone
   std::string here_;                                // guarded by lock_

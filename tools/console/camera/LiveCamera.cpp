@@ -32,6 +32,21 @@ std::int64_t SinceEpoch(std::chrono::system_clock::time_point time) {
   return std::chrono::duration_cast<milliseconds>(time.time_since_epoch()).count();
 }
 
+/// The reason with advice for a browser: it has no command line.
+std::string PageSentence(const kolvex_host::Reason& reason) {
+  using Cause = kolvex_host::Reason::Cause;
+  switch (reason.cause) {
+    case Cause::WrongLogin:
+      return reason.what + ": remove it here and add it again with the right ones.";
+    case Cause::WrongGroup:
+      return reason.what + ": remove it here and add it again.";
+    case Cause::OtherCodec:
+      return reason.what + ": look who else sets this camera, or remove it here and add it again.";
+    default:
+      return reason.Sentence();
+  }
+}
+
 /// A frame and the pool that it goes back to; the frame goes first.
 struct HeldFrame {
   std::shared_ptr<kolvex_host::FramePool> pool;
@@ -274,7 +289,7 @@ void LiveCamera::FindReason() {
   // A few seconds; cut short when the server ends.
   const kolvex_host::Diagnosis diagnosis(link_.config, link_.login);
   const std::string why =
-      diagnosis.WhyNoPicture({.frames = statistics_.Counts().frames}, ending_.get_token()).Sentence();
+      PageSentence(diagnosis.WhyNoPicture({.frames = statistics_.Counts().frames}, ending_.get_token()));
   bool isNew = false;
   {
     const std::lock_guard guard(lock_);

@@ -17,7 +17,7 @@
 #include "FramePool.h"
 #include "Library.h"
 #include "StreamStatistics.h"
-#include "camera/Desk.h"
+#include "web/Desk.h"
 #include "camera/HeadStation.h"
 #include "camera/Link.h"
 #include "camera/PinBoard.h"
@@ -78,13 +78,13 @@ class LiveCamera final : public Camera {
   bool TakeFrame(sarnevo::ipcapture::IFrame* frame);
   void TakeNoData();
   HeadStation::Thumbnails MakeThumbnails();
-  /// Puts a job to the desk; tells @p done when that is impossible.
+  /// Puts a job to the desk; @p done gets a refusal when that is impossible.
   void Put(const Done& done, std::function<Reply()> job);
   void FindReason();
   Reply SendFault(const std::string& fault);
   std::shared_ptr<const std::string> TakePicture();
 
-  /// Tells viewers of a change. Without the lock.
+  /// Makes a change known to viewers. Without the lock.
   void Publish();
   nlohmann::json BuildState() const;  // under the lock
   std::string Name() const;
@@ -125,7 +125,7 @@ class LiveCamera final : public Camera {
   std::optional<kolvex_host::CameraSession> stream_;
   PinBoard pins_{link_};
   Desk desk_;
-  HeadStation head_{link_, desk_, MakeThumbnails()};
+  HeadStation head_{link_, desk_, MakeThumbnails(), surroundings_.store->WasKilled()};
 };
 
 }  // namespace kolvex_console

@@ -2,10 +2,8 @@
 
 #include <thread>
 
-#include "Capabilities.h"
 #include "Failure.h"
 #include "Place.h"
-#include "QueryRun.h"
 
 namespace kolvex_console {
 
@@ -57,12 +55,29 @@ void LiveKeeper::Start(const KnownCamera& camera) {
                                    camera));
 }
 
-KnownCamera LiveKeeper::Find(const Wanted& wanted,
-                             const std::function<bool(std::chrono::milliseconds)>& wait) const {
+kolvex_host::Capabilities LiveKeeper::Ask(const kolvex_host::QueryOptions& options) {
+  try {
+    return kolvex_host::RunQuery(surroundings_.library, options,
+                                 [this](std::chrono::milliseconds limit) { return desk_.Pause(limit); });
+  } catch (const Failure& failure) {
+    if (failure.Code() != ExitCode::Login) {
+      throw;
+    }
+    // Without the advice, which is for a command line.
+    throw Failure(ExitCode::Login,
+                  "The camera at " + options.place.Text() + " wants another user name or password.");
+  }
+}
+
+KnownCamera LiveKeeper::Find(const Wanted& wanted) {
+  if (wanted.address.find('@') != std::string::npos) {
+    throw Failure(ExitCode::Usage,
+                  "The address holds no user name or password: they have fields of their own.");
+  }
   kolvex_host::QueryOptions options;
   options.place = kolvex_host::Place::Parse(wanted.address);
   options.login = {wanted.user, wanted.password};
-  const kolvex_host::Capabilities found = kolvex_host::RunQuery(surroundings_.library, options, wait);
+  const kolvex_host::Capabilities found = Ask(options);
   KnownCamera camera{found.ToCamera(options.place.address, options.place.port, wanted.name), options.login};
   if (!wanted.codec.empty()) {
     camera.config.Set("codec", wanted.codec);
@@ -98,8 +113,7 @@ Reply LiveKeeper::AddNow(const Wanted& wanted) {
   if (!wanted.name.empty() && surroundings_.site->Find(wanted.name)) {
     return Refusal(409, "There is a camera of that name.");
   }
-  const KnownCamera camera =
-      Find(wanted, [this](std::chrono::milliseconds limit) { return desk_.Pause(limit); });
+  const KnownCamera camera = Find(wanted);
   if (surroundings_.site->Find(camera.config.name)) {
     return Refusal(409, "There is a camera of that name.");
   }

@@ -1,13 +1,14 @@
 #pragma once
 
-#include <atomic>
-#include <map>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "Capabilities.h"
 #include "Library.h"
-#include "camera/Desk.h"
+#include "QueryRun.h"
+#include "web/Desk.h"
 #include "camera/LiveCamera.h"
 #include "camera/Store.h"
 #include "hub/Doors.h"
@@ -15,7 +16,7 @@
 
 namespace kolvex_console {
 
-/// Makes and ends the cameras of the console, finds out what stands at an address, and keeps them in the folder.
+/// Makes and ends the cameras of the console, finds out what is at an address, and keeps them in the folder.
 /// All of that happens on one desk, one after the other: the library has one query at a time.
 class LiveKeeper final : public Keeper {
  public:
@@ -31,9 +32,6 @@ class LiveKeeper final : public Keeper {
 
   /// A camera that is known. Before the server runs. Throws Failure.
   void Start(const KnownCamera& camera);
-  /// Asks what stands at an address, and gives the camera's record. Throws Failure; ExitCode::Login when it wants
-  /// another login.
-  KnownCamera Find(const Wanted& wanted, const std::function<bool(std::chrono::milliseconds)>& wait) const;
 
   void Add(const Wanted& wanted, Done done) override;
   void Rename(const std::string& from, const std::string& to, Done done) override;
@@ -45,6 +43,9 @@ class LiveKeeper final : public Keeper {
  private:
   void Put(const Done& done, std::function<Reply()> job);
   Reply AddNow(const Wanted& wanted);
+  kolvex_host::Capabilities Ask(const kolvex_host::QueryOptions& options);
+  /// The record of what is at an address. Throws Failure.
+  KnownCamera Find(const Wanted& wanted);
 
   const Surroundings surroundings_;
   Desk desk_;

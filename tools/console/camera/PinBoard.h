@@ -9,7 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "FramePool.h"
-#include "camera/Desk.h"
+#include "web/Desk.h"
 #include "camera/Link.h"
 #include "kolvex/ICaptureIOApi.h"
 #include "web/Http.h"

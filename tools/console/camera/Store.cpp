@@ -1,5 +1,6 @@
 #include "camera/Store.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,6 +26,20 @@ namespace {
 
 constexpr const char* kLogins = "credentials.json";
 
+bool IsOpenToOthers(const std::filesystem::path& folder) {
+  struct stat status {};
+  return stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+         (status.st_mode & (S_IRWXG | S_IRWXO)) != 0;
+}
+
+/// Nothing is in it, or a server's files.
+bool IsOurs(const std::filesystem::path& folder) {
+  std::error_code ignored;
+  return std::filesystem::is_empty(folder, ignored) || std::filesystem::exists(folder / kLogins, ignored) ||
+         std::filesystem::exists(folder / "login", ignored) ||
+         std::filesystem::exists(folder / "lock", ignored);
+}
+
 std::string FileName(const std::string& name) {
   constexpr const char* kDigits = "0123456789abcdef";
   std::string file;
@@ -36,7 +51,8 @@ std::string FileName(const std::string& name) {
       file += {'%', kDigits[byte >> 4U], kDigits[byte & 15U]};
     }
   }
-  return file;
+  // Its file would be that of the logins.
+  return file == "credentials" ? "%63redentials" : file;
 }
 
 std::string Text(const json& value) { return value.dump(2, ' ', false, json::error_handler_t::replace) + "\n"; }
@@ -44,16 +60,17 @@ std::string Text(const json& value) { return value.dump(2, ' ', false, json::err
 }  // namespace
 
 Store::Store(std::filesystem::path folder) : folder_(std::move(folder)) {
-  std::error_code error;
-  if (std::filesystem::create_directories(folder_, error)) {
-    std::filesystem::permissions(folder_, std::filesystem::perms::owner_all, error);
+  if (IsOpenToOthers(folder_) && !IsOurs(folder_)) {
+    throw Failure(ExitCode::Usage, "The folder " + folder_.string() +
+                                       " is open to other users and holds other things: give a folder of its "
+                                       "own, or protect this one with chmod 700.");
   }
-  if (!error && access(folder_.c_str(), W_OK | X_OK) != 0) {
-    error = std::error_code(errno, std::generic_category());
-  }
-  if (error) {
-    throw Failure(ExitCode::Output,
-                  "The folder " + folder_.string() + " can't be written: " + error.message() + ".");
+  MakePrivateFolder(folder_);
+  lock_.emplace(folder_);
+  for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+    if (entry.is_directory() && entry.path().extension() == ".positions") {
+      MakePrivateFolder(entry.path());
+    }
   }
 }
 
@@ -160,8 +177,7 @@ std::shared_ptr<const std::string> Store::Thumbnail(const std::string& camera,
 void Store::SaveThumbnail(const std::string& camera, const std::string& position, std::string_view jpeg) const {
   // File names have their limit; such a position has no picture after the next start.
   if (IsKept() && FileName(position).size() < 200) {
-    std::error_code ignored;
-    std::filesystem::create_directory(ThumbnailsOf(camera), ignored);
+    MakePrivateFolder(ThumbnailsOf(camera));
     WritePrivateFile(ThumbnailsOf(camera) / (FileName(position) + ".jpg"), jpeg);
   }
 }

@@ -2,11 +2,13 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "CameraConfig.h"
 #include "Credentials.h"
+#include "camera/FolderLock.h"
 
 namespace kolvex_console {
 
@@ -25,10 +27,14 @@ struct KnownCamera {
 class Store {
  public:
   Store() = default;
-  /// Makes the folder if there is none. Throws Failure (ExitCode::Output) when it can't be written.
+  /// Makes the folder if there is none, closes it to other users, and keeps other servers out of it. Throws Failure
+  /// (ExitCode::Output) when that fails, and (ExitCode::Usage) for an open folder that holds only other things:
+  /// closing that would be a surprise.
   explicit Store(std::filesystem::path folder);
 
   bool IsKept() const { return !folder_.empty(); }
+  /// The server that had the folder before was killed: heads may still move.
+  bool WasKilled() const { return lock_ && lock_->WasKilled(); }
   /// The cameras of the folder by name. A file that can't be used is left out, and @p skipped gets a sentence.
   std::vector<KnownCamera> Load(std::vector<std::string>& skipped) const;
   /// Throws Failure (ExitCode::Output); nothing is changed then.
@@ -47,6 +53,7 @@ class Store {
   void WriteLogin(const std::string& address, const kolvex_host::Login* login) const;
 
   std::filesystem::path folder_;
+  std::optional<FolderLock> lock_;
 };
 
 }  // namespace kolvex_console

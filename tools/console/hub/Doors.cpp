@@ -12,7 +12,9 @@ using nlohmann::json;
 
 namespace {
 
+constexpr std::string_view kGet = "GET";
 constexpr const char* kJpeg = "image/jpeg";
+constexpr const char* kNoCamera = "There is no camera of that name.";
 constexpr std::size_t kLongestText = 256;  // bytes, of any text in a body
 /// A snapshot that is younger may be given twice.
 constexpr std::chrono::seconds kFresh{1};
@@ -23,6 +25,18 @@ constexpr std::chrono::seconds kSnapshotWait{5};
 struct BadBody {
   std::string sentence;
 };
+
+/// ASCII's control characters, and in UTF-8 the further ones of ISO 8859 (C1, U+0080 to U+009F).
+bool HasControl(std::string_view text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : '\0');
+    if (byte < 0x20 || byte == 0x7f || (byte == 0xc2 && next >= 0x80 && next <= 0x9f)) {
+      return true;
+    }
+  }
+  return false;
+}
 
 std::string Text(const json& body, const char* member, bool isNeeded = true) {
   const auto found = body.find(member);
@@ -36,13 +50,38 @@ std::string Text(const json& body, const char* member, bool isNeeded = true) {
     throw BadBody{std::string("\"") + member + "\" must be a text."};
   }
   std::string text = found->get<std::string>();
-  const bool hasControl =
-      std::any_of(text.begin(), text.end(), [](unsigned char each) { return each < 0x20 || each == 0x7f; });
-  if (text.size() > kLongestText || hasControl || (isNeeded && text.empty())) {
+  if (text.size() > kLongestText || HasControl(text) || (isNeeded && text.empty())) {
     throw BadBody{std::string("\"") + member + "\" must have 1 to " + std::to_string(kLongestText) +
                   " bytes and no control characters."};
   }
   return text;
+}
+
+/// True when nothing is to be seen: Unicode's blanks and characters without width.
+bool IsBlank(std::string_view text) {
+  constexpr std::string_view kBlanks[] = {" ",      "\u00a0", "\u00ad", "\u1680", "\u2000", "\u2001", "\u2002",
+                                          "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008", "\u2009",
+                                          "\u200a", "\u200b", "\u200c", "\u200d", "\u200e", "\u200f", "\u202f",
+                                          "\u205f", "\u2060", "\u3000", "\ufeff"};
+  while (!text.empty()) {
+    const auto* const blank = std::find_if(std::begin(kBlanks), std::end(kBlanks),
+                                           [&](std::string_view each) { return text.starts_with(each); });
+    if (blank == std::end(kBlanks)) {
+      return false;
+    }
+    text.remove_prefix(blank->size());
+  }
+  return true;
+}
+
+/// A name that something gets. Empty only when it isn't needed.
+std::string Name(const json& body, bool isNeeded = true) {
+  std::string name = Text(body, "name", isNeeded);
+  if (!name.empty() && (IsBlank(name) || name == "." || name == "..")) {
+    throw BadBody{
+        R"(A name needs something to see, and can't be "." or "..", which a browser takes for folders.)"};
+  }
+  return name;
 }
 
 int Number(const json& body, const char* member, int least, int most) {
@@ -67,6 +106,20 @@ std::string Reason(const Camera& camera) {
   const json state = json::parse(*camera.State().json, nullptr, false);
   const auto why = state.find("why");
   return why != state.end() && why->is_string() ? why->get<std::string>() : "The camera shows no picture yet.";
+}
+
+/// The file of the page at a path; null when there is none.
+const PageFile* FindPage(const std::vector<std::string>& path) {
+  if (path.size() > 1) {
+    return nullptr;
+  }
+  const std::string wanted = "/" + (path.empty() ? "index.html" : path[0]);
+  for (const PageFile& file : PageFiles()) {
+    if (wanted == file.path) {
+      return &file;
+    }
+  }
+  return nullptr;
 }
 
 Reply Jpeg(const Picture& picture) {
@@ -122,11 +175,15 @@ void DoorTable::Open(const Request& request, const Respond& respond) {
         Serve(door, {request, respond, nullptr, {}});
         return;
       }
-      allowed += (allowed.empty() ? "" : ", ") + std::string(door.method);
+      allowed += (allowed.empty() ? "" : ", ") + std::string(door.method == kGet ? "GET, HEAD" : door.method);
     }
   }
-  if (request.method == "GET" && ServePage(request, respond)) {
-    return;
+  if (const PageFile* const file = FindPage(request.path)) {
+    if (request.method == kGet) {
+      respond(Reply{200, file->type, std::string(file->content.begin(), file->content.end()), {}});
+      return;
+    }
+    allowed = "GET, HEAD";
   }
   if (allowed.empty()) {
     respond(Refusal(404, "There is nothing by that path."));
@@ -141,33 +198,23 @@ void DoorTable::Serve(const Door& door, Visit visit) {
   if (door.path[1] == "*") {
     visit.camera = site_->Find(visit.request.path[1]);
     if (!visit.camera) {
-      visit.respond(Refusal(404, "There is no camera of that name."));
+      visit.respond(Refusal(404, kNoCamera));
       return;
     }
   }
   try {
     if (visit.request.method == "POST") {
+      // A form on another page can send three types without asking the server first, and JSON is none of them.
+      if (!visit.request.isJson) {
+        visit.respond(Refusal(415, "The body must be JSON, with Content-Type: application/json."));
+        return;
+      }
       visit.body = ParseBody(visit.request.body);
     }
     (this->*door.serve)(visit);
   } catch (const BadBody& bad) {
     visit.respond(Refusal(400, bad.sentence));
   }
-}
-
-bool DoorTable::ServePage(const Request& request, const Respond& respond) const {
-  if (request.path.size() > 1) {
-    return false;
-  }
-  const std::string path = "/" + (request.path.empty() ? "index.html" : request.path[0]);
-  const auto files = PageFiles();
-  const auto file =
-      std::find_if(files.begin(), files.end(), [&](const PageFile& each) { return path == each.path; });
-  if (file == files.end()) {
-    return false;
-  }
-  respond(Reply{200, file->type, std::string(file->content.begin(), file->content.end()), {}});
-  return true;
 }
 
 void DoorTable::ListCameras(Visit& visit) {
@@ -181,7 +228,7 @@ void DoorTable::ListCameras(Visit& visit) {
 void DoorTable::AddCamera(Visit& visit) {
   const json& body = visit.body;
   outside_.keeper->Add({.address = Text(body, "address"),
-                        .name = Text(body, "name", false),
+                        .name = Name(body, false),
                         .user = Text(body, "user", false),
                         .password = Text(body, "password", false),
                         .codec = Text(body, "codec", false)},
@@ -192,7 +239,7 @@ void DoorTable::ChangeCamera(Visit& visit) {
   const std::string& name = visit.request.path[1];
   const std::string action = Text(visit.body, "action");
   if (action == "rename") {
-    outside_.keeper->Rename(name, Text(visit.body, "name"), visit.respond);
+    outside_.keeper->Rename(name, Name(visit.body), visit.respond);
   } else if (action == "remove") {
     outside_.keeper->Remove(name, visit.respond);
   } else {
@@ -266,7 +313,8 @@ void DoorTable::UsePosition(Visit& visit) {
   if (action != "store" && action != "go" && action != "delete") {
     throw BadBody{R"("action" must be "store", "go" or "delete".)"};
   }
-  visit.camera->UsePosition(action, Text(visit.body, "name"), visit.respond);
+  visit.camera->UsePosition(action, action == "store" ? Name(visit.body) : Text(visit.body, "name"),
+                            visit.respond);
 }
 
 void DoorTable::Simulate(Visit& visit) { visit.camera->Simulate(Text(visit.body, "fault"), visit.respond); }
@@ -274,6 +322,10 @@ void DoorTable::Simulate(Visit& visit) { visit.camera->Simulate(Text(visit.body,
 void DoorTable::ShowWall(Visit& visit) {
   std::set<std::string> only;
   if (const auto camera = visit.request.query.find("camera"); camera != visit.request.query.end()) {
+    if (!site_->Find(camera->second)) {
+      visit.respond(Refusal(404, kNoCamera));
+      return;
+    }
     only.insert(camera->second);
   }
   visit.respond(std::make_unique<WallOutlet>(site_, std::move(only)));

@@ -72,7 +72,6 @@ class DoorTable {
   static const Door kDoors[];
 
   void Serve(const Door& door, Visit visit);
-  bool ServePage(const Request& request, const Respond& respond) const;
 
   void ListCameras(Visit& visit);
   void AddCamera(Visit& visit);

@@ -22,8 +22,16 @@ function tileOf(name) {
 }
 
 function leave() {
+  const name = single?.name;
   history.replaceState(null, "", location.pathname);
   arrange();
+  tiles.get(name)?.button.focus({preventScroll: true});
+}
+
+// The server's word of it may come later, or have come already.
+function renamed(from, to) {
+  names = names.map((each) => each === from ? to : each);
+  location.hash = encodeURIComponent(to);
 }
 
 const events = {
@@ -73,10 +81,11 @@ function arrange() {
   if (isSingle) {
     const tile = tileOf(name);
     if (!single) {
-      single = {name, panel: new Panel(name, {rename: (to) => location.hash = encodeURIComponent(to), removed: leave})};
+      single = {name, panel: new Panel(name, {rename: (to) => renamed(name, to), removed: leave})};
       find("panel").replaceChildren(single.panel.element);
       single.panel.showLog(lines);
       if (tile.state) single.panel.update(tile.state, false);
+      find("back").focus({preventScroll: true});
     }
     tile.element.onwheel = (event) => single?.panel.head?.wheel(event);
     find("stage").replaceChildren(tile.element);
@@ -143,6 +152,7 @@ form.addEventListener("submit", async (event) => {
   event.preventDefault();
   const button = form.querySelector("[type=submit]");
   const facts = Object.fromEntries(new FormData(form));
+  for (const field of ["address", "name", "user"]) facts[field] = facts[field].trim();
   button.disabled = true;
   say(find("add-result"), "Asking the camera…");
   try {

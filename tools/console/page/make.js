@@ -16,6 +16,25 @@ export function say(element, words) {
   if (element.textContent !== words) element.textContent = words;
 }
 
+// For what can't be undone: the first click asks, the second one does it.
+export function twice(button, question, act) {
+  const words = button.textContent;
+  const label = button.getAttribute("aria-label");
+  let asked = false;
+  const ask = (now) => {
+    asked = now;
+    say(button, now ? question : words);
+    if (label) button.setAttribute("aria-label", now ? question : label);
+    button.classList.toggle("asks", now);
+  };
+  button.addEventListener("click", () => {
+    if (asked) act();
+    ask(!asked);
+  });
+  button.addEventListener("blur", () => ask(false));
+  return button;
+}
+
 export async function post(path, body, options = {}) {
   const reply = await fetch(path, {
     method: "POST", headers: {"Content-Type": "application/json"}, body: JSON.stringify(body), ...options,

@@ -1,5 +1,5 @@
 // What can be seen and done of one camera beside its picture.
-import {door, make, post, say} from "/make.js";
+import {door, make, post, say, twice} from "/make.js";
 import {Head} from "/head.js";
 import {Plots} from "/plots.js";
 
@@ -12,7 +12,7 @@ export class Panel {
     this.facts = make("dl", {class: "facts-list"});
     this.head = null;
     this.headBox = make("section", {hidden: true}, make("h2", {}, "Head and lens"));
-    this.positionList = make("ul", {class: "positions"});
+    this.positionList = make("ul", {class: "positions", "aria-label": "Stored positions"});
     this.freeSlots = make("p", {class: "note"});
     this.positionName = make("input", {"aria-label": "Name of the new position", placeholder: "Name", maxlength: 64, required: true});
     this.positionBox = make("section", {hidden: true}, make("h2", {}, "Stored positions"), this.positionList,
@@ -44,17 +44,12 @@ export class Panel {
 
   manage() {
     const name = make("input", {"aria-label": "New name", value: this.name, maxlength: 64, required: true});
-    const remove = make("button", {type: "button", onclick: () => {
-      if (!remove.dataset.sure) {
-        remove.dataset.sure = "yes";
-        remove.textContent = "Remove it, really";
-        return;
-      }
-      this.act(() => post(door(this.name), {action: "remove"}).then(() => this.actions.removed()));
-    }}, "Remove");
+    const remove = twice(make("button", {type: "button"}, "Remove"), "Remove it, really", () =>
+      this.act(() => post(door(this.name), {action: "remove"}).then(() => this.actions.removed())));
     return make("form", {class: "row", onsubmit: (event) => {
       event.preventDefault();
-      this.act(() => post(door(this.name), {action: "rename", name: name.value}).then(() => this.actions.rename(name.value)));
+      const to = name.value.trim();
+      this.act(() => post(door(this.name), {action: "rename", name: to}).then(() => this.actions.rename(to)));
     }}, name, make("button", {type: "submit"}, "Rename"), remove);
   }
 
@@ -105,7 +100,7 @@ export class Panel {
   buildOutputs(state) {
     const buttons = state.outputs.map((output, i) => {
       const isHigh = output.state === "high";
-      return make("button", {type: "button", "data-output": i + 1, role: "switch", "aria-checked": String(isHigh), "aria-pressed": String(isHigh), onclick: () =>
+      return make("button", {type: "button", "data-output": i + 1, role: "switch", "aria-checked": String(isHigh), onclick: () =>
         this.act(() => post(door(this.name, "outputs"), {output: i + 1, state: isHigh ? "low" : "high"}))},
       "Output " + (i + 1) + (output.state === "unknown" ? "" : isHigh ? " high" : " low"));
     });
@@ -125,11 +120,11 @@ export class Panel {
         make("img", {src: door(this.name, "positions/" + encodeURIComponent(position.name)) + "?" + position.picture, alt: ""}) :
         make("span", {class: "blank"});
       return make("li", {},
-        make("button", {type: "button", class: "go" + (state.position === position.name ? " here" : ""), "data-position": position.name, onclick: () =>
+        make("button", {type: "button", class: "go" + (state.position === position.name ? " here" : ""), "data-position": position.name, "aria-current": state.position === position.name ? "true" : null, onclick: () =>
           this.act(() => post(door(this.name, "positions"), {action: "go", name: position.name}))},
         picture, make("span", {class: "label"}, position.name)),
-        make("button", {type: "button", class: "delete", "aria-label": "Delete the position " + position.name, onclick: () =>
-          this.act(() => post(door(this.name, "positions"), {action: "delete", name: position.name}))}, "×"));
+        twice(make("button", {type: "button", class: "delete", "aria-label": "Delete the position " + position.name}, "×"), "Delete it, really", () =>
+          this.act(() => post(door(this.name, "positions"), {action: "delete", name: position.name}))));
     }));
   }
 

@@ -152,7 +152,6 @@ void Connection::Judge() {
       .origin = View(message[http::field::origin]),
       .fetchSite = View(message["Sec-Fetch-Site"]),
       .fetchMode = View(message["Sec-Fetch-Mode"]),
-      .contentType = View(message[http::field::content_type]),
   };
   if (const auto refusal = Refuse(claims, server_.options_.names)) {
     Send(*refusal);
@@ -191,6 +190,7 @@ void Connection::PassOn() {
     Send(Refusal(400, "The request's path can't be read."));
     return;
   }
+  request.isJson = IsJson(View(message[http::field::content_type]));
   request.body = std::move(message.body());
   server_.doors_(request, MakeRespond());
 }

@@ -44,11 +44,6 @@ bool IsOurs(const std::string& host, const std::set<std::string>& names) {
   return host == "localhost" || host.ends_with(".localhost") || IsAddress(host) || names.contains(host);
 }
 
-bool IsJson(std::string_view contentType) {
-  const std::string type = Lower(contentType.substr(0, contentType.find(';')));
-  return type.substr(0, type.find_last_not_of(" \t") + 1) == "application/json";
-}
-
 }  // namespace
 
 std::optional<Reply> Refuse(const Claims& claims, const std::set<std::string>& names) {
@@ -75,10 +70,6 @@ std::optional<Reply> Refuse(const Claims& claims, const std::set<std::string>& n
       claims.fetchSite.empty() || claims.fetchSite == "same-origin" || claims.fetchSite == "none";
   if (!isOwnPage && !(isRead && claims.fetchMode == "navigate")) {
     return Refusal(403, "Requests of pages from elsewhere aren't taken.");
-  }
-  // A form on another page can send three types without asking the server first, and JSON is none of them.
-  if (!isRead && !IsJson(claims.contentType)) {
-    return Refusal(415, "The body must be JSON, with Content-Type: application/json.");
   }
   return std::nullopt;
 }

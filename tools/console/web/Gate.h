@@ -17,7 +17,6 @@ struct Claims {
   std::string_view origin;
   std::string_view fetchSite;  ///< Sec-Fetch-Site, of W3C Fetch Metadata
   std::string_view fetchMode;
-  std::string_view contentType;
 };
 
 /// Keeps out what other pages in the same browser send to this server (cross-site requests), and pages of

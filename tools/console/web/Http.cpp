@@ -1,6 +1,7 @@
 #include "web/Http.h"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 
 #include <nlohmann/json.hpp>
@@ -51,6 +52,14 @@ Reply JsonReply(const nlohmann::json& value, unsigned status) {
 }
 
 Reply Refusal(unsigned status, const std::string& sentence) { return JsonReply({{"error", sentence}}, status); }
+
+bool IsJson(std::string_view contentType) {
+  std::string_view type = contentType.substr(0, contentType.find(';'));
+  type = type.substr(0, type.find_last_not_of(" \t") + 1);
+  constexpr std::string_view kJson = "application/json";
+  return std::equal(type.begin(), type.end(), kJson.begin(), kJson.end(),
+                    [](unsigned char given, char expected) { return std::tolower(given) == expected; });
+}
 
 bool ParseTarget(std::string_view target, Request& into) {
   std::string_view path = Cut(target, '?');

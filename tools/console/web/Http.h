@@ -15,12 +15,13 @@
 
 namespace kolvex_console {
 
-/// One request that has passed the gate: who asked is allowed to, and a POST has a JSON body.
+/// One request that has passed the gate: who asked is allowed to.
 struct Request {
   std::string method;                        ///< GET (HEAD counts as such) or POST
   std::vector<std::string> path;             ///< segments, percent-decoded; "/" has none
   std::map<std::string, std::string> query;  ///< percent-decoded; the last one of a name counts
-  std::string body;                          ///< bounded by Limits::kBody
+  bool isJson = false;                       ///< that is what the body's type says
+  std::string body;                          ///< bounded by Limits::body
 };
 
 /// A whole answer.
@@ -41,6 +42,9 @@ using Doors = std::function<void(const Request&, Respond)>;
 /// A failure for a program and a person: {"error": sentence}.
 Reply Refusal(unsigned status, const std::string& sentence);
 Reply JsonReply(const nlohmann::json& value, unsigned status = 200);
+
+/// Of a Content-Type field (RFC 9110, 8.3), whatever its parameters.
+bool IsJson(std::string_view contentType);
 
 /// Splits and decodes a request's target. False when an escape is broken, or decodes to a control character.
 bool ParseTarget(std::string_view target, Request& into);

@@ -14,6 +14,7 @@
 #include <optional>
 
 #include "Failure.h"
+#include "Place.h"
 
 namespace kolvex_console {
 
@@ -100,8 +101,8 @@ Listening OpenListening(std::string_view place) {
   const auto address = Parse(place);
   if (!address) {
     throw Failure(ExitCode::Usage,
-                  "\"" + std::string(place) +
-                      "\" is no address to listen at: it must be ADDRESS:PORT, like 127.0.0.1:8088.");
+                  kolvex_host::Quoted(place) +
+                      " is no address to listen at: it must be ADDRESS:PORT, like 127.0.0.1:8088.");
   }
   const bool six = address->any.sa_family == AF_INET6;
   const int descriptor = socket(address->any.sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0);

@@ -19,7 +19,6 @@ using kolvex_host::Failure;
 namespace {
 
 constexpr const char* kScrypt = "$7$";
-constexpr std::size_t kMostWaiting = 16;
 constexpr std::chrono::seconds kPauseAfterWrong{1};
 
 /// Compares without telling by its time how much was right.
@@ -101,17 +100,6 @@ bool LoginFile::Holds(const std::string& user, const std::string& password) cons
   return Same(user, user_) && passwordIsRight;
 }
 
-LoginCheck::LoginCheck(LoginFile file) : file_(std::move(file)), thread_([this] { Work(); }) {}
-
-LoginCheck::~LoginCheck() {
-  {
-    const std::lock_guard guard(lock_);
-    ended_ = true;
-  }
-  wake_.notify_all();
-  thread_.join();
-}
-
 std::optional<LoginCheck::Result> LoginCheck::Known(std::string_view authorization) const {
   if (authorization.empty()) {
     return Result::Wrong;
@@ -123,37 +111,21 @@ std::optional<LoginCheck::Result> LoginCheck::Known(std::string_view authorizati
   return std::nullopt;
 }
 
-void LoginCheck::Check(std::string authorization, std::function<void(Result)> then) {
-  {
-    const std::lock_guard guard(lock_);
-    if (jobs_.size() < kMostWaiting) {
-      jobs_.push_back({std::move(authorization), std::move(then)});
-      wake_.notify_all();
-      return;
+void LoginCheck::Check(const std::string& authorization, const std::function<void(Result)>& then) {
+  const bool taken = desk_.Put([this, authorization, then] {
+    // Another request may have brought it meanwhile.
+    const bool isRight = Known(authorization) == Result::Right || IsRight(authorization);
+    if (isRight) {
+      const std::lock_guard guard(lock_);
+      right_ = authorization;
     }
-  }
-  then(Result::Busy);
-}
-
-void LoginCheck::Work() {
-  std::unique_lock guard(lock_);
-  for (;;) {
-    wake_.wait(guard, [this] { return ended_ || !jobs_.empty(); });
-    if (ended_) {
-      return;
+    then(isRight ? Result::Right : Result::Wrong);
+    if (!isRight) {
+      desk_.Pause(kPauseAfterWrong);
     }
-    const Job job = std::move(jobs_.front());
-    jobs_.pop_front();
-    const bool known = !right_.empty() && Same(job.authorization, right_);
-    guard.unlock();
-    const bool right = known || IsRight(job.authorization);
-    job.then(right ? Result::Right : Result::Wrong);
-    guard.lock();
-    if (right) {
-      right_ = job.authorization;
-    } else {
-      wake_.wait_for(guard, kPauseAfterWrong, [this] { return ended_; });
-    }
+  });
+  if (!taken) {
+    then(Result::Busy);
   }
 }
 

@@ -1,14 +1,13 @@
 #pragma once
 
-#include <condition_variable>
-#include <deque>
 #include <filesystem>
 #include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
+
+#include "web/Desk.h"
 
 namespace kolvex_console {
 
@@ -33,36 +32,25 @@ class LoginFile {
 /// Decides on the Authorization field of requests (Basic, RFC 7617).
 ///
 /// A browser sends it with each request and scrypt is slow, so the field that was right last is remembered. What
-/// is new is checked on a thread of its own, one at a time, with a pause after each wrong one; when many wait,
+/// is new is checked on a desk, one at a time, with a pause after each wrong one; when many wait,
 /// further ones are refused at once, so that guessing is slow and costs one thread.
 class LoginCheck {
  public:
-  explicit LoginCheck(LoginFile file);
-  ~LoginCheck();
-  LoginCheck(const LoginCheck&) = delete;
-  LoginCheck& operator=(const LoginCheck&) = delete;
+  explicit LoginCheck(LoginFile file) : file_(std::move(file)) {}
 
   enum class Result { Right, Wrong, Busy };
   /// What is known at once; nothing when it must be checked.
   std::optional<Result> Known(std::string_view authorization) const;
-  /// @p then runs on the check's thread.
-  void Check(std::string authorization, std::function<void(Result)> then);
+  /// @p then runs on the desk's thread.
+  void Check(const std::string& authorization, const std::function<void(Result)>& then);
 
  private:
-  struct Job {
-    std::string authorization;
-    std::function<void(Result)> then;
-  };
-  void Work();
   bool IsRight(std::string_view authorization) const;
 
   const LoginFile file_;
   mutable std::mutex lock_;
-  std::condition_variable wake_;
-  std::string right_;     // guarded by lock_; the field that was right last, empty before
-  std::deque<Job> jobs_;  // guarded by lock_
-  bool ended_ = false;    // guarded by lock_
-  std::thread thread_;
+  std::string right_;  // guarded by lock_; the field that was right last, empty before
+  Desk desk_;          // the last: its thread ends first
 };
 
 }  // namespace kolvex_console

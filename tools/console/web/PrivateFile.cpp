@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <system_error>
 
 #include "Failure.h"
 
@@ -55,6 +56,21 @@ void WritePrivateFile(const std::filesystem::path& path, std::string_view conten
   if (const int folder = open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); folder >= 0) {
     fsync(folder);
     close(folder);
+  }
+}
+
+void MakePrivateFolder(const std::filesystem::path& folder) {
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  if (!error) {
+    std::filesystem::permissions(folder, std::filesystem::perms::owner_all, error);
+  }
+  if (!error && access(folder.c_str(), W_OK | X_OK) != 0) {
+    error = std::error_code(errno, std::generic_category());
+  }
+  if (error) {
+    throw Failure(ExitCode::Output,
+                  "The folder " + folder.string() + " can't be written: " + error.message() + ".");
   }
 }
 

@@ -9,6 +9,9 @@ namespace kolvex_console {
 /// Failure (ExitCode::Output) with file and reason; the old file is then as it was.
 void WritePrivateFile(const std::filesystem::path& path, std::string_view content);
 
+/// Makes a folder of its owner's alone, or one that is there so. Throws Failure (ExitCode::Output).
+void MakePrivateFolder(const std::filesystem::path& folder);
+
 /// Throws Failure (ExitCode::Usage) when there is no such file, or when others than its owner may open it.
 void RefuseSharedFile(const std::filesystem::path& path);
 

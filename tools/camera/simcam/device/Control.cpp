@@ -88,7 +88,7 @@ constexpr std::array kCommands = {
     Command{"lose", SetRate<&PacketFaults::lose>, "RATE     RTP packets that are never sent"},
     Command{"duplicate", SetRate<&PacketFaults::duplicate>, "RATE     RTP packets that are sent twice"},
     Command{"reorder", SetRate<&PacketFaults::reorder>,
-            "RATE     RTP packets that are sent behind their successor"},
+            "RATE     RTP packets that are sent after their successor"},
     Command{"truncate", SetRate<&PacketFaults::truncate>,
             "RATE     RTP packets that are cut to a random length"},
     Command{"corrupt", SetRate<&PacketFaults::corrupt>,

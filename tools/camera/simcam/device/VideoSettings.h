@@ -33,7 +33,7 @@ struct PictureSize {
 /// The words of a group's CGI for picture sizes, for people.
 std::string ResolutionNames(Group group);
 
-/// The picture size behind a resolution's word; 0 by 0 when the group doesn't know the word.
+/// The picture size of a resolution's word; 0 by 0 when the group doesn't know the word.
 PictureSize SizeOf(Group group, std::string_view resolution, bool ntsc);
 
 /// The stream that these settings make.

@@ -17,7 +17,7 @@ struct RtspRequest {
   /// The path of the URI: what follows rtsp://host:port, at least "/".
   std::string path() const;
 
-  /// The two numbers behind "client_port=" of the Transport header; nothing unless both are ports.
+  /// The two numbers after "client_port=" of the Transport header; nothing unless both are ports.
   std::optional<std::pair<std::uint16_t, std::uint16_t>> clientPorts() const;
 
   /// Takes the first whole request out of the bytes received so far; nothing while it isn't complete.

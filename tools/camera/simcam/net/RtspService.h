@@ -12,14 +12,14 @@
 
 namespace simcam {
 
-/// What RTSP needs of the camera behind it.
+/// What RTSP needs of its camera.
 class RtspHost {
  public:
   virtual ~RtspHost() = default;
   virtual Group group() const = 0;
   virtual std::string address() const = 0;
   virtual std::string sessionDescription() const = 0;  ///< SDP
-  /// Notes the request and tells how its reply is to be spoiled.
+  /// Notes the request and says how its reply is to be spoiled.
   virtual std::optional<ReplyFault> OnRtspRequest(const RtspRequest& request) = 0;
   /// A stream to the client, not yet playing; null when no ports are left. The host owns it.
   /// A player gets JPEG in the layout of RFC 2435 alone, whatever the firmware sends its own clients.
@@ -31,7 +31,7 @@ class RtspHost {
 };
 
 /// Speaks RTSP (RFC 2326) as the cameras do, whose clients read replies by line position: the lines of each
-/// reply and their order are those of the firmware, and group 2 has one more header straight behind CSeq.
+/// reply and their order are those of the firmware, and group 2 has one more header right after CSeq.
 /// A client that names itself, as players do, may ask for any path; what it gets doesn't depend on it.
 /// The sessions of a connection end with it.
 class RtspService : public ConnectionHandler {
@@ -49,7 +49,7 @@ class RtspService : public ConnectionHandler {
   struct Reply {
     unsigned status = 200;
     const char* reason = "OK";
-    std::vector<std::string> headers;  ///< behind CSeq
+    std::vector<std::string> headers;  ///< after CSeq
     std::string body;
   };
   Reply Answer(const RtspRequest& request);

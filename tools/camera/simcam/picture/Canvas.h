@@ -46,7 +46,7 @@ void FillRounded(cairo_t* c, double x, double y, double width, double height, do
 void FillCircle(cairo_t* c, double x, double y, double radius, const Colour& colour);
 void FillGlow(cairo_t* c, double x, double y, double radius, const Colour& colour);
 
-/// A text whose middle stands at x and whose baseline stands at y.
+/// A text whose middle is at x and whose baseline is at y.
 void DrawCentred(cairo_t* c, double x, double y, double size, const char* text, const Colour& colour);
 
 /// The drawing's own small generator, so that the scene looks the same everywhere.

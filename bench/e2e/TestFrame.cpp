@@ -1,4 +1,4 @@
-#include "TestFrame.h"
+#include "e2e/TestFrame.h"
 
 #include <algorithm>
 

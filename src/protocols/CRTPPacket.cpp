@@ -1,4 +1,4 @@
-#include "protocols/RtpHeader.h"
+#include "protocols/CRTPPacket.h"
 
 #include <cstring>
 

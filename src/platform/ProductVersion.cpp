@@ -1,8 +1,11 @@
-#include "platform/VersionResource.h"
+#include "platform/ProductVersion.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <string>
+
+#include "platform/HostProcess.h"
 
 namespace sarnevo::platform {
 
@@ -194,6 +197,18 @@ std::optional<Version> ReadVersionResource(const ByteSource& file) {
   }
   return Version{info->U16(kProductVersionHigh + 2), info->U16(kProductVersionHigh),
                  info->U16(kProductVersionLow + 2), info->U16(kProductVersionLow)};
+}
+
+// The file is read in small pieces: a few headers are wanted, not its megabytes. Nothing is mapped, since a file that
+// shrinks under a mapping ends the process.
+std::optional<Version> ReadProductVersion(std::string_view name) {
+  const auto folder = HostExecutableFolder();
+  File file;
+  if (!folder || file.Open((*folder + '/').append(name), File::Access::Read, File::IfMissing::Fail) !=
+                     File::OpenResult::Opened) {
+    return std::nullopt;
+  }
+  return ReadVersionResource(file);
 }
 
 }  // namespace sarnevo::platform

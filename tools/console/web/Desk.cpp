@@ -1,4 +1,4 @@
-#include "camera/Desk.h"
+#include "web/Desk.h"
 
 namespace kolvex_console {
 
