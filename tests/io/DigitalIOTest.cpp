@@ -33,13 +33,8 @@ using kolvex_test::Reply;
 using kolvex_test::ScriptedServer;
 
 constexpr u32 kPollMs = 3;
-// What a stop by force may take beyond its time-out, milliseconds. The sanitizers' programs run several times as long,
-// on machines that are busy with other tests too.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// What a stop by force may take beyond its time-out, milliseconds, also under a sanitizer on a busy machine.
 constexpr u64 kStopSlack = 500;
-#else
-constexpr u64 kStopSlack = 100;
-#endif
 constexpr platform::Milliseconds kLimit{10'000};
 
 // Digital I/O with a camera that is a handful of fields.
