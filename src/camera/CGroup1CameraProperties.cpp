@@ -56,10 +56,12 @@ bool CGroup1CameraProperties::ReadProperties(Web::HttpRequest* request, CCameraP
   };
   if (ask("comport.cgi?action=retrieve")) {
     const auto device = ValueIn(TextOf(body), "serial_device", kValueStop);
-    properties->SetPTZ(device && ParseDecimal(*device) != 0);
+    if (device && ParseDecimal(*device) != 0) {
+      properties->SetPTZ(true);
+    }
   }
-  if (ask("multimedia.cgi?action=retrieve")) {
-    properties->SetAudio(ValueIn(TextOf(body), "aformat", kValueStop).has_value());  // whatever it is
+  if (ask("multimedia.cgi?action=retrieve") && ValueIn(TextOf(body), "aformat", kValueStop)) {
+    properties->SetAudio(true);  // whatever it is
   }
   if (ask("gpio.cgi?action=retrieve")) {
     properties->SetInputCount(CountOf("gpio", TextOf(body)));

@@ -253,7 +253,7 @@ bool HttpReply::IsChunked() const noexcept { return (parser_->flags & F_CHUNKED)
 // The size alone: what extensions (RFC 9112, 7.1.1) say is nobody's business either.
 HttpError HttpReply::TakeChunkSize(std::string_view line) {
   const auto size = Number(Trimmed(line.substr(0, line.find(';'))), 16);
-  if (!size || *size == kUntilEnd) {
+  if (!size || *size > kUntilEnd - 16) {  // http_parser's bound
     return HttpError::InvalidReply;
   }
   left_ = *size;

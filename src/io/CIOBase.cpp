@@ -181,8 +181,14 @@ void CIOBase::ApplyOutput(u32 index, u32 state) {
     const COptexGuard guard(statesLock_);
     changed = Remember(outputs_, GetOutputCount(), index, state);
   }
+  if (changed) {
+    SendOutput(index, state);
+  }
+}
+
+void CIOBase::SendOutput(u32 index, u32 state) {
   try {
-    if (!changed || WriteOutput(index, state)) {
+    if (WriteOutput(index, state)) {
       return;
     }
   } catch (...) {

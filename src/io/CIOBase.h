@@ -71,6 +71,7 @@ class CIOBase : public ICaptureIOApi, public std::enable_shared_from_this<CIOBas
   bool EndThreads();
   void InitOutputs();
   void ResetStates() noexcept;
+  void SendOutput(u32 index, u32 state);
   void PollInputs();
   void ReportFailure() noexcept;
 

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "camera/CgiText.h"
 #include "camera/ReplyBody.h"
@@ -122,12 +123,13 @@ bool CGroup1PTZComm::SendAutomatic(Web::HttpRequest& http, const std::string& te
 }
 
 bool CGroup1PTZComm::ProcessPresetCommand(PresetOperation operation, u32 slot) {
-  const std::string text = Commands().PresetCommand(operation, slot);
+  std::string text = Commands().PresetCommand(operation, slot);
   if (presetRequest_.Send("GET", text.c_str(), false)) {
     return true;
   }
   if (ShouldLogFailure()) {
-    ReportNotSent({"sarnevo::CGroup1PTZComm::ProcessPresetCommand", text, presetRequest_.GetStatusCode()});
+    ReportNotSent(
+        {"sarnevo::CGroup1PTZComm::ProcessPresetCommand", std::move(text), presetRequest_.GetStatusCode()});
   }
   return false;
 }

@@ -15,6 +15,15 @@ namespace {
 constexpr u32 kSlots = 32;
 constexpr u32 kFixedSlots = 64;
 
+i32 CopyNameToBuffer(const std::wstring& name, char* buffer, u32 bufferSize) {
+  const std::string text = ToUtf8(name);
+  if (buffer == nullptr || text.size() >= bufferSize) {
+    return PtzInvalidArgument;
+  }
+  std::memcpy(buffer, text.c_str(), text.size() + 1);
+  return PtzDone;
+}
+
 }  // namespace
 
 CPTZControl::CPTZControl(CPTZHandler* handler, u32 channel)
@@ -151,15 +160,7 @@ template <typename Find>
 i32 CPTZControl::NameInto(char* buffer, u32 bufferSize, Find find) noexcept {
   return Inside<i32>(PtzNoPreposition, [&]() -> i32 {
     std::wstring name;
-    if (!find(name)) {
-      return PtzNoPreposition;
-    }
-    const std::string text = ToUtf8(name);
-    if (buffer == nullptr || text.size() >= bufferSize) {
-      return PtzInvalidArgument;
-    }
-    std::memcpy(buffer, text.c_str(), text.size() + 1);
-    return PtzDone;
+    return find(name) ? CopyNameToBuffer(name, buffer, bufferSize) : PtzNoPreposition;
   });
 }
 

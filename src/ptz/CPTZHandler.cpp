@@ -120,11 +120,13 @@ void CPTZHandler::LoadPresetFile() {
   if (hardwareAddress.empty()) {
     return;
   }
+  // Before the reader is kept: one that isn't opened would never be.
+  const std::string fileName = "Kolvex_" + hardwareAddress + ".preset";
   auto reader = std::make_unique<CXMLPrepositionReader>(kPresetRoot, presetFolder_);
   presetReader_.Release();
   presetReader_.Attach(reader.get());
   static_cast<void>(reader.release());
-  presetReader_->Open("Kolvex_" + hardwareAddress + ".preset", false);
+  presetReader_->Open(fileName, false);
 }
 
 }  // namespace sarnevo

@@ -91,7 +91,7 @@ struct StoppableThread::Control {
     if (Wait(kSettled)) {
       return;
     }
-    // It can't get into another call, so that one that is in the host has been in this call all the time.
+    // It can't get into another call but an owed one, so that one that is in the host has been in this call all the time.
     if (Look() == Place::Host) {
       LetGo();
     }

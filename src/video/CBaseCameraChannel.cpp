@@ -30,12 +30,7 @@ CBaseCameraChannel::CBaseCameraChannel(u32 channelIndex, Device* driver, ipcaptu
       returns_(std::move(returns)),
       timing_(driver != nullptr ? driver->GetChannelTiming() : ChannelTiming{}),
       receiveTimeout_(Count(timing_.receiveTimeout)),
-      claim_(driver) {
-  if (driver != nullptr) {
-    format_.codec = driver->GetCodec();
-    format_.videoStandard = driver->GetVideoStandard();
-  }
-}
+      claim_(driver) {}
 
 CBaseCameraChannel::~CBaseCameraChannel() = default;
 
@@ -106,6 +101,8 @@ u32 CBaseCameraChannel::Execute() noexcept {
     return kEndedWithoutDriver;
   }
   const StopClaim::Scope scope(claim_);
+  format_.codec = driver_->GetCodec();
+  format_.videoStandard = driver_->GetVideoStandard();
   configured_ = 0;
   // The flag is for the worker that was started last, not for one that was let go.
   while (!own_thread::IsLetGo() && !terminate_.load(std::memory_order_relaxed)) {
@@ -122,6 +119,9 @@ void CBaseCameraChannel::DoPass() noexcept {
       if (IsDebugEnabled()) {
         driver_->DebugMessage(DebugLevelFailure, "%s: Receive network timeout\n",
                               "sarnevo::CBaseCameraChannel::Execute");
+        if (own_thread::IsLetGo()) {
+          return;  // the stream is another worker's by now
+        }
       }
       StopStreamer();
       if (!terminate_.load(std::memory_order_relaxed)) {
@@ -131,7 +131,7 @@ void CBaseCameraChannel::DoPass() noexcept {
   } else if (configured_ == 0) {
     Configure();
     own_thread::Pause(timing_.pause);
-  } else if (StartStreamer() == 0) {
+  } else if (StartStreamer() == 0 && !own_thread::IsLetGo()) {
     StopStreamer();
     own_thread::Pause(timing_.pause);
   }

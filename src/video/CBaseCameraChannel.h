@@ -111,7 +111,7 @@ class CBaseCameraChannel : public IRTPReceiverUser, public std::enable_shared_fr
   const std::shared_ptr<FrameReturns> returns_;
   const ChannelTiming timing_;
 
-  StreamFormat format_;  // written by Start while no worker runs
+  StreamFormat format_;  // written by Start while no worker runs, and by the worker that begins
 
   COptex statusLock_;
   u32 statusCounter_ = 0;  // under statusLock_

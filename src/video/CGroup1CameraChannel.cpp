@@ -115,6 +115,9 @@ std::optional<std::string> BuildGroup1Request(const StreamFormat& format, const 
 }
 
 u32 CGroup1CameraChannel::ConfigureCamera() {
+  if (Driver() == nullptr) {
+    return 0;
+  }
   const auto text = BuildGroup1Request(Format(), Driver()->GetQualitySettings());
   CameraRequest request(*Driver(), request_policy::kConfiguration);
   const Web::RequestInterrupt interrupt(request);

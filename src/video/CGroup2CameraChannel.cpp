@@ -77,6 +77,9 @@ std::string BuildGroup2Request(const StreamFormat& format) {
 }
 
 u32 CGroup2CameraChannel::ConfigureCamera() {
+  if (Driver() == nullptr) {
+    return 0;
+  }
   CameraRequest request(*Driver(), request_policy::kConfiguration);
   const Web::RequestInterrupt interrupt(request);
   configured_ = request.Send("GET", BuildGroup2Request(Format()).c_str(), false) ? 1 : 0;

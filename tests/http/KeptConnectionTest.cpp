@@ -241,5 +241,44 @@ TEST(KeptConnection, IsClosedInTheMiddleOfARedirectsBody) {
   EXPECT_EQ(ended.Wait(10s), WaitResult::Signalled);
 }
 
+TEST(KeptConnection, WhatDiffersFromTheRequestBeforeGoesOut) {
+  std::mutex lock;
+  std::vector<std::string> seen;
+  const auto note = [&](const std::string& server, const std::string& head) {
+    const std::lock_guard guard(lock);
+    const std::size_t credentials = head.find("Basic ");
+    seen.push_back(server + head.substr(0, head.find(" HTTP/")) + " " +
+                   (credentials == head.npos ? "-" : head.substr(credentials + 6, 4)));
+  };
+  ScriptedServer other([&](Connection& connection) {
+    note("other: ", connection.ReadHead());
+    connection.Send(kOk);
+  });
+  const std::string moved =
+      "HTTP/1.1 302 Found\r\nContent-Length: 0\r\nLocation: http://127.0.0.1:" + std::to_string(other.Port()) +
+      "/b?c\r\n\r\n";
+  ScriptedServer server([&](Connection& connection) {
+    for (std::string head; !(head = connection.ReadHead()).empty();) {
+      note("", head);
+      connection.Send(head.starts_with("GET /moved") ? moved : kOk);
+    }
+  });
+  KeptRequest request(server);
+  const auto send = [&](const char* method, const char* path) {
+    ASSERT_TRUE(request.Send(method, path, false)) << method << path;
+    ReadAll(request);
+  };
+  send("GET", "/a?b");
+  send("HEAD", "/a?b");
+  send("GET", "/a?b");
+  send("GET", "/moved");
+  send("PUT", "/a");
+  EXPECT_TRUE(request.SetPassword("q"));
+  send("GET", "/a");
+  EXPECT_EQ(seen,
+            (std::vector<std::string>{"GET /a?b dTpw", "HEAD /a?b dTpw", "GET /a?b dTpw", "GET /moved dTpw",
+                                      "other: GET /b?c -", "PUT /a dTpw", "GET /a dTpx"}));
+}
+
 }  // namespace
 }  // namespace Web
