@@ -191,7 +191,7 @@ TEST(HostProgram, ExplainsEachFailureInOneSentenceAndReturnsItsCode) {
       {"no answer", "query --timeout 500ms 127.0.1.1", 7, "takes connections, but doesn't answer", "",
        "group=1", "http=stall"},
       {"no heads in group 2", "ptz stop --camera 127.0.1.1,group=2", 7, "no PTZ for cameras of group 2"},
-      {"no head", "ptz stop" + head, 7, "reports no PTZ head", kHead, "group=1"},
+      {"no head", "ptz stop" + head, 7, "reports no PTZ head", kHead, "group=1,serial=0"},
       {"nobody with a head", "ptz stop" + head, 7, "refuses the connection", kHead},
       {"a head of a silent camera", "ptz move left" + head, 7, "takes connections, but doesn't answer", kHead,
        "group=1,serial=2", "http=stall"},
