@@ -162,12 +162,12 @@ class PageTest(unittest.TestCase):
     def counter(self, name, driver=None):
         return (driver or self.driver).execute_script(READ_COUNTER, name)
 
-    def wait_for_pictures(self, name, driver=None):
+    def wait_for_pictures(self, name, driver=None, limit=60):
         """Two different counters, the later one higher: the picture moves."""
-        first = until(f"a picture of {name}", lambda: self.counter(name, driver) is not None and (self.counter(name, driver),))[0]
+        first = until(f"a picture of {name}", lambda: self.counter(name, driver) is not None and (self.counter(name, driver),), limit)[0]
         if first is None:
             first = 0
-        until(f"a later picture of {name}", lambda: (self.counter(name, driver) or 0) > first)
+        until(f"a later picture of {name}", lambda: (self.counter(name, driver) or 0) > first, limit)
 
     def pan(self):
         return camera("127.0.1.1")["head"]["pan"]
