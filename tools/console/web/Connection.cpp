@@ -176,9 +176,11 @@ void Connection::Judge() {
   if (const auto known = server_.login_->Known(authorization)) {
     settle(*known);
   } else {
-    server_.login_->Check(std::string(authorization), [this, settle](LoginCheck::Result result) {
-      server_.Post([settle, result] { settle(result); });
-    });
+    // Moved on, so that the connection, whose last owner this may be, ends on its own thread.
+    server_.login_->Check(std::string(authorization),
+                          [&server = server_, settle = settle](LoginCheck::Result result) mutable {
+                            server.Post([settle = std::move(settle), result] { settle(result); });
+                          });
   }
 }
 
