@@ -15,6 +15,9 @@ namespace simcam {
 namespace {
 
 constexpr Microseconds kPiecePace{5'000};
+// What comes after a reply of RTSP is junk before the next one: the dialogue goes on or not, whichever is faster. So a
+// driver on a busy machine gets a moment.
+constexpr Microseconds kEndlessStart{100'000};
 constexpr Microseconds kEndlessPace{2'000};
 constexpr std::size_t kMaxUnsent = 65'536;  // bytes that an endless reply lets pile up
 
@@ -119,7 +122,7 @@ void Connection::Reply(std::string bytes, const std::optional<ReplyFault>& fault
       endless_ = true;
       closeWhenSent_ = false;
       Write(bytes);
-      pieceTimer_.StartRepeating(kEndlessPace);
+      pieceTimer_.StartOnce(kEndlessStart);
       break;
     default:
       Write(bytes);
@@ -139,6 +142,7 @@ void Connection::SendPiece() {
     if (unsent() < kMaxUnsent) {
       Write(std::string(4096, 'x'));
     }
+    pieceTimer_.StartOnce(kEndlessPace);
     return;
   }
   const std::size_t count = std::min(pieceSize_, waiting_.size());
