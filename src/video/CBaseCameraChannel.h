@@ -68,8 +68,8 @@ class CBaseCameraChannel : public IRTPReceiverUser, public std::enable_shared_fr
   void ReceiveTimeout() override;                          // slot 2
   void SocketClosed(CRTPReceiver* receiver) override;      // slot 3
 
-  /// Sends the camera its configuration; on the worker's thread, which comes here only with a driver. Non-zero on
-  /// success, also in configured_. May throw std::bad_alloc, which counts as a failure.
+  /// Sends the camera its configuration; on the worker's thread. Non-zero on success, also in configured_; without a
+  /// driver 0, and nothing is sent. May throw std::bad_alloc, which counts as a failure.
   virtual u32 ConfigureCamera() = 0;  // slot 4
 
  protected:

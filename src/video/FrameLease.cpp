@@ -20,7 +20,7 @@ void FrameReturns::GiveBack(ipcapture::IFrameAllocator& allocator, ipcapture::IF
     ++returning_;
   }
   own = this;
-  CallHost([&] { allocator.ReleaseFrame(&frame); }, true);
+  CallHost([&] { allocator.ReleaseFrame(&frame); }, /*evenIfLetGo=*/true);
   own = nullptr;
   const std::lock_guard guard(lock_);
   --returning_;
