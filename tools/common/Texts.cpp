@@ -56,6 +56,15 @@ Character NextCharacter(std::string_view text) {
           columns < 0 ? std::nullopt : std::optional(static_cast<std::size_t>(columns))};
 }
 
+/// Of Unicode's general categories Zs and Zl, and spaces without any width.
+bool IsSpace(std::string_view character) {
+  constexpr auto kSpaces = std::to_array<std::string_view>(
+      {" ",      "\u00A0", "\u1680", "\u2000", "\u2001", "\u2002", "\u2003", "\u2004",
+       "\u2005", "\u2006", "\u2007", "\u2008", "\u2009", "\u200A", "\u200B", "\u2028",
+       "\u2029", "\u202F", "\u205F", "\u2060", "\u3000", "\uFEFF"});
+  return std::find(kSpaces.begin(), kSpaces.end(), character) != kSpaces.end();
+}
+
 std::string Padded(const std::string& text, std::size_t width, bool right) {
   const std::size_t own = DisplayWidth(text);
   const std::string blanks(width > own ? width - own : 0, ' ');
@@ -150,20 +159,21 @@ std::string Shown(std::string_view utf8, std::size_t width) {
 }
 
 std::string Tidy(std::string_view utf8) {
-  // Of Unicode's general categories Zs and Zl, and those without any width.
-  constexpr auto kSpaces =
-      std::to_array<std::string_view>({"\u00A0", "\u1680", "\u2000", "\u2001", "\u2002", "\u2003", "\u2004",
-                                       "\u2005", "\u2006", "\u2007", "\u2008", "\u2009", "\u200A", "\u200B",
-                                       "\u2028", "\u2029", "\u202F", "\u205F", "\u2060", "\u3000", "\uFEFF"});
   std::string text;
-  while (!utf8.empty()) {
-    const std::string_view bytes = NextCharacter(utf8).bytes;
-    text += std::find(kSpaces.begin(), kSpaces.end(), bytes) == kSpaces.end() ? bytes : " ";
-    utf8.remove_prefix(bytes.size());
+  for (const std::string_view bytes : Characters(utf8)) {
+    text += IsSpace(bytes) ? " " : bytes;
   }
   text.erase(text.find_last_not_of(' ') + 1);
   text.erase(0, text.find_first_not_of(' '));
   return text;
+}
+
+bool IsBlank(std::string_view utf8) {
+  constexpr std::string_view kSoftHyphen = "\u00AD";  // seen at the end of a line only
+  const auto characters = Characters(utf8);
+  return std::all_of(characters.begin(), characters.end(), [](std::string_view bytes) {
+    return IsSpace(bytes) || bytes == kSoftHyphen || NextCharacter(bytes).columns == 0;
+  });
 }
 
 std::size_t OutputWidth() {

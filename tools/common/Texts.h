@@ -37,6 +37,9 @@ std::string Shown(std::string_view utf8, std::size_t width = SIZE_MAX);
 /// alike are alike.
 std::string Tidy(std::string_view utf8);
 
+/// True when nothing of a text is to be seen: it has only spaces and characters without width.
+bool IsBlank(std::string_view utf8);
+
 /// Columns of the terminal that standard output goes to, 80 at least; no limit where it goes to a pipe or a file.
 std::size_t OutputWidth();
 

@@ -147,7 +147,7 @@ void List(const Common& common, IIPPTZApi& api) {
 
 /// The driver takes names that a person can't tell apart or read. They are refused before anything is stored.
 void CheckName(const std::string& name) {
-  const bool blank = kolvex_tools::Tidy(name).empty();
+  const bool blank = kolvex_tools::IsBlank(name);
   // Shown puts a question mark in the place of all that can't be printed.
   const auto marks = [](const std::string& text) { return std::count(text.begin(), text.end(), '?'); };
   const bool control = marks(kolvex_tools::Shown(name)) != marks(name);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "Texts.h"
 #include "hub/Matroska.h"
 #include "hub/Viewers.h"
 
@@ -57,27 +58,10 @@ std::string Text(const json& body, const char* member, bool isNeeded = true) {
   return text;
 }
 
-/// True when nothing is to be seen: Unicode's blanks and characters without width.
-bool IsBlank(std::string_view text) {
-  constexpr std::string_view kBlanks[] = {" ",      "\u00a0", "\u00ad", "\u1680", "\u2000", "\u2001", "\u2002",
-                                          "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008", "\u2009",
-                                          "\u200a", "\u200b", "\u200c", "\u200d", "\u200e", "\u200f", "\u202f",
-                                          "\u205f", "\u2060", "\u3000", "\ufeff"};
-  while (!text.empty()) {
-    const auto* const blank = std::find_if(std::begin(kBlanks), std::end(kBlanks),
-                                           [&](std::string_view each) { return text.starts_with(each); });
-    if (blank == std::end(kBlanks)) {
-      return false;
-    }
-    text.remove_prefix(blank->size());
-  }
-  return true;
-}
-
 /// A name that something gets. Empty only when it isn't needed.
 std::string Name(const json& body, bool isNeeded = true) {
   std::string name = Text(body, "name", isNeeded);
-  if (!name.empty() && (IsBlank(name) || name == "." || name == "..")) {
+  if (!name.empty() && (kolvex_tools::IsBlank(name) || name == "." || name == "..")) {
     throw BadBody{
         R"(A name needs something to see, and can't be "." or "..", which a browser takes for folders.)"};
   }
