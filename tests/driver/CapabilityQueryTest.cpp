@@ -196,7 +196,7 @@ TEST(CapabilityQuery, TheHostsOwnThreadIsHeldForALimitedTime) {
   CapabilityQuery query({.detection = {5'000, 600, false}});
   const auto began = MonotonicMilliseconds();
   EXPECT_EQ(Ask(query, host, "127.0.0.1", camera.Port()), "3 Failed to get camera properties");
-  EXPECT_LT(MonotonicMilliseconds() - began, 10'000u);
+  EXPECT_LT(MonotonicMilliseconds() - began, 30'000u);
 }
 
 // Cameras and hosts that let the query's thread go on for ever.
@@ -248,7 +248,7 @@ TEST(CapabilityQuery, EndsWithinItsTimeAndWithoutItsThreadIfNeedBe) {
     query->Uninit();
     const auto took = MonotonicMilliseconds() - began;
     EXPECT_GE(took, 300u);
-    EXPECT_LT(took, 5000u);
+    EXPECT_LT(took, 20'000u);  // of 50 that dripping takes
     EXPECT_EQ(host->ended, place == inDone ? "done" : "");
     query.reset();
     host.reset();  // out of reach

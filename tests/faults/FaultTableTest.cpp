@@ -315,7 +315,7 @@ TEST(Faults, AreHeardOfInTimeAndEndWithoutATrace) {
   std::string now;
   std::string known = writes ? "" : page;
   for (int attempt = 0; attempt < 6 && !left.empty(); ++attempt) {
-    PlayAll(left, attempt == 0 ? 100 : 20);
+    PlayAll(left, attempt == 0 ? 100 : attempt < 3 ? 20 : 4);
     left.clear();
     now = page.substr(0, page.find("\n## "));
     for (const Row& row : Render(cells)) {

@@ -75,7 +75,7 @@ class VideoHost {
   bool Start() { return open_.driver->GetVideoCapture()->StartCapture(0, &sink, &wanted_); }
   bool Stop() { return open_.driver->GetVideoCapture()->StopCapture(0); }
   bool Restart() { return Stop() && Start(); }
-  bool AwaitFrames(int count = 1, milliseconds limit = milliseconds(10'000)) {
+  bool AwaitFrames(int count = 1, milliseconds limit = milliseconds(30'000)) {
     return Await(limit, [&, target = sink.frames + count] { return sink.frames >= target; });
   }
   /// Whether frames come or silence is reported, whichever is first.

@@ -220,7 +220,7 @@ TEST(HttpTiming, AReplyCutAnywhereGivesWhatCameAndNeverHangs) {
           connection.Reset();
         }
       });
-      HttpRequest request("127.0.0.1", server.Port(), "u", "p", 10'000, 16, 0);
+      HttpRequest request("127.0.0.1", server.Port(), "u", "p", 60'000, 16, 0);
       const bool sent = request.Send("GET", "/", false);
       const std::string body = sent ? Body(request) : "";
       const bool whole = LastHttpError() == HttpError::None;
@@ -239,15 +239,15 @@ TEST(HttpTiming, AReplyCutAnywhereGivesWhatCameAndNeverHangs) {
 TEST(HttpTiming, ADrippingReplyDoesNotTimeOutUnlessARequestHasALimit) {
   ScriptedServer server([](Connection& connection) {
     connection.ReadHead();
-    connection.Drip(kReply, 15ms);
+    connection.Drip(kReply, 30ms);
   });
   for (const u32 limit : {0u, 300u}) {
-    HttpRequest request("127.0.0.1", server.Port(), "u", "p", 700, 16, 0);
+    HttpRequest request("127.0.0.1", server.Port(), "u", "p", 2000, 16, 0);
     request.SetTimeLimit(limit);
     const auto began = MonotonicMilliseconds();
     EXPECT_EQ(request.Send("GET", "/", false) ? Body(request) : "", limit == 0 ? "abcde" : "");
     EXPECT_EQ(LastHttpError(), limit == 0 ? HttpError::None : HttpError::TimedOut);
-    EXPECT_GE(MonotonicMilliseconds() - began, limit == 0 ? 1000u : limit);  // far beyond the time-out
+    EXPECT_GE(MonotonicMilliseconds() - began, limit == 0 ? 2500u : limit);  // beyond the time-out
   }
 }
 

@@ -166,7 +166,7 @@ TEST(KeptConnection, OneThatTheCameraLetGoOfCostsNoReply) {
         connection.WaitForEnd();
       }
     });
-    KeptRequest request(server, c.away == Away::Silent ? 1000 : 10'000);
+    KeptRequest request(server, c.away == Away::Silent ? 2000 : 60'000);
     ASSERT_TRUE(request.Send("GET", "/1", false));
     EXPECT_EQ(ReadAll(request), "ok");
     ASSERT_EQ(firstIsOver.Wait(10s), WaitResult::Signalled);

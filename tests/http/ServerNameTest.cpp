@@ -75,11 +75,11 @@ namespace {
 
 TEST(ServerName, LeadsToTheFirstOfItsAddressesThatAnswers) {
   CgiCamera server(kolvex_test::Reply(200, ""));
-  HttpRequest request("two", server.Port(), "u", "p", 10'000, 16, 0);
+  HttpRequest request("two", server.Port(), "u", "p", 60'000, 16, 0);
   EXPECT_TRUE(request.Send("GET", "/", false));
   ASSERT_EQ(server.heads.Lines().size(), 1U);
   EXPECT_NE(server.heads.Lines()[0].find("\r\nHost: two:"), std::string::npos);
-  HttpRequest unknown("unknown", server.Port(), "u", "p", 10'000, 16, 0);
+  HttpRequest unknown("unknown", server.Port(), "u", "p", 60'000, 16, 0);
   EXPECT_FALSE(unknown.Send("GET", "/", false));
   EXPECT_EQ(LastHttpError(), HttpError::NameNotResolved);
   EXPECT_TRUE(hasMask) << "the resolver's thread would take the host's signals";
@@ -106,7 +106,7 @@ TEST(ServerName, ThatTakesTooLongIsNotWaitedFor) {
       request.Abort();
     }
     owner.join();
-    EXPECT_LT(MonotonicMilliseconds() - began, 20'000U);
+    EXPECT_LT(MonotonicMilliseconds() - began, 40'000U);
   }
   EXPECT_EQ(inside, 4);
   mayAnswer.Set();

@@ -35,7 +35,7 @@ using kolvex_test::ScriptedServer;
 constexpr u32 kPollMs = 3;
 // What a stop by force may take beyond its time-out, milliseconds, also under a sanitizer on a busy machine.
 constexpr u64 kStopSlack = 500;
-constexpr platform::Milliseconds kLimit{10'000};
+constexpr platform::Milliseconds kLimit{60'000};
 
 // Digital I/O with a camera that is a handful of fields.
 class FakeIO : public CIOBase {

@@ -32,7 +32,7 @@ using kolvex_test::Eventually;
 using kolvex_test::HostLog;
 using thread::CWorkItemThread;
 
-constexpr u32 kLimit = 10'000;
+constexpr u32 kLimit = 60'000;
 
 struct AutoEvent : CEvent {
   AutoEvent() noexcept : CEvent(0, 0, nullptr) {}

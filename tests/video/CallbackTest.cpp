@@ -17,7 +17,7 @@ namespace {
 using sarnevo::platform::Event;
 using sarnevo::platform::WaitResult;
 
-constexpr std::chrono::seconds kLimit{20};
+constexpr std::chrono::seconds kLimit{60};
 
 // A host and its callback's steps. It stays until the process ends where a callback ends its driver: the
 // library no longer waits for that thread, so that nothing says when it has left the host's code.

