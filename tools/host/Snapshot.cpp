@@ -81,11 +81,19 @@ void CheckPicture(const Common& common, const CameraConfig& camera, const Login&
   }
 }
 
-/// Gives a JPEG file of the camera's first good picture. Throws Failure with the reason why there is none.
+/// The latest frame, if it is a picture that can be decoded.
+FrameRef TakeGood(LatestFrame& latest, PictureDecoder& decoder) {
+  FrameRef frame = latest.Take();
+  return frame && frame->IsKey() && decoder.Decode(frame->Bytes()) ? std::move(frame) : FrameRef();
+}
+
+/// Gives a JPEG file of the camera's first good picture. Throws Failure with the reason why there is none. A picture
+/// that comes while the reason is looked for is as good as one that was quicker.
 std::vector<sarnevo::u8> TakePicture(const Common& common, const CameraConfig& camera) {
   constexpr std::size_t kFrames = 8;
   constexpr milliseconds kTick{20};
-  constexpr milliseconds kUsual{4500};  // a stream begins 3.3 seconds after its start
+  constexpr milliseconds kUsual{4500};   // a stream begins 3.3 seconds after its start
+  constexpr milliseconds kLate{10'000};  // for one of a busy camera, of which all else is well
   FramePool pool(kFrames);
   LatestFrame latest;
   const Login login = common.LoginFor(camera);
@@ -94,26 +102,38 @@ std::vector<sarnevo::u8> TakePicture(const Common& common, const CameraConfig& c
   PictureDecoder decoder(camera.codec);
   PatientWait wait(common.stop, fmt::format("Waiting for a picture of {} ...", camera.address));
   session.Start();
-  for (const Clock::time_point start = Clock::now(); Clock::now() - start < kUsual;) {
-    const FrameRef frame = latest.Take();
-    if (frame && frame->IsKey() && decoder.Decode(frame->Bytes())) {
-      wait.Clear();
-      CheckPicture(common, camera, login, *frame);
-      return camera.codec == sarnevo::CodecMJPEG
-                 ? std::vector<sarnevo::u8>(frame->Bytes().begin(), frame->Bytes().end())
-                 : PictureEncoder().Encode(decoder.GetPicture());
+  const Clock::time_point start = Clock::now();
+  FrameRef good;
+  // True when a picture came, and when the person wants an end.
+  const auto isOver = [&](milliseconds pause) {
+    good = TakeGood(latest, decoder);
+    return good || wait(pause);
+  };
+  const auto isOverWithin = [&](milliseconds limit) {
+    bool isEnd = false;
+    while (!isEnd && Clock::now() - start < limit) {
+      isEnd = isOver(kTick);
     }
-    if (wait(kTick)) {
-      throw Failure(ExitCode::NoFrames, "It was ended before a picture came.");
-    }
-  }
+    return isEnd;
+  };
   std::optional<Reason> reason;
-  if (!Beside(
-          [&](std::stop_token stop) { reason = Diagnosis(camera, login).WhyNoPicture({latest.Count()}, stop); },
-          std::ref(wait))) {
-    throw Failure(ExitCode::NoFrames, "It was ended before a picture came.");
+  const auto look = [&](std::stop_token stop) {
+    reason = Diagnosis(camera, login).WhyNoPicture({latest.Count()}, stop);
+  };
+  bool isEnd = isOverWithin(kUsual) || !Beside(look, isOver);
+  if (!isEnd && (reason->cause == Reason::Cause::PacketsBlocked || reason->cause == Reason::Cause::Unusable)) {
+    isEnd = isOverWithin(kLate);
   }
   wait.Clear();
+  if (good) {
+    CheckPicture(common, camera, login, *good);
+    return camera.codec == sarnevo::CodecMJPEG
+               ? std::vector<sarnevo::u8>(good->Bytes().begin(), good->Bytes().end())
+               : PictureEncoder().Encode(decoder.GetPicture());
+  }
+  if (isEnd) {
+    throw Failure(ExitCode::NoFrames, "It was ended before a picture came.");
+  }
   throw ToldNow(reason->exit, reason->Sentence());
 }
 
