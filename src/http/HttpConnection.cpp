@@ -49,12 +49,9 @@ void HttpConnection::Cancel() noexcept {
   socket_.Shutdown();
 }
 
-bool HttpConnection::IsCancelled() noexcept { return cancelled_.Wait(Milliseconds{0}) != WaitResult::TimedOut; }
+bool HttpConnection::IsCancelled() noexcept { return cancelled_.Wait(Milliseconds{0}); }
 
 HttpError HttpConnection::Begin(Milliseconds limit, bool keep) noexcept {
-  if (!cancelled_.IsValid()) {
-    return Fail(HttpError::OutOfResources);
-  }
   limit_ = EndOf(limit);
   keep_ = keep;
   failed_ = HttpError::None;

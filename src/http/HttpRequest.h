@@ -1,5 +1,6 @@
 #pragma once
 
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -8,7 +9,6 @@
 #include "http/HttpError.h"
 #include "http/HttpTarget.h"
 #include "kolvex/Types.h"
-#include "platform/CriticalSection.h"
 
 namespace Web {
 
@@ -104,7 +104,7 @@ class HttpRequest {
   void Forget() noexcept;
 
   // Guards inUse_, aborted_ and how connection_ is opened and closed. Never held while anything is waited for.
-  sarnevo::platform::CriticalSection lock_;
+  std::recursive_mutex lock_;
   bool inUse_ = false;  // the owner's thread is in an operation
   bool aborted_ = false;
   HttpConnection connection_;

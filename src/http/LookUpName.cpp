@@ -41,7 +41,7 @@ HttpError LookUpName(const std::string& name, std::uint16_t port, Milliseconds t
                      std::vector<SocketAddress>& found) {
   const auto search = std::make_shared<Search>(name, port);
   sarnevo::StoppableThread thread;
-  if (!search->done.IsValid() || !thread.Start("KolvexNameLookup", [search] { search->Run(); })) {
+  if (!thread.Start("KolvexNameLookup", [search] { search->Run(); })) {
     return HttpError::OutOfResources;
   }
   Event* const either[] = {&cancel, &search->done};

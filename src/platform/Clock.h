@@ -15,6 +15,8 @@ std::uint32_t UtcSeconds() noexcept;
 
 /// A clock that never jumps; only differences mean something.
 Nanoseconds MonotonicTime() noexcept;
+/// What it says after @p timeout; any fits, since a year is as good as for ever here.
+Nanoseconds TimeAfter(Milliseconds timeout) noexcept;
 /// The same clock's milliseconds.
 std::uint64_t MonotonicMilliseconds() noexcept;
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 #include <functional>
-#include <memory>
+#include <optional>
 #include <string_view>
 
 namespace sarnevo::platform {
@@ -25,15 +25,15 @@ enum class ThreadPriority {
 /// the debugger. The handle is used by one thread at a time.
 class Thread {
  public:
-  Thread() noexcept;
+  Thread() noexcept = default;
   /// Detaches.
-  ~Thread();
+  ~Thread() { Detach(); }
   Thread(const Thread&) = delete;
   Thread& operator=(const Thread&) = delete;
 
   /// Starts a thread that runs @p body, which doesn't throw. False when none could be created; @p body is then gone.
-  /// The handle is empty before.
-  bool Start(std::string_view name, std::function<void()> body, ThreadPriority priority) noexcept;
+  /// The handle is empty before. May throw std::bad_alloc, with the same outcome.
+  bool Start(std::string_view name, std::function<void()> body, ThreadPriority priority);
   /// Waits until the thread has left the library's code for good, so that the library may be unloaded. Not on the
   /// thread itself. The handle is empty then.
   void Join() noexcept;
@@ -41,8 +41,7 @@ class Thread {
   void Detach() noexcept;
 
  private:
-  struct Handle;
-  std::unique_ptr<Handle> handle_;
+  std::optional<std::uintptr_t> handle_;  // the system's
 };
 
 }  // namespace sarnevo::platform

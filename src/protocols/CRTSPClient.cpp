@@ -72,7 +72,7 @@ bool CRTSPClient::Establish(Milliseconds timeout) noexcept {
 bool CRTSPClient::AwaitConnection(Milliseconds timeout) noexcept {
   const auto attempts = std::max<Milliseconds::rep>(timeout / times_.rtspConnectStep, 1);
   for (Milliseconds::rep i = 0; i < attempts; ++i) {
-    if (interrupted_.Wait(times_.rtspConnectStep) != platform::WaitResult::TimedOut) {
+    if (interrupted_.Wait(times_.rtspConnectStep)) {
       return false;
     }
     if (socket_.WaitWritable(Milliseconds{0})) {
@@ -116,9 +116,7 @@ void CRTSPClient::Interrupt() noexcept {
   socket_.Shutdown();
 }
 
-bool CRTSPClient::IsInterrupted() noexcept {
-  return interrupted_.Wait(Milliseconds{0}) != platform::WaitResult::TimedOut;
-}
+bool CRTSPClient::IsInterrupted() noexcept { return interrupted_.Wait(Milliseconds{0}); }
 
 // The camera may have set the counter to any number, so that it counts round.
 void CRTSPClient::CountRequest() noexcept { cseq_ = static_cast<i32>(static_cast<u32>(cseq_) + 1); }

@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <optional>
 #include <span>
 #include <string_view>
-#include <utility>
 
 #include "platform/Clock.h"
 #include "protocols/BurstPace.h"
@@ -66,8 +64,7 @@ struct CUDPPort::Receiving {
   // Of the calling thread; null on any other.
   static thread_local Receiving* current;
 
-  const CUDPPort* const port;               // only compared
-  const std::shared_ptr<const void> owner;  // of the port
+  const CUDPPort* const port;  // only compared
   const std::unique_ptr<u8[]> buffer = std::make_unique_for_overwrite<u8[]>(kMaxDatagramBytes);
   u32 size = 0;       // bytes of a datagram that are taken, as the read size was when it was last followed
   bool left = false;  // a callback has closed the port: don't touch it any more
@@ -76,8 +73,7 @@ struct CUDPPort::Receiving {
   bool more = false;  // of the burst that the last datagram belongs to follows
   bool waits = true;  // the next receive waits for a datagram, and the last one has
 
-  Receiving(const CUDPPort* thePort, std::shared_ptr<const void> theOwner, u32 bufferBytes)
-      : port(thePort), owner(std::move(theOwner)), pace(bufferBytes) {}
+  Receiving(const CUDPPort* thePort, u32 bufferBytes) : port(thePort), pace(bufferBytes) {}
   // A datagram was handed over.
   void Pace(u32 bytes) noexcept;
   // Another thread doesn't wait for one that was let go, and may have opened the port again.
@@ -150,7 +146,7 @@ bool CUDPPort::StartReceiving() noexcept {
   running_.store(true, std::memory_order_relaxed);
   try {
     const u32 readSize = readSize_.load(std::memory_order_relaxed);
-    const auto receiving = std::make_shared<Receiving>(this, owner_.lock(), BufferBytes(readSize));
+    const auto receiving = std::make_shared<Receiving>(this, BufferBytes(readSize));
     receiving->size = readSize;
     if (thread_.Start(
             "KolvexRTP",

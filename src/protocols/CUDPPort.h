@@ -3,10 +3,10 @@
 #include <atomic>
 #include <cstddef>
 #include <memory>
+#include <mutex>
 #include <utility>
 
 #include "kolvex/Types.h"
-#include "platform/CriticalSection.h"
 #include "platform/Socket.h"
 #include "platform/SocketAddress.h"
 #include "platform/Time.h"
@@ -62,7 +62,7 @@ class CUDPPort {
   /// @param user  not owned; null drops what arrives. A callback in progress still goes to the one before.
   void SetUser(IUDPPortUser* user) noexcept;
   /// What the port is a part of: it lives until the receive thread has ended. While the port is closed.
-  void SetOwner(std::weak_ptr<const void> owner) noexcept { owner_ = std::move(owner); }
+  void SetOwner(std::weak_ptr<const void> owner) noexcept { thread_.SetOwner(std::move(owner)); }
   /// Size in bytes of the largest datagram to be taken; takes effect with the next one. Also decides the
   /// socket's receive buffer at Open.
   void SetReadSize(u32 bytes) noexcept;
@@ -82,15 +82,14 @@ class CUDPPort {
   bool Fits(Receiving& receiving, std::size_t size) noexcept;
   void Drain() noexcept;
 
-  platform::CriticalSection lock_;  // guards Open, Close and SetUser; the receive thread never takes it
+  std::recursive_mutex lock_;  // guards Open, Close and SetUser; the receive thread never takes it
 
   // Written under lock_ (readSize_: by any thread, running_: also by the receive thread), read by the receive
   // thread without it. Each is read by itself, so that relaxed order is enough.
   std::atomic<IUDPPortUser*> user_{nullptr};
   platform::Socket socket_;  // opened and closed under lock_, while no receive thread uses it
   std::atomic<u16> localPort_{0};
-  std::weak_ptr<const void> owner_;  // under lock_
-  StoppableThread thread_;           // under lock_
+  StoppableThread thread_;  // under lock_
   std::atomic<u32> readSize_{0x10000};
   const u32 timeoutSeconds_;
   const u32 timeoutMicroseconds_;

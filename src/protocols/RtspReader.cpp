@@ -85,7 +85,7 @@ RtspReader::Next RtspReader::Fill() noexcept {
   }
   const ReceiveResult got = socket_.Receive(buffer_);
   // An interruption looks like the camera's closing, which may end a line; so ask.
-  if (interrupted_.Wait(Milliseconds{0}) != platform::WaitResult::TimedOut) {
+  if (interrupted_.Wait(Milliseconds{0})) {
     return Next::Failed;
   }
   if (got.error == SocketError::None) {

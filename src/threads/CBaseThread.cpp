@@ -1,9 +1,5 @@
 #include "threads/CBaseThread.h"
 
-#include <new>
-
-#include "threads/Timeout.h"
-
 namespace sarnevo {
 
 namespace {
@@ -12,21 +8,11 @@ constexpr u32 kDestructorTimeoutMs = 2000;
 
 }  // namespace
 
-CBaseThread::CBaseThread() noexcept = default;
-
 CBaseThread::~CBaseThread() { CBaseThread::Stop(kDestructorTimeoutMs); }
 
 bool CBaseThread::Start(const std::string& name) {
-  // A thread without its stop event could neither be paced nor stopped.
-  if (!stopEvent.Reset() || IsAlive()) {
-    return false;
-  }
-  try {
-    name_ = name;
-  } catch (const std::bad_alloc&) {
-    return false;
-  }
-  return thread_.Start(name_, [this, owner = owner_.lock()] { Run(); });
+  stopEvent.Reset();
+  return !IsAlive() && thread_.Start(name, [this] { Run(); });
 }
 
 bool CBaseThread::Stop(u32 timeoutMs) {

@@ -18,7 +18,7 @@ namespace sarnevo {
 /// destructor here only catches a thread that is on its way out.
 class CBaseThread {
  public:
-  CBaseThread() noexcept;
+  CBaseThread() noexcept = default;
   virtual ~CBaseThread();
   CBaseThread(const CBaseThread&) = delete;
   CBaseThread& operator=(const CBaseThread&) = delete;
@@ -38,7 +38,7 @@ class CBaseThread {
   bool IsStopRequested() noexcept { return AwaitStop(0); }
 
   /// What the object is a part of, and Run works on: it lives until Run has returned. While no thread runs.
-  void SetOwner(std::weak_ptr<const void> owner) noexcept { owner_ = std::move(owner); }
+  void SetOwner(std::weak_ptr<const void> owner) noexcept { thread_.SetOwner(std::move(owner)); }
 
   /// The caller is the running thread. Any thread may ask.
   bool IsOwnThread() const noexcept { return thread_.IsCurrent(); }
@@ -56,8 +56,6 @@ class CBaseThread {
   CManualEvent stopEvent;
 
  private:
-  std::string name_;  // for diagnosis
-  std::weak_ptr<const void> owner_;
   StoppableThread thread_;
 };
 

@@ -5,9 +5,7 @@
 #include <cstdio>
 #include <new>
 
-#include "platform/Clock.h"
 #include "platform/HostProcess.h"
-#include "platform/SharedEvent.h"
 #include "platform/SharedMemory.h"
 #include "platform/Thread.h"
 
@@ -38,11 +36,11 @@ bool IsSingleProcessor() noexcept {
 
 struct COptex::Shared {
   explicit Shared(const char* name) noexcept
-      : event(MakeFullName(kEventPrefix, name).data()),
-        memory(MakeFullName(kBlockPrefix, name).data(), sizeof(Block)) {}
+      : event(MakeFullName(kEventPrefix, name).data(), sizeof(platform::EventWord)),
+        block(MakeFullName(kBlockPrefix, name).data(), sizeof(Block)) {}
 
-  platform::SharedEvent event;
-  platform::SharedMemory memory;
+  const platform::SharedMemory event;
+  const platform::SharedMemory block;
 };
 
 COptex::COptex(u32 spinCount, const char* name) noexcept : COptex(spinCount, name, IsSingleProcessor()) {}
@@ -51,9 +49,10 @@ COptex::COptex(u32 spinCount, const char* name, bool singleProcessor) noexcept
     : singleProcessor_(singleProcessor) {
   if (name != nullptr) {
     shared_.reset(new (std::nothrow) Shared(name));
-    if (shared_ && shared_->event.IsValid() && shared_->memory.Data() != nullptr) {
+    if (shared_ && shared_->event.Data() != nullptr && shared_->block.Data() != nullptr) {
       // Fresh memory is zero, which is a free lock, so that no user initialises it before the others.
-      block_ = static_cast<Block*>(shared_->memory.Data());
+      event_ = static_cast<platform::EventWord*>(shared_->event.Data());
+      block_ = static_cast<Block*>(shared_->block.Data());
     } else {
       shared_.reset();
     }
@@ -106,17 +105,10 @@ void COptex::Enter() noexcept {
   if (TryEnter()) {
     return;
   }
-  if (!CanWait()) {
-    // Out of memory when the lock was made: slow, but it still excludes.
-    while (!TryEnter()) {
-      platform::Sleep(platform::Milliseconds{1});
-    }
-    return;
-  }
   // From here on this thread counts as a waiter, so that no newcomer overtakes it. TryEnter has
   // ruled out that it is the owner.
   if (block_->lockCount.fetch_add(1, std::memory_order_acquire) != 0) {
-    WaitForTurn();
+    event_->Wait();
   }
   Own(platform::CurrentThreadId());
 }
@@ -128,25 +120,7 @@ void COptex::Leave() noexcept {
   }
   block_->ownerThread.store(0, std::memory_order_relaxed);
   if (block_->lockCount.fetch_sub(1, std::memory_order_release) > 1) {
-    WakeOne();
-  }
-}
-
-bool COptex::CanWait() const noexcept { return shared_ || event_.IsValid(); }
-
-void COptex::WaitForTurn() noexcept {
-  if (shared_) {
-    shared_->event.Wait();
-  } else {
-    event_.Wait();
-  }
-}
-
-void COptex::WakeOne() noexcept {
-  if (shared_) {
-    shared_->event.Set();
-  } else {
-    event_.Set();
+    event_->Set();
   }
 }
 

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "kolvex/Types.h"
-#include "platform/Event.h"
+#include "platform/EventWord.h"
 
 namespace sarnevo {
 
@@ -52,15 +52,14 @@ class COptex {
 
   bool TryOnce(u32 self) noexcept;
   void Own(u32 self) noexcept;
-  bool CanWait() const noexcept;
-  void WaitForTurn() noexcept;
-  void WakeOne() noexcept;
 
   const bool singleProcessor_;
-  Block local_;                     // of an unnamed lock
-  platform::Event event_;           // of an unnamed lock; auto-reset, wakes one waiter
+  // Of an unnamed lock.
+  Block ownBlock_;
+  platform::EventWord ownEvent_;
   std::unique_ptr<Shared> shared_;  // of a named lock: both of these in shared memory
-  Block* block_ = &local_;
+  Block* block_ = &ownBlock_;
+  platform::EventWord* event_ = &ownEvent_;  // wakes one waiter
 };
 
 /// Holds a lock from construction to the end of the scope.

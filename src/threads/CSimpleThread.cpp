@@ -1,23 +1,13 @@
 #include "threads/CSimpleThread.h"
 
-#include <new>
-
 namespace sarnevo::thread {
-
-CSimpleThread::~CSimpleThread() = default;
 
 bool CSimpleThread::Start(const std::string& name) {
   if (!AwaitDeparture()) {
     return false;
   }
   departing_.store(false, std::memory_order_relaxed);
-  try {
-    name_ = name;
-  } catch (const std::bad_alloc&) {
-    thread_.Release();
-    return false;
-  }
-  return thread_.Start(name_, [this, owner = owner_.lock()] { Run(); });
+  return thread_.Start(name, [this] { Run(); });
 }
 
 bool CSimpleThread::Join() {

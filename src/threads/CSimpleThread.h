@@ -21,7 +21,7 @@ class CSimpleThread {
 
  public:
   CSimpleThread() noexcept = default;
-  virtual ~CSimpleThread();
+  virtual ~CSimpleThread() = default;
   CSimpleThread(const CSimpleThread&) = delete;
   CSimpleThread& operator=(const CSimpleThread&) = delete;
 
@@ -35,7 +35,7 @@ class CSimpleThread {
   bool Join();
 
   /// What the object is a part of, and Run works on: it lives until Run has returned. While no thread runs.
-  void SetOwner(std::weak_ptr<const void> owner) noexcept { owner_ = std::move(owner); }
+  void SetOwner(std::weak_ptr<const void> owner) noexcept { thread_.SetOwner(std::move(owner)); }
 
   /// The caller is the running thread. Any thread may ask.
   bool IsOwnThread() const noexcept { return thread_.IsCurrent(); }
@@ -47,8 +47,6 @@ class CSimpleThread {
  private:
   StoppableThread thread_;
   std::atomic<bool> departing_{false};  // the thread has joined itself; set by it, cleared by the next start
-  std::string name_;                    // for diagnosis; the owner
-  std::weak_ptr<const void> owner_;
 };
 
 }  // namespace sarnevo::thread

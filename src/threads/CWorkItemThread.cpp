@@ -19,13 +19,6 @@ bool CWorkItemThread::Start(const std::string& name) {
   if (!AwaitDeparture()) {
     return false;
   }
-  if (!wakeEvent_) {
-    wakeEvent_.reset(new (std::nothrow) platform::Event);
-  }
-  if (!wakeEvent_ || !wakeEvent_->IsValid()) {
-    wakeEvent_.reset();
-    return false;
-  }
   running_.store(true, std::memory_order_release);
   return CSimpleThread::Start(name);
 }
@@ -38,14 +31,12 @@ void CWorkItemThread::Stop() {
 void CWorkItemThread::RequestStop() {
   running_.store(false, std::memory_order_release);
   ClearWorkItems();
-  if (wakeEvent_) {
-    wakeEvent_->Set();
-  }
+  wakeEvent_.Set();
 }
 
 bool CWorkItemThread::PostWorkItem(IWorkItem* item, u8 atFront) {
   const std::lock_guard guard(queueLock_);
-  // Under the lock, so that nothing gets in after the clearing of a stop. Running implies the event.
+  // Under the lock, so that nothing gets in after the clearing of a stop.
   if (!running_.load(std::memory_order_acquire) || item == nullptr) {
     return false;
   }
@@ -54,7 +45,7 @@ bool CWorkItemThread::PostWorkItem(IWorkItem* item, u8 atFront) {
   } catch (const std::bad_alloc&) {
     return false;
   }
-  wakeEvent_->Set();
+  wakeEvent_.Set();
   return true;
 }
 
@@ -75,7 +66,7 @@ void CWorkItemThread::ClearWorkItems() {
 
 void CWorkItemThread::Run() {
   while (running_.load(std::memory_order_acquire)) {
-    if (wakeEvent_->Wait(kRunningCheck) == platform::WaitResult::TimedOut) {
+    if (!wakeEvent_.Wait(kRunningCheck)) {
       continue;
     }
     for (auto item = TakeWorkItem(); running_.load(std::memory_order_acquire) && item; item = TakeWorkItem()) {

@@ -3,10 +3,10 @@
 #include <atomic>
 #include <list>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "kolvex/Types.h"
-#include "platform/CriticalSection.h"
 #include "platform/Event.h"
 #include "threads/CSimpleThread.h"
 
@@ -31,8 +31,8 @@ class CWorkItemThread : protected CSimpleThread {
   CWorkItemThread() noexcept = default;
   ~CWorkItemThread() override;
 
-  /// False while there is a thread, and when its event or the thread can't be made. After the latter items
-  /// are still taken and lie there until Stop.
+  /// False while there is a thread, and when none can be made. After the latter items are still taken and lie
+  /// there until Stop.
   bool Start(const std::string& name);
 
   /// Takes no more items, destroys those that wait, and waits, however long it takes, for the one in
@@ -54,10 +54,9 @@ class CWorkItemThread : protected CSimpleThread {
   std::unique_ptr<IWorkItem> TakeWorkItem();
   void ClearWorkItems();
 
-  platform::CriticalSection queueLock_;
+  std::recursive_mutex queueLock_;
   std::list<std::unique_ptr<IWorkItem>> queue_;  // guarded by queueLock_
-  // Made once, by the first Start and before running_ is set, and kept through later starts.
-  std::unique_ptr<platform::Event> wakeEvent_;
+  platform::Event wakeEvent_;
   // Written by the owner, and by a handler that stops; read by the thread between two items and by posters.
   std::atomic<bool> running_{false};
 };

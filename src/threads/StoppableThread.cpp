@@ -1,11 +1,6 @@
 #include "threads/StoppableThread.h"
 
-#include <algorithm>
-#include <chrono>
-#include <condition_variable>
-#include <exception>
-#include <mutex>
-#include <utility>
+#include <string>
 
 #include "platform/Clock.h"
 #include "platform/Event.h"
@@ -29,29 +24,28 @@ enum class Place {
   Ended,
 };
 
-// Any time-out fits: a year is as good as for ever here, and can't overflow the clock.
-std::chrono::steady_clock::time_point Deadline(Milliseconds timeout) {
-  return std::chrono::steady_clock::now() + std::min<Milliseconds>(timeout, std::chrono::hours{24 * 365});
-}
-
 }  // namespace
 
 struct StoppableThread::Control {
-  explicit Control(std::function<void()> work) : body(std::move(work)) {}
+  Control(std::string_view itsName, std::shared_ptr<const void> itsOwner, std::function<void()> work)
+      : name(itsName), owner(std::move(itsOwner)), body(std::move(work)) {}
 
-  std::function<void()> body;  // the thread only, from its start on
+  const std::string name;  // whole, for diagnosis; the system keeps less of it
+  // The thread only, from its start on.
+  std::shared_ptr<const void> owner;
+  std::function<void()> body;
   std::stop_source interrupt;
   platform::Event interrupted{false, true};  // set with it, for pauses, which thus allocate nothing
+  platform::Event started{false, true};      // the handle is there, so that the body may use it
+  platform::Event over{false, true};         // ended or let go
   int hostDepth = 0;  // the thread only: how deep in calls of the host, one inside the other
 
-  // The thread moves between Ours and Host without the lock, which keeps a call of the host cheap. It leaves Host by
-  // compare-exchange, so that exactly one of "returned" and "let go" wins. All other moves happen under the lock.
+  // The thread moves between Ours and Host without a lock, which keeps a call of the host cheap. It leaves Host by
+  // compare-exchange, so that exactly one of "returned" and "let go" wins.
   std::atomic<Place> place{Place::Ours};
   // Set by whoever ends the thread by force. Sequentially consistent, and so are the moves into Host and the looks at
   // both: either the thread sees this before its call, or the one who set it sees the thread in Host.
   std::atomic<bool> barred{false};
-  std::mutex lock;
-  std::condition_variable over;
 
   Place Look() const { return place.load(std::memory_order_seq_cst); }
   bool IsOver() const { return Look() >= Place::LetGo; }
@@ -61,34 +55,29 @@ struct StoppableThread::Control {
   }
 
   void Run() {
-    lock.lock();  // whoever starts the thread holds it until the handle is there, so that the body may use that
-    lock.unlock();
+    started.Wait();
     try {
       body();
     } catch (...) {
       // A thread has nobody to report to; its objects show it by what they no longer do.
     }
-    body = nullptr;  // what it owns goes before anybody hears of the end
-    const std::lock_guard guard(lock);
+    // What it owns goes before anybody hears of the end.
+    body = nullptr;
+    owner.reset();
     place.store(Place::Ended, std::memory_order_release);
-    over.notify_all();
+    over.Set();
   }
 
   void LetGo() {
     platform::KeepLibraryLoaded();  // the thread comes back into its code at some time, perhaps after a dlclose
-    const std::lock_guard guard(lock);
-    LeaveHostFor(Place::LetGo);
-    over.notify_all();
-  }
-
-  bool Wait(Milliseconds patience) {
-    std::unique_lock guard(lock);
-    return over.wait_until(guard, Deadline(patience), [this] { return IsOver(); });
+    if (LeaveHostFor(Place::LetGo)) {
+      over.Set();
+    }
   }
 
   void EndByForce() {
     barred.store(true, std::memory_order_seq_cst);
-    if (Wait(kSettled)) {
+    if (over.Wait(kSettled)) {
       return;
     }
     // It can't get into another call but an owed one, so that one that is in the host has been in this call all the time.
@@ -98,7 +87,7 @@ struct StoppableThread::Control {
     if (!IsOver()) {
       interrupted.Set();
       interrupt.request_stop();
-      Wait(Milliseconds::max());
+      over.Wait();
     }
   }
 };
@@ -109,29 +98,23 @@ thread_local StoppableThread::Control* current = nullptr;
 
 }  // namespace
 
-StoppableThread::StoppableThread() noexcept = default;
-
-StoppableThread::~StoppableThread() { Release(); }
-
 bool StoppableThread::StartBody(std::string_view name, std::function<void()> body,
                                 platform::ThreadPriority priority) {
   Release();
-  const auto control = std::make_shared<Control>(std::move(body));
+  const auto control = std::make_shared<Control>(name, owner_.lock(), std::move(body));
   control_ = control;
   running_.store(control.get(), std::memory_order_relaxed);
-  {
-    const std::lock_guard guard(control->lock);
-    const auto run = [control] {
-      current = control.get();
-      control->Run();
-      current = nullptr;
-    };
-    if (thread_.Start(name, run, priority)) {
-      return true;
-    }
+  const auto run = [control] {
+    current = control.get();
+    control->Run();
+    current = nullptr;
+  };
+  if (!thread_.Start(name, run, priority)) {
+    Release();
+    return false;
   }
-  Release();
-  return false;
+  control->started.Set();
+  return true;
 }
 
 bool StoppableThread::HasHandle() const noexcept { return control_ != nullptr; }
@@ -143,14 +126,14 @@ bool StoppableThread::IsCurrent() const noexcept {
 }
 
 bool StoppableThread::Wait(Milliseconds patience) noexcept {
-  return !IsCurrent() && (!control_ || control_->Wait(patience));
+  return !IsCurrent() && (!control_ || control_->over.Wait(patience));
 }
 
 bool StoppableThread::End(Milliseconds patience) noexcept {
   bool inTime = true;
   if (IsCurrent()) {
     own_thread::LetGo();
-  } else if (control_ && !control_->Wait(patience)) {
+  } else if (control_ && !control_->over.Wait(patience)) {
     inTime = false;
     control_->EndByForce();
   }
@@ -183,8 +166,10 @@ std::stop_token InterruptToken() noexcept {
 }
 
 void Pause(Milliseconds duration) noexcept {
-  if (current == nullptr || current->interrupted.Wait(duration) == platform::WaitResult::Failed) {
-    platform::Sleep(duration);  // no memory for the event; without a pause the camera would be flooded
+  if (current != nullptr) {
+    current->interrupted.Wait(duration);
+  } else {
+    platform::Sleep(duration);
   }
 }
 

@@ -29,10 +29,13 @@ namespace sarnevo {
 /// The handle is used by one thread at a time, the owner's, but for IsCurrent.
 class StoppableThread {
  public:
-  StoppableThread() noexcept;
-  ~StoppableThread();
+  StoppableThread() noexcept = default;
+  ~StoppableThread() { Release(); }
   StoppableThread(const StoppableThread&) = delete;
   StoppableThread& operator=(const StoppableThread&) = delete;
+
+  /// What the bodies of later starts work on: it lives until they have returned.
+  void SetOwner(std::weak_ptr<const void> owner) noexcept { owner_ = std::move(owner); }
 
   /// Starts a thread that runs @p body. False when none could be created; the handle is then empty. A handle that was
   /// recorded before is released. An exception out of @p body ends the thread quietly.
@@ -70,6 +73,7 @@ class StoppableThread {
  private:
   bool StartBody(std::string_view name, std::function<void()> body, platform::ThreadPriority priority);
 
+  std::weak_ptr<const void> owner_;
   platform::Thread thread_;
   std::shared_ptr<Control> control_;              // shared with the thread
   std::atomic<const Control*> running_{nullptr};  // the same, for comparison by any thread

@@ -227,7 +227,7 @@ TEST(CIOBase, MayBeCalledAndDestroyedInItsOwnCallbacks) {
       f.fake->writesFail = !onInput;
       ASSERT_TRUE(io->Start());
       started.Set();
-      ASSERT_EQ(done.Wait(kLimit), platform::WaitResult::Signalled);
+      ASSERT_TRUE(done.Wait(kLimit));
       EXPECT_TRUE(destroys || io->Stop());
       EXPECT_EQ(calls, 1);
     }
@@ -249,7 +249,7 @@ TEST(CIOBase, StopsInTimeWithACallbackThatNeverReturnsAndMayThenGo) {
     };
     Fixture f(0, onInput ? 2 : 0, onInput ? 0 : 2, 80, inCallback, kStopTimeout);
     f.fake->writesFail = true;
-    const auto isInside = [&] { return inside.Wait(kLimit) == platform::WaitResult::Signalled; };
+    const auto isInside = [&] { return inside.Wait(kLimit); };
     // With a new thread each time, while the old ones are still in the host.
     EXPECT_LE(BestStop(*f.io, kStopTimeout + kStopSlack, isInside), kStopTimeout + kStopSlack);
     ASSERT_TRUE(f.io->Start());
@@ -284,7 +284,7 @@ TEST(CIOBase, MayBeDestroyedWhileACallbackStopsIt) {
   started.Set();
   ASSERT_TRUE(Eventually([&] { return !io->SetOutput(0, IOStateHigh); })) << "the callback doesn't stop";
   f.io.reset();
-  EXPECT_EQ(left.Wait(platform::Milliseconds{0}), platform::WaitResult::Signalled);
+  EXPECT_TRUE(left.Wait(platform::Milliseconds{0}));
 }
 
 TEST(CKolvexIOHandler, DescribesTheCameraAndWritesFinishedText) {

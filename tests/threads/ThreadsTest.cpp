@@ -23,7 +23,6 @@
 #include "threads/CWorkItemThread.h"
 #include "threads/HostCall.h"
 #include "threads/StoppableThread.h"
-#include "threads/Timeout.h"
 
 namespace sarnevo {
 namespace {

@@ -1,5 +1,6 @@
 #include "platform/Clock.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 
@@ -34,6 +35,10 @@ std::uint32_t UtcSeconds() noexcept { return static_cast<std::uint32_t>(Now(CLOC
 Nanoseconds MonotonicTime() noexcept {
   const timespec now = Now(CLOCK_MONOTONIC);
   return Nanoseconds{now.tv_sec * kNanosecondsPerSecond + now.tv_nsec};
+}
+
+Nanoseconds TimeAfter(Milliseconds timeout) noexcept {
+  return MonotonicTime() + std::clamp<Milliseconds>(timeout, Milliseconds{0}, std::chrono::hours{24 * 365});
 }
 
 std::uint64_t MonotonicMilliseconds() noexcept {

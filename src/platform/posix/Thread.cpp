@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
-#include <exception>
+#include <memory>
 #include <utility>
 
 #include <pthread.h>
@@ -56,10 +56,6 @@ void* Enter(void* argument) {
 
 }  // namespace
 
-struct Thread::Handle {
-  pthread_t thread{};
-};
-
 ThreadId CurrentThreadId() noexcept {
   if (cachedId == 0) {
     // A forked process goes on with this thread under a new id.
@@ -70,46 +66,37 @@ ThreadId CurrentThreadId() noexcept {
   return cachedId;
 }
 
-Thread::Thread() noexcept = default;
-
-Thread::~Thread() { Detach(); }
-
-bool Thread::Start(std::string_view name, std::function<void()> body, ThreadPriority priority) noexcept {
-  try {
-    auto handle = std::make_unique<Handle>();
-    auto own = std::make_unique<Beginning>(Beginning{std::move(body), {}, priority});
-    std::copy_n(name.begin(), std::min(name.size(), own->name.size() - 1), own->name.begin());
-    // Nothing throws from here to the end of the attributes, which hold memory of their own.
-    pthread_attr_t attributes;
-    if (pthread_attr_init(&attributes) != 0) {
-      return false;
-    }
-    const sigset_t blocked = AsynchronousSignals();
-    pthread_attr_setsigmask_np(&attributes, &blocked);
-    pthread_attr_setstacksize(&attributes, kStackBytes);
-    const int failed = pthread_create(&handle->thread, &attributes, &Enter, own.get());
-    pthread_attr_destroy(&attributes);
-    if (failed != 0) {
-      return false;
-    }
-    static_cast<void>(own.release());
-    handle_ = std::move(handle);
-    return true;
-  } catch (const std::exception&) {
-    return false;  // no memory
+bool Thread::Start(std::string_view name, std::function<void()> body, ThreadPriority priority) {
+  auto own = std::make_unique<Beginning>(Beginning{std::move(body), {}, priority});
+  std::copy_n(name.begin(), std::min(name.size(), own->name.size() - 1), own->name.begin());
+  pthread_attr_t attributes;
+  if (pthread_attr_init(&attributes) != 0) {
+    return false;
   }
+  const sigset_t blocked = AsynchronousSignals();
+  pthread_attr_setsigmask_np(&attributes, &blocked);
+  pthread_attr_setstacksize(&attributes, kStackBytes);
+  pthread_t created{};
+  const int failed = pthread_create(&created, &attributes, &Enter, own.get());
+  pthread_attr_destroy(&attributes);
+  if (failed != 0) {
+    return false;
+  }
+  static_cast<void>(own.release());
+  handle_ = created;
+  return true;
 }
 
 void Thread::Join() noexcept {
   if (handle_) {
-    pthread_join(handle_->thread, nullptr);
+    pthread_join(*handle_, nullptr);
     handle_.reset();
   }
 }
 
 void Thread::Detach() noexcept {
   if (handle_) {
-    pthread_detach(handle_->thread);
+    pthread_detach(*handle_);
     handle_.reset();
   }
 }
