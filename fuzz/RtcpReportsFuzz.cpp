@@ -24,6 +24,7 @@ constexpr u16 kPort = 4600;  // none that a stream takes
 // A camera's end of the reports.
 class Peer {
  public:
+  Peer() { Check(socket_.Open(platform::Transport::Udp), "a socket"); }
   void Send(Bytes datagram) {
     Check(socket_.SendTo(datagram, *platform::SocketAddress::Parse("127.0.0.1", kPort)) ==
               platform::SocketError::None,
@@ -41,7 +42,7 @@ class Peer {
   }
 
  private:
-  platform::Socket socket_ = platform::Socket::CreateUdp();
+  platform::Socket socket_;
 };
 
 std::optional<std::string> HostName() { return "a-name-that-is-longer-than-the-26-bytes"; }
@@ -53,7 +54,7 @@ class Reports {
     if (running_) {
       return;
     }
-    reporter_ = std::make_unique<CRTCPReporter>(ProtocolTimes{}, &HostName);
+    reporter_ = std::make_unique<CRTCPReporter>(ChannelTiming{}, &HostName);
     Check(reporter_->Start(kPort), "the reporter starts");
     // Until the reporter listens, what is sent is lost.
     for (int i = 0; !running_; ++i) {

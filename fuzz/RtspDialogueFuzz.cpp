@@ -69,7 +69,7 @@ FUZZ_TARGET(RtspDialogue) {
   if (input.size() > 100'000) {
     return;  // more than the socket takes without a reader
   }
-  sarnevo::ProtocolTimes times;
+  sarnevo::ChannelTiming times;
   times.rtspConnectStep = 1ms;
   times.rtspReceive = 20ms;
   sarnevo::CRTSPClient client(times);

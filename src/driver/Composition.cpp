@@ -4,6 +4,7 @@
 #include <new>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "driver/CKolvexIPCaptureDriver.h"
 #include "device/DecimalText.h"
@@ -12,7 +13,6 @@
 #include "kolvex/IIPDriverParams.h"
 #include "ptz/CPTZHandler.h"
 #include "threads/HostAsk.h"
-#include "threads/Owned.h"
 #include "video/CBaseIPVideoCapture.h"
 
 namespace sarnevo {
@@ -31,6 +31,15 @@ constexpr platform::Version kAssumedHostVersion{5, 12, 0, 0};
 u32 ReadNetworkTimeout(const std::optional<std::string>& setting) {
   const i32 value = setting ? ParseDecimal(*setting) : 0;
   return value > 0 ? static_cast<u32>(value) : kDefaultNetworkTimeout;
+}
+
+// Ends @p object and lets go of it. Its memory goes with the last thread that is still inside it. A second call, also
+// from inside the first, does nothing.
+template <typename Object>
+void EndOwned(std::shared_ptr<Object>& object) {
+  if (const auto ending = std::exchange(object, nullptr)) {
+    ending->End();
+  }
 }
 
 constexpr u32 kInputPollMs = 2000;  // between two polls of the digital inputs

@@ -128,8 +128,7 @@ HttpError HttpConnection::Connect(const HttpServer& server) {
 }
 
 HttpError HttpConnection::ConnectTo(const SocketAddress& peer, const Deadline& deadline) noexcept {
-  socket_ = Socket::CreateTcp();
-  if (!socket_.IsOpen() || !socket_.SetNonBlocking(true)) {
+  if (!socket_.Open(Transport::Tcp) || !socket_.SetNonBlocking(true)) {
     return HttpError::OutOfResources;
   }
   while (!IsCancelled()) {

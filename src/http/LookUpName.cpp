@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "platform/HostProcess.h"
-#include "platform/NameService.h"
 #include "threads/StoppableThread.h"
 
 namespace Web {
@@ -27,7 +26,7 @@ struct Search {
 
   void Run() noexcept {
     try {
-      found = ResolveName(name, port);
+      found = SocketAddress::Resolve(name, port);
     } catch (const std::exception&) {
       failed = true;  // no memory
     }

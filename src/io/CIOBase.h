@@ -7,7 +7,7 @@
 #include "io/TOutputHandler.h"
 #include "kolvex/ICaptureIOApi.h"
 #include "threads/COptex.h"
-#include "threads/TTickThread.h"
+#include "threads/CTickThread.h"
 
 namespace sarnevo {
 

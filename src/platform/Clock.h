@@ -10,9 +10,6 @@ namespace sarnevo::platform {
 /// UTC in units of 100 ns since 1 January 1601. Follows the system's clock, so that it may jump.
 std::uint64_t UtcFileTime() noexcept;
 
-/// UTC in whole seconds since 1 January 1970.
-std::uint32_t UtcSeconds() noexcept;
-
 /// A clock that never jumps; only differences mean something.
 Nanoseconds MonotonicTime() noexcept;
 /// What it says after @p timeout; any fits, since a year is as good as for ever here.

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -9,9 +8,6 @@ namespace sarnevo::platform {
 
 /// The folder of the host's executable, without a separator at its end; nothing when it isn't known.
 std::optional<std::string> HostExecutableFolder();
-
-/// Number of processors of the machine, at least 1.
-std::uint32_t ProcessorCount() noexcept;
 
 /// From here on the library's code stays in the process, also when the host unloads it: something still runs in it
 /// that nobody waits for.

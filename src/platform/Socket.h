@@ -16,48 +16,41 @@ namespace sarnevo::platform {
 /// Every way in which an operation on a socket can fail that the logic tells apart.
 enum class SocketError : std::uint8_t {
   None,
-  WouldBlock,       ///< nothing to receive now, or a connect under way
-  TimedOut,         ///< the socket's own time-out or the wait's ran out
-  TooLong,          ///< a datagram didn't fit the buffer; it is gone
-  ConnectionReset,  ///< the peer refused or reset
-  Fault,
-  NetworkDown,
-  NotInitialised,  ///< the socket isn't open
-  AddressInUse,
+  WouldBlock,  ///< nothing to receive now, or a connect under way
+  TimedOut,    ///< the socket's own time-out or the wait's ran out
+  TooLong,     ///< a datagram didn't fit the buffer; it is gone
+  Gone,        ///< nothing will work any more: the network is down, or the socket isn't open
   Other,
 };
 
-struct ReceiveResult {
-  std::size_t count = 0;  ///< bytes received; 0 with None: the peer closed, or an empty datagram
-  SocketError error = SocketError::None;
-};
+enum class Transport { Tcp, Udp };
 
-/// What one ReceiveJoined gave: a datagram, or several of the same sender that the system joined on their way.
-struct JoinedDatagrams {
-  std::size_t bytes = 0;  ///< of all; 0 with None: the socket was shut down, or an empty datagram
-  std::size_t each = 0;   ///< of each, one after the other; the last one may be shorter
+/// What one send or receive did.
+struct ReceiveResult {
+  std::size_t count =
+      0;  ///< bytes; 0 with None: the peer closed, the socket was shut down, or an empty datagram
   SocketError error = SocketError::None;
+  std::size_t each =
+      0;  ///< of ReceiveFrom: bytes of each datagram, one after the other; the last may be shorter
 };
 
 /// An IPv4 socket, closed with its object. Descriptors are close-on-exec and sending never raises a
 /// signal.
 ///
 /// One thread uses a socket at a time, with two exceptions: any thread may call Shutdown at any time while
-/// the object lives, and one thread may send while another receives. Close, and moving from the object,
-/// are safe against Shutdown but not against an operation in progress: the owner ends its threads first.
+/// the object lives, and one thread may send while another receives. Open and Close are safe against Shutdown
+/// but not against an operation in progress: the owner ends its threads first.
 ///
 /// A signal that interrupts a wait neither ends nor prolongs it.
 class Socket {
  public:
   Socket() noexcept = default;
-  ~Socket();
-  Socket(Socket&& other) noexcept;
-  Socket& operator=(Socket&& other) noexcept;
+  ~Socket() { Close(); }
+  Socket(const Socket&) = delete;
+  Socket& operator=(const Socket&) = delete;
 
-  /// Gives a socket that isn't open when the system has none left.
-  static Socket CreateTcp() noexcept;
-  static Socket CreateUdp() noexcept;
-
+  /// Closes what was open before. False when the system has no socket left.
+  bool Open(Transport transport) noexcept;
   bool IsOpen() const noexcept;
   void Close() noexcept;
   /// Shuts both directions down. Wakes a thread that waits or receives on the socket, of either kind,
@@ -74,7 +67,7 @@ class Socket {
   /// For Receive and ReceiveFrom in blocking mode; 0 waits without limit.
   bool SetReceiveTimeout(Milliseconds timeout) noexcept;
   bool SetSendTimeout(Milliseconds timeout) noexcept;
-  /// Lets the system join datagrams that arrive together, for ReceiveJoined: a burst then takes one trip through
+  /// Lets the system join datagrams that arrive together, for ReceiveFrom: a burst then takes one trip through
   /// the network layers instead of one for each datagram. No datagram waits for another that isn't there yet. A
   /// wish that not every system grants; the socket is then as it was.
   void JoinDatagrams() noexcept;
@@ -93,16 +86,12 @@ class Socket {
   /// One receive of up to @p into.size() bytes. TimedOut after a time-out of the socket's, and in non-blocking
   /// mode when nothing is there.
   ReceiveResult Receive(std::span<std::uint8_t> into) noexcept;
-  /// One datagram and where it came from. A datagram that doesn't fit gives TooLong and is gone.
-  ReceiveResult ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
-  /// ReceiveFrom for a socket with JoinDatagrams. @p into has room for 65,536 bytes, which is more than ever come
-  /// in one piece; what doesn't fit gives TooLong and is gone, all that was joined.
-  JoinedDatagrams ReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
-  /// ReceiveJoined without waiting: WouldBlock when none is there.
-  JoinedDatagrams TryReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept;
+  /// One datagram and where it came from; with JoinDatagrams several of one sender that were joined on their way, for
+  /// which 65,536 bytes are room enough. What doesn't fit gives TooLong and is gone, all that was joined.
+  /// @param waits  false: WouldBlock at once when none is there
+  ReceiveResult ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from, bool waits = true) noexcept;
 
  private:
-  explicit Socket(std::intptr_t handle) noexcept;
   // Written by the owner's thread under closing_; Shutdown reads it under closing_, the owner without.
   std::atomic<std::intptr_t> handle_{-1};
   // Keeps a Shutdown from another thread off a descriptor that Close has given back to the system.

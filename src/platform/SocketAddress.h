@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <vector>
 
 struct sockaddr_in;
 
@@ -19,6 +21,9 @@ class SocketAddress {
   /// An IPv4 address as inet_addr reads it: "10.0.0.1", also with leading zeros (octal) and in the short forms
   /// ("127.1"), as people type it and as HTTP clients take it. No name is resolved, and 255.255.255.255 is none.
   static std::optional<SocketAddress> Parse(const char* dotted, std::uint16_t port) noexcept;
+  /// The addresses of a host's name with @p port, in the order of the system's resolver; none when the name is unknown.
+  /// Blocks for as long as the resolver likes, which can't be interrupted. Any thread. May throw std::bad_alloc.
+  static std::vector<SocketAddress> Resolve(const std::string& name, std::uint16_t port);
 
   /// Host byte order.
   std::uint16_t Port() const noexcept;

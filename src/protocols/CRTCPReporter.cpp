@@ -1,6 +1,7 @@
 #include "protocols/CRTCPReporter.h"
 
 #include <algorithm>
+#include <ctime>
 #include <new>
 #include <random>
 #include <stop_token>
@@ -13,7 +14,6 @@
 namespace sarnevo {
 
 using platform::ReceiveResult;
-using platform::Socket;
 using platform::SocketAddress;
 using platform::SocketError;
 
@@ -26,7 +26,7 @@ constexpr std::string_view kDefaultName = "default";
 // A generator of our own, since the process's belongs to the host. Seeded with the second, like that, so that
 // streams which start together share their SSRC.
 u32 DrawSsrc() {
-  std::minstd_rand generator(platform::UtcSeconds());
+  std::minstd_rand generator(static_cast<u32>(std::time(nullptr)));
   u32 ssrc = 0;
   for (int i = 0; i < 4; ++i) {
     ssrc = ssrc << 8 | (generator() & 0xFF);
@@ -36,7 +36,7 @@ u32 DrawSsrc() {
 
 }  // namespace
 
-CRTCPReporter::CRTCPReporter(const ProtocolTimes& times, HostNameSource hostName)
+CRTCPReporter::CRTCPReporter(const ChannelTiming& times, HostNameSource hostName)
     : times_(times), hostName_(hostName) {}
 
 CRTCPReporter::~CRTCPReporter() {
@@ -90,8 +90,7 @@ void CRTCPReporter::Run() noexcept {
 }
 
 bool CRTCPReporter::OpenSocket() noexcept {
-  socket_ = Socket::CreateUdp();
-  if (!socket_.IsOpen()) {
+  if (!socket_.Open(platform::Transport::Udp)) {
     return false;
   }
   // When the port is taken the camera's reports go elsewhere; the stream works without answers.

@@ -6,9 +6,9 @@
 #include <span>
 #include <string>
 
+#include "device/ChannelTiming.h"
 #include "kolvex/Types.h"
 #include "platform/Socket.h"
-#include "protocols/ProtocolTimes.h"
 #include "threads/COptex.h"
 #include "threads/StoppableThread.h"
 
@@ -24,7 +24,7 @@ class CRTCPReporter {
   /// Gives the name that goes out as CNAME; nothing when the system doesn't say.
   using HostNameSource = std::optional<std::string> (*)();
 
-  explicit CRTCPReporter(const ProtocolTimes& times = {}, HostNameSource hostName = &platform::LocalHostName);
+  explicit CRTCPReporter(const ChannelTiming& times = {}, HostNameSource hostName = &platform::LocalHostName);
   /// Ends the thread if Stop hasn't.
   ~CRTCPReporter();
   CRTCPReporter(const CRTCPReporter&) = delete;
@@ -49,7 +49,7 @@ class CRTCPReporter {
   void ReceiveReport() noexcept;
   void Answer(std::span<const u8> report, const platform::SocketAddress& from) noexcept;
 
-  const ProtocolTimes times_;
+  const ChannelTiming times_;
   const HostNameSource hostName_;
 
   // Reporter's thread only. Kept for whoever looks with a debugger.

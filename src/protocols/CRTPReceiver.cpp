@@ -11,7 +11,7 @@ constexpr u32 kReadSize = 4096;
 
 }  // namespace
 
-CRTPReceiver::CRTPReceiver(const ProtocolTimes& times) noexcept : port_(times.portReceive) {
+CRTPReceiver::CRTPReceiver(const ChannelTiming& times) noexcept : port_(times.packetTimeout) {
   port_.SetUser(this);
   port_.SetReadSize(kReadSize);
 }

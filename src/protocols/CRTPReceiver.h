@@ -2,10 +2,10 @@
 
 #include <atomic>
 
+#include "device/ChannelTiming.h"
 #include "protocols/CUDPPort.h"
 #include "protocols/IRTPReceiverUser.h"
 #include "protocols/IUDPPortUser.h"
-#include "protocols/ProtocolTimes.h"
 
 namespace sarnevo {
 
@@ -14,7 +14,7 @@ namespace sarnevo {
 /// is dropped without a trace.
 class CRTPReceiver : public IUDPPortUser {
  public:
-  explicit CRTPReceiver(const ProtocolTimes& times = {}) noexcept;
+  explicit CRTPReceiver(const ChannelTiming& times = {}) noexcept;
   ~CRTPReceiver() override;  // slot 0; closes the port
 
   void DataReceived(CUDPPort* port, const sockaddr_in* from, u8* data, u32 size) override;  // slot 1

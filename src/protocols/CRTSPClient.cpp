@@ -12,7 +12,6 @@
 namespace sarnevo {
 
 using platform::Milliseconds;
-using platform::Socket;
 using platform::SocketAddress;
 using platform::SocketError;
 
@@ -36,9 +35,7 @@ void Keep(std::string_view text, std::array<char, size>& into) noexcept {
 
 }  // namespace
 
-CRTSPClient::CRTSPClient(const ProtocolTimes& times) : times_(times), reader_(socket_, interrupted_, times) {}
-
-CRTSPClient::~CRTSPClient() = default;
+CRTSPClient::CRTSPClient(const ChannelTiming& times) : times_(times), reader_(socket_, interrupted_, times) {}
 
 bool CRTSPClient::Connect(const char* address, u16 port, u32 timeout) noexcept {
   const std::string_view dotted = address != nullptr ? address : "";
@@ -48,7 +45,7 @@ bool CRTSPClient::Connect(const char* address, u16 port, u32 timeout) noexcept {
   Keep(dotted, serverAddress_);
   serverPort_ = port;
   reader_.Reset();
-  socket_ = Socket::CreateTcp();
+  socket_.Open(platform::Transport::Tcp);
   if (!Establish(Milliseconds{timeout})) {
     socket_.Close();
     return false;

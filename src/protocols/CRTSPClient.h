@@ -2,11 +2,11 @@
 
 #include <array>
 
+#include "device/ChannelTiming.h"
 #include "kolvex/Types.h"
 #include "platform/Event.h"
 #include "platform/Socket.h"
 #include "platform/Time.h"
-#include "protocols/ProtocolTimes.h"
 #include "protocols/RtspReader.h"
 
 namespace sarnevo {
@@ -19,11 +19,10 @@ namespace sarnevo {
 /// called "/object.sdp"; false for group 2, whose replies have one more line after CSeq.
 ///
 /// Every operation gives false on failure and says nothing else. One thread at a time; each receive blocks
-/// it for up to ProtocolTimes::rtspReceive. Only Interrupt may come from any thread at any time.
+/// it for up to ChannelTiming::rtspReceive. Only Interrupt may come from any thread at any time.
 class CRTSPClient {
  public:
-  explicit CRTSPClient(const ProtocolTimes& times = {});
-  ~CRTSPClient();
+  explicit CRTSPClient(const ChannelTiming& times = {});
   CRTSPClient(const CRTSPClient&) = delete;
   CRTSPClient& operator=(const CRTSPClient&) = delete;
 
@@ -65,7 +64,7 @@ class CRTSPClient {
   bool ReadText(RtspText& into) noexcept;
   bool DropLines(int count) noexcept;
 
-  const ProtocolTimes times_;
+  const ChannelTiming times_;
 
   // The calling thread only. What a reply said; much of it is kept for whoever looks with a debugger.
   std::array<char, 16> version_{};  // of the last status line, for example RTSP/1.0

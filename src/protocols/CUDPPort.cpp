@@ -14,9 +14,8 @@
 
 namespace sarnevo {
 
-using platform::JoinedDatagrams;
 using platform::Milliseconds;
-using platform::Socket;
+using platform::ReceiveResult;
 using platform::SocketAddress;
 using platform::SocketError;
 
@@ -129,8 +128,7 @@ CUDPPort::OpenResult CUDPPort::Open(const char* address, u16 port) noexcept {
 }
 
 CUDPPort::OpenResult CUDPPort::OpenSocket(const SocketAddress& local) noexcept {
-  socket_ = Socket::CreateUdp();
-  if (!socket_.IsOpen()) {
+  if (!socket_.Open(platform::Transport::Udp)) {
     return NoSocket;
   }
   const Milliseconds timeout{u64{timeoutSeconds_} * 1000 + timeoutMicroseconds_ / 1000};
@@ -204,18 +202,10 @@ bool CUDPPort::Close() noexcept {
   return true;
 }
 
-bool CUDPPort::IsOpen() const noexcept { return socket_.IsOpen(); }
-
-u16 CUDPPort::LocalPort() const noexcept { return localPort_.load(std::memory_order_relaxed); }
-
 void CUDPPort::SetUser(IUDPPortUser* user) noexcept {
   const std::lock_guard guard(lock_);
   user_.store(user, std::memory_order_release);
 }
-
-void CUDPPort::SetReadSize(u32 bytes) noexcept { readSize_.store(bytes, std::memory_order_relaxed); }
-
-u32 CUDPPort::ReadSize() const noexcept { return readSize_.load(std::memory_order_relaxed); }
 
 void CUDPPort::MoreFollows(bool more) noexcept {
   if (Receiving::current != nullptr && Receiving::current->port == this) {
@@ -230,15 +220,14 @@ void CUDPPort::Receive(Receiving& receiving) {
   const std::span<u8> room(receiving.buffer.get(), kMaxDatagramBytes);
   SocketAddress from;
   while (running_.load(std::memory_order_relaxed)) {
-    const JoinedDatagrams got =
-        receiving.waits ? socket_.ReceiveJoined(room, from) : socket_.TryReceiveJoined(room, from);
+    const ReceiveResult got = socket_.ReceiveFrom(room, from, receiving.waits);
     if (!running_.load(std::memory_order_relaxed)) {
       return;
     }
     IUDPPortUser* const user = user_.load(std::memory_order_acquire);
     switch (got.error) {
       case SocketError::None:
-        if (got.bytes == 0) {
+        if (got.count == 0) {
           running_.store(false, std::memory_order_relaxed);
           return;
         }
@@ -252,9 +241,7 @@ void CUDPPort::Receive(Receiving& receiving) {
           user->ReceiveTimeout();
         }
         break;
-      case SocketError::Fault:
-      case SocketError::NetworkDown:
-      case SocketError::NotInitialised:
+      case SocketError::Gone:
         if (user != nullptr) {
           user->SocketClosed(this);
         }
@@ -271,9 +258,9 @@ void CUDPPort::Receive(Receiving& receiving) {
 
 // The datagrams of one receive, each as if it had come by itself: in between the port may be closed, its user be
 // changed, and the read size grow.
-void CUDPPort::HandOver(Receiving& receiving, const JoinedDatagrams& got, SocketAddress& from) {
-  for (std::size_t at = 0; at < got.bytes && running_.load(std::memory_order_relaxed); at += got.each) {
-    const std::size_t size = std::min(got.each, got.bytes - at);
+void CUDPPort::HandOver(Receiving& receiving, const ReceiveResult& got, SocketAddress& from) {
+  for (std::size_t at = 0; at < got.count && running_.load(std::memory_order_relaxed); at += got.each) {
+    const std::size_t size = std::min(got.each, got.count - at);
     IUDPPortUser* const user = user_.load(std::memory_order_acquire);
     if (!Fits(receiving, size) || user == nullptr) {
       continue;
@@ -304,8 +291,8 @@ void CUDPPort::Drain() noexcept {
   std::array<u8, 1024> dropped;
   SocketAddress from;
   for (int i = 0; i < kMaxDrained; ++i) {
-    const JoinedDatagrams got = socket_.TryReceiveJoined(dropped, from);
-    if (got.error != SocketError::TooLong && got.bytes == 0) {
+    const ReceiveResult got = socket_.ReceiveFrom(dropped, from, false);
+    if (got.error != SocketError::TooLong && got.count == 0) {
       return;
     }
   }

@@ -6,12 +6,12 @@
 #include <mutex>
 #include <utility>
 
+#include "device/ChannelTiming.h"
 #include "kolvex/Types.h"
 #include "platform/Socket.h"
 #include "platform/SocketAddress.h"
 #include "platform/Time.h"
 #include "protocols/IUDPPortUser.h"
-#include "protocols/ProtocolTimes.h"
 #include "threads/StoppableThread.h"
 
 namespace sarnevo {
@@ -34,7 +34,7 @@ class CUDPPort {
     NoThread = 9,             ///< the receive thread could not be started
   };
 
-  explicit CUDPPort(platform::Milliseconds timeout = ProtocolTimes{}.portReceive) noexcept;
+  explicit CUDPPort(platform::Milliseconds timeout = ChannelTiming{}.packetTimeout) noexcept;
   /// Closes the port.
   virtual ~CUDPPort();
   CUDPPort(const CUDPPort&) = delete;
@@ -55,9 +55,9 @@ class CUDPPort {
   /// ended.
   bool Close() noexcept;
 
-  bool IsOpen() const noexcept;
+  bool IsOpen() const noexcept { return socket_.IsOpen(); }
   /// The bound port in host byte order; 0 when closed.
-  u16 LocalPort() const noexcept;
+  u16 LocalPort() const noexcept { return localPort_.load(std::memory_order_relaxed); }
 
   /// @param user  not owned; null drops what arrives. A callback in progress still goes to the one before.
   void SetUser(IUDPPortUser* user) noexcept;
@@ -65,8 +65,8 @@ class CUDPPort {
   void SetOwner(std::weak_ptr<const void> owner) noexcept { thread_.SetOwner(std::move(owner)); }
   /// Size in bytes of the largest datagram to be taken; takes effect with the next one. Also decides the
   /// socket's receive buffer at Open.
-  void SetReadSize(u32 bytes) noexcept;
-  u32 ReadSize() const noexcept;
+  void SetReadSize(u32 bytes) noexcept { readSize_.store(bytes, std::memory_order_relaxed); }
+  u32 ReadSize() const noexcept { return readSize_.load(std::memory_order_relaxed); }
 
   /// Said by the user inside DataReceived, for this datagram and until it says otherwise: whether more of the same
   /// burst is on its way. False at Open. On any other thread it does nothing.
@@ -78,7 +78,7 @@ class CUDPPort {
   OpenResult OpenSocket(const platform::SocketAddress& local) noexcept;
   bool StartReceiving() noexcept;
   void Receive(Receiving& receiving);
-  void HandOver(Receiving& receiving, const platform::JoinedDatagrams& got, platform::SocketAddress& from);
+  void HandOver(Receiving& receiving, const platform::ReceiveResult& got, platform::SocketAddress& from);
   bool Fits(Receiving& receiving, std::size_t size) noexcept;
   void Drain() noexcept;
 

@@ -11,14 +11,10 @@ using platform::ReceiveResult;
 using platform::SocketError;
 
 RtspReader::RtspReader(platform::Socket& socket, platform::Event& interrupted,
-                       const ProtocolTimes& times) noexcept
+                       const ChannelTiming& times) noexcept
     : socket_(socket), interrupted_(interrupted), replyTime_(times.rtspReply) {}
 
-void RtspReader::Reset() noexcept { begin_ = end_ = 0; }
-
-void RtspReader::BeginReply() noexcept {
-  replyEnd_ = platform::MonotonicMilliseconds() + static_cast<u64>(replyTime_.count());
-}
+void RtspReader::BeginReply() noexcept { replyEnd_ = platform::TimeAfter(replyTime_); }
 
 bool RtspReader::ReadLine() noexcept {
   line_[0] = '\0';
@@ -43,8 +39,6 @@ bool RtspReader::ReadLine() noexcept {
   line_[stored] = '\0';
   return next != Next::Failed;
 }
-
-std::string_view RtspReader::Line() const noexcept { return line_.data(); }
 
 bool RtspReader::ReadBody(std::size_t size, std::span<char> into) noexcept {
   for (std::size_t read = 0; read < size;) {
@@ -80,7 +74,7 @@ RtspReader::Next RtspReader::Take(char& byte) noexcept {
 
 RtspReader::Next RtspReader::Fill() noexcept {
   begin_ = end_ = 0;
-  if (platform::MonotonicMilliseconds() >= replyEnd_) {
+  if (platform::MonotonicTime() >= replyEnd_) {
     return Next::Failed;
   }
   const ReceiveResult got = socket_.Receive(buffer_);

@@ -5,10 +5,10 @@
 #include <span>
 #include <string_view>
 
+#include "device/ChannelTiming.h"
 #include "kolvex/Types.h"
 #include "platform/Event.h"
 #include "platform/Socket.h"
-#include "protocols/ProtocolTimes.h"
 
 namespace sarnevo {
 
@@ -24,10 +24,10 @@ class RtspReader {
 
   /// @param socket       outlives the reader. Its own receive time-out bounds the wait for each piece.
   /// @param interrupted  when set, everything fails.
-  RtspReader(platform::Socket& socket, platform::Event& interrupted, const ProtocolTimes& times) noexcept;
+  RtspReader(platform::Socket& socket, platform::Event& interrupted, const ChannelTiming& times) noexcept;
 
   /// Forgets what is buffered; for a new connection.
-  void Reset() noexcept;
+  void Reset() noexcept { begin_ = end_ = 0; }
   /// The time that each later reply may take as a whole.
   void LimitReplies(platform::Milliseconds time) noexcept { replyTime_ = time; }
   /// A new reply begins, and with it the time that one may take.
@@ -39,7 +39,7 @@ class RtspReader {
   /// @return false when not even a first byte came, on any other failure, and past the limits.
   bool ReadLine() noexcept;
   /// The line that ReadLine read last, valid until the next.
-  std::string_view Line() const noexcept;
+  std::string_view Line() const noexcept { return line_.data(); }
   /// The last line began with CR, as a blank one does.
   bool LineBeganWithCr() const noexcept { return beganWithCr_; }
 
@@ -58,7 +58,7 @@ class RtspReader {
   std::size_t begin_ = 0;  // of what is buffered and not yet taken
   std::size_t end_ = 0;
   platform::Milliseconds replyTime_;
-  u64 replyEnd_ = 0;  // on platform::MonotonicMilliseconds
+  platform::Nanoseconds replyEnd_{0};  // of platform::MonotonicTime
   RtspText line_{};
   bool beganWithCr_ = false;
 };

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdio>
 #include <new>
+#include <thread>
 
-#include "platform/HostProcess.h"
 #include "platform/SharedMemory.h"
 #include "platform/Thread.h"
 
@@ -28,7 +28,7 @@ FullName MakeFullName(const char* prefix, const char* name) noexcept {
 }
 
 bool IsSingleProcessor() noexcept {
-  static const bool single = platform::ProcessorCount() == 1;
+  static const bool single = std::thread::hardware_concurrency() == 1;
   return single;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <string>
 
 #include "threads/CBaseThread.h"
@@ -16,7 +17,10 @@ class CTickThread : protected CBaseThread {
   explicit CTickThread(u32 intervalMs) noexcept : interval_(intervalMs) {}
 
   /// As CBaseThread::Start. @p tickFirst: non-zero for a tick at once, 0 for the first one after an interval.
-  bool Start(const std::string& name, u8 tickFirst);
+  bool Start(const std::string& name, u8 tickFirst) {
+    tickFirst_.store(tickFirst, std::memory_order_relaxed);
+    return CBaseThread::Start(name);
+  }
   using CBaseThread::IsOwnThread;
   using CBaseThread::IsStopRequested;
   using CBaseThread::RequestStop;
@@ -25,7 +29,15 @@ class CTickThread : protected CBaseThread {
   using CBaseThread::Stop;
 
  protected:
-  void Run() override;
+  void Run() override {
+    // The wait for the stop is both the pace and the test for a stop.
+    if (tickFirst_.load(std::memory_order_relaxed) != 0) {
+      Tick();
+    }
+    while (!AwaitStop(interval_)) {
+      Tick();
+    }
+  }
   /// The periodic work, on the thread. Catches its own exceptions.
   virtual void Tick() = 0;
 
@@ -33,6 +45,24 @@ class CTickThread : protected CBaseThread {
   const u32 interval_;
   // Written by Start. A running thread may meet a new value when a second Start on it fails; either will do.
   std::atomic<u8> tickFirst_{0};
+};
+
+/// A tick thread that calls an operation of another object; without one it does nothing.
+template <typename T>
+class TTickThread : public CTickThread {
+ public:
+  using CTickThread::CTickThread;
+
+  // Set by the target's constructor and then constant.
+  T* target = nullptr;  // not owned; outlives the running thread
+  void (T::*method)() = nullptr;
+
+ protected:
+  void Tick() override {
+    if (method != nullptr && target != nullptr) {
+      (target->*method)();
+    }
+  }
 };
 
 }  // namespace sarnevo

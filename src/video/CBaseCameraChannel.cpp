@@ -17,8 +17,6 @@ namespace {
 
 constexpr u32 kEndedWithoutDriver = 123;
 
-u32 Count(Milliseconds time) { return static_cast<u32>(time.count()); }
-
 }  // namespace
 
 CBaseCameraChannel::CBaseCameraChannel(u32 channelIndex, Device* driver, ipcapture::IFrameSink* sink,
@@ -29,7 +27,7 @@ CBaseCameraChannel::CBaseCameraChannel(u32 channelIndex, Device* driver, ipcaptu
       driver_(driver),
       returns_(std::move(returns)),
       timing_(driver != nullptr ? driver->GetChannelTiming() : ChannelTiming{}),
-      receiveTimeout_(Count(timing_.receiveTimeout)),
+      receiveTimeout_(timing_.receiveTimeout),
       claim_(driver) {}
 
 CBaseCameraChannel::~CBaseCameraChannel() = default;
@@ -160,7 +158,7 @@ void CBaseCameraChannel::PacketReceived(CRTPReceiver* /*receiver*/, const sockad
     return;
   }
   if (ReceiveTimeoutNow() > timing_.receiveTimeout) {
-    receiveTimeout_.store(Count(timing_.receiveTimeout), std::memory_order_relaxed);
+    receiveTimeout_.store(timing_.receiveTimeout, std::memory_order_relaxed);
   }
   const StopClaim::Scope scope(claim_);
   streamer_->PacketReceived(*packet);
@@ -188,7 +186,7 @@ u32 CBaseCameraChannel::StartStreamer() noexcept {
   {
     const COptexGuard guard(streamerLock_);
     if (ReceiveTimeoutNow() <= timing_.receiveTimeout) {
-      receiveTimeout_.store(Count(timing_.startingReceiveTimeout), std::memory_order_relaxed);
+      receiveTimeout_.store(timing_.startingReceiveTimeout, std::memory_order_relaxed);
     }
     if (!streamer_) {
       streamer_ = MakeStreamer();
@@ -209,16 +207,13 @@ u32 CBaseCameraChannel::StartStreamer() noexcept {
 
 // Null without memory.
 std::shared_ptr<CameraStreamer> CBaseCameraChannel::MakeStreamer() noexcept {
-  const ProtocolTimes times{.rtspReceive = timing_.rtspReceive,
-                            .rtspConnectStep = timing_.rtspConnectStep,
-                            .portReceive = timing_.packetTimeout};
   try {
     FrameAssembly assembly({.allocator = driver_->GetFrameAllocator(), .sink = sink_, .returns = returns_},
                            format_.codec, useObjectPath_ ? JpegLayout::Group1 : JpegLayout::Group2, activity_);
     assembly.SetPictureSize({format_.width, format_.height});
     return std::make_shared<CameraStreamer>(
         shared_from_this(),
-        CameraStreamer::Target{driver_->GetAddress(), driver_->GetNetworkTimeout(), useObjectPath_}, times,
+        CameraStreamer::Target{driver_->GetAddress(), driver_->GetNetworkTimeout(), useObjectPath_}, timing_,
         assembly, activity_);
   } catch (const std::bad_alloc&) {
     return nullptr;
@@ -269,7 +264,7 @@ bool CBaseCameraChannel::IsTimedOut() noexcept {
 }
 
 Milliseconds CBaseCameraChannel::ReceiveTimeoutNow() const noexcept {
-  return Milliseconds{receiveTimeout_.load(std::memory_order_relaxed)};
+  return receiveTimeout_.load(std::memory_order_relaxed);
 }
 
 }  // namespace sarnevo

@@ -118,10 +118,10 @@ class CBaseCameraChannel : public IRTPReceiverUser, public std::enable_shared_fr
 
   // Read across threads without a lock: a stale value costs one packet or one pass, so that relaxed order is
   // enough. The data they speak of is handed over by the starts and ends of the threads.
-  std::atomic<u32> state_{Idle};        // by the worker and the stopping thread
-  std::atomic<bool> terminate_{false};  // by the stopping thread
-  std::atomic<bool> streaming_{false};  // by whoever holds streamerLock_
-  std::atomic<u32> receiveTimeout_;     // milliseconds; by the worker and the receive thread
+  std::atomic<u32> state_{Idle};                        // by the worker and the stopping thread
+  std::atomic<bool> terminate_{false};                  // by the stopping thread
+  std::atomic<bool> streaming_{false};                  // by whoever holds streamerLock_
+  std::atomic<platform::Milliseconds> receiveTimeout_;  // by the worker and the receive thread
 
   COptex timedOutLock_;
   bool timedOut_ = false;  // under timedOutLock_

@@ -15,7 +15,7 @@ constexpr u16 kRtspPort = 554;
 }  // namespace
 
 CameraStreamer::CameraStreamer(std::shared_ptr<IRTPReceiverUser> user, Target target,
-                               const ProtocolTimes& times, const FrameAssembly& assembly, Activity& activity)
+                               const ChannelTiming& times, const FrameAssembly& assembly, Activity& activity)
     : user_(std::move(user)),
       target_(std::move(target)),
       activity_(activity),

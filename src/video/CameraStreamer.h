@@ -38,7 +38,7 @@ class CameraStreamer : public std::enable_shared_from_this<CameraStreamer> {
 
   /// @param user      of the receiver; kept until the stream has ended.
   /// @param activity  touched just before PLAY; outlives this object.
-  CameraStreamer(std::shared_ptr<IRTPReceiverUser> user, Target target, const ProtocolTimes& times,
+  CameraStreamer(std::shared_ptr<IRTPReceiverUser> user, Target target, const ChannelTiming& times,
                  const FrameAssembly& assembly, Activity& activity);
 
   /// Brings the stream up; the bits of Failure. What was built so far is left for Stop.

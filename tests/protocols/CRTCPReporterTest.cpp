@@ -22,7 +22,7 @@ constexpr u16 kPort = 3557;
 // The camera's RTCP socket.
 class Camera {
  public:
-  Camera() { EXPECT_TRUE(socket_.SetReceiveTimeout(50ms)); }
+  Camera() { EXPECT_TRUE(socket_.Open(platform::Transport::Udp) && socket_.SetReceiveTimeout(50ms)); }
   // The answer to a report of so many bytes. Asks again, since the reporter may still be binding its port. An answer
   // has the report's bytes in it: late ones to earlier reports don't count.
   Bytes Ask(std::size_t size, int attempts = 400) {
@@ -45,7 +45,7 @@ class Camera {
 
  private:
   u8 mark_ = 0x80;
-  Socket socket_ = Socket::CreateUdp();
+  Socket socket_;
 };
 
 TEST(CRTCPReporter, AnswersInItsHostsName) {
@@ -74,7 +74,7 @@ TEST(CRTCPReporter, AnswersInItsHostsName) {
 }
 
 TEST(CRTCPReporter, ATimeOutDoesntEndItButAnOversizedDatagramDoes) {
-  ProtocolTimes times;
+  ChannelTiming times;
   times.reporterReceive = 10ms;
   CRTCPReporter reporter(times);
   ASSERT_TRUE(reporter.Start(kPort));
@@ -88,9 +88,10 @@ TEST(CRTCPReporter, ATimeOutDoesntEndItButAnOversizedDatagramDoes) {
 }
 
 TEST(CRTCPReporter, ATakenPortDoesntShowAndStopEndsAThreadThatNobodyAsked) {
-  Socket other = Socket::CreateUdp();
+  Socket other;
+  ASSERT_TRUE(other.Open(platform::Transport::Udp));
   ASSERT_EQ(other.Bind(SocketAddress::Any(kPort)), SocketError::None);
-  ProtocolTimes times;
+  ChannelTiming times;
   times.reporterStop = 50ms;
   CRTCPReporter reporter(times);
   ASSERT_TRUE(reporter.Start(kPort));

@@ -24,8 +24,8 @@ constexpr u16 kPort = 554;
 constexpr const char* kCamera = "127.0.0.1";
 
 // Short where a test waits for a time-out to pass, else long enough for a busy machine.
-ProtocolTimes Times(platform::Milliseconds receive = 10s) {
-  ProtocolTimes times;
+ChannelTiming Times(platform::Milliseconds receive = 10s) {
+  ChannelTiming times;
   times.rtspReceive = receive;
   times.rtspConnectStep = 10ms;
   return times;
@@ -68,7 +68,7 @@ struct Dialogue {
 
 // A camera answers each request with the next reply; then it closes, or listens on in silence.
 Dialogue Talk(const std::string& operations, int group, const std::vector<std::string>& replies,
-              const ProtocolTimes& times = Times(), bool closes = false, const char* address = kCamera) {
+              const ChannelTiming& times = Times(), bool closes = false, const char* address = kCamera) {
   HostLog requests;
   const auto answer = [&](ScriptedServer::Connection& connection) {
     auto next = replies.begin();
@@ -119,7 +119,8 @@ TEST(CRTSPClient, RepliesAreReadByPosition) {
   const std::string longPrepared = ok + "CSeq: 2\r\n" + longLine + kTransport + longLine + longLine;
   const std::string most = ok + "CSeq: 1\r\na: " + std::string(RtspReader::kMaxLineBytes - 4, 'x');
   const std::string afterMost = "\nc: d\r\nL: 0\r\n\r\n";
-  platform::Socket named = platform::Socket::CreateUdp();
+  platform::Socket named;
+  ASSERT_TRUE(named.Open(platform::Transport::Udp));
   ASSERT_EQ(named.Bind(platform::SocketAddress::Any(6000)), platform::SocketError::None);
   const std::string elsewhere = "client_port=1-2;server_port=6000-6000;source=127.0.0.9;destination=127.0.0.9";
   const std::string missingSession = Head(1, 2) + "Transport: x\r\nSession: 1\r\n";
@@ -162,7 +163,7 @@ TEST(CRTSPClient, RepliesAreReadByPosition) {
   }
   std::uint8_t byte = 0;
   platform::SocketAddress from;
-  EXPECT_EQ(named.TryReceiveJoined({&byte, 1}, from).error, platform::SocketError::WouldBlock)
+  EXPECT_EQ(named.ReceiveFrom({&byte, 1}, from, false).error, platform::SocketError::WouldBlock)
       << "nothing goes there";
 }
 
@@ -205,7 +206,7 @@ TEST(CRTSPClient, ACutReplyCountsAsFarAsItCame) {
 
 TEST(CRTSPClient, AConnectionThatNeverComesCostsTheTimeOutAndAtLeastOneStep) {
   const Blackhole camera;
-  ProtocolTimes times;
+  ChannelTiming times;
   times.rtspConnectStep = 60ms;
   CRTSPClient client(times);
   for (const u32 timeout : {0U, 200U}) {

@@ -61,7 +61,8 @@ class CUDPPortTest : public testing::Test {
   }
   // From 127.0.0.9.
   void Send(std::size_t size, u8 byte) const {
-    Socket socket = Socket::CreateUdp();
+    Socket socket;
+    EXPECT_TRUE(socket.Open(platform::Transport::Udp));
     socket.Bind(*SocketAddress::Parse("127.0.0.9", 0));
     EXPECT_EQ(socket.SendTo(std::vector<u8>(size, byte), *SocketAddress::Parse(kLocal, port->LocalPort())),
               platform::SocketError::None);

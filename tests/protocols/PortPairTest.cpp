@@ -28,8 +28,10 @@ struct Stream {
 
 // A port of another process, as far as the search can see; null when somebody has it.
 std::shared_ptr<Socket> Foreign(u16 port) {
-  auto socket = std::make_shared<Socket>(Socket::CreateUdp());
-  return socket->Bind(SocketAddress::Any(port)) == SocketError::None ? socket : nullptr;
+  auto socket = std::make_shared<Socket>();
+  return socket->Open(platform::Transport::Udp) && socket->Bind(SocketAddress::Any(port)) == SocketError::None
+             ? socket
+             : nullptr;
 }
 
 // What a search that knows nothing would find.

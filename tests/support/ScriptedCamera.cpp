@@ -21,8 +21,8 @@ std::string Method(const std::string& request) { return request.substr(0, reques
 ScriptedCamera::ScriptedCamera(int group, std::string address, bool speaksRtsp)
     : group_(group),
       address_(std::move(address)),
-      socket_(Socket::CreateUdp()),
       http_([this](Connection& connection) { ServeHttp(connection); }, Address()) {
+  socket_.Open(Transport::Udp);
   if (speaksRtsp) {
     rtsp_.emplace([this](Connection& connection) { ServeRtsp(connection); }, Address(), 554);
   }

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <list>
 #include <memory>
 #include <string>
 #include <thread>
@@ -145,9 +146,9 @@ TEST(Channel, WaitsForAPortPairWhenThereIsNone) {
   Host host;
   auto& capture = host.Open(camera, 1, sarnevo::CodecMJPEG);
   {
-    std::vector<sarnevo::platform::Socket> taken;
+    std::list<sarnevo::platform::Socket> taken;
     for (std::uint16_t port = 3556; port < 4556; port = static_cast<std::uint16_t>(port + 2)) {
-      taken.push_back(sarnevo::platform::Socket::CreateUdp());
+      taken.emplace_back().Open(sarnevo::platform::Transport::Udp);
       taken.back().Bind(sarnevo::platform::SocketAddress::Any(port));
     }
     ASSERT_TRUE(capture.StartCapture(0, &host.sink, &host.wanted));

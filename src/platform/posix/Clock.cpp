@@ -30,8 +30,6 @@ std::uint64_t UtcFileTime() noexcept {
          static_cast<std::uint64_t>(now.tv_nsec) / 100;
 }
 
-std::uint32_t UtcSeconds() noexcept { return static_cast<std::uint32_t>(Now(CLOCK_REALTIME).tv_sec); }
-
 Nanoseconds MonotonicTime() noexcept {
   const timespec now = Now(CLOCK_MONOTONIC);
   return Nanoseconds{now.tv_sec * kNanosecondsPerSecond + now.tv_nsec};

@@ -2,14 +2,13 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
-#include <ctime>
-#include <dirent.h>
+#include <chrono>
 #include <fcntl.h>
-#include <memory>
+#include <filesystem>
 #include <optional>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <tuple>
 #include <unistd.h>
 
@@ -19,43 +18,30 @@ namespace sarnevo::platform {
 
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr std::string_view kTemporaryPrefix = ".kolvex-";
 constexpr std::string_view kTemporarySuffix = ".tmp";
-constexpr std::time_t kLeftoverAge = 3600;  // seconds
-constexpr int kMaxLinks = 40;               // as many as the kernel itself follows
-constexpr int kMaxKept = 100;               // names for old content, ".bad" included
+constexpr std::chrono::hours kLeftoverAge{1};
+constexpr int kMaxLinks = 40;  // as many as the kernel itself follows
+constexpr int kMaxKept = 100;  // names for old content, ".bad" included
 constexpr int kMaxTemporaryNames = 1000;
-
-struct Place {
-  std::string folder;
-  std::string name;
-};
-
-Place Split(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) {
-    return {".", path};
-  }
-  return {slash == 0 ? "/" : path.substr(0, slash), path.substr(slash + 1)};
-}
 
 // Where the file itself lies: the end of a chain of symbolic links, whether or not there is a file. Links in
 // the folder's own path need no care, the kernel follows them.
-std::optional<Place> Resolve(std::string path) {
+std::optional<fs::path> Resolve(fs::path path) {
   for (int links = 0; links < kMaxLinks; ++links) {
-    char target[4096];
-    const ssize_t length = ::readlink(path.c_str(), target, sizeof(target));
-    if (length < 0) {
-      return Split(path);
+    std::error_code isNone;
+    const fs::path target = fs::read_symlink(path, isNone);
+    if (isNone) {
+      return path;
     }
-    if (length == 0 || static_cast<std::size_t>(length) == sizeof(target)) {
-      return std::nullopt;
-    }
-    std::string next(target, static_cast<std::size_t>(length));
-    path = next.front() == '/' ? std::move(next) : Split(path).folder + '/' + next;
+    path = path.parent_path() / target;
   }
   return std::nullopt;
 }
+
+fs::path FolderOf(const fs::path& file) { return file.parent_path() / "."; }
 
 // Short and independent of the file's own name, so that a file whose name has just the greatest length can
 // be replaced too.
@@ -176,14 +162,15 @@ bool ReplaceFile(const std::string& path, std::string_view content, OldContent o
   if (!place) {
     return false;
   }
-  const Descriptor folder(::open(place->folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::string name = place->filename();
+  const Descriptor folder(::open(FolderOf(*place).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!folder.IsOpen()) {
     return false;
   }
   struct stat facts = {};
-  const bool exists = ::fstatat(folder.Get(), place->name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0;
+  const bool exists = ::fstatat(folder.Get(), name.c_str(), &facts, AT_SYMLINK_NOFOLLOW) == 0;
   const bool mayReplace =
-      exists ? S_ISREG(facts.st_mode) && ::faccessat(folder.Get(), place->name.c_str(), W_OK, AT_EACCESS) == 0
+      exists ? S_ISREG(facts.st_mode) && ::faccessat(folder.Get(), name.c_str(), W_OK, AT_EACCESS) == 0
              : errno == ENOENT;
   if (!mayReplace) {
     return false;
@@ -193,10 +180,10 @@ bool ReplaceFile(const std::string& path, std::string_view content, OldContent o
   if (!fresh.Exists() || (exists && !fresh.TakeRightsOf(facts)) || !fresh.Fill(content)) {
     return false;
   }
-  if (exists && facts.st_size > 0 && old == OldContent::KeepAside && !KeepAside(folder.Get(), place->name)) {
+  if (exists && facts.st_size > 0 && old == OldContent::KeepAside && !KeepAside(folder.Get(), name)) {
     return false;
   }
-  return fresh.PutInPlaceOf(place->name) && Flush(folder.Get());
+  return fresh.PutInPlaceOf(name) && Flush(folder.Get());
 }
 
 void RemoveLeftovers(const std::string& path) {
@@ -204,20 +191,14 @@ void RemoveLeftovers(const std::string& path) {
   if (!place) {
     return;
   }
-  struct Closer {
-    void operator()(DIR* open) const { ::closedir(open); }
-  };
-  const std::unique_ptr<DIR, Closer> folder(::opendir(place->folder.c_str()));
-  if (!folder) {
-    return;
-  }
-  const std::time_t now = std::time(nullptr);
-  while (const dirent* entry = ::readdir(folder.get())) {
-    struct stat facts = {};
-    if (IsTemporaryName(entry->d_name) &&
-        ::fstatat(::dirfd(folder.get()), entry->d_name, &facts, AT_SYMLINK_NOFOLLOW) == 0 &&
-        S_ISREG(facts.st_mode) && now - facts.st_mtime > kLeftoverAge) {
-      ::unlinkat(::dirfd(folder.get()), entry->d_name, 0);
+  const auto old = fs::file_time_type::clock::now() - kLeftoverAge;
+  std::error_code failed;
+  fs::directory_iterator entry(FolderOf(*place), failed);
+  for (; !failed && entry != fs::directory_iterator(); entry.increment(failed)) {
+    std::error_code gone;  // another process may clean up too
+    if (IsTemporaryName(entry->path().filename().native()) &&
+        fs::is_regular_file(entry->symlink_status(gone)) && entry->last_write_time(gone) < old && !gone) {
+      fs::remove(entry->path(), gone);
     }
   }
 }

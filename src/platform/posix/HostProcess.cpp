@@ -1,6 +1,5 @@
 #include "platform/HostProcess.h"
 
-#include <algorithm>
 #include <array>
 
 #include <dlfcn.h>
@@ -16,10 +15,6 @@ std::optional<std::string> HostExecutableFolder() {
   }
   const std::string executable(path.data(), static_cast<std::size_t>(length));
   return executable.substr(0, executable.rfind('/'));
-}
-
-std::uint32_t ProcessorCount() noexcept {
-  return static_cast<std::uint32_t>(std::max(1L, sysconf(_SC_NPROCESSORS_ONLN)));
 }
 
 void KeepLibraryLoaded() noexcept {

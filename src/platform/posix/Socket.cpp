@@ -35,19 +35,11 @@ SocketError FromErrno(int error) noexcept {
       return SocketError::TimedOut;
     case EMSGSIZE:
       return SocketError::TooLong;
-    case ECONNRESET:
-    case ECONNREFUSED:
-    case EPIPE:
-      return SocketError::ConnectionReset;
     case EFAULT:
-      return SocketError::Fault;
     case ENETDOWN:
-      return SocketError::NetworkDown;
     case EBADF:
     case ENOTSOCK:
-      return SocketError::NotInitialised;
-    case EADDRINUSE:
-      return SocketError::AddressInUse;
+      return SocketError::Gone;
     default:
       return SocketError::Other;
   }
@@ -79,30 +71,18 @@ bool SetTimeout(int descriptor, int option, Milliseconds timeout) noexcept {
   return SetOption(descriptor, option, &value, sizeof(value));
 }
 
-// Computed once for a wait, so that a host's thread with a timer that beats faster than the time-out comes back
-// all the same.
-class Deadline {
- public:
-  explicit Deadline(Milliseconds timeout) noexcept
-      : end_(MonotonicMilliseconds() + static_cast<std::uint64_t>(std::clamp<std::int64_t>(
-                                           timeout.count(), 0, std::numeric_limits<int>::max()))) {}
-
-  // As poll wants it.
-  int Left() const noexcept {
-    const std::uint64_t now = MonotonicMilliseconds();
-    return now < end_ ? static_cast<int>(end_ - now) : 0;
-  }
-
- private:
-  const std::uint64_t end_;
-};
-
 // The events that came, 0 when the time is over, negative with errno.
-int Poll(int descriptor, short events, const Deadline& deadline) noexcept {
+// @param end  of MonotonicTime; computed once for a wait, so that a host's thread with a timer that beats faster than the
+//             time-out comes back all the same
+int Poll(int descriptor, short events, Nanoseconds end) noexcept {
   pollfd wanted{};
   wanted.fd = descriptor;
   wanted.events = events;
-  const int ready = Retried([&] { return poll(&wanted, 1, deadline.Left()); });
+  const int ready = Retried([&] {
+    const auto left = std::chrono::ceil<Milliseconds>(end - MonotonicTime()).count();
+    return poll(&wanted, 1,
+                static_cast<int>(std::clamp<std::int64_t>(left, 0, std::numeric_limits<int>::max())));
+  });
   return ready > 0 ? wanted.revents : ready;
 }
 
@@ -113,14 +93,14 @@ ssize_t ReceiveWithin(int descriptor, Milliseconds timeout, Receive receive) noe
   if (timeout <= Milliseconds{0}) {
     return Retried([&] { return receive(0); });
   }
-  const Deadline deadline(timeout);
+  const Nanoseconds end = TimeAfter(timeout);
   ssize_t count = receive(0);
   if (count >= 0 || errno != EINTR) {
     return count;
   }
   // Readable and yet nothing there: a datagram with a wrong checksum, which the system drops when it is read.
   do {
-    if (Poll(descriptor, POLLIN, deadline) <= 0) {
+    if (Poll(descriptor, POLLIN, end) <= 0) {
       errno = EAGAIN;
       return -1;
     }
@@ -129,83 +109,36 @@ ssize_t ReceiveWithin(int descriptor, Milliseconds timeout, Receive receive) noe
   return count;
 }
 
-// One receive of a datagram, or of several that the system has joined (UDP_GRO). Points into itself, so that it stays where it is.
-class JoinedReceive {
- public:
-  JoinedReceive(std::span<std::uint8_t> into, SocketAddress& from) noexcept
-      : room_{into.data(), into.size()}, from_(from) {}
-  JoinedReceive(const JoinedReceive&) = delete;
-  JoinedReceive& operator=(const JoinedReceive&) = delete;
+// A receive that waits reports its time-out as would-block.
+SocketError ReceiveError(bool waits) noexcept {
+  const SocketError error = FromErrno(errno);
+  return waits && error == SocketError::WouldBlock ? SocketError::TimedOut : error;
+}
 
-  // Asks for the whole size (MSG_TRUNC), so that a datagram that was cut shows.
-  ssize_t Call(int descriptor, int flags) noexcept {
-    message_ = {.msg_name = from_.Get(),
-                .msg_namelen = sizeof(sockaddr_in),
-                .msg_iov = &room_,
-                .msg_iovlen = 1,
-                .msg_control = control_,
-                .msg_controllen = sizeof(control_),
-                .msg_flags = 0};
-    return recvmsg(descriptor, &message_, flags | MSG_TRUNC);
-  }
-
-  JoinedDatagrams Result(ssize_t count, SocketError onNothing) noexcept {
-    if (count < 0) {
-      const SocketError error = FromErrno(errno);
-      return {.error = error == SocketError::WouldBlock ? onNothing : error};
+// Of each of the datagrams that the system has joined (UDP_GRO), as the control message says; without one it is a
+// single datagram.
+std::size_t SizeOfEach(msghdr& message, std::size_t bytes) noexcept {
+  for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
+    int size = 0;
+    if (part->cmsg_level == IPPROTO_UDP && part->cmsg_type == UDP_GRO &&
+        part->cmsg_len >= CMSG_LEN(sizeof(size))) {
+      std::memcpy(&size, CMSG_DATA(part), sizeof(size));
+      return size > 0 ? static_cast<std::size_t>(size) : bytes;
     }
-    const auto bytes = static_cast<std::size_t>(count);
-    if (bytes > room_.iov_len) {
-      return {.error = SocketError::TooLong};
-    }
-    return {bytes, SizeOfEach(bytes), SocketError::None};
   }
-
- private:
-  // As the control message says; without one it is a single datagram.
-  std::size_t SizeOfEach(std::size_t bytes) noexcept {
-    for (cmsghdr* part = CMSG_FIRSTHDR(&message_); part != nullptr; part = CMSG_NXTHDR(&message_, part)) {
-      int size = 0;
-      if (part->cmsg_level == IPPROTO_UDP && part->cmsg_type == UDP_GRO &&
-          part->cmsg_len >= CMSG_LEN(sizeof(size))) {
-        std::memcpy(&size, CMSG_DATA(part), sizeof(size));
-        return size > 0 ? static_cast<std::size_t>(size) : bytes;
-      }
-    }
-    return bytes;
-  }
-
-  iovec room_;
-  SocketAddress& from_;
-  alignas(cmsghdr) std::byte control_[CMSG_SPACE(sizeof(int))];
-  msghdr message_;
-};
+  return bytes;
+}
 
 }  // namespace
 
-Socket::Socket(std::intptr_t handle) noexcept : handle_(handle) {}
-
-Socket::~Socket() { Close(); }
-
-Socket::Socket(Socket&& other) noexcept {
-  const std::lock_guard guard(other.closing_);
-  handle_ = other.handle_.exchange(kClosed, std::memory_order_relaxed);
-  receiveTimeout_ = other.receiveTimeout_;
+bool Socket::Open(Transport transport) noexcept {
+  Close();
+  const std::lock_guard guard(closing_);
+  const int type = transport == Transport::Tcp ? SOCK_STREAM : SOCK_DGRAM;
+  handle_.store(socket(AF_INET, type | SOCK_CLOEXEC, 0), std::memory_order_relaxed);
+  receiveTimeout_ = Milliseconds{0};
+  return IsOpen();
 }
-
-Socket& Socket::operator=(Socket&& other) noexcept {
-  if (this != &other) {
-    Close();
-    const std::scoped_lock guard(closing_, other.closing_);
-    handle_ = other.handle_.exchange(kClosed, std::memory_order_relaxed);
-    receiveTimeout_ = other.receiveTimeout_;
-  }
-  return *this;
-}
-
-Socket Socket::CreateTcp() noexcept { return Socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP)); }
-
-Socket Socket::CreateUdp() noexcept { return Socket(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP)); }
 
 bool Socket::IsOpen() const noexcept { return Descriptor(handle_) >= 0; }
 
@@ -271,12 +204,12 @@ SocketError Socket::Connect(const SocketAddress& peer) noexcept {
 }
 
 bool Socket::WaitWritable(Milliseconds timeout) noexcept {
-  const int events = Poll(Descriptor(handle_), POLLOUT, Deadline(timeout));
+  const int events = Poll(Descriptor(handle_), POLLOUT, TimeAfter(timeout));
   return events > 0 && (events & (POLLERR | POLLHUP | POLLNVAL)) == 0;
 }
 
 bool Socket::WaitReadable(Milliseconds timeout) noexcept {
-  return Poll(Descriptor(handle_), POLLIN, Deadline(timeout)) > 0;
+  return Poll(Descriptor(handle_), POLLIN, TimeAfter(timeout)) > 0;
 }
 
 ReceiveResult Socket::Send(std::span<const std::uint8_t> data) noexcept {
@@ -298,30 +231,35 @@ ReceiveResult Socket::Receive(std::span<std::uint8_t> into) noexcept {
   const ssize_t count = ReceiveWithin(Descriptor(handle_), receiveTimeout_, [&](int flags) {
     return recv(Descriptor(handle_), into.data(), into.size(), flags);
   });
+  return count < 0 ? ReceiveResult{0, ReceiveError(true)}
+                   : ReceiveResult{static_cast<std::size_t>(count), SocketError::None};
+}
+
+ReceiveResult Socket::ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from, bool waits) noexcept {
+  iovec room{into.data(), into.size()};
+  alignas(cmsghdr) std::byte control[CMSG_SPACE(sizeof(int))];
+  msghdr message;
+  // Asks for the whole size (MSG_TRUNC), so that a datagram that was cut shows.
+  const auto receive = [&](int flags) {
+    message = {.msg_name = from.Get(),
+               .msg_namelen = sizeof(sockaddr_in),
+               .msg_iov = &room,
+               .msg_iovlen = 1,
+               .msg_control = control,
+               .msg_controllen = sizeof(control),
+               .msg_flags = 0};
+    return recvmsg(Descriptor(handle_), &message, flags | MSG_TRUNC);
+  };
+  const ssize_t count = waits ? ReceiveWithin(Descriptor(handle_), receiveTimeout_, receive)
+                              : Retried([&] { return receive(MSG_DONTWAIT); });
   if (count < 0) {
-    // A blocking receive reports its time-out as would-block.
-    const SocketError error = FromErrno(errno);
-    return {0, error == SocketError::WouldBlock ? SocketError::TimedOut : error};
+    return {0, ReceiveError(waits)};
   }
-  return {static_cast<std::size_t>(count), SocketError::None};
-}
-
-ReceiveResult Socket::ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
-  const JoinedDatagrams one = ReceiveJoined(into, from);
-  return {one.bytes, one.error};
-}
-
-JoinedDatagrams Socket::ReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
-  JoinedReceive joined(into, from);
-  const ssize_t count = ReceiveWithin(Descriptor(handle_), receiveTimeout_,
-                                      [&](int flags) { return joined.Call(Descriptor(handle_), flags); });
-  return joined.Result(count, SocketError::TimedOut);
-}
-
-JoinedDatagrams Socket::TryReceiveJoined(std::span<std::uint8_t> into, SocketAddress& from) noexcept {
-  JoinedReceive joined(into, from);
-  const ssize_t count = Retried([&] { return joined.Call(Descriptor(handle_), MSG_DONTWAIT); });
-  return joined.Result(count, SocketError::WouldBlock);
+  const auto bytes = static_cast<std::size_t>(count);
+  if (bytes > into.size()) {
+    return {0, SocketError::TooLong};
+  }
+  return {bytes, SocketError::None, SizeOfEach(message, bytes)};
 }
 
 std::optional<std::string> LocalHostName() {
