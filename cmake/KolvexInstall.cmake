@@ -21,14 +21,19 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kolvex ${PROJECT_BINARY_DIR}/inc
 # Debian packages have a folder each, and the licence in a file of a form of its own (KolvexPackages.cmake).
 set(library_docs ${CMAKE_INSTALL_DOCDIR})
 set(docs ${CMAKE_INSTALL_DOCDIR})
+set(readme ${PROJECT_SOURCE_DIR}/README.md)
 if(KOLVEX_PACKAGES)
   set(library_docs ${CMAKE_INSTALL_DATADIR}/doc/libkolvexipcapture${PROJECT_VERSION_MAJOR})
   set(docs ${CMAKE_INSTALL_DATADIR}/doc/libkolvexipcapture-doc)
+  file(READ ${readme} text)
+  string(REPLACE "(LICENSE)" "(copyright)" text "${text}")
+  set(readme ${PROJECT_BINARY_DIR}/debian/README.md)
+  file(WRITE ${readme} "${text}")
 else()
   install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${library_docs} COMPONENT library)
 endif()
 # In the layout of the source tree, so that links between pages lead somewhere.
-install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/SECURITY.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/CONTRIBUTING.md
+install(FILES ${readme} ${PROJECT_SOURCE_DIR}/SECURITY.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/CONTRIBUTING.md
         DESTINATION ${docs} COMPONENT documentation)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${docs} COMPONENT documentation
         FILES_MATCHING PATTERN "*.md" PATTERN "*.png" PATTERN "*.svg" PATTERN api EXCLUDE)
