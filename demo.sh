@@ -1,7 +1,7 @@
 #!/bin/sh
 # Shows the driver at work, from a bare Debian 12: installs what is missing, builds, starts four simulated
 # cameras (both groups) in a network of their own on this machine, asks each what it is, captures them with
-# what they told, moves a head, stores and recalls its positions, and lights a lamp. Leaves frames, a contact
+# what they said, moves a head, stores and recalls its positions, and lights a lamp. Leaves frames, a contact
 # sheet and the report in out/. SECONDS is how long the capture lasts at least.
 #
 #   ./demo.sh [SECONDS]

@@ -58,7 +58,7 @@ struct ProcessFacts {
 ProcessFacts FactsOf(pid_t process);
 
 /// Datagrams that were lost since a socket's receive buffer was full, of all sockets of the network namespace.
-/// Not a number when the system doesn't tell.
+/// Not a number when the system doesn't say.
 double DroppedDatagrams();
 /// Whether some socket is bound to each of these UDP ports, of the network namespace.
 bool AreBound(const std::vector<std::uint16_t>& ports);

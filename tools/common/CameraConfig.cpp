@@ -98,7 +98,7 @@ void SetSize(CameraConfig& camera, std::string_view value) {
   camera.height = static_cast<u16>(*height);
 }
 
-/// What a capability query publishes for settings that the camera doesn't tell by itself.
+/// What a capability query publishes for settings that the camera doesn't report by itself.
 void FillDefaultSettings(CameraConfig& camera) {
   const auto fill = [&camera](u32 index, const char* text) { camera.settings.try_emplace(index, text); };
   fill(sarnevo::SettingNetworkTimeout, "5000");

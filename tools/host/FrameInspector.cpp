@@ -6,7 +6,7 @@ namespace kolvex_host {
 
 namespace {
 
-/// So many pictures without a counter tell that there won't be any.
+/// After so many pictures without a counter none is expected any more.
 constexpr sarnevo::u64 kTrialFrames = 10;
 
 }  // namespace

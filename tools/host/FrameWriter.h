@@ -47,7 +47,7 @@ class FrameWriter {
   /// Any thread; never blocks for longer than a queue operation.
   void Push(QueuedFrame frame);
 
-  /// A file couldn't be written. The frames that follow are dropped; Finish tells the reason.
+  /// A file couldn't be written. The frames that follow are dropped; Finish says why.
   bool HasFailed() const { return failed_.load(std::memory_order_relaxed); }
   /// What the pictures of a stream have shown so far. Any thread.
   PictureCounts Counts(std::size_t stream) const;

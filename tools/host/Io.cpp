@@ -80,7 +80,7 @@ void PrintEvent(const Common& common, const IoEvent& event) {
   }
 }
 
-/// Tells inputs that don't change from a camera that doesn't answer: the driver says nothing in either case. So while
+/// Distinguishes inputs that don't change from a camera that doesn't answer: the driver says nothing in either case. So while
 /// nothing comes the camera is asked, at the driver's own pace.
 class Attention {
  public:

@@ -65,7 +65,7 @@ std::optional<Reply> Refuse(const Claims& claims, const std::set<std::string>& n
   if (!origin.empty() && origin != "http://" + host && origin != "https://" + host) {
     return Refusal(403, "Requests of pages from elsewhere aren't taken.");
   }
-  // A link to the page may stand anywhere; what other pages embed or fetch may not.
+  // A link to the page may be anywhere; what other pages embed or fetch may not.
   const bool isOwnPage =
       claims.fetchSite.empty() || claims.fetchSite == "same-origin" || claims.fetchSite == "none";
   if (!isOwnPage && !(isRead && claims.fetchMode == "navigate")) {

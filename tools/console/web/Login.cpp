@@ -95,7 +95,7 @@ LoginFile LoginFile::Read(const std::filesystem::path& path) {
 }
 
 bool LoginFile::Holds(const std::string& user, const std::string& password) const {
-  // Both are looked at each time: the time must not tell whether the user exists.
+  // Both are looked at each time: the time must not show whether the user exists.
   const bool passwordIsRight = Same(Hash(password, hash_), hash_);
   return Same(user, user_) && passwordIsRight;
 }
