@@ -286,10 +286,9 @@ void LiveCamera::Second() {
 }
 
 void LiveCamera::FindReason() {
-  // A few seconds; cut short when the server ends.
+  // A few seconds; cut short when the server ends. Frames that came before the silence say nothing about it.
   const kolvex_host::Diagnosis diagnosis(link_.config, link_.login);
-  const std::string why =
-      PageSentence(diagnosis.WhyNoPicture({.frames = statistics_.Counts().frames}, ending_.get_token()));
+  const std::string why = PageSentence(diagnosis.WhyNoPicture({}, ending_.get_token()));
   bool isNew = false;
   {
     const std::lock_guard guard(lock_);
