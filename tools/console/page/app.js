@@ -10,8 +10,10 @@ const tiles = new Map();    // by name
 let names = null;           // in their order; null before the first word of the server
 let single = null;          // {name, panel}
 let lines = [];
-let clock = 0;              // the server's clock minus ours, milliseconds
+const skews = [];           // the server's clock minus ours at the last ticks, milliseconds
+let clock = 0;              // the largest of them: that tick was under way for the shortest time
 let link = "connecting";
+let laidOut = 0;            // the shape that the wall is laid out for
 
 const now = () => Date.now() + clock;
 const wanted = () => decodeURIComponent(location.hash.slice(1)) || null;
@@ -46,16 +48,19 @@ const events = {
     const tile = tileOf(state.name);
     const isNewSecond = tile.state?.second?.time !== state.second?.time;
     tile.update(state);
+    if (shape() !== laidOut) layOut();
     if (single?.name === state.name) single.panel.update(state, isNewSecond);
   },
   log({lines: more}) {
-    // A connection that begins anew tells the lines again.
+    // A connection that begins anew brings the lines again.
     const last = lines.at(-1)?.number ?? 0;
     lines = more[0].number > last ? [...lines, ...more].slice(-200) : more;
     single?.panel.showLog(lines);
   },
   tick({time}) {
-    clock = time - Date.now();
+    skews.push(time - Date.now());
+    if (skews.length > 60) skews.shift();
+    clock = Math.max(...skews);
   },
 };
 
@@ -71,6 +76,7 @@ function arrange() {
     single.panel.end();
     single = null;
   }
+  const cameFromWall = wall.contains(document.activeElement);
   stream.show(isSingle ? name : null);
   wall.hidden = isSingle;
   find("single").hidden = !isSingle;
@@ -85,7 +91,7 @@ function arrange() {
       find("panel").replaceChildren(single.panel.element);
       single.panel.showLog(lines);
       if (tile.state) single.panel.update(tile.state, false);
-      find("back").focus({preventScroll: true});
+      if (cameFromWall) find("back").focus({preventScroll: true});
     }
     tile.element.onwheel = (event) => single?.panel.head?.wheel(event);
     find("stage").replaceChildren(tile.element);
@@ -99,8 +105,14 @@ function arrange() {
   layOut();
 }
 
-// As many columns as make the pictures, of 4 to 3, as large as the window allows.
+// Width by height of the widest picture, so that none gets black stripes beside it that needs none.
+function shape() {
+  return Math.max(0, ...[...tiles.values()].map(({state}) => state?.width ? state.width / state.height : 0)) || 4 / 3;
+}
+
+// As many columns as make the pictures as large as the window allows.
 function layOut() {
+  const ratio = laidOut = shape();
   const count = wall.children.length;
   if (count === 0 || wall.hidden) return;
   const gap = 6;
@@ -109,21 +121,21 @@ function layOut() {
   let best = {tile: 0, columns: 1};
   for (let columns = 1; columns <= count; ++columns) {
     const rows = Math.ceil(count / columns);
-    const tile = Math.min(width / columns - gap, (height / rows - gap) * 4 / 3);
+    const tile = Math.min(width / columns - gap, (height / rows - gap) * ratio);
     if (tile > best.tile) best = {tile, columns};
   }
   // A tile stays large enough to see something, on a phone above all; then the wall scrolls.
   const least = Math.min(width < 760 ? 220 : 130, width - gap);
   if (best.tile < least) best = {tile: 0, columns: Math.max(1, Math.floor(width / (least + gap)))};
   const tile = Math.floor(best.tile || width / best.columns - gap);
-  wall.style.alignContent = Math.ceil(count / best.columns) * (tile * 3 / 4 + gap) > height ? "start" : "center";
+  wall.style.alignContent = Math.ceil(count / best.columns) * (tile / ratio + gap) > height ? "start" : "center";
   wall.style.gridTemplateColumns = `repeat(${best.columns}, ${tile}px)`;
-  wall.style.gridAutoRows = Math.floor(tile * 3 / 4) + "px";
+  wall.style.gridAutoRows = Math.floor(tile / ratio) + "px";
 }
 
 const stream = new Stream({
   event: (event) => events[event.event]?.(event),
-  picture: (name, time, blob) => tiles.get(name)?.show(time, blob),
+  picture: (name, time, bytes) => tiles.get(name)?.show(time, bytes),
   state: (state) => link = state,
 });
 
@@ -137,32 +149,38 @@ document.addEventListener("keydown", (event) => {
 setInterval(() => {
   const lost = link === "lost";
   find("link").classList.toggle("lost", lost);
-  say(find("link"), lost ? "connection lost" : link === "live" ? tiles.size + (tiles.size === 1 ? " camera" : " cameras") : link);
+  say(find("link"), lost ? "connection lost, trying again" : link === "live" ? tiles.size + (tiles.size === 1 ? " camera" : " cameras") : link);
   for (const tile of tiles.values()) tile.tick(now(), lost);
 }, 200);
 
 const dialog = find("add-dialog");
 const form = find("add-form");
+function answer(words, kind = "") {
+  say(find("add-result"), words);
+  find("add-result").className = kind;
+}
 find("add").addEventListener("click", () => {
-  say(find("add-result"), "");
+  answer("");
   dialog.showModal();
 });
 find("add-cancel").addEventListener("click", () => dialog.close());
+dialog.addEventListener("close", () => form.elements.password.value = "");
 form.addEventListener("submit", async (event) => {
   event.preventDefault();
   const button = form.querySelector("[type=submit]");
   const facts = Object.fromEntries(new FormData(form));
   for (const field of ["address", "name", "user"]) facts[field] = facts[field].trim();
   button.disabled = true;
-  say(find("add-result"), "Asking the camera…");
+  answer("Asking the camera…");
   try {
     const {state} = await post("/cameras", facts);
-    say(find("add-result"), "Found: " + (state.model || "a camera") + ", group " + state.group + ". It is on the wall now.");
+    answer("Found: " + (state.model || "a camera") + ", group " + state.group + ". It is on the wall now.", "good");
     form.reset();
   } catch (error) {
-    say(find("add-result"), error.message);
+    answer(error.message, "bad");
   }
-  form.elements.password.value = "";
   button.disabled = false;
+  // The disabled button has lost it.
+  if (dialog.open && !form.contains(document.activeElement)) button.focus();
 });
 arrange();

@@ -3,6 +3,9 @@ import {door, make, post, say, twice} from "/make.js";
 import {Head} from "/head.js";
 import {Plots} from "/plots.js";
 
+// Long names of models may break after a slash.
+const breakable = (value) => String(value).split(/(?<=\/)/).flatMap((part) => [part, make("wbr")]);
+
 export class Panel {
   // actions: {rename(name), removed()}
   constructor(name, actions) {
@@ -24,10 +27,10 @@ export class Panel {
     this.faults = make("div", {class: "row"});
     this.faultBox = make("section", {hidden: true}, make("h2", {}, "Faults of the simulated camera"), this.faults);
     this.log = make("ul", {id: "log", "aria-label": "Messages"});
-    this.element = make("div", {}, this.said, this.headBox, this.positionBox, this.pinBox, this.faultBox,
+    this.element = make("div", {}, this.headBox, this.positionBox, this.pinBox, this.faultBox,
       make("section", {}, make("h2", {}, "The last five minutes"), this.plots.element),
       make("section", {}, make("h2", {}, "Camera"), this.facts, this.manage()),
-      make("section", {}, make("h2", {}, "Messages"), this.log));
+      make("section", {}, make("h2", {}, "Messages"), this.log), this.said);
     this.element.style.display = "contents";
     this.shown = {};
     this.fillPlots();
@@ -44,9 +47,9 @@ export class Panel {
 
   manage() {
     const name = make("input", {"aria-label": "New name", value: this.name, maxlength: 64, required: true});
-    const remove = twice(make("button", {type: "button"}, "Remove"), "Remove it, really", () =>
+    const remove = twice(make("button", {type: "button"}, "Remove"), "Really remove", () =>
       this.act(() => post(door(this.name), {action: "remove"}).then(() => this.actions.removed())));
-    return make("form", {class: "row", onsubmit: (event) => {
+    return make("form", {onsubmit: (event) => {
       event.preventDefault();
       const to = name.value.trim();
       this.act(() => post(door(this.name), {action: "rename", name: to}).then(() => this.actions.rename(to)));
@@ -77,7 +80,7 @@ export class Panel {
         ["Address", state.address], ["Model", (state.model || "unknown") + ", group " + state.group],
         ["Video", state.codec + (state.width ? ", " + state.width + "×" + state.height : "")],
         ["Viewers", state.viewers], ["Restarts", state.restarts], ["Reports of no data", state.noData],
-      ].flatMap(([title, value]) => [make("dt", {}, title), make("dd", {}, String(value))])));
+      ].flatMap(([title, value]) => [make("dt", {}, title), make("dd", {}, ...breakable(value))])));
     this.headBox.hidden = state.head !== "ready";
     if (state.head === "ready" && !this.head) {
       this.head = new Head(this.name, (words) => say(this.said, words));
@@ -105,7 +108,7 @@ export class Panel {
       "Output " + (i + 1) + (output.state === "unknown" ? "" : isHigh ? " high" : " low"));
     });
     const note = state.outputs.some((output) => output.state === "unknown") ?
-      [make("p", {class: "note"}, "The first switch sets all other outputs low.")] : [];
+      [make("p", {class: "note"}, "The first time that you switch one, all others go low.")] : [];
     this.outputs.replaceChildren(...buttons, ...note);
   }
 
@@ -123,7 +126,7 @@ export class Panel {
         make("button", {type: "button", class: "go" + (state.position === position.name ? " here" : ""), "data-position": position.name, "aria-current": state.position === position.name ? "true" : null, onclick: () =>
           this.act(() => post(door(this.name, "positions"), {action: "go", name: position.name}))},
         picture, make("span", {class: "label"}, position.name)),
-        twice(make("button", {type: "button", class: "delete", "aria-label": "Delete the position " + position.name}, "×"), "Delete it, really", () =>
+        twice(make("button", {type: "button", class: "delete", "aria-label": "Delete the position " + position.name}, "×"), "Really delete", () =>
           this.act(() => post(door(this.name, "positions"), {action: "delete", name: position.name}))));
     }));
   }

@@ -2,7 +2,7 @@
 import {make, say} from "/make.js";
 
 const seconds = 300;
-const kinds = [["fps", "Frames per second", "#3fbf8a"], ["kBps", "kB/s", "#5aa9e6"], ["gaps", "Gaps", "#f2b84b"]];
+const kinds = [["fps", "Frames per second", "--accent"], ["kBps", "kB/s", "--cool"], ["gaps", "Gaps", "--warn"]];
 
 export class Plots {
   constructor() {
@@ -34,7 +34,8 @@ export class Plots {
       const values = this.points.map((point) => point[key]);
       const top = Math.max(1, ...values) * 1.15;
       const pen = canvas.getContext("2d");
-      pen.strokeStyle = getComputedStyle(canvas).getPropertyValue("--line");
+      const colors = getComputedStyle(canvas);
+      pen.strokeStyle = colors.getPropertyValue("--line");
       pen.strokeRect(0, 0, width, height);
       pen.beginPath();
       const first = seconds - values.length;
@@ -43,13 +44,14 @@ export class Plots {
         const y = height - 2 - value / top * (height - 4);
         i === 0 ? pen.moveTo(x, y) : pen.lineTo(x, y);
       });
-      pen.strokeStyle = color;
+      pen.strokeStyle = colors.getPropertyValue(color);
       pen.lineWidth = 1.5 * scale;
       pen.stroke();
-      const last = values.at(-1) ?? 0;
-      const words = key === "gaps" ? values.reduce((sum, value) => sum + value, 0) + " in 5 min" : last.toFixed(key === "fps" ? 1 : 0);
+      const digits = key === "fps" ? 1 : 0;
+      const words = key === "gaps" ? values.reduce((sum, value) => sum + value, 0) + " in all" :
+        (values.at(-1) ?? 0).toFixed(digits) + " now, " + Math.max(0, ...values).toFixed(digits) + " at most";
       say(figure, words);
-      canvas.setAttribute("aria-label", title + " over the last five minutes, now " + words);
+      canvas.setAttribute("aria-label", title + " over the last five minutes: " + words);
     }
   }
 }

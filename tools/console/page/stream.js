@@ -7,7 +7,7 @@ const silence = 3000;  // milliseconds; the server says something each second
 const text = new TextDecoder();
 
 export class Stream {
-  // on: {event(object), picture(name, time, blob), state("connecting" | "live" | "lost")}
+  // on: {event(object), picture(name, time, bytes), state("connecting" | "live" | "lost")}
   constructor(on) {
     this.on = on;
     this.camera = null;  // null: all
@@ -85,7 +85,7 @@ export class Stream {
     const time = Number(view.getBigUint64(1));
     const end = 11 + view.getUint16(9);
     const name = text.decode(message.subarray(11, end));
-    this.on.picture(name, time, new Blob([message.subarray(end)], {type: "image/jpeg"}));
+    this.on.picture(name, time, message.subarray(end));
   }
 
   watch() {

@@ -13,9 +13,12 @@ export class Tile {
     this.canvas = make("canvas", {role: "img", width: 720, height: 576});
     this.nameText = make("span", {class: "name"}, name);
     this.facts = make("span", {class: "facts"});
-    this.extra = make("span", {class: "extra"});
+    this.size = make("span");
+    this.fps = make("span");
+    this.rate = make("span");
     this.age = make("span");
-    this.facts.append(this.extra, this.age);
+    this.ageBox = make("span", {}, this.age, make("span", {class: "word"}, " old"));
+    this.facts.append(this.size, this.fps, this.rate, this.ageBox);
     this.lamps = make("div", {class: "lamps", "aria-hidden": "true"});
     this.whyText = make("span");
     this.whyTime = make("b");
@@ -27,15 +30,15 @@ export class Tile {
   }
 
   // The newest picture counts; those that come while one is decoded replace each other.
-  async show(time, blob) {
-    this.next = {time, blob};
+  async show(time, bytes) {
+    this.next = {time, bytes};
     if (this.busy) return;
     this.busy = true;
     while (this.next) {
-      const {time, blob} = this.next;
+      const {time, bytes} = this.next;
       this.next = null;
       try {
-        const bitmap = await createImageBitmap(blob);
+        const bitmap = await createImageBitmap(new Blob([bytes], {type: "image/jpeg"}));
         if (this.canvas.width !== bitmap.width || this.canvas.height !== bitmap.height) {
           this.canvas.width = bitmap.width;
           this.canvas.height = bitmap.height;
@@ -67,16 +70,21 @@ export class Tile {
     const last = this.time || state.lastFrame || 0;
     const age = last ? now - last : null;
     const isOld = age !== null && age > Math.max(old, 4 * state.interval);
-    const size = state.width ? state.width + "×" + state.height + "  " : "";
-    say(this.extra, size + state.fps.toFixed(1) + " fps  " + Math.round(state.kBps) + " kB/s  ");
-    say(this.age, age === null ? "no picture" : span(age));
+    say(this.size, state.width ? state.width + "×" + state.height : "");
+    say(this.fps, state.fps.toFixed(1) + " fps");
+    say(this.rate, Math.round(state.kBps) + " kB/s");
+    say(this.age, age === null ? "" : span(age));
+    this.ageBox.hidden = age === null;
     this.why.hidden = !(lost || isOld || age === null);
     if (!this.why.hidden) {
-      const words = lost ? "The server doesn't answer." :
-        state.why || (age === null ? "The stream is being set up." : "The picture is old.");
+      // The camera sends, but the way to this browser or the browser itself is slower.
+      const isLate = !lost && isOld && !state.why && state.fps > 0;
+      this.why.classList.toggle("late", isLate);
+      const words = lost ? "The server doesn't answer." : isLate ? "Pictures reach this browser late." :
+        state.why || (age === null ? "The stream is being set up." : "No new picture comes. The reason isn't known yet.");
       say(this.whyText, words);
       const since = age === null ? now - state.since : age;
-      say(this.whyTime, (age === null ? "waiting for " : "no new picture for ") + span(since));
+      say(this.whyTime, isLate ? span(age) + " old" : (age === null ? "waiting for " : "no new picture for ") + span(since));
     }
     const label = state.name + (this.why.hidden ? ", live, " + Math.round(state.fps) + " frames per second" :
       ", no live picture: " + this.whyText.textContent);
