@@ -1,6 +1,7 @@
 #include "simcam/CameraFarm.h"
 
 #include <algorithm>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <thread>
@@ -11,6 +12,8 @@
 #include "simcam/device/Camera.h"
 #include "simcam/device/Control.h"
 #include "simcam/net/TcpServer.h"
+#include "simcam/picture/Canvas.h"
+#include "simcam/picture/SceneRaster.h"
 #include "simcam/stream/EncoderPool.h"
 #include "simcam/stream/StreamHub.h"
 
@@ -28,6 +31,11 @@ unsigned EncoderThreads(unsigned wanted) {
 /// thread.
 struct CameraFarm::Parts {
   explicit Parts(unsigned threads) : pool(EncoderThreads(threads)) {
+    // So that the first stream's first picture doesn't wait for it, which takes seconds on a busy machine.
+    pool.Submit([] {
+      const std::lock_guard<std::mutex> guard(DrawingLock());
+      SceneRaster::Shared();
+    });
     loop.Call([this] {
       hub = std::make_unique<StreamHub>(loop, pool);
       pacer = std::make_unique<Pacer>(loop);
