@@ -42,7 +42,7 @@ install(DIRECTORY ${PROJECT_BINARY_DIR}/docs/api/html DESTINATION ${docs}/docs/a
 
 # What the library needs of the machine that it was built on; also as target "sbom", into the build folder.
 set(make_sbom ${PROJECT_SOURCE_DIR}/scripts/make-sbom $<TARGET_FILE:kolvexipcapture> ${PROJECT_VERSION}
-              ${PROJECT_BINARY_DIR}/kolvexipcapture.spdx.json ${HTTP_PARSER_ARCHIVE})
+              ${PROJECT_BINARY_DIR}/kolvexipcapture.spdx.json)
 add_custom_target(sbom COMMAND ${make_sbom} DEPENDS kolvexipcapture VERBATIM)
 list(JOIN make_sbom "\" \"" make_sbom_words)
 install(CODE "execute_process(COMMAND \"${make_sbom_words}\" COMMAND_ERROR_IS_FATAL ANY)" COMPONENT library)

@@ -19,29 +19,22 @@ constexpr std::size_t kBlock = 4096;
 // How long a wait without a limit lasts before it is begun again.
 constexpr Milliseconds kLongWait{60'000};
 
-// Of the monotonic clock; its greatest value for no limit.
+// The clock's greatest value for no limit.
 std::uint64_t EndOf(Milliseconds duration) noexcept {
   return duration.count() > 0 ? MonotonicMilliseconds() + static_cast<std::uint64_t>(duration.count())
                               : std::numeric_limits<std::uint64_t>::max();
 }
 
+bool IsOver(std::uint64_t end) noexcept { return MonotonicMilliseconds() >= end; }
+
+// How long to wait next.
+Milliseconds LeftUntil(std::uint64_t end) noexcept {
+  const std::uint64_t now = MonotonicMilliseconds();
+  const std::uint64_t left = end > now ? end - now : 0;
+  return Milliseconds{static_cast<Milliseconds::rep>(std::min<std::uint64_t>(left, kLongWait.count()))};
+}
+
 }  // namespace
-
-// A step's end or the request's, whichever comes first.
-class HttpConnection::Deadline {
- public:
-  Deadline(Milliseconds timeout, std::uint64_t limit) noexcept : end_(std::min(EndOf(timeout), limit)) {}
-
-  bool IsOver() const noexcept { return MonotonicMilliseconds() >= end_; }
-  Milliseconds Left() const noexcept {
-    const std::uint64_t now = MonotonicMilliseconds();
-    const std::uint64_t left = end_ > now ? end_ - now : 0;
-    return Milliseconds{static_cast<Milliseconds::rep>(std::min<std::uint64_t>(left, kLongWait.count()))};
-  }
-
- private:
-  const std::uint64_t end_;
-};
 
 void HttpConnection::Cancel() noexcept {
   // In this order: a socket that is opened meanwhile is seen either here or by the owner, who looks after it.
@@ -51,21 +44,19 @@ void HttpConnection::Cancel() noexcept {
 
 bool HttpConnection::IsCancelled() noexcept { return cancelled_.Wait(Milliseconds{0}); }
 
-HttpError HttpConnection::Begin(Milliseconds limit, bool keep) noexcept {
+HttpError HttpConnection::Begin(Milliseconds limit) noexcept {
   limit_ = EndOf(limit);
-  keep_ = keep;
-  failed_ = HttpError::None;
   return IsCancelled() ? HttpError::Cancelled : HttpError::None;
 }
 
-HttpError HttpConnection::Ask(const HttpServer& server, std::string_view method, std::string_view request) {
-  const bool again = (method == "GET" || method == "HEAD") && port_ == server.port && IsIdle();
-  HttpError error = again ? HttpError::None : Connect(server);
-  if (error == HttpError::None) {
+HttpError HttpConnection::Ask(const HttpTarget& target, std::string_view method, std::string_view request) {
+  const bool again = (method == "GET" || method == "HEAD") && port_ == target.port && IsIdle();
+  HttpError error = HttpError::None;
+  if (again) {
     error = Exchange(method, request);
   }
-  if (error == HttpError::ConnectionBroken && again && !answered_) {
-    error = Connect(server);
+  if (!again || (error == HttpError::ConnectionBroken && !reply_.HasBegun())) {
+    error = Connect(target);
     error = error == HttpError::None ? Exchange(method, request) : error;
   }
   return error == HttpError::None ? error : Fail(error);
@@ -79,27 +70,16 @@ HttpError HttpConnection::AwaitBody() {
     if (failed_ != HttpError::None || reply_.IsWhole()) {
       return failed_;
     }
-    // What came with a failure counts before it.
-    failed_ = Receive();
-    if (failed_ != HttpError::None) {
-      Close();
-    }
+    Receive();
   }
   return HttpError::Cancelled;
 }
 
 HttpError HttpConnection::Fail(HttpError error) noexcept {
   failed_ = error;
-  reply_.Begin(false);
+  reply_ = HttpReply();
   Close();
   return error;
-}
-
-void HttpConnection::LetGo() noexcept {
-  keep_ = false;
-  if (reply_.IsWhole()) {
-    Close();
-  }
 }
 
 // A server that has closed the connection, or says something unasked, isn't asked over it.
@@ -108,26 +88,27 @@ bool HttpConnection::IsIdle() noexcept {
   return socket_.IsOpen() && reply_.IsWhole() && socket_.Receive({&byte, 1}).error == SocketError::TimedOut;
 }
 
-HttpError HttpConnection::Connect(const HttpServer& server) {
-  const Deadline deadline(timeout_, limit_);
+// Whichever comes first, the step's own end or the request's.
+std::uint64_t HttpConnection::EndOfStep() const noexcept { return std::min(EndOf(timeout_), limit_); }
+
+HttpError HttpConnection::Connect(const HttpTarget& target) {
+  const std::uint64_t end = EndOfStep();
   std::vector<SocketAddress> peers;
-  if (const auto address = SocketAddress::Parse(server.host.c_str(), server.port)) {
-    peers.push_back(*address);
-  } else {
-    const HttpError error = LookUpName(server.host, server.port, deadline.Left(), cancelled_, peers);
-    if (error != HttpError::None) {
-      return error;
-    }
-  }
   HttpError error = HttpError::CannotConnect;
-  for (std::size_t i = 0; i < peers.size() && error == HttpError::CannotConnect; ++i) {
-    error = ConnectTo(peers[i], deadline);
+  if (const auto address = SocketAddress::Parse(target.host.c_str(), target.port)) {
+    peers.push_back(*address);
+  } else if (const HttpError failed = LookUpName(target.host, target.port, LeftUntil(end), cancelled_, peers);
+             failed != HttpError::None) {
+    return failed;
   }
-  port_ = server.port;
+  for (std::size_t i = 0; i < peers.size() && error == HttpError::CannotConnect; ++i) {
+    error = ConnectTo(peers[i], end);
+  }
+  port_ = target.port;
   return error;
 }
 
-HttpError HttpConnection::ConnectTo(const SocketAddress& peer, const Deadline& deadline) noexcept {
+HttpError HttpConnection::ConnectTo(const SocketAddress& peer, std::uint64_t end) noexcept {
   if (!socket_.Open(Transport::Tcp) || !socket_.SetNonBlocking(true)) {
     return HttpError::OutOfResources;
   }
@@ -142,33 +123,25 @@ HttpError HttpConnection::ConnectTo(const SocketAddress& peer, const Deadline& d
       default:
         return HttpError::CannotConnect;
     }
-    if (deadline.IsOver()) {
+    if (IsOver(end)) {
       return HttpError::TimedOut;
     }
-    socket_.WaitWritable(deadline.Left());
+    socket_.WaitWritable(LeftUntil(end));
   }
   return HttpError::Cancelled;
 }
 
 HttpError HttpConnection::Exchange(std::string_view method, std::string_view request) {
-  reply_.Begin(method == "HEAD");
-  answered_ = false;
+  reply_ = HttpReply(method == "HEAD");
   HttpError error = Transmit(request);
   while (error == HttpError::None && !reply_.HasHead()) {
     error = Receive();
   }
-  if (!reply_.HasHead()) {
-    return error;
-  }
-  failed_ = error;  // of the body
-  if (error != HttpError::None) {
-    Close();
-  }
-  return HttpError::None;
+  return reply_.HasHead() ? HttpError::None : error;
 }
 
 HttpError HttpConnection::Transmit(std::string_view request) noexcept {
-  const Deadline deadline(timeout_, limit_);
+  const std::uint64_t end = EndOfStep();
   std::span rest(reinterpret_cast<const std::uint8_t*>(request.data()), request.size());
   while (!rest.empty()) {
     if (IsCancelled()) {
@@ -176,10 +149,10 @@ HttpError HttpConnection::Transmit(std::string_view request) noexcept {
     }
     const ReceiveResult sent = socket_.Send(rest);
     if (sent.error == SocketError::WouldBlock) {
-      if (deadline.IsOver()) {
+      if (IsOver(end)) {
         return HttpError::TimedOut;
       }
-      socket_.WaitWritable(deadline.Left());
+      socket_.WaitWritable(LeftUntil(end));
     } else if (sent.error != SocketError::None) {
       return IsCancelled() ? HttpError::Cancelled : HttpError::ConnectionBroken;
     }
@@ -188,43 +161,41 @@ HttpError HttpConnection::Transmit(std::string_view request) noexcept {
   return HttpError::None;
 }
 
-// One piece of the reply, whatever it has in it.
+// One piece of the reply, whatever it has in it. What came with a failure counts before it.
 HttpError HttpConnection::Receive() {
-  const Deadline deadline(timeout_, limit_);
-  const Deadline whole(Milliseconds{0}, limit_);
   std::array<std::uint8_t, kBlock> block;
-  ReceiveResult received;
-  // What has just been asked isn't answered yet; of a reply that has begun there is often more.
-  bool waits = !answered_;
-  for (;;) {
-    if (whole.IsOver()) {
-      return HttpError::TimedOut;  // however much there is to receive
+  std::size_t count = 0;
+  failed_ = ReceiveInto(block, count);
+  if (failed_ == HttpError::None) {
+    failed_ = count > 0 ? reply_.Take(std::span(block).first(count)) : reply_.TakeEnd();
+  }
+  if (failed_ != HttpError::None || (reply_.IsWhole() && !(keep_ && reply_.LeavesOpen()))) {
+    Close();
+  }
+  return failed_;
+}
+
+// @param count  0: the connection's end
+HttpError HttpConnection::ReceiveInto(std::span<std::uint8_t> block, std::size_t& count) noexcept {
+  const std::uint64_t end = EndOfStep();
+  ReceiveResult received{0, SocketError::TimedOut};
+  while (received.error == SocketError::TimedOut) {
+    // The request's limit holds however much there is to receive.
+    if (IsOver(limit_)) {
+      return HttpError::TimedOut;
     }
-    if (waits) {
-      socket_.WaitReadable(deadline.Left());
-    }
+    socket_.WaitReadable(LeftUntil(end));
     received = socket_.Receive(block);
     // The connection's end may be of our own making, and isn't the reply's.
     if (IsCancelled()) {
       return HttpError::Cancelled;
     }
-    if (received.error != SocketError::TimedOut) {
-      break;
-    }
-    if (waits && deadline.IsOver()) {
+    if (received.error == SocketError::TimedOut && IsOver(end)) {
       return HttpError::TimedOut;
     }
-    waits = true;
   }
-  HttpError error = HttpError::ConnectionBroken;
-  if (received.error == SocketError::None) {
-    answered_ = answered_ || received.count > 0;
-    error = received.count > 0 ? reply_.Take(std::span(block).first(received.count)) : reply_.TakeEnd();
-  }
-  if (reply_.IsWhole() && !(keep_ && reply_.LeavesOpen())) {
-    Close();
-  }
-  return error;
+  count = received.count;
+  return received.error == SocketError::None ? HttpError::None : HttpError::ConnectionBroken;
 }
 
 }  // namespace Web

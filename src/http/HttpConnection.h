@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <span>
 #include <string_view>
 
 #include "http/HttpError.h"
@@ -27,6 +27,10 @@ class HttpConnection {
   /// @param timeout  of each step; 0: no limit
   explicit HttpConnection(sarnevo::platform::Milliseconds timeout) : timeout_(timeout) {}
 
+  /// Whether the server may keep the connection after a reply. At first it may not.
+  void Keep(bool keep) noexcept { keep_ = keep; }
+  bool Keeps() const noexcept { return keep_; }
+
   /// Lets requests through, until Cancel. At first none is.
   void Open() noexcept { cancelled_.Reset(); }
   /// The step under way fails at once, and so does each later one until Open.
@@ -35,13 +39,13 @@ class HttpConnection {
 
   /// Begins a request, in place of the one before.
   /// @param limit  for all of it; 0: none
-  /// @param keep   the server may keep the connection after the reply
-  HttpError Begin(sarnevo::platform::Milliseconds limit, bool keep) noexcept;
+  HttpError Begin(sarnevo::platform::Milliseconds limit) noexcept;
   /// Sends @p request and waits for the reply's head, within the request that was begun: once, and once more for
   /// each redirect.
+  /// @param target  names the server
   /// @param method  of the request; only GET and HEAD go over a connection that was kept, and go out again when the
   ///                server has let go of it without a word (RFC 9112, 9.3.1)
-  HttpError Ask(const HttpServer& server, std::string_view method, std::string_view request);
+  HttpError Ask(const HttpTarget& target, std::string_view method, std::string_view request);
   /// Waits until some of the body is there, or its end.
   HttpError AwaitBody();
 
@@ -50,19 +54,18 @@ class HttpConnection {
 
   /// Gives the request up: each later AwaitBody gives @p error.
   HttpError Fail(HttpError error) noexcept;
-  /// Ends a connection that is kept for the next request, unless one is under way.
-  void LetGo() noexcept;
   /// Closes the connection, whatever is under way.
   void Close() noexcept { socket_.Close(); }
 
  private:
-  class Deadline;
-
-  HttpError Connect(const HttpServer& server);
-  HttpError ConnectTo(const sarnevo::platform::SocketAddress& peer, const Deadline& deadline) noexcept;
+  // Ends of waits are on the monotonic clock.
+  std::uint64_t EndOfStep() const noexcept;
+  HttpError Connect(const HttpTarget& target);
+  HttpError ConnectTo(const sarnevo::platform::SocketAddress& peer, std::uint64_t end) noexcept;
   HttpError Exchange(std::string_view method, std::string_view request);
   HttpError Transmit(std::string_view request) noexcept;
   HttpError Receive();
+  HttpError ReceiveInto(std::span<std::uint8_t> block, std::size_t& count) noexcept;
   bool IsIdle() noexcept;
 
   const sarnevo::platform::Milliseconds timeout_;
@@ -72,10 +75,9 @@ class HttpConnection {
   sarnevo::platform::Socket socket_;
   std::uint16_t port_ = 0;  // that socket_ leads to
   HttpReply reply_;
-  std::uint64_t limit_ = 0;  // of the request, on the monotonic clock
+  std::uint64_t limit_ = 0;  // of the request
   bool keep_ = false;
-  bool answered_ = false;  // something of the reply came
-  HttpError failed_ = HttpError::None;
+  HttpError failed_ = HttpError::None;  // of the reply, when all that came before has been read
 };
 
 }  // namespace Web

@@ -1,7 +1,5 @@
 #include "http/HttpReply.h"
 
-#include <http_parser.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -19,59 +17,30 @@ using sarnevo::Trimmed;
 
 constexpr std::string_view kProtocol = "HTTP/";
 constexpr std::array<std::uint32_t, 5> kRedirects = {301, 302, 303, 307, 308};
-constexpr std::uint32_t kLowestStatus = 100;
-// http_parser's word for a body that ends with the connection.
+// Of a body that ends with the connection. Far above any that a server can mean.
 constexpr std::uint64_t kUntilEnd = std::numeric_limits<std::uint64_t>::max();
-// Room that is worth keeping for the next reply of the same server.
-constexpr std::size_t kUsualRoom = 1024;
 
 // A whole number and nothing else; no sign, since from_chars takes none for unsigned values.
 std::optional<std::uint64_t> Number(std::string_view text, int base) noexcept {
   std::uint64_t value = 0;
   const char* const end = text.data() + text.size();
   const auto [stopped, error] = std::from_chars(text.data(), end, value, base);
-  return error == std::errc{} && stopped == end ? std::optional(value) : std::nullopt;
+  return error == std::errc{} && stopped == end && value != kUntilEnd ? std::optional(value) : std::nullopt;
 }
 
-// RFC 9112, 6.3: whatever length the head gives.
-bool HasNoBody(std::uint32_t status) noexcept {
-  return IsInformational(status) || status == kStatusNoContent || status == kStatusNotModified;
-}
-
-template <typename Room>
-void LetGoOfMuch(Room& room) noexcept {
-  if (room.capacity() > kUsualRoom) {
-    Room().swap(room);
+// Whether a list (RFC 9110, 5.6.1) has the word in it.
+bool Lists(std::string_view list, std::string_view word) noexcept {
+  while (!list.empty()) {
+    const std::string_view element = list.substr(0, list.find(','));
+    if (IsSameText(Trimmed(element), word)) {
+      return true;
+    }
+    list.remove_prefix(std::min(element.size() + 1, list.size()));
   }
+  return false;
 }
 
 }  // namespace
-
-HttpReply::HttpReply() : parser_(std::make_unique<http_parser>()) {}
-
-HttpReply::~HttpReply() = default;
-
-void HttpReply::Begin(bool toHead) noexcept {
-  toHead_ = toHead;
-  hasHead_ = staysOpen_ = surplus_ = false;
-  lineBytes_ = 0;
-  line_.clear();
-  body_.clear();
-  consumed_ = 0;
-  BeginHead();
-}
-
-void HttpReply::BeginHead() noexcept {
-  http_parser_init(parser_.get(), HTTP_RESPONSE);
-  // Chunks go before a length, and another coding before that reads to the end (RFC 9112, 6.3).
-  parser_->allow_chunked_length = 1;
-  parser_->lenient_http_headers = 1;
-  phase_ = Phase::StatusLine;
-  header_.clear();
-  status_ = 0;
-  contentLength_.reset();
-  location_.clear();
-}
 
 HttpError HttpReply::Take(std::span<const std::uint8_t> bytes) {
   std::string_view rest(reinterpret_cast<const char*>(bytes.data()), bytes.size());
@@ -97,18 +66,24 @@ HttpError HttpReply::TakeEnd() noexcept {
   return IsWhole() ? HttpError::None : HttpError::ConnectionBroken;
 }
 
+// RFC 9112, 9.3. Who sends both a length and chunks may mean anything by what follows (6.1).
+bool HttpReply::LeavesOpen() const noexcept {
+  const bool ambiguous = head_.length && head_.isChunked;
+  return IsWhole() && left_ == 0 && head_.isOld == head_.saysOtherwise && !ambiguous && !surplus_;
+}
+
 std::string_view HttpReply::Redirect() const noexcept {
-  const bool redirects = hasHead_ && std::ranges::find(kRedirects, status_) != kRedirects.end();
-  return redirects ? std::string_view(location_) : std::string_view{};
+  const bool redirects = HasHead() && std::ranges::find(kRedirects, head_.status) != kRedirects.end();
+  return redirects ? std::string_view(head_.location) : std::string_view{};
 }
 
 void HttpReply::Consume(std::size_t count) noexcept {
   consumed_ += count;
   if (consumed_ >= body_.size()) {
-    body_.clear();
     consumed_ = 0;
+    body_.clear();
     if (IsWhole()) {
-      LetGoOfMuch(body_);
+      body_.shrink_to_fit();  // nothing more will be put there
     }
   }
 }
@@ -133,14 +108,10 @@ HttpError HttpReply::TakeLinePart(std::string_view& rest) {
   if (end == part.npos) {
     return HttpError::None;
   }
-  line_.pop_back();
-  while (line_.ends_with('\r')) {
-    line_.pop_back();
-  }
-  const HttpError error = TakeLine(line_);
-  line_.clear();
-  LetGoOfMuch(line_);
-  return error;
+  std::string line;
+  line.swap(line_);
+  line.erase(line.find_last_not_of("\r\n") + 1);
+  return TakeLine(line);
 }
 
 void HttpReply::TakeData(std::string_view& rest) {
@@ -149,20 +120,15 @@ void HttpReply::TakeData(std::string_view& rest) {
   rest.remove_prefix(piece.size());
   left_ -= left_ == kUntilEnd ? 0 : piece.size();
   if (left_ == 0) {
-    phase_ = IsChunked() ? Phase::ChunkEnd : Phase::Whole;
+    phase_ = head_.isChunked ? Phase::ChunkEnd : Phase::Whole;
   }
 }
 
 HttpError HttpReply::TakeLine(std::string_view line) {
   switch (phase_) {
     case Phase::StatusLine:
-      if (line.size() < kProtocol.size()) {
-        return HttpError::InvalidReply;
-      }
       phase_ = Phase::Header;
-      // In capitals, and without what may follow a stray carriage return.
-      line = line.substr(0, line.find('\r'));
-      return Feed(std::string(kProtocol).append(line.substr(kProtocol.size())).append("\r\n"));
+      return TakeStatusLine(line.substr(0, line.find('\r')));  // a stray carriage return ends it as well
     case Phase::Header:
       return TakeHeaderLine(line);
     case Phase::ChunkSize:
@@ -176,6 +142,22 @@ HttpError HttpReply::TakeLine(std::string_view line) {
   }
 }
 
+// RFC 9112, 4. Old cameras put more blanks and zeros in front of the status, and leave the reason out.
+HttpError HttpReply::TakeStatusLine(std::string_view line) {
+  line.remove_prefix(std::min(kProtocol.size(), line.size()));
+  if (line.size() < 4 || !line.starts_with("1.") || line[2] < '0' || line[2] > '9' || line[3] != ' ') {
+    return HttpError::InvalidReply;
+  }
+  head_.isOld = line[2] == '0';
+  line.remove_prefix(std::min(line.find_first_not_of(' ', 3), line.size()));
+  const auto status = Number(line.substr(0, line.find(' ')), 10);
+  if (!status || *status < 100 || *status > 999) {
+    return HttpError::InvalidReply;
+  }
+  head_.status = static_cast<std::uint32_t>(*status);
+  return HttpError::None;
+}
+
 // A header counts when the line after it has come, which may be its continuation (RFC 9112, 5.2).
 HttpError HttpReply::TakeHeaderLine(std::string_view line) {
   if (line.starts_with(' ') || line.starts_with('\t')) {
@@ -184,89 +166,70 @@ HttpError HttpReply::TakeHeaderLine(std::string_view line) {
     }
     return HttpError::None;
   }
-  const HttpError error = TakeHeader();
-  header_ = line;
-  return error != HttpError::None || !line.empty() ? error : TakeHeadEnd();
+  std::string header(line);
+  header.swap(header_);
+  const HttpError error = TakeHeader(header);
+  if (error == HttpError::None && line.empty()) {
+    TakeHeadEnd();
+  }
+  return error;
 }
 
-HttpError HttpReply::TakeHeader() {
-  const std::string_view header = header_;
+HttpError HttpReply::TakeHeader(std::string_view header) {
   const std::size_t colon = header.find(':');
   if (colon == header.npos) {
     return HttpError::None;
   }
   const std::string_view name = Trimmed(header.substr(0, colon));
   const std::string_view value = Trimmed(header.substr(colon + 1));
+  const bool isConnection = IsSameText(name, "Connection");
+  const bool isCoding =
+      IsSameText(name, "Transfer-Encoding") && !value.empty() && !IsSameText(value, "identity");
   if (IsSameText(name, "Location")) {
-    location_ = value;
+    head_.location = value;
   } else if (IsSameText(name, "Content-Length")) {
-    return TakeLength(value);
-  } else if (IsSameText(name, "Connection") ||
-             (IsSameText(name, "Transfer-Encoding") && !value.empty() && !IsSameText(value, "identity"))) {
-    return Feed(std::string(name).append(": ").append(value).append("\r\n"));
+    const auto length = Number(value, 10);
+    if (!length || head_.length.value_or(*length) != *length) {
+      return HttpError::InvalidReply;
+    }
+    head_.length = length;
+  } else if ((isConnection || isCoding) && value.find('\r') != value.npos) {
+    return HttpError::InvalidReply;  // others may take it for a line's end (RFC 9112, 2.2)
+  } else if (isConnection) {
+    head_.saysOtherwise = head_.saysOtherwise || Lists(value, head_.isOld ? "keep-alive" : "close");
+  } else if (isCoding) {
+    head_.isCoded = true;
+    // Of all codings, in this header or several, the last one counts.
+    head_.isChunked = IsSameText(Trimmed(value.substr(value.rfind(',') + 1)), "chunked");
   }
   return HttpError::None;
 }
 
-HttpError HttpReply::TakeLength(std::string_view value) {
-  const std::optional<std::uint64_t> length = Number(value, 10);
-  if (!length || contentLength_.value_or(*length) != *length) {
-    return HttpError::InvalidReply;
-  }
-  if (contentLength_) {
-    return HttpError::None;  // said twice
-  }
-  contentLength_ = length;
-  return Feed(std::string("Content-Length: ").append(value).append("\r\n"));
-}
-
-HttpError HttpReply::TakeHeadEnd() {
-  const HttpError error = Feed("\r\n");
-  status_ = parser_->status_code;
-  // RFC 9112, 4: three digits; the parser takes fewer.
-  if (error != HttpError::None || parser_->http_major != 1 || status_ < kLowestStatus) {
-    return error != HttpError::None ? error : HttpError::InvalidReply;
-  }
-  if (IsInformational(status_)) {
-    BeginHead();
-    return HttpError::None;
-  }
-  hasHead_ = true;
-  LetGoOfMuch(header_);
-  // A coding that isn't chunked goes before a length and reads to the end (RFC 9112, 6.3).
-  left_ = parser_->uses_transfer_encoding != 0 && !IsChunked() ? kUntilEnd : parser_->content_length;
-  if (toHead_ || HasNoBody(status_)) {
-    parser_->flags |= F_SKIPBODY;
-    phase_ = Phase::Whole;
-  } else if (IsChunked()) {
+// RFC 9112, 6.3: chunks go before a length, and another coding before that reads to the end.
+void HttpReply::TakeHeadEnd() noexcept {
+  if (IsInformational(head_.status)) {
+    head_ = {};
+    phase_ = Phase::StatusLine;
+  } else if (toHead_ || head_.status == kStatusNoContent || head_.status == kStatusNotModified) {
+    phase_ = Phase::Whole;  // whatever length the head gives
+  } else if (head_.isChunked) {
     phase_ = Phase::ChunkSize;
   } else {
+    left_ = head_.isCoded ? kUntilEnd : head_.length.value_or(kUntilEnd);
     phase_ = left_ > 0 ? Phase::Data : Phase::Whole;
   }
-  // RFC 9112, 6.1: who sends both a length and chunks may mean anything by what follows.
-  staysOpen_ = http_should_keep_alive(parser_.get()) != 0 && !(contentLength_ && IsChunked());
-  return HttpError::None;
 }
-
-bool HttpReply::IsChunked() const noexcept { return (parser_->flags & F_CHUNKED) != 0; }
 
 // The size alone: what extensions (RFC 9112, 7.1.1) say is nobody's business either.
 HttpError HttpReply::TakeChunkSize(std::string_view line) {
   const auto size = Number(Trimmed(line.substr(0, line.find(';'))), 16);
-  if (!size || *size > kUntilEnd - 16) {  // http_parser's bound
+  if (!size) {
     return HttpError::InvalidReply;
   }
   left_ = *size;
   phase_ = left_ > 0 ? Phase::Data : Phase::Trailer;
   lineBytes_ = left_ > 0 ? 0 : lineBytes_;
   return HttpError::None;
-}
-
-// One whole line of the head.
-HttpError HttpReply::Feed(std::string_view line) {
-  static constexpr http_parser_settings kNothingCalled{};
-  http_parser_execute(parser_.get(), &kNothingCalled, line.data(), line.size());
-  return HTTP_PARSER_ERRNO(parser_.get()) == HPE_OK ? HttpError::None : HttpError::InvalidReply;
 }
 
 }  // namespace Web

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -11,17 +10,14 @@
 
 #include "http/HttpError.h"
 
-struct http_parser;
-
 namespace Web {
 
-/// The reply to one request (RFC 9112), taken in as it comes: the head, then the body as a plain one. The only place
-/// that knows http_parser, which judges the status line and what the framing headers say.
+/// The reply to one request (RFC 9112), taken in as it comes: the head, then the body as a plain one.
 ///
-/// The parser gets whole lines of the head, and of the header only those that frame the body. So what old cameras
-/// write beside that does no harm: lines that end without a carriage return, folded lines, header lines without a
-/// colon, a status line in lower case or without a reason, the same length twice. A length that can't be read, or two
-/// that differ, make the reply unusable (RFC 9112, 6.3).
+/// Of the header it reads what frames the body, what becomes of the connection, and where a redirect leads. So what
+/// old cameras write beside that does no harm: lines that end without a carriage return, folded lines, header lines
+/// without a colon, a status line in lower case or without a reason, the same length twice. A length that can't be
+/// read, or two that differ, make the reply unusable (RFC 9112, 6.3).
 ///
 /// No socket, no clock, no lock: bytes in, the reply out. One thread at a time.
 class HttpReply {
@@ -29,29 +25,24 @@ class HttpReply {
   /// Of the lines in a row, from the status line to the body or from chunk to chunk.
   static constexpr std::size_t kMaxHeadBytes = 256 * 1024;
 
-  /// May throw bad_alloc.
-  HttpReply();
-  ~HttpReply();
-  HttpReply(const HttpReply&) = delete;
-  HttpReply& operator=(const HttpReply&) = delete;
-
-  /// Forgets the last reply, for the next.
   /// @param toHead  the reply to a HEAD request, which has no body whatever its head says
-  void Begin(bool toHead) noexcept;
+  explicit HttpReply(bool toHead = false) noexcept : toHead_(toHead) {}
 
   /// Takes the next bytes. Anything but None makes the reply unusable from there on. Throws bad_alloc.
   HttpError Take(std::span<const std::uint8_t> bytes);
   /// Takes the connection's end, which is that of a body without a length. ConnectionBroken when it isn't.
   HttpError TakeEnd() noexcept;
 
+  /// Something came, however little.
+  bool HasBegun() const noexcept { return lineBytes_ > 0 || HasHead(); }
   /// The head of the final reply is there; what informational replies (RFC 9110, 15.2) say is forgotten.
-  bool HasHead() const noexcept { return hasHead_; }
+  bool HasHead() const noexcept { return phase_ > Phase::Header; }
   bool IsWhole() const noexcept { return phase_ == Phase::Whole; }
   /// The whole reply leaves the connection fit for another request: nothing came after it, and the server keeps it.
-  bool LeavesOpen() const noexcept { return IsWhole() && staysOpen_ && !surplus_; }
+  bool LeavesOpen() const noexcept;
 
-  std::uint32_t Status() const noexcept { return status_; }
-  std::optional<std::uint64_t> ContentLength() const noexcept { return contentLength_; }
+  std::uint32_t Status() const noexcept { return head_.status; }
+  std::optional<std::uint64_t> ContentLength() const noexcept { return head_.length; }
   /// Where the reply sends the client on to (RFC 9110, 15.4); empty when it doesn't.
   std::string_view Redirect() const noexcept;
 
@@ -60,34 +51,35 @@ class HttpReply {
   void Consume(std::size_t count) noexcept;
 
  private:
+  // In the order in which they come.
   enum class Phase : std::uint8_t { StatusLine, Header, Data, ChunkSize, ChunkEnd, Trailer, Whole };
+  struct Head {
+    std::uint32_t status = 0;
+    std::optional<std::uint64_t> length;
+    std::string location;
+    bool isCoded = false;  // whatever the coding
+    bool isChunked = false;
+    bool isOld = false;          // HTTP/1.0, which closes the connection unless it says otherwise
+    bool saysOtherwise = false;  // than its version does, about the connection
+  };
 
-  void BeginHead() noexcept;
   HttpError TakeLinePart(std::string_view& rest);
   void TakeData(std::string_view& rest);
   HttpError TakeLine(std::string_view line);
+  HttpError TakeStatusLine(std::string_view line);
   HttpError TakeHeaderLine(std::string_view line);
-  HttpError TakeHeader();
-  HttpError TakeLength(std::string_view value);
-  HttpError TakeHeadEnd();
+  HttpError TakeHeader(std::string_view header);
+  void TakeHeadEnd() noexcept;
   HttpError TakeChunkSize(std::string_view line);
-  HttpError Feed(std::string_view line);
-  bool IsChunked() const noexcept;
 
-  const std::unique_ptr<http_parser> parser_;  // of the head
+  bool toHead_;
   Phase phase_ = Phase::StatusLine;
-  bool toHead_ = false;
-  bool hasHead_ = false;
-  bool staysOpen_ = false;
   bool surplus_ = false;       // bytes came that belong to nothing that was asked
   std::size_t lineBytes_ = 0;  // of lines in a row
   std::string line_;           // as far as it has come
   std::string header_;         // unfolded; the next line may continue it
   std::uint64_t left_ = 0;     // of the body or chunk under way
-
-  std::uint32_t status_ = 0;
-  std::optional<std::uint64_t> contentLength_;
-  std::string location_;
+  Head head_;
   std::vector<std::uint8_t> body_;
   std::size_t consumed_ = 0;  // of body_
 };

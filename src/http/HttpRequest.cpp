@@ -2,13 +2,10 @@
 
 #include <algorithm>
 #include <exception>
-#include <iterator>
 #include <limits>
 #include <mutex>
-#include <numeric>
 #include <utility>
 
-#include "http/BasicCredentials.h"
 #include "http/HttpStatus.h"
 #include "platform/SecureErase.h"
 
@@ -25,18 +22,25 @@ using sarnevo::platform::SecureErase;
 constexpr const char* kAgent = "Sarnevo_HttpRequest";
 constexpr int kMaxRedirects = 10;
 
+constexpr std::string_view kBase64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
 thread_local HttpError lastError = HttpError::None;
 
 const char* TextOrEmpty(const char* text) noexcept { return text != nullptr ? text : ""; }
 
-struct Wiped {
-  explicit Wiped(std::string&& secret) noexcept : text(std::move(secret)) {}
-  ~Wiped() { SecureErase(text); }
-  Wiped(const Wiped&) = delete;
-  Wiped& operator=(const Wiped&) = delete;
-
-  std::string text;
-};
+// RFC 4648, 4: three bytes are four digits of six bits; a "=" stands for each byte that the last group lacks.
+void AppendBase64(std::string_view bytes, std::string& text) {
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    const std::string_view group = bytes.substr(i, 3);
+    u32 bits = 0;
+    for (std::size_t place = 0; place < 3; ++place) {
+      bits = bits << 8 | (place < group.size() ? static_cast<u8>(group[place]) : 0U);
+    }
+    for (std::size_t place = 0; place < 4; ++place) {
+      text += place <= group.size() ? kBase64Digits[bits >> (18 - 6 * place) & 0x3F] : '=';
+    }
+  }
+}
 
 }  // namespace
 
@@ -57,7 +61,6 @@ HttpRequest::HttpRequest(const char* host, u16 port, const char* userName, const
 HttpRequest::~HttpRequest() {
   SecureErase(userName_);
   SecureErase(password_);
-  Forget();
 }
 
 bool HttpRequest::SetHost(const char* host) {
@@ -67,7 +70,6 @@ bool HttpRequest::SetHost(const char* host) {
 
 bool HttpRequest::SetUserName(const char* userName) {
   userName_ = TextOrEmpty(userName);
-  Forget();
   return true;
 }
 
@@ -76,7 +78,6 @@ bool HttpRequest::SetPassword(const char* password) {
   std::string changed = TextOrEmpty(password);
   password_.swap(changed);
   SecureErase(changed);
-  Forget();
   return true;
 }
 
@@ -107,11 +108,9 @@ bool HttpRequest::Send(const char* method, const char* path, bool disableQueryEs
   const bool sent = Run(true, [&] {
     const bool hasMethod = method != nullptr && *method != '\0';
     const HttpError error = Follow(hasMethod ? method : "GET", TextOrEmpty(path), !disableQueryEscape);
-    if (!keepConnection_) {
-      Forget();
-    }
     return error == HttpError::None ? error : connection_.Fail(error);
   });
+  SecureErase(text_);
   if (!sent) {
     return false;
   }
@@ -154,15 +153,6 @@ bool HttpRequest::Read(void* buffer, u32 size, u32* bytesRead) {
   return read;
 }
 
-void HttpRequest::KeepConnection(bool keep) {
-  keepConnection_ = keep;
-  Forget();
-  if (!keep) {
-    const std::lock_guard guard(lock_);
-    connection_.LetGo();
-  }
-}
-
 void HttpRequest::Cancel() noexcept {
   const std::lock_guard guard(lock_);
   connection_.Cancel();
@@ -186,76 +176,51 @@ void HttpRequest::Resume() noexcept {
 // waited for; it may have no end.
 HttpError HttpRequest::Follow(std::string_view method, std::string_view path, bool escapes) {
   if (!server_ && IsHttpHost(host_)) {
-    server_ = HttpServer{host_, port_ != 0 ? port_ : kHttpPort};
+    server_ = HttpTarget{host_, port_ != 0 ? port_ : kHttpPort, {}};
   }
   if (!server_ || !IsToken(method)) {
     return HttpError::InvalidRequest;
   }
-  HttpError error = connection_.Begin(Milliseconds{timeLimit_}, keepConnection_);
-  if (error != HttpError::None) {
-    return error;
-  }
-  Prepare(method, path, escapes);
-  error = connection_.Ask(*server_, method, prepared_.text);
-  HttpServer server = *server_;
-  std::string target = prepared_.target;
+  HttpTarget target{server_->host, server_->port, RequestTarget(path, escapes)};
+  HttpError error = connection_.Begin(Milliseconds{timeLimit_});
   for (int redirects = 0; error == HttpError::None; ++redirects) {
+    Write(method, target);
+    error = connection_.Ask(target, method, text_);
     const std::string_view location = connection_.Reply().Redirect();
-    if (location.empty()) {
+    if (error != HttpError::None || location.empty()) {
       break;
     }
-    const auto next = redirects < kMaxRedirects ? Resolve(server, target, location) : std::nullopt;
+    auto next = redirects < kMaxRedirects ? Resolve(target, location) : std::nullopt;
     if (!next) {
       return HttpError::RedirectRefused;
     }
-    server.port = next->port;
-    target = next->target;
-    const Wiped text(TextOf(method, target, server.port));
-    error = connection_.Ask(server, method, text.text);
+    target = std::move(*next);
   }
   return error;
 }
 
-void HttpRequest::Prepare(std::string_view method, std::string_view path, bool escapes) {
-  if (!prepared_.text.empty() && prepared_.method == method && prepared_.path == path &&
-      prepared_.escapes == escapes) {
-    return;
+// In pieces of memory that fit from the start, so that no copy of the credentials is left behind. They go to the first
+// port alone. Without "Connection" a server keeps the connection (RFC 9112, 9.3); the cameras have few places, and one
+// that idled would take one of them.
+void HttpRequest::Write(std::string_view method, const HttpTarget& target) {
+  constexpr std::size_t kFixedParts = 256;  // more than all that is the same in each request
+  const std::size_t credentials = userName_.size() + password_.size();
+  SecureErase(text_);
+  text_.reserve(method.size() + target.path.size() + target.host.size() + 2 * credentials + kFixedParts);
+  text_.append(method).append(" ").append(target.path).append(" HTTP/1.1\r\nHost: ").append(target.host);
+  if (target.port != kHttpPort) {
+    text_.append(":").append(std::to_string(target.port));
   }
-  Forget();
-  prepared_.method = method;
-  prepared_.path = path;
-  prepared_.escapes = escapes;
-  prepared_.target = RequestTarget(path, escapes);
-  prepared_.text = TextOf(method, prepared_.target, server_->port);
-}
-
-// In a piece of memory that it fits into from the start, so that no copy of the credentials is left behind. They go
-// to the first port alone. Without "Connection" a server keeps the connection (RFC 9112, 9.3); the cameras have few
-// places, and one that idled would take one of them.
-std::string HttpRequest::TextOf(std::string_view method, std::string_view target, std::uint16_t port) const {
-  const Wiped credentials{port == server_->port ? BasicCredentials(userName_, password_) : ""};
-  const std::string host = port == kHttpPort ? server_->host : server_->host + ":" + std::to_string(port);
-  const std::string_view parts[] = {method,
-                                    " ",
-                                    target,
-                                    " HTTP/1.1\r\nHost: ",
-                                    host,
-                                    "\r\n",
-                                    credentials.text,
-                                    credentials.text.empty() ? "" : "\r\n",
-                                    "User-Agent: ",
-                                    kAgent,
-                                    keepConnection_ ? "" : "\r\nConnection: close",
-                                    "\r\nCache-Control: no-cache\r\nPragma: no-cache\r\n\r\n"};
-  const auto longer = [](std::size_t size, std::string_view part) { return size + part.size(); };
-  std::string text;
-  text.reserve(std::accumulate(std::begin(parts), std::end(parts), std::size_t{0}, longer));
-  for (const std::string_view part : parts) {
-    text += part;
+  if (target.port == server_->port) {
+    std::string pair;  // RFC 7617
+    pair.reserve(credentials + 1);
+    pair.append(userName_).append(":").append(password_);
+    text_ += "\r\nAuthorization: Basic ";
+    AppendBase64(pair, text_);
+    SecureErase(pair);
   }
-  return text;
+  text_.append("\r\nUser-Agent: ").append(kAgent).append(connection_.Keeps() ? "" : "\r\nConnection: close");
+  text_ += "\r\nCache-Control: no-cache\r\nPragma: no-cache\r\n\r\n";
 }
-
-void HttpRequest::Forget() noexcept { SecureErase(prepared_.text); }
 
 }  // namespace Web

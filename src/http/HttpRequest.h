@@ -71,8 +71,8 @@ class HttpRequest {
 
   /// Lets the camera keep the connection for the next request, which saves most of what a request costs. For
   /// owners that come again and again: the object then holds descriptors in between, and one of the camera's
-  /// few places. Applies from the next Send on; not at first.
-  void KeepConnection(bool keep);
+  /// few places. Called before the first Send, if at all.
+  void KeepConnection(bool keep) { connection_.Keep(keep); }
 
   /// Closes the request in progress, and a kept connection: the operation under way on the owner's thread
   /// fails at once, and so does each later GetDataAvailable and Read until the next Send. A Send that hasn't
@@ -85,23 +85,12 @@ class HttpRequest {
   void Resume() noexcept;
 
  private:
-  // What goes out over a connection that is kept, for a poll that asks for the same again.
-  struct Prepared {
-    std::string method;
-    std::string path;
-    bool escapes = false;
-    std::string target;
-    std::string text;  // empty: nothing is prepared. Wiped, since the credentials are in it
-  };
-
   // One operation of the owner's. What can still throw in it is a lack of memory.
   // @param opens  a new request, which an earlier Cancel doesn't touch
   template <typename Step>
   bool Run(bool opens, Step step) noexcept;
   HttpError Follow(std::string_view method, std::string_view path, bool escapes);
-  void Prepare(std::string_view method, std::string_view path, bool escapes);
-  std::string TextOf(std::string_view method, std::string_view target, std::uint16_t port) const;
-  void Forget() noexcept;
+  void Write(std::string_view method, const HttpTarget& target);
 
   // Guards inUse_, aborted_ and how connection_ is opened and closed. Never held while anything is waited for.
   std::recursive_mutex lock_;
@@ -112,16 +101,15 @@ class HttpRequest {
   // The owner's thread only.
   [[maybe_unused]] const sarnevo::u32 maxConnections_;
   [[maybe_unused]] const sarnevo::u32 codePage_;
-  std::optional<HttpServer> server_;  // from the first Send on
+  std::optional<HttpTarget> server_;  // from the first Send on; the path is empty
   std::string userName_;
   std::string password_;  // wiped on every change and at the end
   std::string host_;
   sarnevo::u16 port_ = kHttpPort;
-  Prepared prepared_;
+  std::string text_;  // of the request that goes out; wiped after it
   sarnevo::u32 statusCode_ = 0;
   sarnevo::u32 contentLength_ = 0;  // of the last reply that had one that fits
   sarnevo::u32 timeLimit_ = 0;
-  bool keepConnection_ = false;
 };
 
 }  // namespace Web

@@ -12,6 +12,7 @@ namespace {
 // Longest name of the domain system, RFC 1035, 2.3.4.
 constexpr std::size_t kMaxHostLength = 255;
 
+constexpr std::string_view kHexDigits = "0123456789ABCDEF";
 constexpr std::string_view kTokenMarks = "!#$%&'*+-.^_`|~";
 // Visible characters that RFC 3986 allows neither in a path nor in a query, and "#", which would end both.
 constexpr std::string_view kUnsafe = "\"#<>\\^`{|}";
@@ -27,13 +28,6 @@ bool IsUnsafe(unsigned char c) noexcept {
   return BreaksLine(c) || c >= 0x80 || kUnsafe.find(static_cast<char>(c)) != std::string_view::npos;
 }
 
-void AppendEscape(std::string& text, unsigned char c) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  text += '%';
-  text += kDigits[c >> 4];
-  text += kDigits[c & 0x0F];
-}
-
 // Of ":" and a port, the digits may be missing.
 std::optional<std::uint16_t> PortOf(std::string_view text) noexcept {
   text.remove_prefix(text.empty() ? 0 : 1);
@@ -47,11 +41,11 @@ std::optional<std::uint16_t> PortOf(std::string_view text) noexcept {
 }
 
 // RFC 3986, 5.2.2 to 5.2.4, for the dots that a relative path begins with. Further ones are the camera's own names.
-std::string Merged(std::string_view target, std::string_view relative) {
+std::string Merged(std::string_view path, std::string_view relative) {
   if (relative.starts_with('/')) {
     return std::string(relative);
   }
-  std::string_view folder = target.substr(0, target.find('?'));
+  std::string_view folder = path.substr(0, path.find('?'));
   if (relative.starts_with('?')) {
     return std::string(folder).append(relative);
   }
@@ -82,7 +76,7 @@ std::string RequestTarget(std::string_view path, bool escapeQuery) {
   for (const char c : path) {
     const auto byte = static_cast<unsigned char>(c);
     if (inQuery && !escapeQuery ? BreaksLine(byte) : IsUnsafe(byte)) {
-      AppendEscape(target, byte);
+      target.append({'%', kHexDigits[byte >> 4], kHexDigits[byte & 0x0F]});
     } else {
       target += c;
     }
@@ -96,10 +90,8 @@ bool IsToken(std::string_view text) noexcept {
   return !text.empty() && std::all_of(text.begin(), text.end(), fits);
 }
 
-std::optional<Redirection> Resolve(const HttpServer& server, std::string_view target,
-                                   std::string_view location) {
+std::optional<HttpTarget> Resolve(const HttpTarget& target, std::string_view location) {
   location = location.substr(0, location.find('#'));  // no business of the server's (RFC 3986, 3.5)
-  std::uint16_t port = server.port;
   const std::size_t colon = location.find(':');
   if (colon < location.find_first_of("/?")) {
     if (!sarnevo::IsSameText(location.substr(0, colon), "http") ||
@@ -112,14 +104,13 @@ std::optional<Redirection> Resolve(const HttpServer& server, std::string_view ta
     const std::string_view authority = location.substr(2, location.find_first_of("/?", 2) - 2);
     const std::size_t end = std::min(authority.find(':'), authority.size());
     const std::optional<std::uint16_t> named = PortOf(authority.substr(end));
-    if (!named || !sarnevo::IsSameText(authority.substr(0, end), server.host)) {
+    if (!named || !sarnevo::IsSameText(authority.substr(0, end), target.host)) {
       return std::nullopt;
     }
-    port = *named;
     location.remove_prefix(2 + authority.size());
-    return Redirection{port, RequestTarget(location, true)};
+    return HttpTarget{target.host, *named, RequestTarget(location, true)};
   }
-  return Redirection{port, RequestTarget(Merged(target, location), true)};
+  return HttpTarget{target.host, target.port, RequestTarget(Merged(target.path, location), true)};
 }
 
 }  // namespace Web

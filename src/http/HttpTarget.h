@@ -7,10 +7,11 @@
 
 namespace Web {
 
-/// Where requests go.
-struct HttpServer {
+/// Where a request goes.
+struct HttpTarget {
   std::string host;        ///< dotted IPv4 address or name
   std::uint16_t port = 0;  ///< never 0
+  std::string path;        ///< with its query, as it goes out
 };
 
 constexpr std::uint16_t kHttpPort = 80;
@@ -28,16 +29,9 @@ bool IsToken(std::string_view text) noexcept;
 /// @param escapeQuery  false: after the first "?" only blanks and control bytes are escaped
 std::string RequestTarget(std::string_view path, bool escapeQuery);
 
-/// What a Location header leads to.
-struct Redirection {
-  std::uint16_t port;
-  std::string target;
-};
-
-/// Where @p location (RFC 9110, 10.2.2), absolute or relative (RFC 3986, 5.2), leads from @p target of @p server.
+/// Where @p location (RFC 9110, 10.2.2), absolute or relative (RFC 3986, 5.2), leads from @p target.
 /// Nothing when that isn't plain http, carries credentials, can't be read, or names another host: a camera may move
 /// its pages, but not make this process connect to whom it likes.
-std::optional<Redirection> Resolve(const HttpServer& server, std::string_view target,
-                                   std::string_view location);
+std::optional<HttpTarget> Resolve(const HttpTarget& target, std::string_view location);
 
 }  // namespace Web

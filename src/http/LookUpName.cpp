@@ -22,13 +22,14 @@ struct Search {
   Event done{false, true};
   // Written by the thread before done, read after it.
   std::vector<SocketAddress> found;
-  bool failed = false;
+  HttpError result = HttpError::OutOfResources;
 
   void Run() noexcept {
     try {
       found = SocketAddress::Resolve(name, port);
+      result = found.empty() ? HttpError::NameNotResolved : HttpError::None;
     } catch (const std::exception&) {
-      failed = true;  // no memory
+      // No memory.
     }
     done.Set();
   }
@@ -50,11 +51,8 @@ HttpError LookUpName(const std::string& name, std::uint16_t port, Milliseconds t
     return ended == 0 ? HttpError::Cancelled : HttpError::TimedOut;
   }
   thread.Wait();  // it has nothing more to do than to end
-  if (search->failed) {
-    return HttpError::OutOfResources;
-  }
   found = std::move(search->found);
-  return found.empty() ? HttpError::NameNotResolved : HttpError::None;
+  return search->result;
 }
 
 }  // namespace Web
