@@ -1,6 +1,9 @@
 #include "xml/CXMLSettingsAPI.h"
 
+#include <array>
 #include <cstdarg>
+#include <cstdio>
+#include <cwchar>
 #include <new>
 #include <optional>
 #include <utility>
@@ -10,11 +13,10 @@
 #include "platform/HostProcess.h"
 #include "xml/CDinaFileBase.h"
 #include "xml/Guarded.h"
-#include "xml/PathText.h"
 #include "xml/Utf8.h"
+#include "xml/XmlPath.h"
 
 using sarnevo::COptexGuard;
-using sarnevo::FormatPath;
 using sarnevo::Guarded;
 using sarnevo::i32;
 using sarnevo::u32;
@@ -24,6 +26,24 @@ using sarnevo::xml::XmlDocument;
 namespace {
 
 constexpr char kValue[] = "value";  // the one attribute that holds settings
+// Longest text of a path with its end, in characters of the format's type; what goes beyond is cut off.
+constexpr std::size_t kPathRoom = 1024;
+
+// A path in UTF-8; nothing without memory.
+std::optional<std::string> FormatPath(const wchar_t* format, std::va_list arguments) noexcept {
+  std::array<wchar_t, kPathRoom> buffer{};
+  // A text that doesn't fit counts as a failure here, but what fits has been written.
+  static_cast<void>(std::vswprintf(buffer.data(), buffer.size(), format, arguments));
+  buffer.back() = L'\0';
+  return Guarded(std::optional<std::string>(), [&] { return std::optional(sarnevo::ToUtf8(buffer.data())); });
+}
+
+[[gnu::format(printf, 1, 0)]] std::optional<std::string> FormatPath(const char* format,
+                                                                    std::va_list arguments) noexcept {
+  std::array<char, kPathRoom> buffer{};
+  static_cast<void>(std::vsnprintf(buffer.data(), buffer.size(), format, arguments));
+  return Guarded(std::optional<std::string>(), [&] { return std::optional<std::string>(buffer.data()); });
+}
 
 // Only a name by itself: part of it comes from a camera, which mustn't choose where the host writes.
 bool IsBareName(std::string_view name) {
@@ -34,13 +54,9 @@ bool IsBareName(std::string_view name) {
 // a new one.
 bool MayBeReplaced(const std::string& path, bool overGood) {
   File file;
-  switch (file.Open(path, File::Access::Read, File::IfMissing::Fail)) {
-    case File::OpenResult::Missing:
-      return true;
-    case File::OpenResult::Refused:
-      return false;
-    case File::OpenResult::Opened:
-      break;
+  const auto opened = file.Open(path, File::Access::Read, File::IfMissing::Fail);
+  if (opened != File::OpenResult::Opened) {
+    return opened == File::OpenResult::Missing;
   }
   if (file.Size() > XmlDocument::kMaxBytes) {
     return true;
@@ -68,7 +84,7 @@ std::string CXMLSettingsAPI::FullPath(const char* fileName) const {
   return folder ? *folder + '/' + fileName : std::string();
 }
 
-bool CXMLSettingsAPI::Load(const std::string& path) {
+bool CXMLSettingsAPI::Load(const std::string& path, u32 autoSave) {
   File file;
   if (file.Open(path, File::Access::Read, File::IfMissing::Fail) != File::OpenResult::Opened) {
     return false;
@@ -79,6 +95,8 @@ bool CXMLSettingsAPI::Load(const std::string& path) {
     return false;
   }
   text_ = std::move(*content);
+  path_ = path;
+  autoSave_ = autoSave;
   sarnevo::platform::RemoveLeftovers(path);
   return true;
 }
@@ -88,16 +106,10 @@ CXMLSettingsAPI::Result CXMLSettingsAPI::Open(const char* fileName, u32 autoSave
     const COptexGuard guard(openLock_);
     if (openCount_.load(std::memory_order_relaxed) == 0) {
       initialiseCom_ = initialiseCom;
-      std::string path = FullPath(fileName);
-      if (!CDinaFileBase().IsNonEmpty(path.c_str())) {
+      const std::string path = FullPath(fileName);
+      if (!CDinaFileBase().IsNonEmpty(path.c_str()) || !Load(path, autoSave)) {
         return kFail;
       }
-      if (!Load(path)) {
-        return kFail;
-      }
-      const COptexGuard documentGuard(documentLock_);
-      path_ = std::move(path);
-      autoSave_ = autoSave;
     }
     openCount_.fetch_add(1, std::memory_order_release);
     return kOk;
@@ -124,12 +136,12 @@ i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u
   }
   return Guarded(0, [&] {
     const std::string path = FullPath(fileName);
-    XmlDocument document;
-    if (path.empty() || rootName == nullptr || !document.Create(rootName) || !MayBeReplaced(path, overGood)) {
+    if (path.empty() || rootName == nullptr || !XmlDocument::IsElementName(rootName) ||
+        !MayBeReplaced(path, overGood)) {
       return 0;
     }
-    const auto text = document.Print();
-    return text && ReplaceFile(path, *text, sarnevo::platform::OldContent::KeepAside) ? 1 : 0;
+    const std::string text = std::string(XmlDocument::kDeclaration) + "<" + rootName + "/>";
+    return ReplaceFile(path, text, sarnevo::platform::OldContent::KeepAside) ? 1 : 0;
   });
 }
 
@@ -213,13 +225,7 @@ i32 CXMLSettingsAPI::SetString(const wchar_t* value, const wchar_t* format, ...)
     if (!CanHold(wanted)) {
       return 0;
     }
-    Element* element = document_.Select(path);
-    if (element == nullptr) {
-      if (CreateElements(path) == 0) {
-        return 0;
-      }
-      element = document_.Select(path);
-    }
+    Element* const element = CreateElements(path) != 0 ? document_.Select(path) : nullptr;
     if (element == nullptr || AddAttribute(element, kValue, sarnevo::ToUtf8(wanted)) == 0) {
       return 0;
     }
@@ -227,7 +233,8 @@ i32 CXMLSettingsAPI::SetString(const wchar_t* value, const wchar_t* format, ...)
   });
 }
 
-i32 CXMLSettingsAPI::AddAttribute(Element* element, std::string_view name, std::string_view value) noexcept {
+i32 CXMLSettingsAPI::AddAttribute(Element* element, const std::string& name,
+                                  const std::string& value) noexcept {
   return document_.SetAttribute(element, name, value) ? 1 : 0;
 }
 
@@ -248,17 +255,15 @@ i32 CXMLSettingsAPI::CreateElements(std::string_view path) {
     return 0;  // a document has one root element, and that is made with the file
   }
   const std::string_view parentPath = path.substr(0, slash);
-  Element* parent = document_.Select(parentPath);
-  if (parent == nullptr) {
-    static_cast<void>(CreateElements(parentPath));
-    parent = document_.Select(parentPath);
-  }
-  const auto steps = sarnevo::xml::ParseXmlPath(path.substr(slash + 1));
-  return parent != nullptr && steps && AddElement(parent, steps->front()) ? SaveIfAutomatic() : 0;
+  static_cast<void>(CreateElements(parentPath));
+  Element* const parent = document_.Select(parentPath);
+  return parent != nullptr && AddElement(parent, path.substr(slash + 1)) ? SaveIfAutomatic() : 0;
 }
 
-bool CXMLSettingsAPI::AddElement(Element* parent, const sarnevo::xml::XmlStep& step) {
-  if (!XmlDocument::IsElementName(step.name)) {
+bool CXMLSettingsAPI::AddElement(Element* parent, std::string_view path) {
+  const auto step = sarnevo::xml::TakeXmlStep(path);
+  const std::string name(step ? step->name : "");
+  if (!XmlDocument::IsElementName(name)) {
     return false;
   }
   // White space that keeps the file readable: the element on a line of its own, its end tag and whatever
@@ -266,14 +271,14 @@ bool CXMLSettingsAPI::AddElement(Element* parent, const sarnevo::xml::XmlStep& s
   const std::size_t depth = document_.Depth(parent);
   const std::string outer(depth - 2, '\t');
   document_.AppendText(parent, outer);
-  Element* const element = document_.AppendElement(parent, step.name);
+  Element* const element = document_.AppendElement(parent, name);
   if (element == nullptr) {
     return false;
   }
   document_.AppendText(element, "\n" + outer + "\t");
   document_.AppendText(parent, "\n" + outer);
-  for (const auto& [attribute, value] : step.conditions) {
-    AddAttribute(element, attribute, value);
+  for (const auto& [attribute, value] : step->conditions) {
+    AddAttribute(element, std::string(attribute), std::string(value));
   }
   return true;
 }

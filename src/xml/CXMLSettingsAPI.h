@@ -8,7 +8,6 @@
 #include "kolvex/Types.h"
 #include "threads/COptex.h"
 #include "xml/XmlDocument.h"
-#include "xml/XmlPath.h"
 
 /// Makes an XML file look like a tree of settings. A setting is addressed by the names of the elements that
 /// lead to it, from the root's down, joined by "/"; its value is the attribute "value" of the last one. A
@@ -81,15 +80,15 @@ class CXMLSettingsAPI {
   bool IsOpen() const noexcept { return openCount_.load(std::memory_order_acquire) != 0; }
   /// Empty when the name isn't one by itself.
   std::string FullPath(const char* fileName) const;
-  bool Load(const std::string& path);
+  bool Load(const std::string& path, sarnevo::u32 autoSave);
   void TakeBack();
   template <typename Operation>
   sarnevo::i32 OnDocument(sarnevo::i32 failure, const std::optional<std::string>& path,
                           Operation operation) noexcept;
   sarnevo::i32 CreateElements(std::string_view path);
-  bool AddElement(Element* parent, const sarnevo::xml::XmlStep& step);
+  bool AddElement(Element* parent, std::string_view path);
   /// Makes the attribute or changes it. 1, or 0.
-  sarnevo::i32 AddAttribute(Element* element, std::string_view name, std::string_view value) noexcept;
+  sarnevo::i32 AddAttribute(Element* element, const std::string& name, const std::string& value) noexcept;
   sarnevo::i32 SaveIfAutomatic();
   sarnevo::i32 SaveDocument();
 

@@ -1,7 +1,6 @@
 #include "xml/XmlDocument.h"
 
 #include <algorithm>
-#include <span>
 #include <utility>
 
 #include <libxml/parser.h>
@@ -16,8 +15,6 @@
 namespace sarnevo::xml {
 
 namespace {
-
-constexpr char kDeclaration[] = "<?xml version='1.0' encoding='utf-8'?>";
 
 // Deletes an object of the library with its own function.
 template <auto Delete>
@@ -90,13 +87,12 @@ bool Matches(xmlNode* node, const XmlStep& step) {
 }
 
 // Looks into each element that matches, since only the second of two equal names may lead on.
-xmlNode* Find(xmlNode* first, std::span<const XmlStep> steps) {
-  for (xmlNode* node = first; node != nullptr; node = node->next) {
-    if (Matches(node, steps.front())) {
-      if (steps.size() == 1) {
-        return node;
-      }
-      if (xmlNode* found = Find(node->children, steps.subspan(1))) {
+xmlNode* Find(xmlNode* first, std::string_view path) {
+  const auto step = TakeXmlStep(path);
+  for (xmlNode* node = step ? first : nullptr; node != nullptr; node = node->next) {
+    if (Matches(node, *step)) {
+      xmlNode* const found = path.empty() ? node : Find(node->children, path);
+      if (found != nullptr) {
         return found;
       }
     }
@@ -170,28 +166,6 @@ XmlDocument::ParseResult XmlDocument::Parse(std::string_view text) noexcept {
   return ParseResult::Parsed;
 }
 
-bool XmlDocument::Create(std::string_view rootName) noexcept {
-  Clear();
-  if (!IsElementName(rootName)) {
-    return false;
-  }
-  PrepareLibrary();
-  return Guarded(false, [&] {
-    const LastErrorKeeper keeper;
-    std::unique_ptr<xmlDoc, Deleter> document(xmlNewDoc(ToXml("1.0")));
-    if (!document || !MarkAsUtf8(document.get())) {
-      return false;
-    }
-    xmlNode* const root = xmlNewDocNode(document.get(), nullptr, ToXml(std::string(rootName).c_str()), nullptr);
-    if (root == nullptr) {
-      return false;
-    }
-    xmlDocSetRootElement(document.get(), root);
-    content_ = std::move(document);
-    return true;
-  });
-}
-
 std::optional<std::string> XmlDocument::Print() const noexcept {
   xmlDoc* const document = content_.get();
   if (document == nullptr || xmlDocGetRootElement(document) == nullptr) {
@@ -223,9 +197,8 @@ XmlElement* XmlDocument::Select(std::string_view path) const {
   if (content_ == nullptr) {
     return nullptr;
   }
-  const LastErrorKeeper keeper;
-  const auto steps = ParseXmlPath(path);
-  return steps ? Find(content_->children, *steps) : nullptr;
+  path.remove_prefix(path.starts_with('/') ? 1 : 0);  // the document
+  return Find(content_->children, path);
 }
 
 std::uint32_t XmlDocument::Depth(const XmlElement* element) const noexcept {
@@ -236,47 +209,27 @@ std::uint32_t XmlDocument::Depth(const XmlElement* element) const noexcept {
   return depth;
 }
 
-bool XmlDocument::IsElementName(std::string_view name) noexcept {
-  return Guarded(false, [&] {
-    return name.find('\0') == std::string_view::npos && IsXmlText(name) &&
-           xmlValidateNCName(ToXml(std::string(name).c_str()), 0) == 0;
-  });
+bool XmlDocument::IsElementName(const std::string& name) noexcept {
+  return name.find('\0') == name.npos && IsXmlText(name) && xmlValidateNCName(ToXml(name.c_str()), 0) == 0;
 }
 
-XmlElement* XmlDocument::AppendElement(XmlElement* parent, std::string_view name) noexcept {
+XmlElement* XmlDocument::AppendElement(XmlElement* parent, const std::string& name) noexcept {
   if (!IsElementName(name) || Depth(parent) >= kMaxDepth) {
     return nullptr;
   }
-  return Guarded<XmlElement*>(nullptr, [&]() -> XmlElement* {
-    const LastErrorKeeper keeper;
-    // Without a namespace: a prefix-less name that took one over from its parent could never be selected.
-    xmlNode* const node = xmlNewDocNode(parent->doc, nullptr, ToXml(std::string(name).c_str()), nullptr);
-    if (node == nullptr || xmlAddChild(parent, node) == nullptr) {
-      xmlFreeNode(node);
-      return nullptr;
-    }
-    return node;
-  });
+  const LastErrorKeeper keeper;
+  // Without a namespace: a prefix-less name that took one over from its parent could never be selected.
+  xmlNode* const node = xmlNewDocNode(parent->doc, nullptr, ToXml(name.c_str()), nullptr);
+  if (node == nullptr || xmlAddChild(parent, node) == nullptr) {
+    xmlFreeNode(node);
+    return nullptr;
+  }
+  return node;
 }
 
-bool XmlDocument::AppendText(XmlElement* parent, std::string_view text) noexcept {
-  if (text.empty()) {
-    return true;
-  }
-  if (text.size() > kMaxValueBytes || !IsXmlText(text)) {
-    return false;
-  }
+void XmlDocument::AppendText(XmlElement* parent, const std::string& text) noexcept {
   const LastErrorKeeper keeper;
-  xmlNode* const node = xmlNewDocTextLen(parent->doc, ToXml(text.data()), static_cast<int>(text.size()));
-  if (node == nullptr) {
-    return false;
-  }
-  // Joins the text with one that is there already, and then frees the node itself.
-  if (xmlAddChild(parent, node) == nullptr) {
-    xmlFreeNode(node);
-    return false;
-  }
-  return true;
+  xmlNodeAddContentLen(parent, ToXml(text.data()), static_cast<int>(text.size()));
 }
 
 bool XmlDocument::Remove(XmlElement* element) noexcept {
@@ -289,15 +242,15 @@ std::optional<std::string> XmlDocument::GetAttribute(const XmlElement* element, 
   return AttributeOf(element, name);
 }
 
-bool XmlDocument::SetAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept {
+bool XmlDocument::SetAttribute(XmlElement* element, const std::string& name,
+                               const std::string& value) noexcept {
   if (value.size() > kMaxValueBytes || !IsElementName(name) || !IsXmlText(value)) {
     return false;
   }
   // Without memory for the text the library makes an empty one and calls it done.
   return Guarded(false, [&] {
     const LastErrorKeeper keeper;
-    return xmlSetNsProp(element, nullptr, ToXml(std::string(name).c_str()),
-                        ToXml(std::string(value).c_str())) != nullptr &&
+    return xmlSetNsProp(element, nullptr, ToXml(name.c_str()), ToXml(value.c_str())) != nullptr &&
            AttributeOf(element, name) == value;
   });
 }

@@ -28,6 +28,8 @@ using XmlElement = _xmlNode;
 /// isn't missing.
 class XmlDocument {
  public:
+  /// What each document that is written begins with.
+  static constexpr char kDeclaration[] = "<?xml version='1.0' encoding='utf-8'?>";
   /// Longest text of a whole document that is read or written, bytes.
   static constexpr std::size_t kMaxBytes = std::size_t{64} << 20;
   /// Longest text of one attribute that is written, bytes. Kept far below what a strict parser takes, since
@@ -49,10 +51,6 @@ class XmlDocument {
   /// that fails.
   ParseResult Parse(std::string_view text) noexcept;
 
-  /// Replaces the content by the declaration and an empty root element. False for a name that no element
-  /// can have.
-  bool Create(std::string_view rootName) noexcept;
-
   /// The whole document in UTF-8, beginning with the declaration. Nothing when it has no root element or
   /// would be longer than kMaxBytes.
   std::optional<std::string> Print() const noexcept;
@@ -66,11 +64,12 @@ class XmlDocument {
   std::uint32_t Depth(const XmlElement* element) const noexcept;
 
   /// Whether AppendElement takes the name: one that XML allows, without a colon.
-  static bool IsElementName(std::string_view name) noexcept;
+  static bool IsElementName(const std::string& name) noexcept;
 
   /// Adds an element after everything that @p parent holds; null when it can't be made.
-  XmlElement* AppendElement(XmlElement* parent, std::string_view name) noexcept;
-  bool AppendText(XmlElement* parent, std::string_view text) noexcept;
+  XmlElement* AppendElement(XmlElement* parent, const std::string& name) noexcept;
+  /// White space, after everything that @p parent holds. What there is no memory for is missing.
+  void AppendText(XmlElement* parent, const std::string& text) noexcept;
   /// Removes an element with all that it holds.
   bool Remove(XmlElement* element) noexcept;
 
@@ -78,7 +77,7 @@ class XmlDocument {
   std::optional<std::string> GetAttribute(const XmlElement* element, std::string_view name) const;
   /// Changes the attribute or makes it. False for a name or text that XML can't carry, or a text that is too
   /// long.
-  bool SetAttribute(XmlElement* element, std::string_view name, std::string_view value) noexcept;
+  bool SetAttribute(XmlElement* element, const std::string& name, const std::string& value) noexcept;
 
  private:
   struct Deleter {

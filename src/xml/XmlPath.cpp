@@ -4,65 +4,39 @@ namespace sarnevo::xml {
 
 namespace {
 
-// Takes the text up to @p end, and @p end itself, off the front of @p rest.
-std::optional<std::string_view> TakeUpTo(std::string_view& rest, std::string_view end) {
-  const std::size_t place = rest.find(end);
-  if (place == std::string_view::npos) {
-    return std::nullopt;
-  }
-  const std::string_view taken = rest.substr(0, place);
-  rest.remove_prefix(place + end.size());
-  return taken;
-}
-
+// Takes a condition off the front of @p rest.
 std::optional<XmlStep::Condition> TakeCondition(std::string_view& rest) {
-  if (!rest.starts_with("[@")) {
+  const std::size_t equals = rest.find('=');
+  if (!rest.starts_with("[@") || equals >= rest.size() - 1) {
     return std::nullopt;
   }
-  rest.remove_prefix(2);
-  const auto attribute = TakeUpTo(rest, "=");
-  if (!attribute || rest.empty() || (rest.front() != '"' && rest.front() != '\'')) {
+  const char quote = rest[equals + 1];
+  const std::size_t begin = equals + 2;
+  const std::size_t end = rest.find(quote, begin);
+  if ((quote != '"' && quote != '\'') || end == rest.npos || !rest.substr(end + 1).starts_with(']')) {
     return std::nullopt;
   }
-  const std::string_view quote = rest.substr(0, 1);
-  rest.remove_prefix(1);
-  const auto value = TakeUpTo(rest, quote);
-  if (!value || !rest.starts_with(']')) {
-    return std::nullopt;
-  }
-  rest.remove_prefix(1);
-  return XmlStep::Condition{*attribute, *value};
+  const XmlStep::Condition condition{rest.substr(2, equals - 2), rest.substr(begin, end - begin)};
+  rest.remove_prefix(end + 2);
+  return condition;
 }
 
 }  // namespace
 
-std::optional<std::vector<XmlStep>> ParseXmlPath(std::string_view path) {
-  if (path.starts_with('/')) {
-    path.remove_prefix(1);
-  }
-  std::vector<XmlStep> steps;
-  for (;;) {
-    XmlStep& step = steps.emplace_back();
-    step.name = path.substr(0, path.find_first_of("[/"));
-    path.remove_prefix(step.name.size());
-    if (step.name.empty()) {
+std::optional<XmlStep> TakeXmlStep(std::string_view& path) {
+  XmlStep step;
+  step.name = path.substr(0, path.find_first_of("[/"));
+  path.remove_prefix(step.name.size());
+  while (path.starts_with('[')) {
+    const auto condition = TakeCondition(path);
+    if (!condition) {
       return std::nullopt;
     }
-    while (path.starts_with('[')) {
-      auto condition = TakeCondition(path);
-      if (!condition) {
-        return std::nullopt;
-      }
-      step.conditions.push_back(*condition);
-    }
-    if (path.empty()) {
-      return steps;
-    }
-    if (path.front() != '/') {
-      return std::nullopt;
-    }
-    path.remove_prefix(1);
+    step.conditions.push_back(*condition);
   }
+  const bool goesOn = path.starts_with('/');
+  path.remove_prefix(goesOn ? 1 : 0);
+  return !step.name.empty() && goesOn != path.empty() ? std::optional(step) : std::nullopt;
 }
 
 }  // namespace sarnevo::xml

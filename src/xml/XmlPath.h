@@ -16,7 +16,8 @@ struct XmlStep {
   std::vector<Condition> conditions;
 };
 
-/// Takes a path like A/B[@id="7"] apart; a "/" in front is the document. Nothing when it isn't of that form.
-std::optional<std::vector<XmlStep>> ParseXmlPath(std::string_view path);
+/// Takes the first step, and the "/" after it, off the front of a path like A/B[@id="7"]. Nothing when no step is there,
+/// or something else than another one is after it.
+std::optional<XmlStep> TakeXmlStep(std::string_view& path);
 
 }  // namespace sarnevo::xml
