@@ -7,12 +7,6 @@
 
 namespace sarnevo {
 
-namespace {
-
-constexpr i32 kNone = -1;
-
-}  // namespace
-
 CPrepositionList::CPrepositionList(u32 ptzChannel, u8 persist) : persist_(persist), ptzChannel_(ptzChannel) {}
 
 CPrepositionList::~CPrepositionList() = default;
@@ -226,8 +220,7 @@ bool CPrepositionList::DeletePreposition(const std::wstring& name) {
     if (comm_ == nullptr || !comm_->DeletePreset(0)) {
       return false;
     }
-    names_.clear();
-    order_.clear();
+    ClearList();
     SavePrepositions();
     // Whether it was saved or not: the camera has forgotten them, and without placeholders nothing could be stored.
     names_.swap(names);

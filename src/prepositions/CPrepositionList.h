@@ -84,6 +84,8 @@ class CPrepositionList {
     const COptexGuard guard_;
   };
 
+  static constexpr i32 kNone = -1;
+
   static bool IsValidName(const std::wstring& name);
   i32 RenameCurrent(const std::wstring& name);
   void ClearList();
@@ -113,7 +115,7 @@ class CPrepositionList {
   // Guarded by lock_. Each entry of order_ is a key of names_, and each key is an entry.
   std::map<u32, std::wstring> names_;  // by slot
   std::vector<u32> order_;             // slots, in the order that the host sees
-  i32 current_ = -1;                   // a position in order_; -1 for none
+  i32 current_ = kNone;                // a position in order_
 };
 
 }  // namespace sarnevo

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cwchar>
 #include <optional>
 #include <string_view>
@@ -14,7 +15,6 @@ using sarnevo::COptexGuard;
 using sarnevo::i32;
 using sarnevo::PrepositionRecord;
 using sarnevo::u32;
-using sarnevo::u64;
 
 namespace {
 
@@ -32,20 +32,12 @@ std::wstring Step(const wchar_t* element, int digits, u32 number) {
 }
 
 // The number that a text begins with, after blanks and a plus sign; what follows its digits doesn't count.
-std::optional<u32> ScanNumber(std::wstring_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of(L" \t\n\r\v\f"), text.size()));
-  if (text.starts_with(L'+')) {
-    text.remove_prefix(1);
-  }
-  text = text.substr(0, text.find_first_not_of(L"0123456789"));
-  u64 number = 0;
-  for (const wchar_t digit : text) {
-    number = 10 * number + static_cast<u64>(digit - L'0');
-    if (number > UINT32_MAX) {
-      return std::nullopt;
-    }
-  }
-  return text.empty() ? std::nullopt : std::optional(static_cast<u32>(number));
+std::optional<u32> ScanNumber(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t\n\r\v\f"), text.size()));
+  text.remove_prefix(text.starts_with('+') ? 1 : 0);
+  u32 number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc{} ? std::optional(number) : std::nullopt;
 }
 
 }  // namespace
@@ -84,7 +76,7 @@ bool CXMLPrepositionReader::Read(u32 ptzChannel, u32 index, PrepositionRecord& r
   if (record.name.empty() || !CXMLSettingsAPI::CanHold(record.name)) {
     return false;
   }
-  const auto slot = ScanNumber(settings_.GetString(L"%ls/%ls", entry.c_str(), kSlot));
+  const auto slot = ScanNumber(sarnevo::ToUtf8(settings_.GetString(L"%ls/%ls", entry.c_str(), kSlot)));
   record.slot = slot.value_or(record.slot);
   return slot.has_value();
 }

@@ -4,9 +4,18 @@
 #include <string>
 
 #include "kolvex/Types.h"
-#include "prepositions/PrepositionRecord.h"
 #include "threads/COptex.h"
 #include "xml/CXMLSettingsAPI.h"
+
+namespace sarnevo {
+
+/// One entry of a preset file.
+struct PrepositionRecord {
+  std::wstring name;
+  u32 slot = 0;  // the camera's own number of the position, from 0
+};
+
+}  // namespace sarnevo
 
 /// Reads and writes a camera's preset file: the names and slots of its stored positions, by PTZ channel and
 /// file index, both counted from 0. docs/preset-file.md describes the format.

@@ -1,62 +1,26 @@
 #pragma once
 
-#include "kolvex/Types.h"
+#include <memory>
 
 namespace sarnevo {
 
-/// Shares ownership of an object: the last pointer to it destroys it. The counter isn't atomic, so that
-/// pointers to one object are copied and released by one thread at a time.
-/// @tparam T  has a virtual destructor.
+/// Shares ownership of an object: the last pointer to it destroys it.
 template <typename T>
-class TSmartPtr {
+class TSmartPtr : public std::shared_ptr<T> {
  public:
-  TSmartPtr() = default;
-  TSmartPtr(const TSmartPtr& other) : counter_(other.counter_), object_(other.object_) {
-    if (counter_ != nullptr) {
-      ++*counter_;
-    }
-  }
-  virtual ~TSmartPtr() { Release(); }
+  virtual ~TSmartPtr() = default;
 
-  TSmartPtr& operator=(const TSmartPtr& other) {
-    if (this != &other && (counter_ != other.counter_ || object_ != other.object_)) {
-      Release();
-      counter_ = other.counter_;
-      object_ = other.object_;
-      if (counter_ != nullptr) {
-        ++*counter_;
-      }
-    }
-    return *this;
-  }
-
-  /// Takes an object over. Does nothing for null, and while this pointer holds one.
+  /// Takes an object over, and destroys it where there is no memory for that. Does nothing for null, and while this
+  /// pointer holds one.
   void Attach(T* object) {
-    if (object != nullptr && counter_ == nullptr) {
-      counter_ = new i32(1);
-      object_ = object;
+    if (object != nullptr && !*this) {
+      this->reset(object);
     }
   }
-
   /// Leaves this pointer empty; destroys the object when this was its last pointer.
-  void Release() {
-    i32* const counter = counter_;
-    T* const object = object_;
-    counter_ = nullptr;
-    object_ = nullptr;
-    if (counter != nullptr && --*counter == 0) {
-      delete object;
-      delete counter;
-    }
-  }
+  void Release() noexcept { this->reset(); }
 
-  T* Get() const { return object_; }
-  T* operator->() const { return object_; }
-  explicit operator bool() const { return object_ != nullptr; }
-
- private:
-  i32* counter_ = nullptr;  // on the heap, shared by all pointers to the object
-  T* object_ = nullptr;
+  T* Get() const noexcept { return this->get(); }
 };
 
 }  // namespace sarnevo

@@ -78,7 +78,7 @@ IIPPTZApiEx* CPTZHandler::GetPTZApiEx(u32 channel) {
     controls_.merge(built);  // unless the channel has got one meanwhile, which the host then knows
   }
   CPTZControl* const entered = wanted ? Known(channel) : nullptr;
-  // One that isn't wanted shares the reader, whose count is no atomic one: it goes within the turn.
+  // One that isn't wanted goes within the turn.
   guard.unlock();
   built.clear();
   guard.lock();
@@ -122,10 +122,7 @@ void CPTZHandler::LoadPresetFile() {
   }
   // Before the reader is kept: one that isn't opened would never be.
   const std::string fileName = "Kolvex_" + hardwareAddress + ".preset";
-  auto reader = std::make_unique<CXMLPrepositionReader>(kPresetRoot, presetFolder_);
-  presetReader_.Release();
-  presetReader_.Attach(reader.get());
-  static_cast<void>(reader.release());
+  presetReader_.Attach(new CXMLPrepositionReader(kPresetRoot, presetFolder_));
   presetReader_->Open(fileName, false);
 }
 
