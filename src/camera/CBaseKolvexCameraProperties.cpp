@@ -1,5 +1,6 @@
 #include "camera/CBaseKolvexCameraProperties.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -18,6 +19,7 @@ namespace {
 using Properties = CBaseKolvexCameraProperties;
 
 constexpr u32 kStandardFrameInterval = 200;  // milliseconds
+constexpr u32 kSlowest = 10'000;             // milliseconds
 constexpr u32 kStandardQuality = 60;         // percent
 constexpr std::array<u32, 10> kQualities = {10, 20, 30, 40, 50, 60, 70, 80, 90, 100};
 constexpr std::size_t kValueBytes = 1024;  // of one value, with its end
@@ -68,16 +70,19 @@ void PublishRecord(IIPCapabilities* capabilities, CCameraProperties& record) {
   }
 }
 
-void PublishResolutions(IIPCapabilities* capabilities, CCameraProperties& record, u32 isNTSC,
-                        const Properties::GroupValues& values) {
+void PublishResolutions(IIPCapabilities* capabilities, CCameraProperties& record) {
   for (const CResolutionInfo* info = record.GetFirstResolution(); info != nullptr;
        info = record.GetNextResolution()) {
     const u32 width = info->GetWidth();
     const u32 height = info->GetHeight();
+    u32 shortest = kSlowest;
+    for (const u32 interval : info->FrameIntervals()) {
+      shortest = std::min(shortest, interval);
+    }
     std::array<char, 24> text{};
     std::snprintf(text.data(), text.size(), "%ux%u", width, height);
     Tell(Get(capabilities, &IIPCapabilities::AddResolutionEntry), &IIPResolutionEntry::SetResolution,
-         text.data(), width, height, values.shortestInterval(*info, isNTSC));
+         text.data(), width, height, shortest);
   }
 }
 
@@ -141,7 +146,7 @@ bool CBaseKolvexCameraProperties::Publish(IIPCapabilities* capabilities, u32 isN
   }
   Tell(capabilities, &IIPCapabilities::SetModelName, GetModel().c_str());
   PublishRecord(capabilities, *this);
-  PublishResolutions(capabilities, *this, isNTSC, values);
+  PublishResolutions(capabilities, *this);
   PublishConnection(capabilities, *request);
   PublishValues(capabilities, ValueListFrameIntervals, kStandardFrameInterval, values.frameIntervals);
   PublishValues(capabilities, ValueListQuality, kStandardQuality, kQualities);

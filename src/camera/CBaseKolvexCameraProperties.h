@@ -27,9 +27,7 @@ class CBaseKolvexCameraProperties : public CCameraProperties {
   };
   /// What a group publishes besides the record.
   struct GroupValues {
-    const char* group;  ///< text of setting 2
-    /// Shortest interval of a resolution, milliseconds.
-    u32 (*shortestInterval)(const CResolutionInfo& resolution, u32 isNTSC);
+    const char* group;                    ///< text of setting 2
     std::span<const u32> frameIntervals;  ///< milliseconds
     std::span<const Setting> settings;    ///< after the three that all groups have
   };

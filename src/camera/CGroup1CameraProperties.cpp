@@ -31,9 +31,6 @@ constexpr std::array<u32, 11> kFrameIntervals = {333, 250, 200, 166, 142, 125, 1
 
 u32 ShortestInterval(u32 isNTSC) { return 1000 / (isNTSC != 0 ? 30 : 25); }
 
-// The published one goes by the video standard alone.
-u32 PublishedInterval(const CResolutionInfo&, u32 isNTSC) { return ShortestInterval(isNTSC); }
-
 u32 CountOf(std::string_view word, std::string_view text) {
   u32 count = 0;
   for (std::size_t pos = text.find(word); pos != text.npos; pos = text.find(word, pos + word.size())) {
@@ -104,8 +101,7 @@ bool CGroup1CameraProperties::PublishCapabilities(ipcapture::IIPCapabilities* ca
       {SettingMAC, "MAC", macAddress_.c_str(), 1},
   }};
   const std::size_t intervals = kFrameIntervals.size() - (isNTSC == 1 ? 0 : 1);
-  return Publish(capabilities, isNTSC, request,
-                 {"1", &PublishedInterval, std::span(kFrameIntervals).first(intervals), settings});
+  return Publish(capabilities, isNTSC, request, {"1", std::span(kFrameIntervals).first(intervals), settings});
 }
 
 }  // namespace sarnevo

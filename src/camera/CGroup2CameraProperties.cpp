@@ -45,7 +45,6 @@ constexpr std::array<u32, 8> kMegapixelIntervals = {333, 250, 200, 166, 142, 125
 constexpr std::array<u32, 5> kIntervalsPAL = {200, 100, 66, 50, 40};
 constexpr std::array<u32, 6> kIntervalsNTSC = {200, 100, 66, 50, 40, 33};
 constexpr u32 kMinFrameInterval = 40;
-constexpr u32 kSlowest = 10'000;
 constexpr std::array<u32, 9> kPublishedPAL = {200, 166, 142, 125, 111, 100, 66, 50, 40};
 constexpr std::array<u32, 9> kPublishedNTSC = {200, 166, 142, 125, 111, 100, 66, 40, 33};
 
@@ -54,14 +53,6 @@ std::span<const u32> IntervalsOf(const Size& size, u32 isNTSC) {
     return kMegapixelIntervals;
   }
   return isNTSC != 0 ? std::span<const u32>(kIntervalsNTSC) : std::span<const u32>(kIntervalsPAL);
-}
-
-u32 ShortestInterval(const CResolutionInfo& resolution, u32) {
-  u32 shortest = kSlowest;
-  for (const u32 interval : resolution.FrameIntervals()) {
-    shortest = std::min(shortest, interval);
-  }
-  return shortest;
 }
 
 // By the low 8 bits of the camera's number.
@@ -118,8 +109,7 @@ bool CGroup2CameraProperties::ReadProperties(Web::HttpRequest* request, CCameraP
 
 bool CGroup2CameraProperties::PublishCapabilities(ipcapture::IIPCapabilities* capabilities, u32 isNTSC,
                                                   Web::HttpRequest* request) {
-  return Publish(capabilities, isNTSC, request,
-                 {"2", &ShortestInterval, isNTSC == 1 ? kPublishedNTSC : kPublishedPAL, {}});
+  return Publish(capabilities, isNTSC, request, {"2", isNTSC == 1 ? kPublishedNTSC : kPublishedPAL, {}});
 }
 
 }  // namespace sarnevo

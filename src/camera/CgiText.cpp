@@ -9,27 +9,17 @@ namespace sarnevo {
 
 namespace {
 
-struct Found {
-  std::size_t separatorAt;
-  std::string_view value;
-};
-
-// What comes after the first separator at or after @p pos, up to any of @p stops. Nothing without a separator.
-std::optional<Found> ValueAfter(std::string_view text, std::size_t pos, std::string_view separator,
-                                std::string_view stops) noexcept {
-  const std::size_t at = text.find(separator, pos);
-  if (at == text.npos) {
-    return std::nullopt;
-  }
-  const std::string_view rest = text.substr(at + separator.size());
-  return Found{at, rest.substr(0, rest.find_first_of(stops))};
+// What is in front of any of @p stops.
+std::string_view UpTo(std::string_view text, std::string_view stops) noexcept {
+  return text.substr(0, text.find_first_of(stops));
 }
 
-// The same after the first place of a key.
-std::optional<Found> ValueOf(std::string_view text, std::string_view key, std::string_view separator,
-                             std::string_view stops) noexcept {
+// What comes after the first separator that follows the first place of a key. Nothing without one of them.
+std::optional<std::string_view> ValueOf(std::string_view text, std::string_view key, std::string_view separator,
+                                        std::string_view stops) noexcept {
   const std::size_t pos = text.find(key);
-  return pos != text.npos ? ValueAfter(text, pos, separator, stops) : std::nullopt;
+  const std::size_t at = pos != text.npos ? text.find(separator, pos) : pos;
+  return at != text.npos ? std::optional(UpTo(text.substr(at + separator.size()), stops)) : std::nullopt;
 }
 
 }  // namespace
@@ -46,10 +36,11 @@ std::string GetCgiValue(std::string_view text, std::string_view key, std::string
     const std::size_t end = std::min(text.find_first_of(terminators, pos), text.size());
     // The separator has to begin before the end, so it is looked for no further: a reply full of keys would
     // be searched through for each of them otherwise.
-    const auto found = ValueAfter(text.substr(0, end + separator.size() - 1), pos, separator, terminators);
-    if (found && Trimmed(text.substr(start, found->separatorAt - start)) == key &&
-        found->separatorAt + separator.size() < text.size()) {
-      return std::string(found->value);
+    const std::string_view part = text.substr(0, end + separator.size() - 1);
+    const std::size_t at = part.find(separator, pos);
+    if (at != part.npos && Trimmed(text.substr(start, at - start)) == key &&
+        at + separator.size() < text.size()) {
+      return std::string(UpTo(part.substr(at + separator.size()), terminators));
     }
     // A key that begins with a terminator ends where it begins.
     pos = text.find(key, std::max(end, pos + 1));
@@ -67,15 +58,14 @@ bool ExtractCgiValue(std::string_view text, std::string_view key, std::span<char
   if (!found) {
     return false;
   }
-  const std::string_view value = found->value.substr(0, out.size() - 1);
+  const std::string_view value = found->substr(0, out.size() - 1);
   *std::copy(value.begin(), value.end(), out.begin()) = '\0';
   return true;
 }
 
 std::string_view FindCgiValue(std::string_view text, std::string_view key,
                               std::string_view separator) noexcept {
-  const auto found = ValueOf(text, key, separator, "<\n\r");
-  return found ? found->value : std::string_view{};
+  return ValueOf(text, key, separator, "<\n\r").value_or("");
 }
 
 std::string ToLowerText(std::string_view text) {

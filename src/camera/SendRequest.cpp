@@ -1,7 +1,5 @@
 #include "camera/SendRequest.h"
 
-#include <optional>
-
 #include "camera/ReplyBody.h"
 #include "camera/RequestPolicy.h"
 #include "device/CResultDef.h"
@@ -17,10 +15,6 @@ enum ResultCode : u32 {
   ResultNoBody = 10,
 };
 
-bool IsExpected(u32 status, u32 expected) {
-  return expected != 0 ? status == expected : Web::IsSuccess(status);
-}
-
 }  // namespace
 
 bool SendRequest(Web::HttpRequest* request, const std::string& path, std::vector<u8>& reply,
@@ -28,34 +22,33 @@ bool SendRequest(Web::HttpRequest* request, const std::string& path, std::vector
   const auto host = [request] {
     return std::string("host ") + request->GetHost() + ":" + std::to_string(request->GetPort());
   };
-  std::optional<CResultDef> failed;
+  const auto fail = [debug](u32 level, ResultCode code, const std::string& text) {
+    CResultDef(level, code, "sarnevo::Utils::SendRequest: " + text).Report(debug, 1);
+    return false;
+  };
   reply.clear();
   const bool sent = request->Send("GET", path.c_str(), false);
   const u32 status = request->GetStatusCode();
   if (!sent || status == 0) {
     // At the level that is dropped: a camera that can't be reached fills no log.
-    failed.emplace(DebugLevelDropped, ResultNotSent,
-                   "sarnevo::Utils::SendRequest: can not send request \"" + path + "\" to " + host());
-  } else if (!IsExpected(status, expectedStatus)) {
-    failed.emplace(DebugLevelFailure, ResultWrongStatus,
-                   "sarnevo::Utils::SendRequest: " + host() + " sent does not process request \"" + path +
-                       "\", status code = " + std::to_string(status));
-  } else if (readBody) {
-    ReadBody(*request, kMostReplyBytes + 1, blockSize, reply);
-    if (reply.size() > kMostReplyBytes) {
-      reply.clear();  // cut, it would be taken for whole
-    }
-    if (reply.empty()) {
-      failed.emplace(
-          DebugLevelFailure, ResultNoBody,
-          "sarnevo::Utils::SendRequest: incorrect response for request \"" + path + "\" from " + host());
-    }
-    reply.push_back(0);
+    return fail(DebugLevelDropped, ResultNotSent, "can not send request \"" + path + "\" to " + host());
   }
-  if (failed) {
-    failed->Report(debug, 1);
+  if (expectedStatus != 0 ? status != expectedStatus : !Web::IsSuccess(status)) {
+    return fail(
+        DebugLevelFailure, ResultWrongStatus,
+        host() + " sent does not process request \"" + path + "\", status code = " + std::to_string(status));
   }
-  return !failed;
+  if (!readBody) {
+    return true;
+  }
+  ReadBody(*request, kMostReplyBytes + 1, blockSize, reply);
+  if (reply.size() > kMostReplyBytes) {
+    reply.clear();  // cut, it would be taken for whole
+  }
+  const bool came = !reply.empty();
+  reply.push_back(0);
+  return came || fail(DebugLevelFailure, ResultNoBody,
+                      "incorrect response for request \"" + path + "\" from " + host());
 }
 
 }  // namespace sarnevo::Utils
