@@ -1,9 +1,19 @@
 #pragma once
 
-#include "io/COutputState.h"
+#include "kolvex/Types.h"
 #include "threads/CQueueThread.h"
 
 namespace sarnevo {
+
+/// One request for an output, on its way through the queue.
+class COutputState {
+ public:
+  COutputState(u32 outputIndex, u32 ioState) noexcept : index(outputIndex), state(ioState) {}
+  virtual ~COutputState() = default;
+
+  const u32 index;  // from 0
+  const u32 state;  // an IOState
+};
 
 /// The queue of output requests, which calls an operation of another object for each; without one it does
 /// nothing.
