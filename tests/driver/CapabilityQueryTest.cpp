@@ -59,7 +59,7 @@ struct Host : RecordingCapabilities, ipcapture::ICapabilityObserver {
 std::string Ask(CapabilityQuery& query, Host& host, const char* address, u16 port) {
   EXPECT_TRUE(query.Init(&host, false));
   if (query.Start(address, port, "root", "pass", &host)) {
-    EXPECT_TRUE(host.over.Wait(20s));
+    EXPECT_TRUE(host.over.Wait(60s));
   }
   query.Uninit();
   return host.ended;
@@ -83,7 +83,7 @@ TEST(CapabilityQuery, DescribesEachModelToTheHost) {
       Host host;
       EXPECT_EQ(InitCapabilityQuery(&host, isNTSC ? 1 : 0), 1u);
       EXPECT_EQ(StartCapabilityQuery("127.0.0.1", camera.Port(), "root", "pass", &host), 1u);
-      EXPECT_TRUE(host.over.Wait(20s));
+      EXPECT_TRUE(host.over.Wait(60s));
       EXPECT_EQ(UninitCapabilityQuery(), 1u);
       EXPECT_EQ(host.ended, "done");
       EXPECT_EQ(host.Transcript() + "\n", transcript) << name;
@@ -137,17 +137,17 @@ TEST(CapabilityQuery, KeepsItsStatesApart) {
   EXPECT_TRUE(query.Init(&host, true));
   EXPECT_FALSE(query.Init(&host, false));
   Event goOn(false, true);
-  host.then = [&goOn] { goOn.Wait(20s); };
+  host.then = [&goOn] { goOn.Wait(60s); };
   ASSERT_TRUE(query.Start("127.0.0.1", group1.Port(), "u", "p", &host));
   query.Terminate();
-  ASSERT_TRUE(host.over.Wait(20s));
+  ASSERT_TRUE(host.over.Wait(60s));
   // The next may begin while the observer is still busy with the first. The object of the first query goes on
   // serving, whatever camera is asked, and remembers.
   RecordingCapabilities second;
   for (const CgiCamera* const camera : {&group1, &group2}) {
     ASSERT_TRUE(query.Start("127.0.0.1", camera->Port(), "u", "p", &second));
     goOn.Set();
-    ASSERT_TRUE(host.over.Wait(20s));
+    ASSERT_TRUE(host.over.Wait(60s));
   }
   query.Uninit();
   query.Uninit();
@@ -182,7 +182,7 @@ TEST(CapabilityQuery, SurvivesWhatItsCallbacksDo) {
   };
   ASSERT_TRUE(query.Init(&host, false));
   ASSERT_TRUE(query.Start("127.0.0.1", camera.Port(), "u", "p", &host));
-  ASSERT_TRUE(ended.Wait(20s));
+  ASSERT_TRUE(ended.Wait(60s));
   EXPECT_EQ(host.ended, "donedone");
 }
 
@@ -242,7 +242,7 @@ TEST(CapabilityQuery, EndsWithinItsTimeAndWithoutItsThreadIfNeedBe) {
     auto query = std::make_unique<CapabilityQuery>(kQuick);
     ASSERT_TRUE(query->Init(host.get(), false));
     ASSERT_TRUE(query->Start("127.0.0.1", camera.Port(), "u", "p", host.get()));
-    ASSERT_TRUE(inside->Wait(20s));
+    ASSERT_TRUE(inside->Wait(60s));
     const auto began = MonotonicMilliseconds();
     query->Uninit();
     const auto took = MonotonicMilliseconds() - began;
@@ -253,7 +253,7 @@ TEST(CapabilityQuery, EndsWithinItsTimeAndWithoutItsThreadIfNeedBe) {
     host.reset();  // out of reach
     goOn->Set();
     if (torment) {
-      EXPECT_TRUE(letGo.Wait(20s)) << "the thread still talks to the camera";
+      EXPECT_TRUE(letGo.Wait(60s)) << "the thread still talks to the camera";
       EXPECT_EQ(tormented, 1) << "the thread went on to its next request";
     }
     // The thread's own share of the query goes with it; and is over when the event has one owner left.

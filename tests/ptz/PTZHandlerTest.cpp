@@ -152,7 +152,7 @@ TEST(CPTZHandler, MayEndWithTheDriverInAMessage) {
         ended.Set();
       };
       EXPECT_EQ(row.call(fixture, ptz, control), row.result);
-      EXPECT_TRUE(ended.Wait(platform::Milliseconds{10'000}));
+      EXPECT_TRUE(ended.Wait(platform::Milliseconds{60'000}));
       EXPECT_EQ(fixture.messages.Text(), "") << "the sink may be gone";
       EXPECT_TRUE(std::filesystem::remove(file));
     }
