@@ -124,8 +124,8 @@ TEST(CPTZControl, ReportsRenamesAndNamesThatItRefuses) {
   const std::string notUtf8 =
       "OnDebugInfo 1 sarnevo::CPTZControl::AddPreposition: the name of the "
       "preposition is not UTF-8\n";
-  for (const char* const name :
-       {"", "it's", "&", "!", "<", ">", "\"", "a\x01", "\xFF", "a\xC3", "\xED\xA0\x80"}) {
+  for (const char* const name : {"", "it's", "&", "!", "<", ">", "\"", "a\x01", "\xFF", "a\xC3", "\xED\xA0\x80",
+                                 "\xC1\xBF", "\xF4\x90\x80\x80"}) {
     const bool isText = static_cast<unsigned char>(*name) < 0x80 && name != std::string("a\xC3");
     EXPECT_EQ(control.AddPreposition(name), -3);
     EXPECT_EQ(Take(fixture.messages),
