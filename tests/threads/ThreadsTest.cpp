@@ -14,7 +14,6 @@
 #include <unistd.h>
 
 #include "platform/SharedMemory.h"
-#include "support/CountAllocations.h"
 #include "support/Eventually.h"
 #include "support/HostLog.h"
 #include "threads/CBaseThread.h"
@@ -215,31 +214,6 @@ TEST(CWorkItemThread, KeepsTheOrderAndMayBeStoppedByItsHandlerAndStartedAgain) {
   }
 }
 
-// What it works on, and what the thread itself holds, goes with the thread.
-TEST(CWorkItemThread, MayBeDestroyedByTheHostInACallbackOutOfTheHandler) {
-  HostLog words;
-  AutoEvent destroyed;
-  struct Last {
-    ~Last() { gone.Set(); }
-    AutoEvent& gone;
-    Worker worker;
-  };
-  auto owner = std::make_shared<Last>(destroyed);
-  owner->worker.SetOwner(owner);
-  ASSERT_TRUE(owner->worker.Start("destroyed"));
-  owner->worker.PostWorkItem(new Item(words, "a",
-                                      [&] {
-                                        CallHost([&] {
-                                          owner->worker.Stop();
-                                          owner.reset();
-                                        });
-                                        words.Add("back");
-                                      }),
-                             0);
-  EXPECT_TRUE(destroyed.Wait(kLimit));
-  EXPECT_EQ(words.Text(), "a\nback\n~a\n");
-}
-
 // How a forced end meets a thread in each place where one can be, and what that thread hears of it.
 TEST(StoppableThread, IsLetGoInTheHostAndInterruptedAnywhereElse) {
   constexpr std::chrono::milliseconds kPatience{20};
@@ -344,28 +318,6 @@ TEST(CQueueThread, ThatWasLetGoTakesNoItemOfItsSuccessor) {
   EXPECT_EQ(words.Text(), "1\n2\n~1\n");
   second.goOn.Set();
   EXPECT_TRUE(words.WaitFor("~3"));
-}
-
-TEST(Threads, WithoutMemoryDoNotStartAndStartLater) {
-  StoppableThread bare;
-  Thread base([](Thread&) {});
-  Queue queue;
-  Worker worker;
-  const std::string name(100, 'n');
-  const std::function<bool()> starts[] = {
-      [&] { return bare.Start(name, [&bare] { static_cast<void>(bare.IsCurrent()); }); },
-      [&] { return base.Start(name); },
-      [&] { return queue.Start(name); },
-      [&] { return worker.Start(name); },
-  };
-  for (const auto& start : starts) {
-    kolvex_test::memoryFails = true;
-    const bool started = start();
-    kolvex_test::memoryFails = false;
-    EXPECT_FALSE(started);
-    EXPECT_TRUE(start());
-  }
-  EXPECT_TRUE(bare.Wait(std::chrono::milliseconds{kLimit}));
 }
 
 std::string UniqueName(const char* text) { return text + std::to_string(getpid()); }

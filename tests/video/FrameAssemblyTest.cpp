@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "support/CountAllocations.h"
 #include "support/FakeHost.h"
 #include "support/ScriptedCamera.h"
 #include "video/Activity.h"
@@ -106,47 +105,6 @@ TEST(Activity, LastsForTheTimeoutAndSurvivesAClockThatIsPutBack) {
   EXPECT_FALSE(activity.IsActive(kTimeout));
   now -= 1'000'000'000'000;
   EXPECT_TRUE(activity.IsActive(kTimeout));
-}
-
-// A host whose one frame is there from the start.
-class FrugalHost : public ipcapture::IFrame, public ipcapture::IFrameAllocator, public ipcapture::IFrameSink {
- public:
-  u32 frames = 0;
-
-  u8* GetData() override { return data_.data(); }
-  void SetDataSize(u32) override {}
-  void Finish() override {}
-  void SetFourCC(u32) override {}
-  void SetHeight(u32) override {}
-  void SetWidth(u32) override {}
-  void SetSizeClass(u32) override {}
-  ipcapture::IFrame* AllocateFrame(u32, u32, const char*) override { return this; }
-  void ReleaseFrame(ipcapture::IFrame*) override {}
-  bool OnFrame(ipcapture::IFrame*) override { return ++frames > 0; }
-  void OnNoData() override {}
-
- private:
-  Bytes data_ = Bytes(kMaxFrameBytes + 1000);
-};
-
-TEST(FrameAssembly, TakesNothingFromTheHeapOnceItHasGrown) {
-  for (const u32 codec : {CodecMJPEG, CodecMPEG4}) {
-    FrugalHost host;
-    Activity activity;
-    FrameAssembly assembly({&host, &host, std::make_shared<FrameReturns>()}, codec, JpegLayout::Group1,
-                           activity);
-    const Bytes more(30'000, 0x55);
-    std::size_t allocations = 0;
-    for (int i = 0; i < 100; ++i) {
-      if (i == 2) {  // buffers have grown
-        allocations = kolvex_test::Allocations();
-      }
-      assembly.Add(codec == CodecMJPEG ? kJpeg : kKey, false);
-      assembly.Add(more, true);
-    }
-    EXPECT_EQ(kolvex_test::Allocations(), allocations);
-    EXPECT_GE(host.frames, 99U);
-  }
 }
 
 }  // namespace
