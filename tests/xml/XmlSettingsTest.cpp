@@ -6,14 +6,11 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <functional>
-
 #include <libxml/parser.h>
 #include <libxml/xmlerror.h>
 
 #include "support/TempFolder.h"
 #include "xml/CDinaFileBase.h"
-#include "xml/Utf8.h"
 
 namespace {
 
@@ -25,100 +22,6 @@ struct Settings : TempFolder, CXMLSettingsAPI {
   Settings() : CXMLSettingsAPI(Path()) {}
   std::string File() const { return Read("s.xml"); }
 };
-
-TEST(Utf8, IsReadStrictlyAndWrittenBack) {
-  using sarnevo::FromUtf8;
-  const struct {
-    std::string_view utf8;
-    std::wstring wide;
-    bool xml;
-  } kTexts[] = {
-      {"A\u00df\u20ac\U0001F3A5", L"A\u00df\u20ac\U0001F3A5", true},
-      {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xF0\x90\x80\x80", L"\x7F\x80\u07FF\u0800\U00010000", true},
-      {"\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF", L"\uD7FF\uE000\U0010FFFF", true},
-      {" \t\n\r", L" \t\n\r", true},
-      {"\xEF\xBF\xBE", L"\uFFFE", false},
-      {std::string_view("\0", 1), std::wstring(1, L'\0'), false},
-  };
-  for (const auto& text : kTexts) {
-    EXPECT_EQ(FromUtf8(text.utf8), text.wide) << text.utf8;
-    EXPECT_EQ(sarnevo::ToUtf8(text.wide), text.utf8);
-    EXPECT_EQ(CXMLSettingsAPI::CanHold(text.wide), text.xml) << text.utf8;
-  }
-  // Overlong forms of two, three and four bytes, a surrogate, what is after all planes, and what is cut.
-  for (const char* const bad : {"\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80",
-                                "\xF4\x90\x80\x80", "\xF0\x9F\x8E", "\xE2\x82 "}) {
-    EXPECT_EQ(FromUtf8(bad), std::nullopt) << bad;
-  }
-  const std::wstring lone{L'a', static_cast<wchar_t>(0xD800), L'b'};
-  EXPECT_FALSE(CXMLSettingsAPI::CanHold(lone));
-  EXPECT_EQ(sarnevo::ToUtf8(lone), "a\uFFFDb");
-}
-
-TEST(XmlSettings, ElementsAreMadeOnTheWayAndLaidOutForReaders) {
-  Settings settings;
-  ASSERT_EQ(settings.CreateNewFile("s.xml", "Root", 1), 1);
-  EXPECT_EQ(settings.File(), std::string(kHead) + "<Root/>");
-  ASSERT_EQ(settings.Open("s.xml", 1, 1), 0);
-
-  const struct {
-    const char* step;
-    std::function<int()> run;
-    const char* body;
-  } kSteps[] = {
-      {"a path whose elements are all missing", [&] { return settings.SetString(L"1", L"Root/A/B"); },
-       "<Root><A>\n\t\t<B value=\"1\">\n\t\t</B>\n\t</A>\n</Root>"},
-      {"the same again changes the attribute only",
-       [&] { return settings.SetString(L"\u00e4\U0001F3A5 \t2", L"Root/%ls/B", L"A"); },
-       "<Root><A>\n\t\t<B value=\"\u00e4\U0001F3A5 &#9;2\">\n\t\t</B>\n\t</A>\n</Root>"},
-      {"an element goes with all that it holds, the white space around it stays",
-       [&] { return settings.Delete("Root/%s", "A"); }, "<Root>\n</Root>"},
-      {"conditions become attributes", [&] { return settings.CreatePath(L"Root/I[@id=\"7\"][@k=\"x y\"]"); },
-       "<Root>\n<I id=\"7\" k=\"x y\">\n\t</I>\n</Root>"},
-      {"an empty value, of an element that is there", [&] { return settings.SetString(L"", L"Root/I"); },
-       "<Root>\n<I id=\"7\" k=\"x y\" value=\"\">\n\t</I>\n</Root>"},
-  };
-  for (const auto& step : kSteps) {
-    EXPECT_EQ(step.run(), 1);
-    EXPECT_EQ(settings.File(), kHead + std::string(step.body)) << step.step;
-  }
-  EXPECT_EQ(settings.Delete("Root/A"), 0) << "what isn't there can't go";
-  for (const wchar_t* const path : {L"Other", L"Root/1a", L"Root/a:b"}) {
-    EXPECT_EQ(settings.CreatePath(path), 0) << "beside the root element, no name, a prefix";
-  }
-  for (const std::wstring& value : {std::wstring(L"\x01"), std::wstring((1 << 20) + 1, L'x')}) {
-    EXPECT_EQ(settings.SetString(value.c_str(), L"Root/New"), 0)
-        << "XML can't carry it, or it can't be read again";
-  }
-  EXPECT_EQ(settings.File(), kHead + std::string(std::end(kSteps)[-1].body))
-      << "what is refused changes nothing";
-  EXPECT_EQ(settings.GetString(L"Root/I"), L"");
-  EXPECT_EQ(settings.GetString(L"Root/I[@k=\"no\"]"), L"");
-  EXPECT_EQ(settings.Exists("Root/%s[@k='x y']", "I"), 1);
-}
-
-TEST(XmlSettings, PathsEndAfter1023Characters) {
-  Settings settings;
-  ASSERT_EQ(settings.CreateNewFile("s.xml", "Root", 1), 1);
-  ASSERT_EQ(settings.Open("s.xml", 0, 1), 0);
-  for (const std::size_t length : {1022U, 1023U, 1024U, 1025U, 5000U, 100'000U}) {
-    SCOPED_TRACE(length);
-    const std::wstring name(length - 5, L'n');
-    ASSERT_EQ(settings.SetString(std::to_wstring(length).c_str(), L"Root/%ls", name.c_str()), 1);
-    // A longer path is the same as the one that ends there.
-    EXPECT_EQ(settings.GetString(L"Root/%ls", name.substr(0, 1018).c_str()), std::to_wstring(length));
-    EXPECT_EQ(settings.Exists("Root/%s", std::string(length - 5, 'n').c_str()), 1);
-  }
-  std::wstring deep = L"Root";
-  while (deep.size() < 1000) {
-    deep += L"/d";
-  }
-  EXPECT_EQ(settings.CreatePath(L"%ls", deep.c_str()), 0) << "deeper than a strict parser reads";
-  EXPECT_EQ(settings.Save(), 1);
-  Settings again;
-  again.Write("s.xml", settings.File());
-  EXPECT_EQ(again.Open("s.xml", 0, 1), 0) << "what is written can be read";
-}
 
 TEST(XmlSettings, OpenCountsItsUsersAndClosedMeansFailure) {
   Settings settings;
