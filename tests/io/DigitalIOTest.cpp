@@ -287,23 +287,6 @@ TEST(CIOBase, MayBeDestroyedWhileACallbackStopsIt) {
   EXPECT_TRUE(left.Wait(platform::Milliseconds{0}));
 }
 
-TEST(CKolvexIOHandler, DescribesTheCameraAndWritesFinishedText) {
-  HostLog log;
-  kolvex_test::FakeDebugSink sink(log);
-  kolvex_test::FakeParams params;
-  params.inputs = 3;
-  CKolvexIPCaptureDriver driver;
-  ASSERT_TRUE(driver.Open(&sink, nullptr, &params));
-  CKolvexIOHandler handler(&driver);
-  CIPCaptureIOBaseHandlerIf& host = handler;
-  EXPECT_EQ(host.GetDriverName() + host.GetAddress() + host.GetUserName() + host.GetPassword(),
-            "NewKolvexIPCapture127.0.0.1usersecret");
-  EXPECT_EQ(host.GetPort() + host.GetSettings()->inputCount, 83U);
-  log.Clear();
-  host.WriteDebug(DebugLevelFailure, "%s at %u%%", "100%s", 7u);
-  EXPECT_EQ(log.Text(), "OnDebugInfo 1 100%s at 7%\n");
-}
-
 // Over one connection, which this camera closes after every third reply, until the stop. More replies are inputs
 // of the fuzz target.
 TEST(GroupDigitalIO, ReadsInputsFromReplies) {

@@ -76,21 +76,14 @@ class Reception {
   Nanoseconds now_{0};
 };
 
-// The frames of a stream: so many datagrams at a distance, 40 ms after each other.
-class Stream {
- public:
-  std::vector<Nanoseconds> Next(int datagrams, Nanoseconds distance) {
-    std::vector<Nanoseconds> arrivals;
-    for (int i = 0; i < datagrams; ++i) {
-      arrivals.push_back(begin_ + i * distance);
-    }
-    begin_ += 40ms;
-    return arrivals;
+// A burst: so many datagrams at a distance.
+std::vector<Nanoseconds> Arrivals(Nanoseconds begin, int datagrams, Nanoseconds distance) {
+  std::vector<Nanoseconds> arrivals;
+  for (int i = 0; i < datagrams; ++i) {
+    arrivals.push_back(begin + i * distance);
   }
-
- private:
-  Nanoseconds begin_ = 1s + 7us;
-};
+  return arrivals;
+}
 
 TEST(BurstPace, SleepsThroughAFrameAndWakesUpForItsEnd) {
   const struct {
@@ -121,12 +114,11 @@ TEST(BurstPace, SleepsThroughAFrameAndWakesUpForItsEnd) {
   for (const auto& row : kRows) {
     SCOPED_TRACE(row.name);
     Reception reception;
-    Stream stream;
     for (int frame = 0; frame < 60; ++frame) {
       if (frame == 10) {
         reception.ForgetCounts();
       }
-      reception.Burst(stream.Next(row.datagrams, row.distance), row.bytes);
+      reception.Burst(Arrivals(1s + 7us + frame * 40ms, row.datagrams, row.distance), row.bytes);
       if (frame >= 10) {
         EXPECT_LE(reception.late, row.latest) << "frame " << frame;
       }
@@ -138,44 +130,9 @@ TEST(BurstPace, SleepsThroughAFrameAndWakesUpForItsEnd) {
   }
 }
 
-// A stream is as always, and then one frame is different.
-TEST(BurstPace, TakesAFrameThatIsUnlikeTheOthers) {
-  const struct {
-    const char* name;
-    int datagrams;
-    Nanoseconds distance;
-    int mostWakeUps;
-    Nanoseconds latest;
-    std::int64_t mostWaiting;
-    Nanoseconds nextLatest;  // the frame after it, which is as always again
-  } kRows[] = {
-      {"a key frame", 100, 100us, 26, 700us, 12, 40us},
-      {"a little longer", 13, 100us, 6, 40us, 9, 40us},
-      {"a little shorter", 9, 100us, 4, 140us, 9, 60us},
-      {"far faster", 100, 10us, 10, 500us, 45, 100us},
-      {"as fast as 1 Gbit/s", 179, 12us, 20, 500us, 37, 100us},
-      {"far slower", 12, 2ms, 13, 1us, 0, 40us},
-  };
-  for (const auto& row : kRows) {
-    SCOPED_TRACE(row.name);
-    Reception reception;
-    Stream stream;
-    for (int frame = 0; frame < 20; ++frame) {
-      reception.Burst(stream.Next(10, 100us), 1412);
-    }
-    reception.ForgetCounts();
-    reception.Burst(stream.Next(row.datagrams, row.distance), 1412);
-    EXPECT_LE(reception.late, row.latest);
-    EXPECT_LE(reception.waits + reception.sleeps, row.mostWakeUps);
-    EXPECT_LE(reception.mostWaiting, row.mostWaiting);
-    reception.Burst(stream.Next(10, 100us), 1412);
-    EXPECT_LE(reception.late, row.nextLatest);
-  }
-}
-
 TEST(BurstPace, NeverSleepsInAStreamWithoutFrameEnds) {
   Reception reception;
-  reception.Burst(Stream().Next(1000, 80us), 1412, false);
+  reception.Burst(Arrivals(1s + 7us, 1000, 80us), 1412, false);
   EXPECT_EQ(reception.looks + reception.sleeps, 0);
 }
 
