@@ -1,4 +1,4 @@
-// What is between the server and the driver: the head's watch, the folder, sockets that are handed over.
+// What is between the server and the driver: the head's watch, the folder, the desk.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -16,7 +16,6 @@
 #include "camera/Store.h"
 #include "support/Eventually.h"
 #include "support/TempFolder.h"
-#include "web/Listen.h"
 
 namespace {
 
@@ -227,89 +226,29 @@ TEST(ConsoleStore, ChangesNothingWhenTheFolderCantBeWritten) {
 
 TEST(ConsoleStore, IsForOneServerAndItsOwnerAlone) {
   const TempFolder folder;
-  struct Row {
-    const char* folder;
-    mode_t mode;
-    const char* file;     // in it; null: none
-    const char* refusal;  // null: taken
-  };
-  const Row rows[] = {
-      {"empty", 0755, nullptr, nullptr},
-      {"known", 0750, "credentials.json", nullptr},
-      {"private", 0700, "holiday.jpg", nullptr},
-      {"other", 0755, "holiday.jpg", "holds other things"},
-  };
-  const auto mode = [&](const std::string& path) {
+  folder.Write("photo.jpg", "");
+  chmod(folder.Path().c_str(), 0755);
+  EXPECT_THROW(Store(folder.Path()), Failure) << "it holds other things, and others may read it";
+  const std::string path = folder / "cameras";
+  std::filesystem::create_directories(path + "/Yard.positions");
+  folder.Write("cameras/credentials.json", "{}");
+  for (const std::string& open : {path, path + "/Yard.positions"}) {
+    chmod(open.c_str(), 0755);
+  }
+  {
+    Store store(path);
+    store.SaveThumbnail("Yard", "Square", "jpeg");
+    EXPECT_FALSE(store.WasKilled());
+    EXPECT_THROW(Store{path}, Failure) << "a second server";
+  }
+  for (const std::string& closed : {path, path + "/Yard.positions"}) {
     struct stat status {};
-    return stat((folder / path).c_str(), &status) == 0 ? status.st_mode & 0777U : 0U;
-  };
-  for (const Row& row : rows) {
-    std::filesystem::create_directories(folder / row.folder + "/Yard.positions");
-    chmod((folder / row.folder + "/Yard.positions").c_str(), 0755);
-    if (row.file) {
-      folder.Write(std::string(row.folder) + "/" + row.file, "{}");
-    } else {
-      std::filesystem::remove(folder / row.folder + "/Yard.positions");
-    }
-    chmod((folder / row.folder).c_str(), row.mode);
-    try {
-      Store store(folder / row.folder);
-      EXPECT_EQ(row.refusal, nullptr) << row.folder;
-      store.SaveThumbnail("Yard", "Square", "jpeg");
-      EXPECT_EQ(mode(row.folder), 0700U);
-      EXPECT_EQ(mode(std::string(row.folder) + "/Yard.positions"), 0700U);
-      EXPECT_THROW(Store(folder / row.folder), Failure) << "a second server";
-      EXPECT_FALSE(store.WasKilled());
-    } catch (const Failure& failure) {
-      ASSERT_NE(row.refusal, nullptr) << failure.what();
-      EXPECT_THAT(failure.what(), HasSubstr(row.refusal));
-      EXPECT_EQ(mode(row.folder), row.mode) << "untouched";
-    }
+    EXPECT_EQ(stat(closed.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0700U) << closed;
   }
-  folder.Write("empty/lock", "running\n");  // what a killed server leaves
-  EXPECT_TRUE(Store(folder / "empty").WasKilled());
-  EXPECT_FALSE(Store(folder / "empty").WasKilled()) << "the one before ended in good order";
-}
-
-TEST(ConsoleListening, TakesAddressesAndRefusesTheRestInASentence) {
-  struct Row {
-    const char* place;
-    bool isLoopback;
-    const char* failure;  // null: taken
-  };
-  const Row rows[] = {
-      {"127.0.0.1:0", true, nullptr},
-      {"127.9.9.9:0", true, nullptr},
-      {"0.0.0.0:0", false, nullptr},
-      {"[::]:0", false, nullptr},
-      {"[::1]:0", true, nullptr},
-      {"localhost:80", false, "is no address to listen at"},
-      {"127.0.0.1", false, "is no address to listen at"},
-      {"127.0.0.1:", false, "is no address to listen at"},
-      {"127.0.0.1:65536", false, "is no address to listen at"},
-      {"127.0.0.1:80x", false, "is no address to listen at"},
-      {"192.0.2.1:8088", false, "can't listen at 192.0.2.1:8088: Cannot assign"},
-  };
-  for (const Row& row : rows) {
-    try {
-      const Listening listening = OpenListening(row.place);
-      EXPECT_EQ(row.failure, nullptr) << row.place;
-      EXPECT_EQ(listening.isLoopback, row.isLoopback) << row.place;
-      close(listening.descriptor);
-    } catch (const Failure& failure) {
-      ASSERT_NE(row.failure, nullptr) << row.place << ": " << failure.what();
-      EXPECT_THAT(failure.what(), HasSubstr(row.failure));
-    }
-  }
-  const Listening first = OpenListening("127.0.0.1:0");
-  const std::string place = first.url.substr(7, first.url.size() - 8);
-  try {
-    OpenListening(place);
-    ADD_FAILURE() << "a port was taken twice";
-  } catch (const Failure& failure) {
-    EXPECT_THAT(failure.what(), HasSubstr("Address already in use"));
-  }
-  close(first.descriptor);
+  folder.Write("cameras/lock", "running\n");  // what a killed server leaves
+  EXPECT_TRUE(Store(path).WasKilled());
+  EXPECT_FALSE(Store(path).WasKilled()) << "the one before ended in good order";
 }
 
 TEST(ConsoleDesk, DropsWhatHasNotBegunAtItsEnd) {
