@@ -1,11 +1,19 @@
 #include "camera/Transcoder.h"
 
+#include <chrono>
 #include <optional>
 #include <utility>
 
 #include "PictureCodec.h"
 
 namespace kolvex_console {
+
+namespace {
+
+/// Between pictures for viewers when the machine can't make one of each frame.
+constexpr std::chrono::milliseconds kRest{200};
+
+}  // namespace
 
 Transcoder::Transcoder(std::function<void(Picture)> show)
     : show_(std::move(show)), thread_([this] { Work(); }) {}
@@ -47,6 +55,7 @@ void Transcoder::Pause() {
 void Transcoder::Work() {
   std::optional<kolvex_host::PictureDecoder> decoder;
   kolvex_host::PictureEncoder encoder;
+  std::chrono::steady_clock::time_point shown;
   for (;;) {
     PicturePtr frame;
     {
@@ -70,6 +79,13 @@ void Transcoder::Work() {
     if (!decoder->Decode(frame->bytes)) {
       continue;
     }
+    // Where frames wait this one is old. The next ones are decoded sooner when it isn't encoded; some are, since on a
+    // slow machine frames may always wait.
+    const auto now = std::chrono::steady_clock::now();
+    if (!frames_.IsEmpty() && now - shown < kRest) {
+      continue;
+    }
+    shown = now;
     const kolvex_host::Picture decoded = decoder->GetPicture();
     const auto file = std::make_shared<const std::vector<std::uint8_t>>(encoder.Encode(decoded));
     if (!file->empty()) {

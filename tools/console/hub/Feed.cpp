@@ -38,6 +38,11 @@ PicturePtr FrameQueue::Take() {
   return frame;
 }
 
+bool FrameQueue::IsEmpty() const {
+  const std::lock_guard guard(lock_);
+  return frames_.empty();
+}
+
 void Feed::Show(Picture picture) {
   const auto fresh = std::make_shared<Picture>(std::move(picture));
   PicturePtr before;  // its memory is given back after the lock

@@ -31,9 +31,10 @@ class FrameQueue {
   void Put(const PicturePtr& frame);
   /// Null when nothing waits.
   PicturePtr Take();
+  bool IsEmpty() const;
 
  private:
-  std::mutex lock_;
+  mutable std::mutex lock_;
   std::deque<PicturePtr> frames_;  // guarded by lock_
   std::size_t bytes_ = 0;          // guarded by lock_
   bool needsKey_ = true;           // guarded by lock_
