@@ -133,7 +133,7 @@ TEST_F(DriverTest, LevelsReachTheHostByItsAge) {
   };
   const std::string library = *platform::HostExecutableFolder() + "/ovanhost.dll";
   for (const auto& row : rows) {
-    std::ifstream file(KOLVEX_VERSIONS + std::string(row.level == 3 ? "/pe32-plus" : "/pe32"),
+    std::ifstream file(KOLVEX_VERSIONS + std::string(row.minor == 99 ? "/pe32" : "/pe32-plus"),
                        std::ios::binary);
     std::string image(std::istreambuf_iterator<char>(file), {});
     const std::size_t version = image.find(std::string("\x0B\0\x05\0", 4));  // 5.11

@@ -236,8 +236,7 @@ TEST(ConsoleStore, IsForOneServerAndItsOwnerAlone) {
     chmod(open.c_str(), 0755);
   }
   {
-    Store store(path);
-    store.SaveThumbnail("Yard", "Square", "jpeg");
+    const Store store(path);
     EXPECT_FALSE(store.WasKilled());
     EXPECT_THROW(Store{path}, Failure) << "a second server";
   }
