@@ -130,6 +130,41 @@ TEST(BurstPace, SleepsThroughAFrameAndWakesUpForItsEnd) {
   }
 }
 
+// A stream is as always, and then one frame is different.
+TEST(BurstPace, TakesAFrameThatIsUnlikeTheOthers) {
+  const struct {
+    const char* name;
+    int datagrams;
+    Nanoseconds distance;
+    int mostWakeUps;
+    Nanoseconds latest;
+    std::int64_t mostWaiting;
+    Nanoseconds nextLatest;  // the frame after it, which is as always again
+  } kRows[] = {
+      {"a key frame", 100, 100us, 26, 700us, 12, 40us},
+      {"a little longer", 13, 100us, 6, 40us, 9, 40us},
+      {"a little shorter", 9, 100us, 4, 140us, 9, 60us},
+      {"far faster", 100, 10us, 10, 500us, 45, 100us},
+      {"as fast as 1 Gbit/s", 179, 12us, 20, 500us, 37, 100us},
+      {"far slower", 12, 2ms, 13, 1us, 0, 40us},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.name);
+    Reception reception;
+    Nanoseconds begin = 1s + 7us;
+    for (int frame = 0; frame < 20; ++frame, begin += 40ms) {
+      reception.Burst(Arrivals(begin, 10, 100us), 1412);
+    }
+    reception.ForgetCounts();
+    reception.Burst(Arrivals(begin, row.datagrams, row.distance), 1412);
+    EXPECT_LE(reception.late, row.latest);
+    EXPECT_LE(reception.waits + reception.sleeps, row.mostWakeUps);
+    EXPECT_LE(reception.mostWaiting, row.mostWaiting);
+    reception.Burst(Arrivals(begin + 40ms, 10, 100us), 1412);
+    EXPECT_LE(reception.late, row.nextLatest);
+  }
+}
+
 TEST(BurstPace, NeverSleepsInAStreamWithoutFrameEnds) {
   Reception reception;
   reception.Burst(Arrivals(1s + 7us, 1000, 80us), 1412, false);
