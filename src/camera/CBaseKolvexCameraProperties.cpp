@@ -70,19 +70,24 @@ void PublishRecord(IIPCapabilities* capabilities, CCameraProperties& record) {
   }
 }
 
-void PublishResolutions(IIPCapabilities* capabilities, CCameraProperties& record) {
+u32 ShortestInterval(const CResolutionInfo& info) {
+  u32 shortest = kSlowest;
+  for (const u32 interval : info.FrameIntervals()) {
+    shortest = std::min(shortest, interval);
+  }
+  return shortest;
+}
+
+void PublishResolutions(IIPCapabilities* capabilities, CCameraProperties& record,
+                        const Properties::GroupValues& values) {
   for (const CResolutionInfo* info = record.GetFirstResolution(); info != nullptr;
        info = record.GetNextResolution()) {
     const u32 width = info->GetWidth();
     const u32 height = info->GetHeight();
-    u32 shortest = kSlowest;
-    for (const u32 interval : info->FrameIntervals()) {
-      shortest = std::min(shortest, interval);
-    }
     std::array<char, 24> text{};
     std::snprintf(text.data(), text.size(), "%ux%u", width, height);
     Tell(Get(capabilities, &IIPCapabilities::AddResolutionEntry), &IIPResolutionEntry::SetResolution,
-         text.data(), width, height, shortest);
+         text.data(), width, height, values.shortestInterval.value_or(ShortestInterval(*info)));
   }
 }
 
@@ -146,7 +151,7 @@ bool CBaseKolvexCameraProperties::Publish(IIPCapabilities* capabilities, u32 isN
   }
   Tell(capabilities, &IIPCapabilities::SetModelName, GetModel().c_str());
   PublishRecord(capabilities, *this);
-  PublishResolutions(capabilities, *this);
+  PublishResolutions(capabilities, *this, values);
   PublishConnection(capabilities, *request);
   PublishValues(capabilities, ValueListFrameIntervals, kStandardFrameInterval, values.frameIntervals);
   PublishValues(capabilities, ValueListQuality, kStandardQuality, kQualities);

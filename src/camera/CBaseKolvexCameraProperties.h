@@ -27,7 +27,9 @@ class CBaseKolvexCameraProperties : public CCameraProperties {
   };
   /// What a group publishes besides the record.
   struct GroupValues {
-    const char* group;                    ///< text of setting 2
+    const char* group;  ///< text of setting 2
+    /// Shortest interval of every size, milliseconds; nothing: the shortest of its own list.
+    std::optional<u32> shortestInterval;
     std::span<const u32> frameIntervals;  ///< milliseconds
     std::span<const Setting> settings;    ///< after the three that all groups have
   };

@@ -101,7 +101,8 @@ bool CGroup1CameraProperties::PublishCapabilities(ipcapture::IIPCapabilities* ca
       {SettingMAC, "MAC", macAddress_.c_str(), 1},
   }};
   const std::size_t intervals = kFrameIntervals.size() - (isNTSC == 1 ? 0 : 1);
-  return Publish(capabilities, isNTSC, request, {"1", std::span(kFrameIntervals).first(intervals), settings});
+  return Publish(capabilities, isNTSC, request,
+                 {"1", ShortestInterval(isNTSC), std::span(kFrameIntervals).first(intervals), settings});
 }
 
 }  // namespace sarnevo

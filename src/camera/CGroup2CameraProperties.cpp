@@ -109,7 +109,8 @@ bool CGroup2CameraProperties::ReadProperties(Web::HttpRequest* request, CCameraP
 
 bool CGroup2CameraProperties::PublishCapabilities(ipcapture::IIPCapabilities* capabilities, u32 isNTSC,
                                                   Web::HttpRequest* request) {
-  return Publish(capabilities, isNTSC, request, {"2", isNTSC == 1 ? kPublishedNTSC : kPublishedPAL, {}});
+  return Publish(capabilities, isNTSC, request,
+                 {"2", std::nullopt, isNTSC == 1 ? kPublishedNTSC : kPublishedPAL, {}});
 }
 
 }  // namespace sarnevo
