@@ -18,7 +18,7 @@ mkdir -p "$results"
 
 # Other tests may not need them, so that they aren't in packages.txt.
 scripts/install-packages gstreamer1.0-tools gstreamer1.0-plugins-base gstreamer1.0-plugins-good ffmpeg >&2 || true
-cmake --preset release -B build/bench -DKOLVEX_TESTS=OFF >/dev/null
+cmake --preset release -B build/bench -DKOLVEX_TESTS=OFF -DKOLVEX_TOOLS=ON >/dev/null
 cmake --build build/bench --target bench_e2e bench_scale bench_idle bench_console >&2
 bin=build/bench/bench
 own() { tests/support/in-namespace "$@"; }
