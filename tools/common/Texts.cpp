@@ -169,7 +169,7 @@ std::string Tidy(std::string_view utf8) {
 }
 
 bool IsBlank(std::string_view utf8) {
-  constexpr std::string_view kSoftHyphen = "\u00AD";  // seen at the end of a line only
+  static constexpr std::string_view kSoftHyphen = "\u00AD";  // seen at the end of a line only
   const auto characters = Characters(utf8);
   return std::all_of(characters.begin(), characters.end(), [](std::string_view bytes) {
     return IsSpace(bytes) || bytes == kSoftHyphen || NextCharacter(bytes).columns == 0;
