@@ -2,8 +2,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "ConsoleServer.h"
 #include "support/Eventually.h"
+#include "support/TempFolder.h"
 
 namespace {
 
@@ -260,6 +263,12 @@ TEST(ConsoleMetrics, ArePrometheusText) {
     EXPECT_THAT(reply.body, HasSubstr(line));
   }
   EXPECT_THAT(reply.body, Not(HasSubstr("age_seconds{camera=\"Gate\"}"))) << "no frame yet";
+  if (std::system("command -v promtool >/dev/null") != 0) {
+    GTEST_SKIP() << "no promtool here: the text isn't checked by Prometheus itself";
+  }
+  const TempFolder folder;
+  folder.Write("metrics", reply.body);
+  EXPECT_EQ(std::system(("promtool check metrics <" + (folder / "metrics")).c_str()), 0);
 }
 
 }  // namespace

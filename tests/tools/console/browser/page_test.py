@@ -226,6 +226,26 @@ class PageTest(unittest.TestCase):
         ActionChains(self.driver).key_up(Keys.ARROW_RIGHT).perform()
         self.stops_soon("the head stops when the key is let go")
 
+    def test_04_a_closed_tab_stops_the_head(self):
+        first = self.driver.current_window_handle
+        self.driver.switch_to.new_window("tab")
+        self.open("Yard")
+        self.hold_pad()
+        self.driver.close()
+        self.driver.switch_to.window(first)
+        self.stops_soon("the head stops when the tab is closed")
+
+    def test_05_a_cut_network_stops_the_head_and_the_page_says_so(self):
+        self.open("Yard")
+        self.wait_for_pictures("Yard")
+        self.hold_pad()
+        self.driver.set_network_conditions(offline=True, latency=0, throughput=0)
+        try:
+            self.stops_soon("the head stops when the browser falls silent")
+        finally:
+            self.driver.delete_network_conditions()
+        ActionChains(self.driver).release().perform()
+
     def test_06_a_stored_position_is_recalled(self):
         self.open("Yard")
         name = self.find("input[aria-label='Name of the new position']")
