@@ -33,8 +33,8 @@ std::optional<BurstPace::Nanoseconds> BurstPace::SleepUntil(Nanoseconds now) noe
   }
   const Nanoseconds wanted = count_ < Expected() ? Left(elapsed) : Overdue();
   const bool isPaceKnown = count_ > 1 && elapsed >= gap_ * (count_ - 1) / 2;
-  const Nanoseconds longest = isPaceKnown ? Longest() : std::min(Longest(), lineGap_ * quarterCount_ * 2);
-  const bool isShared = isPaceKnown && wanted > longest;
+  const Nanoseconds longest = isPaceKnown ? Longest() : std::min(Longest(), lineGap_ * quarterCount_ * 3);
+  const bool isShared = wanted > longest;
   const Nanoseconds until = isShared ? Shared(now, longest) : now + std::min(wanted, longest);
   if (until < now + Least()) {
     return std::nullopt;
@@ -69,7 +69,7 @@ void BurstPace::End(Nanoseconds now, bool waitedFor) noexcept {
   lastCounts_ = {count_, lastCounts_[0]};
   quarterCount_ = quarterBytes_ * count_ / (bytes_ + count_ * kOverheadBytes);
   lineGap_ = kByteTime * (bytes_ / count_ + kWireBytes);
-  saves_ = gap_ * (Expected() - 1) >= Least() && Longest() >= Least();
+  saves_ = gap_ >= kLeastGap && gap_ * (Expected() - 1) >= Least() && Longest() >= Least();
   count_ = 0;
 }
 

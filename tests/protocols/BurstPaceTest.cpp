@@ -97,10 +97,10 @@ TEST(BurstPace, SleepsThroughAFrameAndWakesUpForItsEnd) {
   } kRows[] = {
       {"100 Mbit/s", 29, 120us, 1412, 6, 40us, 9},
       {"a little faster", 29, 80us, 1412, 5, 40us, 13},
-      {"1 Gbit/s", 29, 12us, 1412, 3, 40us, 19},
-      {"large frames", 179, 12us, 1412, 11, 40us, 20},
+      {"the fastest that is slept through", 29, 18us, 1412, 4, 40us, 19},
+      {"large frames, as fast", 179, 18us, 1412, 14, 40us, 20},
       {"large frames, slower", 179, 80us, 1412, 16, 40us, 13},
-      {"small datagrams fill the buffer sooner than their bytes say", 200, 5us, 100, 6, 40us, 54},
+      {"small datagrams fill the buffer sooner than their bytes say", 200, 18us, 100, 6, 40us, 54},
       {"large datagrams", 10, 100us, 4000, 4, 40us, 6},
       {"a short frame", 6, 80us, 1412, 2, 90us, 5},
       {"slow", 29, 300us, 1412, 13, 40us, 4},
@@ -108,6 +108,7 @@ TEST(BurstPace, SleepsThroughAFrameAndWakesUpForItsEnd) {
       {"far from each other", 29, 600us, 1412, 29, 1us, 0},
       {"larger than a quarter of the buffer", 29, 80us, 40'000, 29, 1us, 0},
       {"all at once", 29, 0us, 1412, 1, 29us, 0},
+      {"1 Gbit/s: hardly asleep between two", 179, 12us, 1412, 60, 31us, 0},
       {"two", 2, 40us, 1412, 2, 1us, 0},
       {"one", 1, 0us, 1412, 1, 1us, 0},
   };
@@ -144,8 +145,8 @@ TEST(BurstPace, TakesAFrameThatIsUnlikeTheOthers) {
       {"a key frame", 100, 100us, 26, 700us, 12, 40us},
       {"a little longer", 13, 100us, 6, 40us, 9, 40us},
       {"a little shorter", 9, 100us, 4, 140us, 9, 60us},
-      {"far faster", 100, 10us, 10, 500us, 45, 100us},
-      {"as fast as 1 Gbit/s", 179, 12us, 20, 500us, 37, 100us},
+      {"far faster", 100, 10us, 10, 500us, 60, 100us},
+      {"as fast as 1 Gbit/s", 179, 12us, 20, 500us, 53, 100us},
       {"far slower", 12, 2ms, 13, 1us, 0, 40us},
   };
   for (const auto& row : kRows) {
