@@ -25,9 +25,9 @@ constexpr RequestPolicy kConfiguration = {kDeviceTimeout, 300'000, false};
 constexpr RequestPolicy kDetection = {5'000, 30'000, false};
 // The query ends with its thread, which is broken off after 10 s.
 constexpr RequestPolicy kProperties = {5'000, 0, false};
-constexpr RequestPolicy kOutput = {kDeviceTimeout, 0, false};
+constexpr RequestPolicy kOutput = {kDeviceTimeout, 300'000, false};
 // The only ones that come again and again.
-constexpr RequestPolicy kInputs = {kDeviceTimeout, 0, true};
+constexpr RequestPolicy kInputs = {kDeviceTimeout, 300'000, true};
 // Commands and stored positions, for each request. A movement after focus and iris by hand takes up to three, and a stop
 // command waits for them.
 constexpr RequestPolicy kPtz = {5'000, 15'000, false};

@@ -22,7 +22,8 @@ enum class OldContent {
 /// to write isn't replaced, although its folder would allow it. Missing folders aren't made.
 ///
 /// @return false when the content isn't on the disk for sure. That leaves the old content in place, with
-///         one exception: where only the last flush, that of the folder, has failed it is the new one.
+///         two exceptions. Where only the last flush, that of the folder, has failed it is the new one. Where it was
+///         to be kept aside and the file system has no second names, it may be there under its kept name alone.
 bool ReplaceFile(const std::string& path, std::string_view content, OldContent old = OldContent::Drop);
 
 /// Removes what processes that were killed in the middle of ReplaceFile have left in the folder of @p path.

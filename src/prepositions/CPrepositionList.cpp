@@ -175,7 +175,7 @@ i32 CPrepositionList::WriteEntries(u32 slot) {
     return PtzAddFailed;
   }
   if (fixedSlots_ == 0 && !FileHasTheOthers(slot)) {
-    return Rewrite() == CXMLPrepositionReader::Rewritten::Saved ? PtzDone : PtzAddFailed;
+    return Rewrite() == CXMLPrepositionReader::Saving::Saved ? PtzDone : PtzAddFailed;
   }
   bool saved = true;
   for (u32 position = 0; position < order_.size(); ++position) {
@@ -245,10 +245,10 @@ bool CPrepositionList::SavePreposition(u32 index, u32 slot, const std::wstring& 
 }
 
 bool CPrepositionList::SavePrepositions() {
-  return reader_ && Rewrite() != CXMLPrepositionReader::Rewritten::NotMade;
+  return reader_ && Rewrite() != CXMLPrepositionReader::Saving::NotMade;
 }
 
-CXMLPrepositionReader::Rewritten CPrepositionList::Rewrite() {
+CXMLPrepositionReader::Saving CPrepositionList::Rewrite() {
   std::vector<PrepositionRecord> records;
   for (const u32 slot : order_) {
     records.push_back({names_.at(slot), slot});

@@ -96,7 +96,7 @@ class CPrepositionList {
   static void AppendPlaceholder(u32 slot, std::map<u32, std::wstring>& names, std::vector<u32>& order);
   bool FileHasTheOthers(u32 slot) const;
   i32 WriteEntries(u32 slot);
-  CXMLPrepositionReader::Rewritten Rewrite();
+  CXMLPrepositionReader::Saving Rewrite();
 
   // Constant once the camera is set.
   const u8 persist_;

@@ -86,27 +86,28 @@ bool CXMLPrepositionReader::Write(u32 ptzChannel, u32 index, const PrepositionRe
   if (!Change(ptzChannel, index, record)) {
     return false;
   }
-  return autoSave_ == 0 || Save();
+  return autoSave_ == 0 || Save() == Saving::Saved;
 }
 
 bool CXMLPrepositionReader::DeleteChannel(u32 ptzChannel) {
   const COptexGuard guard(lock_);
-  return Remove(ptzChannel) > 0 && (autoSave_ == 0 || Save());
+  return Remove(ptzChannel) > 0 && (autoSave_ == 0 || Save() == Saving::Saved);
 }
 
-CXMLPrepositionReader::Rewritten CXMLPrepositionReader::Rewrite(
+CXMLPrepositionReader::Saving CXMLPrepositionReader::Rewrite(
     u32 ptzChannel, std::span<const PrepositionRecord> records) noexcept {
   const COptexGuard guard(lock_);
-  SetAutoSave(false);
+  autoSave_ = 0;
   bool made = Remove(ptzChannel) >= 0;  // there may be nothing to remove
   for (u32 index = 0; made && index < records.size(); ++index) {
     made = Change(ptzChannel, index, records[index]);
   }
+  autoSave_ = 1;
   if (!made) {
     settings_.RollBack();
+    return Saving::NotMade;
   }
-  const bool saved = SetAutoSave(true);
-  return !made ? Rewritten::NotMade : saved ? Rewritten::Saved : Rewritten::NotSaved;
+  return Save();
 }
 
 bool CXMLPrepositionReader::SetAutoSave(bool on) {
@@ -115,17 +116,18 @@ bool CXMLPrepositionReader::SetAutoSave(bool on) {
     return true;
   }
   autoSave_ = on ? 1 : 0;
-  return !on || Save();
+  return !on || Save() == Saving::Saved;
 }
 
-// What couldn't be put into text for want of memory is taken back at once, or a later roll back would take it with what
-// it has to take back itself. What only the disk didn't take is in the text already, and stays.
-bool CXMLPrepositionReader::Save() noexcept {
-  const bool saved = settings_.Save() == 1;
-  if (!saved) {
+// What couldn't be put into text is taken back at once, or a later roll back would take it with what it has to take back
+// itself. What only the disk didn't take is in the text already, and stays.
+CXMLPrepositionReader::Saving CXMLPrepositionReader::Save() noexcept {
+  const i32 saved = settings_.Save();
+  if (saved < 0) {
     settings_.RollBack();
+    return Saving::NotMade;
   }
-  return saved;
+  return saved == 1 ? Saving::Saved : Saving::NotSaved;
 }
 
 // One entry in the document, whole or not at all.

@@ -46,15 +46,15 @@ class CXMLPrepositionReader {
   /// Removes a channel with all its entries. False when there was none, or it couldn't be saved.
   bool DeleteChannel(sarnevo::u32 ptzChannel);
 
-  /// What became of a Rewrite.
-  enum class Rewritten {
+  /// What became of a change.
+  enum class Saving {
     Saved,
     NotSaved,  ///< in the document, and so in the next save
     NotMade,   ///< the channel is as it was
   };
   /// Replaces a channel's entries by @p records, with their places as indexes, and saves once. Nobody else's change
   /// falls in between, so that what has to be taken back is this channel's alone.
-  Rewritten Rewrite(sarnevo::u32 ptzChannel, std::span<const sarnevo::PrepositionRecord> records) noexcept;
+  Saving Rewrite(sarnevo::u32 ptzChannel, std::span<const sarnevo::PrepositionRecord> records) noexcept;
 
   /// Off, changes gather in memory; on, each is saved at once, and what has gathered is saved now. On after a
   /// successful Open. False when what has gathered couldn't be saved.
@@ -66,7 +66,7 @@ class CXMLPrepositionReader {
 
   bool Change(sarnevo::u32 ptzChannel, sarnevo::u32 index, const sarnevo::PrepositionRecord& record) noexcept;
   sarnevo::i32 Remove(sarnevo::u32 ptzChannel) noexcept;
-  bool Save() noexcept;
+  Saving Save() noexcept;
 
   const std::string rootName_;
   sarnevo::COptex lock_;  // held through each operation, saving included; taken before the XML layer's

@@ -55,8 +55,7 @@ bool CRTSPClient::Connect(const char* address, u16 port, u32 timeout) noexcept {
 
 bool CRTSPClient::Establish(Milliseconds timeout) noexcept {
   const auto peer = SocketAddress::Parse(serverAddress_.data(), static_cast<u16>(serverPort_));
-  if (!peer || !socket_.SetReceiveBuffer(kReceiveBuffer) || !socket_.SetReceiveTimeout(times_.rtspReceive) ||
-      !socket_.SetNonBlocking(true)) {
+  if (!peer || !socket_.SetReceiveBuffer(kReceiveBuffer) || !socket_.SetNonBlocking(true)) {
     return false;
   }
   const SocketError error = socket_.Connect(*peer);

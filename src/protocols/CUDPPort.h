@@ -21,7 +21,8 @@ namespace sarnevo {
 /// No lock and no allocation per datagram, and one system call. While a burst comes in, of which the user says that it
 /// goes on (MoreFollows), the thread lets datagrams gather instead of waking up for each (BurstPace).
 ///
-/// Any thread may call any operation. A closed port can be opened again.
+/// Any thread may call any operation, but Open and SetUser aren't for callbacks of the port: a Close that waits for the
+/// callback would keep them. A closed port can be opened again.
 class CUDPPort {
  public:
   enum OpenResult : u32 {
@@ -85,7 +86,8 @@ class CUDPPort {
   std::recursive_mutex lock_;  // guards Open, Close and SetUser; the receive thread never takes it
 
   // Written under lock_ (readSize_: by any thread, running_: also by the receive thread), read by the receive
-  // thread without it. Each is read by itself, so that relaxed order is enough.
+  // thread without it. Each is read by itself, so that relaxed order is enough, but for the user, whose object has to be
+  // seen whole.
   std::atomic<IUDPPortUser*> user_{nullptr};
   platform::Socket socket_;  // opened and closed under lock_, while no receive thread uses it
   std::atomic<u16> localPort_{0};

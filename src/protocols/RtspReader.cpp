@@ -12,7 +12,7 @@ using platform::SocketError;
 
 RtspReader::RtspReader(platform::Socket& socket, platform::Event& interrupted,
                        const ChannelTiming& times) noexcept
-    : socket_(socket), interrupted_(interrupted), replyTime_(times.rtspReply) {}
+    : socket_(socket), interrupted_(interrupted), pieceTime_(times.rtspReceive), replyTime_(times.rtspReply) {}
 
 void RtspReader::BeginReply() noexcept { replyEnd_ = platform::TimeAfter(replyTime_); }
 
@@ -74,7 +74,8 @@ RtspReader::Next RtspReader::Take(char& byte) noexcept {
 
 RtspReader::Next RtspReader::Fill() noexcept {
   begin_ = end_ = 0;
-  if (platform::MonotonicTime() >= replyEnd_) {
+  const auto left = std::chrono::ceil<Milliseconds>(replyEnd_ - platform::MonotonicTime());
+  if (left <= Milliseconds{0} || !socket_.SetReceiveTimeout(std::min(left, pieceTime_))) {
     return Next::Failed;
   }
   const ReceiveResult got = socket_.Receive(buffer_);

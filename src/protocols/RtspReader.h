@@ -22,7 +22,8 @@ class RtspReader {
   /// Longest line that is read, surplus included. A camera that sends one without end isn't worth waiting for.
   static constexpr std::size_t kMaxLineBytes = 65'536;
 
-  /// @param socket       outlives the reader. Its own receive time-out bounds the wait for each piece.
+  /// @param socket       outlives the reader, which sets its receive time-out: ChannelTiming::rtspReceive for each
+  ///                     piece, and no longer than the reply may still take.
   /// @param interrupted  when set, everything fails.
   RtspReader(platform::Socket& socket, platform::Event& interrupted, const ChannelTiming& times) noexcept;
 
@@ -57,6 +58,7 @@ class RtspReader {
   std::array<u8, 1024> buffer_{};
   std::size_t begin_ = 0;  // of what is buffered and not yet taken
   std::size_t end_ = 0;
+  const platform::Milliseconds pieceTime_;
   platform::Milliseconds replyTime_;
   platform::Nanoseconds replyEnd_{0};  // of platform::MonotonicTime
   RtspText line_{};

@@ -78,7 +78,7 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   /// positions.
   [[gnu::format(printf, 3, 4)]] void DebugMessage(u32 level, const char* format, ...) override;
 
-  /// The most positions that the camera stores; 0 until the owner has set it, before Open.
+  /// The most positions that the camera stores; 0 until the owner has set it.
   u32 GetMaxPrepositions() const noexcept { return maxPrepositions_; }
   void SetMaxPrepositions(u32 count) noexcept { maxPrepositions_ = count; }
 
@@ -86,7 +86,7 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   /// Once for each failed request: whether its message is to be written.
   bool ShouldLogFailure() noexcept { return failureCount_.ShouldReport(); }
 
-  IIPDeviceParams& Device() const noexcept { return *device_; }
+  IIPDeviceParams& Camera() const noexcept { return *device_; }
   const CPtzCommandBuilder& Commands() const noexcept { return commandBuilder_; }
 
   // A PtzProtocol. Written once it is known, by whatever thread asked. Nothing else goes with it: relaxed is enough.

@@ -60,7 +60,7 @@ void CGroup1PTZComm::HandleWorkItem(IWorkItem* item) {
   const StopClaim::Scope scope(Claim());
   std::vector<Failure> failures;
   {
-    CameraRequest http(Device(), policy_);
+    CameraRequest http(Camera(), policy_);
     const std::string text = PrepareItem(static_cast<const CWorkItem&>(*item), http, failures);
     if (!text.empty() && !http.Send("GET", text.c_str(), false) && ShouldLogFailure()) {
       failures.push_back({"sarnevo::CGroup1PTZComm::HandleWorkItem", text, http.GetStatusCode()});
@@ -68,6 +68,9 @@ void CGroup1PTZComm::HandleWorkItem(IWorkItem* item) {
   }
   // Only now: neither a camera command nor a connection waits for what the host does with a message.
   for (const Failure& failure : failures) {
+    if (own_thread::IsLetGo()) {
+      return;  // the first message's callback has ended this object: the driver may be gone
+    }
     ReportNotSent(failure);
   }
 }
@@ -136,14 +139,14 @@ bool CGroup1PTZComm::ProcessPresetCommand(PresetOperation operation, u32 slot) {
 
 void CGroup1PTZComm::UpdatePtzProtocol() {
   constexpr char kOperation[] = "sarnevo::CGroup1PTZComm::UpdatePtzProtocol";
-  CameraRequest http(Device(), policy_);
+  CameraRequest http(Camera(), policy_);
   if (!http.Send("GET", kComportRequest, false)) {
     ReportNotSent({kOperation, kComportRequest, http.GetStatusCode()});
     return;
   }
   if (http.GetStatusCode() != Web::kStatusOk) {
     DebugMessage(DebugLevelFailure, "%s: HTTP message to %s:%d, message=%s returned error, http status=%d",
-                 kOperation, Device().GetAddress().c_str(), Device().GetPort(), kComportRequest,
+                 kOperation, Camera().GetAddress().c_str(), Camera().GetPort(), kComportRequest,
                  static_cast<int>(http.GetStatusCode()));
     return;
   }
@@ -154,7 +157,7 @@ void CGroup1PTZComm::UpdatePtzProtocol() {
   std::vector<u8> reply;
   if (!ReadBody(http, available, available, reply)) {
     DebugMessage(DebugLevelFailure, "%s: cannot read response from %s:%d", kOperation,
-                 Device().GetAddress().c_str(), Device().GetPort());
+                 Camera().GetAddress().c_str(), Camera().GetPort());
     return;
   }
   const u32 protocol = ParseProtocol({reinterpret_cast<const char*>(reply.data()), reply.size()});
@@ -167,7 +170,7 @@ void CGroup1PTZComm::UpdatePtzProtocol() {
 
 void CGroup1PTZComm::ReportNotSent(const Failure& failure) {
   DebugMessage(DebugLevelFailure, "%s: cannot send HTTP message to %s:%d, message=%s, http status=%d",
-               failure.operation, Device().GetAddress().c_str(), Device().GetPort(), failure.text.c_str(),
+               failure.operation, Camera().GetAddress().c_str(), Camera().GetPort(), failure.text.c_str(),
                static_cast<int>(failure.status));
 }
 

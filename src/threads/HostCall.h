@@ -7,7 +7,7 @@
 namespace sarnevo {
 
 /// The one door through which the library calls objects of the host. What a callback throws is dropped. No lock is
-/// held across it.
+/// held across it but those that docs/stopping.md names.
 ///
 /// @return false: the thread was let go while it was inside (a stop ran into its limit, or the callback itself ended
 ///         the object that called it), or is being ended, and @p call may not have been made at all. The caller then

@@ -13,11 +13,11 @@ std::mutex claimsLock;
 
 }  // namespace
 
-thread_local const StopClaim* StopClaim::callers = nullptr;
+thread_local const StopClaim* StopClaim::workedFor = nullptr;
 
 bool StopClaim::Take() noexcept {
   const std::lock_guard guard(claimsLock);
-  const StopClaim* const own = Caller();
+  const StopClaim* const own = WorkedFor();
   if (!taken_ && own != nullptr && own != this && own->taken_) {
     return false;
   }
@@ -30,21 +30,21 @@ void StopClaim::Drop() noexcept {
   taken_ = false;
 }
 
-bool StopClaim::IsCallers() const noexcept { return Caller() == this; }
+bool StopClaim::IsWorkedFor() const noexcept { return WorkedFor() == this; }
 
-bool StopClaim::HasCaller() noexcept { return Caller() != nullptr; }
+bool StopClaim::WorksForAny() noexcept { return WorkedFor() != nullptr; }
 
-bool StopClaim::IsCallerTaken() noexcept {
+bool StopClaim::WorksForTaken() noexcept {
   const std::lock_guard guard(claimsLock);
-  const StopClaim* const own = Caller();
+  const StopClaim* const own = WorkedFor();
   return own != nullptr && own->taken_;
 }
 
-bool StopClaim::IsCallerOf(const void* owner) noexcept {
-  const StopClaim* const own = Caller();
+bool StopClaim::WorksFor(const void* owner) noexcept {
+  const StopClaim* const own = WorkedFor();
   return own != nullptr && own->owner_ == owner;
 }
 
-const StopClaim* StopClaim::Caller() noexcept { return own_thread::IsLetGo() ? nullptr : callers; }
+const StopClaim* StopClaim::WorkedFor() noexcept { return own_thread::IsLetGo() ? nullptr : workedFor; }
 
 }  // namespace sarnevo

@@ -19,18 +19,19 @@ class StopClaim {
   bool Take() noexcept;
   void Drop() noexcept;
   /// The calling thread works for this object.
-  bool IsCallers() const noexcept;
+  bool IsWorkedFor() const noexcept;
 
-  // Of the object that the calling thread works for. A thread that was let go works for none.
-  static bool HasCaller() noexcept;
-  static bool IsCallerTaken() noexcept;
-  static bool IsCallerOf(const void* owner) noexcept;
+  // Whether the calling thread works for any object, for one that is claimed, for one of this owner. A thread that was let
+  // go works for none.
+  static bool WorksForAny() noexcept;
+  static bool WorksForTaken() noexcept;
+  static bool WorksFor(const void* owner) noexcept;
 
   /// While it lives, the calling thread works for the object of @p claim, which lives as long.
   class Scope {
    public:
-    explicit Scope(const StopClaim& claim) noexcept : outer_(std::exchange(callers, &claim)) {}
-    ~Scope() { callers = outer_; }
+    explicit Scope(const StopClaim& claim) noexcept : outer_(std::exchange(workedFor, &claim)) {}
+    ~Scope() { workedFor = outer_; }
     Scope(const Scope&) = delete;
     Scope& operator=(const Scope&) = delete;
 
@@ -39,9 +40,9 @@ class StopClaim {
   };
 
  private:
-  static const StopClaim* Caller() noexcept;
+  static const StopClaim* WorkedFor() noexcept;
 
-  static thread_local const StopClaim* callers;
+  static thread_local const StopClaim* workedFor;
 
   const void* const owner_;
   bool taken_ = false;  // under the lock of all claims

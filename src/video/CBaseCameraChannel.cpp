@@ -84,7 +84,7 @@ u32 CBaseCameraChannel::GetStatusCounter() noexcept {
 }
 
 void CBaseCameraChannel::StopWorker() noexcept {
-  if (claim_.IsCallers()) {
+  if (claim_.IsWorkedFor()) {
     own_thread::LetGo();  // the host has called from inside a callback of this channel
   }
   if (!terminate_.exchange(true, std::memory_order_relaxed)) {
@@ -123,7 +123,7 @@ void CBaseCameraChannel::DoPass() noexcept {
       }
       StopStreamer();
       if (!terminate_.load(std::memory_order_relaxed)) {
-        StartStreamer();  // after a failure the next pass starts it again
+        StartStreamer();  // after a failure the next pass tries again, and the one after it if the port is open still
       }
     }
   } else if (configured_ == 0) {

@@ -67,7 +67,7 @@ CBaseIPVideoCapture::CBaseIPVideoCapture(Device* driver, u32 group)
 CBaseIPVideoCapture::~CBaseIPVideoCapture() = default;
 
 void CBaseIPVideoCapture::End() noexcept {
-  if (StopClaim::IsCallerOf(driver_)) {
+  if (StopClaim::WorksFor(driver_)) {
     own_thread::LetGo();  // the caller's own channel ends with this object
   }
   // Where others would give way, the caller is let go: nobody is to wait for it, and it can wait for anybody.
@@ -147,12 +147,12 @@ bool CBaseIPVideoCapture::GetChannelStatus(u32 channel, u32* status, u32* extra,
 }
 
 bool CBaseIPVideoCapture::Enter() noexcept {
-  if (!StopClaim::HasCaller()) {
+  if (!StopClaim::WorksForAny()) {
     lock_.Enter();
     return true;
   }
   while (!lock_.TryEnter()) {
-    if (StopClaim::IsCallerTaken()) {
+    if (StopClaim::WorksForTaken()) {
       return false;
     }
     platform::Sleep(kLockStep);

@@ -146,15 +146,15 @@ i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u
 }
 
 i32 CXMLSettingsAPI::Save() noexcept {
-  return OnDocument(0, std::string(), [&](const std::string&) { return SaveDocument(); });
+  return OnDocument(-1, std::string(), [&](const std::string&) { return SaveDocument(); });
 }
 
-i32 CXMLSettingsAPI::SaveIfAutomatic() { return autoSave_ != 0 ? SaveDocument() : 1; }
+i32 CXMLSettingsAPI::SaveIfAutomatic() { return autoSave_ == 0 || SaveDocument() == 1 ? 1 : 0; }
 
 i32 CXMLSettingsAPI::SaveDocument() {
   auto text = document_.Print();
   if (!text) {
-    return 0;
+    return -1;
   }
   text_ = std::move(*text);
   return sarnevo::platform::ReplaceFile(path_, text_) ? 1 : 0;

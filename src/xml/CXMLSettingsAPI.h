@@ -59,6 +59,7 @@ class CXMLSettingsAPI {
 
   // The following give 1 for success and 0 for failure; all fail while the object is closed.
 
+  /// -1 when the document couldn't be put into text, for want of memory or since it is too large: it needs a RollBack.
   sarnevo::i32 Save() noexcept;
   /// Throws std::bad_alloc: a setting that there is no room for isn't an empty one.
   std::wstring GetString(const wchar_t* format, ...);

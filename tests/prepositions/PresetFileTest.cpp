@@ -136,7 +136,7 @@ TEST(PresetFile, ARewriteThatFailsTakesBackItsOwnChannelAlone) {
   list.AddPreposition(L"Door");
   second.AddPreposition(L"Gate");
   const PrepositionRecord records[] = {{L"Yard", 0}, {L"\x1", 1}};  // of which the file can't carry one
-  EXPECT_EQ(reader->Rewrite(0, records), CXMLPrepositionReader::Rewritten::NotMade);
+  EXPECT_EQ(reader->Rewrite(0, records), CXMLPrepositionReader::Saving::NotMade);
   EXPECT_EQ(List(folder.Path()).Names() + List(OpenReader(folder.Path()), 1).Names(), "Door,Gate,");
 }
 
