@@ -118,8 +118,8 @@ bool CXMLPrepositionReader::SetAutoSave(bool on) {
   return !on || Save();
 }
 
-// What couldn't be put into text for want of memory is taken back at once, or a later roll back would take it with what
-// it has to take back itself. What only the disk didn't take is in the text already, and stays.
+// A change that couldn't be written as text, for lack of memory, is rolled back at once; else a later roll back would
+// take it along. A change that only the disk refused is in the text already, and stays.
 bool CXMLPrepositionReader::Save() noexcept {
   const bool saved = settings_.Save() == 1;
   if (!saved) {

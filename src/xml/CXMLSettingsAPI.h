@@ -60,7 +60,7 @@ class CXMLSettingsAPI {
   // The following give 1 for success and 0 for failure; all fail while the object is closed.
 
   sarnevo::i32 Save() noexcept;
-  /// Throws std::bad_alloc: a setting that there is no room for isn't an empty one.
+  /// Throws std::bad_alloc when there is no memory for the value.
   std::wstring GetString(const wchar_t* format, ...);
   /// Fails for what CanHold refuses, and then changes nothing.
   sarnevo::i32 SetString(const wchar_t* value, const wchar_t* format, ...) noexcept;

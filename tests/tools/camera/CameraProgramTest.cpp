@@ -36,7 +36,7 @@ TEST(CameraProgram, ExplainsWhatIsWrongAndReturnsItsCode) {
            {"--seconds 0", 2, "\"0\" is no time"},
            {"--control 8099", 2, "--control takes ADDRESS:PORT, like 127.0.0.1:8099"},
            {"--password-file /nonexistent", 2, "can't read a password from /nonexistent"},
-           {"--fleet foo=1", 2, "say by --count how many cameras it has, 1 to 10000"},
+           {"--fleet foo=1", 2, "give its number of cameras with --count, 1 to 10000"},
            {"--fleet foo=1 --count 2", 2, "a camera has no property \"foo\""},
            {"--camera address=127.0.1.1 --camera address=127.0.1.1", 2, "are to listen at 127.0.1.1:80"},
            {"group=1", 2, "there is a word too many, group; there are --help, --camera"},
