@@ -314,8 +314,8 @@ void AddIo(CLI::App& app, const Common& common) {
   setArguments->camera.AddTo(*set);
   set->add_option("request", setArguments->words, "N high|low, for one output or several")->required();
   set->add_flag("--keep", setArguments->keep, "Refuse when an output that isn't named would go low");
-  AddDuration(*set, "--settle", setArguments->settle, "How long the camera has to refuse (1s)", milliseconds(100),
-              std::chrono::minutes(1));
+  AddDuration(*set, "--settle", setArguments->settle, "How long the camera has to refuse (1s)",
+              milliseconds(100), std::chrono::minutes(1));
   set->footer(kFooter);
   set->final_callback([&common, setArguments] { Set(common, *setArguments); });
 }
