@@ -8,10 +8,12 @@
 #include <vector>
 
 #include "camera/SendRequest.h"
+#include "support/Eventually.h"
 #include "support/ProgramRun.h"
 
 namespace {
 
+using kolvex_test::Eventually;
 using kolvex_test::ProgramResult;
 using kolvex_test::ProgramRun;
 using testing::HasSubstr;
@@ -90,6 +92,10 @@ TEST(CameraProgram, RunsAFleetThatCanBeControlledAndHasHeadsThatTakeNoWrongFrame
   EXPECT_THAT(Get("127.0.0.1", "/?camera=127.0.9.9&silent=1"), testing::StartsWith("404"));
   EXPECT_THAT(Get("127.1.0.255", "/sim.cgi"), HasSubstr("\"silent\": true"));
   EXPECT_THAT(Get("127.1.1.0", "/sim.cgi"), HasSubstr("\"silent\": false"));
+  // It leaves in the middle of the request that says so.
+  Get("127.1.0.255", "/sim.cgi?reboot=0");
+  EXPECT_TRUE(
+      Eventually([] { return Get("127.1.0.255", "/sim.cgi").find("\"reboots\": 1") != std::string::npos; }));
   program.Signal(SIGTERM);
   const ProgramResult result = program.Finish();
   EXPECT_EQ(result.exit, 0);

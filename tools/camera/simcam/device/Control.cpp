@@ -107,7 +107,7 @@ constexpr std::array kCommands = {
     Command{"reports", SetReports, "WHAT     RTCP reports: ok, lose, short, garbage, oversize or empty"},
     Command{"http", SetReply<&Faults::http>, "REPLY    what happens to HTTP replies"},
     Command{"rtsp", SetReply<&Faults::rtsp>, "REPLY    what happens to RTSP replies"},
-    Command{"reboot", Reboot, "SECONDS  gone, and back after that time with new sessions and SSRC"},
+    Command{"reboot", Reboot, "SECONDS  gone at once, and back after that time with new sessions and SSRC"},
     Command{"answer-as", AnswerAs, "1|2      speak as the other camera group"},
     Command{"seed", Seed, "NUMBER   draw numbers and faults from here on"},
     Command{"input-walk", Walk, "MS       a random input changes each MS milliseconds; 0 ends it"},
