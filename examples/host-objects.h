@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "kolvex/Exports.h"
-#include "kolvex/ICaptureIOApi.h"
 #include "kolvex/Version.h"
 
 namespace example {

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "kolvex/ICapabilityObserver.h"
+#include "kolvex/ICaptureIOApi.h"
 #include "kolvex/IIPCapabilities.h"
 #include "kolvex/IIPCaptureDriver.h"
+#include "kolvex/IIPPTZDriver.h"
 
 /// Marks what the library exports; empty for hosts.
 #if defined(KOLVEX_BUILDING_LIBRARY)
