@@ -8,6 +8,7 @@ extern "C" {
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <mutex>
 #include <thread>
 
 #include "host-objects.h"
@@ -125,31 +126,35 @@ class Recording final : public IFrameSink {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 4 || argc % 2 != 0) {
+  if (argc < 3) {
     std::fprintf(
         stderr,
-        "usage: record-matroska SECONDS ADDRESS GROUP [ADDRESS GROUP]...\n"
-        "Records each camera into ADDRESS.mkv. The password of the user \"admin\" comes from KOLVEX_PASSWORD,\n"
-        "the library from KOLVEX_LIBRARY_FILE or where libraries are installed.\n"
-        "Exit codes: 0 frames of all cameras, 1 wrong usage, 2 no library, 3 refused by it, 4 a camera "
-        "without\n");
+        "usage: record-matroska SECONDS ADDRESS...\n"
+        "Asks each camera what it is, and records it into ADDRESS.mkv. The password of the user \"admin\" "
+        "comes from\n"
+        "KOLVEX_PASSWORD, the library from KOLVEX_LIBRARY_FILE or from where libraries are installed.\n"
+        "Exit codes: 0 frames of all cameras, 1 wrong usage, 2 no library, 3 refused by it, 4 no frame of a "
+        "camera,\n"
+        "5 a query failed\n");
     return 1;
   }
   const Library library(std::getenv("KOLVEX_LIBRARY_FILE"));
+  if (!library.IsLoaded()) {
+    return 2;
+  }
   Allocator allocator;
   std::deque<Camera> cameras;
   std::deque<Recording> recordings;
   std::vector<Library::Driver> drivers;
-  for (int i = 2; i < argc; i += 2) {
+  for (int i = 2; i < argc; ++i) {
     Camera& camera = cameras.emplace_back();
     camera.address = argv[i];
-    camera.group = argv[i + 1];
-    drivers.push_back(library.Create());
-    if (!drivers.back()) {
-      return 2;
+    if (!library.Query(camera)) {
+      return 5;
     }
+    drivers.push_back(library.Create());
     Recording& recording = recordings.emplace_back(camera.address + ".mkv");
-    if (!drivers.back()->Open(nullptr, &allocator, &camera) ||
+    if (!drivers.back() || !drivers.back()->Open(nullptr, &allocator, &camera) ||
         !drivers.back()->GetVideoCapture()->StartCapture(0, &recording, &camera)) {
       return 3;
     }

@@ -25,13 +25,14 @@ struct Watcher final : ICaptureIOCallback {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 4) {
+  if (argc != 2) {
     std::fprintf(
         stderr,
-        "usage: watch-inputs ADDRESS GROUP INPUTS\n"
-        "Until Ctrl-C. INPUTS is how many the camera has. The password of the user \"admin\" comes from\n"
-        "KOLVEX_PASSWORD, the library from KOLVEX_LIBRARY_FILE or where libraries are installed.\n"
-        "Exit codes: 0 ended by Ctrl-C, 1 wrong usage, 2 no library, 3 refused by it\n");
+        "usage: watch-inputs ADDRESS\n"
+        "Asks the camera what it is, and watches its inputs until Ctrl-C. The password of the user \"admin\" "
+        "comes from\n"
+        "KOLVEX_PASSWORD, the library from KOLVEX_LIBRARY_FILE or from where libraries are installed.\n"
+        "Exit codes: 0 ended by Ctrl-C, 1 wrong usage, 2 no library, 3 refused by it, 5 the query failed\n");
     return 1;
   }
   // The signals are taken by waiting for them. The library's threads block them anyway.
@@ -42,16 +43,17 @@ int main(int argc, char** argv) {
   pthread_sigmask(SIG_BLOCK, &ends, nullptr);
 
   const Library library(std::getenv("KOLVEX_LIBRARY_FILE"));
-  Camera camera;
-  camera.address = argv[1];
-  camera.group = argv[2];
-  camera.inputs = static_cast<u32>(std::strtoul(argv[3], nullptr, 10));
-  Watcher watcher;
-  const Library::Driver driver = library.Create();
-  if (!driver) {
+  if (!library.IsLoaded()) {
     return 2;
   }
-  if (!driver->Open(nullptr, nullptr, &camera)) {
+  Camera camera;
+  camera.address = argv[1];
+  if (!library.Query(camera)) {
+    return 5;
+  }
+  Watcher watcher;
+  const Library::Driver driver = library.Create();
+  if (!driver || !driver->Open(nullptr, nullptr, &camera)) {
     return 3;
   }
   ICaptureIOApi* const io = driver->GetCaptureIO();  // null for a camera without inputs and outputs

@@ -17,7 +17,7 @@ struct CameraIOSettings {
   std::array<u8, 8> bytes{};          ///< 0
 };
 
-/// Describes the I/O side of one capture driver. All it gives belongs to it and is void after the driver's
+/// Describes the I/O side of one capture driver. All that it gives belongs to it and is invalid after the driver's
 /// Close. Any thread may call.
 class CIPCaptureIOBaseHandlerIf {
  public:

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "kolvex/ICapabilityObserver.h"
+#include "kolvex/ICaptureIOApi.h"
 #include "kolvex/IIPCapabilities.h"
 #include "kolvex/IIPCaptureDriver.h"
+#include "kolvex/IIPPTZDriver.h"
 
 /// Marks what the library exports; empty for hosts.
 #if defined(KOLVEX_BUILDING_LIBRARY)
@@ -38,7 +40,7 @@ KOLVEX_EXPORT void DeleteIPCaptureEx3(sarnevo::ipcapture::IIPCaptureDriver* driv
 /// Capability query: what is the camera at an address, what can it do, and which numbered settings does it
 /// need? One query at a time in a process; the four functions are called from one thread at a time.
 ///
-/// Begins. 0 when one has begun already and wasn't ended.
+/// Begins a query. 1, or 0 when one has begun already and wasn't ended.
 /// @param observer  hears how each query ends
 /// @param isNTSC    not 0: the host's video standard is NTSC, else PAL
 KOLVEX_EXPORT sarnevo::u32 InitCapabilityQuery(sarnevo::ipcapture::ICapabilityObserver* observer,
@@ -57,7 +59,7 @@ KOLVEX_EXPORT sarnevo::u32 StartCapabilityQuery(const char* address, sarnevo::u1
                                                 const char* password,
                                                 sarnevo::ipcapture::IIPCapabilities* capabilities);
 
-/// Asks a running query to end, without waiting. Always 1.
+/// Asks a running query to end, without waiting, and shortens none of its requests. Always 1.
 KOLVEX_EXPORT sarnevo::u32 TerminateCapabilityQuery();
 
 /// Ends the query and frees what it holds, also after it has ended by itself. Returns within about 10

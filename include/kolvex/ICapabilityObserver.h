@@ -4,7 +4,7 @@
 
 namespace sarnevo::ipcapture {
 
-/// Implemented by the host: hears how a capability query ended. Valid from InitCapabilityQuery until
+/// Implemented by the host: hears how a capability query ended. It lives from InitCapabilityQuery until
 /// UninitCapabilityQuery has returned. An exception is caught and dropped.
 ///
 /// Called on the query's own thread; OnQueryFailed also inside StartCapabilityQuery, on its caller's thread,

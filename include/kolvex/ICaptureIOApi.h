@@ -16,9 +16,9 @@ class ICaptureIOApi {
   /// for null, which changes nothing.
   virtual bool SetCallback(ICaptureIOCallback* callback) = 0;  ///< slot 1
   /// Begins to poll the inputs, every two seconds plus the time of the request, and asks the camera to set
-  /// all outputs low. False when it is running already (and then it goes on, all outputs are asked to go low
-  /// again and all inputs are reported anew), when a thread can't be made, and when the device has more
-  /// than 256 inputs or outputs.
+  /// all outputs low. False when a thread can't be made, when the device has more than 256 inputs or outputs, and
+  /// when it runs already: then it goes on, the camera is asked again to set all outputs low, and all inputs are
+  /// reported again.
   virtual bool Start() = 0;  ///< slot 2
   /// Ends polling and switching, within 5 seconds each and 100 ms. Outputs stay as they are; requests that wait are dropped.
   /// False inside a callback: its thread ends when the callback has returned. True when nothing ran.
@@ -27,8 +27,8 @@ class ICaptureIOApi {
   virtual u32 GetInputCount() = 0;  ///< slot 4
   /// As the host gave it at Open.
   virtual u32 GetOutputCount() = 0;  ///< slot 5
-  /// Asks for an output, from 0, to take IOStateLow; any other state counts as high, but IOStateUnknown (0) is
-  /// none to ask for. Returns at once. True: the request is queued, and only OnIOFailure reports when it fails. A request
+  /// Asks the camera to set an output, counted from 0. IOStateLow is low, any other state counts as high; don't ask for
+  /// IOStateUnknown. Returns at once. True: the request is queued, and only OnIOFailure reports when it fails. A request
   /// for an output that the device doesn't have is dropped, and one for the state that the output has already isn't sent.
   /// False after Stop.
   virtual bool SetOutput(u32 index, u32 state) = 0;  ///< slot 6

@@ -12,8 +12,8 @@ namespace sarnevo {
 class ICaptureIOCallback {
  public:
   virtual ~ICaptureIOCallback() = default;  ///< slot 0
-  /// Input @p index, from 0, has taken an IOState other than before. After Start, and after a failure, each
-  /// input is reported once, whatever it is.
+  /// Input @p index, from 0, has another IOState than before. After Start, and after a failure, each input is
+  /// reported once, whatever its state is.
   virtual void OnInputChanged(u32 index, u32 state) = 0;  ///< slot 1
   /// The camera didn't take an output request, which isn't repeated.
   virtual void OnIOFailure() = 0;  ///< slot 2

@@ -14,7 +14,7 @@ enum CapabilityId : u32 {
   CapabilityInputs = 2,    ///< number of digital inputs; not set if 0
   CapabilityOutputs = 3,   ///< number of digital outputs; not set if 0
   CapabilityAudio = 4,     ///< 1; not set without audio
-  CapabilityFormat4 = 6,   ///< 1; the camera has compression format 4
+  CapabilityFormat4 = 6,   ///< 1; the camera has compression format 4. All have both formats, and both codecs
   CapabilityFormat2 = 7,   ///< 1; the camera has compression format 2
   Capability11 = 11,       ///< always 0
   Capability12 = 12,       ///< always 0

@@ -25,7 +25,7 @@ class CBaseKolvexCameraProperties : public CCameraProperties {
     const char* value;
     u32 attributeA;
   };
-  /// What a group publishes besides the record.
+  /// What a group publishes in addition to the record.
   struct GroupValues {
     const char* group;  ///< text of setting 2
     /// Shortest interval of every size, milliseconds; nothing: the shortest of its own list.
@@ -48,8 +48,8 @@ class CBaseKolvexCameraProperties : public CCameraProperties {
   /// Writes the record into the host's object. False when an argument is missing.
   virtual bool PublishCapabilities(ipcapture::IIPCapabilities* capabilities, u32 isNTSC,
                                    Web::HttpRequest* request) = 0;  // slot 2
-  /// Wishes a read in progress to end. Each of its requests is bounded by its time-outs, and who can't wait
-  /// for that aborts the request itself.
+  /// Asks a read in progress to end. It doesn't shorten a request, which its time-outs bound; an owner that can't wait
+  /// for these aborts the request itself.
   virtual void Abort();  // slot 3
 
  protected:

@@ -69,7 +69,7 @@ bool CGroup1CameraProperties::ReadProperties(Web::HttpRequest* request, CCameraP
   }
   // The last reply decides whether the camera was read.
   const bool answered = ask("network.cgi?action=retrieve");
-  // The thread's own error value: nothing may come between it and the read.
+  // The error is the thread's last one, so nothing may come between the read and this.
   const bool refused = Web::LastHttpError() == Web::HttpError::LoginFailure;
   const auto address = answered ? ValueIn(TextOf(body), "HWADDR0", kValueStop) : std::nullopt;
   if (address) {

@@ -6,9 +6,8 @@
 
 namespace sarnevo {
 
-/// A camera of group 1. All are one family with one model text and the same resolutions; read from the camera
-/// are its PTZ port, its audio, the number of its inputs and outputs, and its hardware address. Only
-/// without the last the read fails.
+/// A camera of group 1. All have one model text and the same resolutions. Read from the camera are its PTZ port, its
+/// audio, the number of its inputs and outputs, and its hardware address. The read fails only when the last is missing.
 class CGroup1CameraProperties final : public CBaseKolvexCameraProperties {
  public:
   /// @param isNTSC  not 0: the resolutions and intervals of NTSC, else of PAL

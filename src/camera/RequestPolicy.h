@@ -6,8 +6,8 @@
 
 namespace sarnevo {
 
-/// How long one kind of request to a camera may take. A camera that drips byte by byte never runs into a time-out, so
-/// that whoever has to come to an end needs a limit for the whole request besides.
+/// How long one kind of request to a camera may take. A camera that answers byte by byte never runs into a time-out. So
+/// an owner that has to come to an end also needs a limit for the whole request.
 struct RequestPolicy {
   u32 timeout;  ///< milliseconds, for the connect, for sending and for each receive; kDeviceTimeout: the device's own
   u32 limit;   ///< milliseconds, for the whole request; 0: none
@@ -23,7 +23,7 @@ namespace request_policy {
 constexpr RequestPolicy kConfiguration = {kDeviceTimeout, 300'000, false};
 // Each of the two that run on the host's thread.
 constexpr RequestPolicy kDetection = {5'000, 30'000, false};
-// The query ends with its thread, which is broken off after 10 s.
+// Uninit ends the query's thread after 10 s, and the request with it.
 constexpr RequestPolicy kProperties = {5'000, 0, false};
 constexpr RequestPolicy kOutput = {kDeviceTimeout, 300'000, false};
 // The only ones that come again and again.

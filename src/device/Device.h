@@ -33,7 +33,7 @@ class Device : public IDebugMessage {
   u16 GetPort() const noexcept { return port_; }
   const std::string& GetUserName() const noexcept { return userName_; }
   const std::string& GetPassword() const noexcept { return password_; }
-  /// One of the Codec values, or what else the host gave.
+  /// One of the Codec values, or any other number that the host gave.
   u32 GetCodec() const noexcept { return codec_; }
   /// One of the VideoStandard values.
   u32 GetVideoStandard() const noexcept { return videoStandard_; }

@@ -16,7 +16,7 @@ namespace sarnevo {
 namespace {
 
 constexpr const char* kGroupNotFound = "Failed to get camera properties";
-// What the thread of a query that is over gets, to leave the observer.
+// How long the thread of a query that is over gets to leave the observer.
 constexpr platform::Milliseconds kOverMoment{50};
 constexpr const char* kReadFailed = "Failed to get camera properties!";
 
@@ -84,8 +84,8 @@ bool CapabilityQuery::Start(const char* address, u16 port, const char* user, con
   return false;
 }
 
-// A host that hears of the end of one query and begins the next at once finds the thread on its way out, or keeps
-// it in its observer. It gets a moment and is then ended, so that Uninit has one thread to wait for.
+// When a host begins the next query as soon as its observer is called, the old thread is on its way out, or still in the
+// observer. It gets a moment and is then ended, so that Uninit has only one thread to wait for.
 bool CapabilityQuery::IsRunning() noexcept {
   if (!queryThread_.IsAlive()) {
     return false;

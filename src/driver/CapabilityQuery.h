@@ -16,7 +16,7 @@ namespace sarnevo {
 struct QueryTiming {
   RequestPolicy detection = request_policy::kDetection;  ///< its time-out is that of all requests
   RequestPolicy properties = request_policy::kProperties;
-  platform::Milliseconds stopWait{10'000};  ///< Uninit waits so long for a thread that ends by itself
+  platform::Milliseconds stopWait{10'000};  ///< how long Uninit waits before it ends the thread by force
 };
 
 /// The capability query of the four exports. A process has one, without a lock: the host calls it from
@@ -29,9 +29,9 @@ class CapabilityQuery {
 
   /// False, and nothing changes, when an observer is set.
   bool Init(ipcapture::ICapabilityObserver* observer, bool isNTSC) noexcept;
-  /// True when the query's thread runs. False with the observer told when the camera's group can't be
-  /// found, without a word when there is no memory or no thread, or when the query before still runs. A query
-  /// is over when the observer hears so, on its thread, however long the observer keeps that.
+  /// True when the query's thread runs. False when the camera's group can't be found, which the observer hears; and,
+  /// without a call of the observer, when there is no memory or no thread, or the query before still runs. A query
+  /// is over as soon as its thread calls the observer, however long that call takes.
   bool Start(const char* address, u16 port, const char* user, const char* password,
              ipcapture::IIPCapabilities* capabilities) noexcept;
   void Terminate() noexcept;
@@ -47,7 +47,7 @@ class CapabilityQuery {
   ipcapture::ICapabilityObserver* queryObserver_ = nullptr;  // the host's
   ipcapture::IIPCapabilities* queryCapabilities_ = nullptr;  // the host's
   u32 queryNTSC_ = 0;
-  // Made for the first query and used by all up to Uninit. A thread that had to be let go owns it too.
+  // Made for the first query and used by all of them until Uninit. A thread that was let go owns it, too.
   std::shared_ptr<CBaseKolvexCameraProperties> queryProperties_;
   std::shared_ptr<Run> run_;
   StoppableThread queryThread_;

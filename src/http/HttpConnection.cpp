@@ -14,12 +14,12 @@ using namespace sarnevo::platform;
 
 namespace {
 
-// Of what comes in at once, on the caller's stack. The replies to polls are shorter.
+// Bytes of one receive, on the caller's stack. The replies to polls are shorter.
 constexpr std::size_t kBlock = 4096;
 // How long a wait without a limit lasts before it is begun again.
 constexpr Milliseconds kLongWait{60'000};
 
-// The clock's greatest value for no limit.
+// The end of a time-out; the clock's greatest value when there is no limit.
 std::uint64_t EndOf(Milliseconds duration) noexcept {
   return duration.count() > 0 ? MonotonicMilliseconds() + static_cast<std::uint64_t>(duration.count())
                               : std::numeric_limits<std::uint64_t>::max();
@@ -27,7 +27,7 @@ std::uint64_t EndOf(Milliseconds duration) noexcept {
 
 bool IsOver(std::uint64_t end) noexcept { return MonotonicMilliseconds() >= end; }
 
-// How long to wait next.
+// How long to wait next, at the most.
 Milliseconds LeftUntil(std::uint64_t end) noexcept {
   const std::uint64_t now = MonotonicMilliseconds();
   const std::uint64_t left = end > now ? end - now : 0;
@@ -82,13 +82,13 @@ HttpError HttpConnection::Fail(HttpError error) noexcept {
   return error;
 }
 
-// A server that has closed the connection, or says something unasked, isn't asked over it.
+// False when the server has closed the connection, or has sent something unasked: no request goes out over it then.
 bool HttpConnection::IsIdle() noexcept {
   std::uint8_t byte = 0;
   return socket_.IsOpen() && reply_.IsWhole() && socket_.Receive({&byte, 1}).error == SocketError::TimedOut;
 }
 
-// Whichever comes first, the step's own end or the request's.
+// The end of a step: its own or the request's, whichever comes first.
 std::uint64_t HttpConnection::EndOfStep() const noexcept { return std::min(EndOf(timeout_), limit_); }
 
 HttpError HttpConnection::Connect(const HttpTarget& target) {
@@ -161,7 +161,7 @@ HttpError HttpConnection::Transmit(std::string_view request) noexcept {
   return HttpError::None;
 }
 
-// One piece of the reply, whatever it has in it. What came with a failure counts before it.
+// Takes in one piece of the reply. What came before a failure counts.
 HttpError HttpConnection::Receive() {
   std::array<std::uint8_t, kBlock> block;
   std::size_t count = 0;
@@ -186,7 +186,7 @@ HttpError HttpConnection::ReceiveInto(std::span<std::uint8_t> block, std::size_t
     }
     socket_.WaitReadable(LeftUntil(end));
     received = socket_.Receive(block);
-    // The connection's end may be of our own making, and isn't the reply's.
+    // Cancel may have ended the connection; that isn't the reply's end.
     if (IsCancelled()) {
       return HttpError::Cancelled;
     }

@@ -13,14 +13,14 @@
 
 namespace Web {
 
-/// The way of one HttpRequest to its server: looks the name up, connects, sends, takes the reply in. Between requests
-/// it holds a descriptor only where the connection is kept.
+/// The connection of one HttpRequest to its server: looks the name up, connects, sends, takes the reply in. Between
+/// requests it holds a descriptor only where the connection is kept.
 ///
 /// Time-outs: one for look-up and connect together, one for sending, one for each receive; and a limit for all of a
-/// request. Each is computed once, so that a signal doesn't begin a wait anew.
+/// request. The end of each wait is computed once, so that a signal doesn't make it longer.
 ///
-/// One owner thread at a time; IsCancelled and Cancel from any. Whoever cancels sees to it that Open and Close aren't
-/// called meanwhile.
+/// One owner thread at a time; any thread may call IsCancelled and Cancel. Whoever cancels makes sure that Open and Close
+/// aren't called meanwhile.
 class HttpConnection {
  public:
   /// Throws std::bad_alloc.
@@ -31,7 +31,7 @@ class HttpConnection {
   void Keep(bool keep) noexcept { keep_ = keep; }
   bool Keeps() const noexcept { return keep_; }
 
-  /// Lets requests through, until Cancel. At first none is.
+  /// Lets requests through, until Cancel. At first it lets none through.
   void Open() noexcept { cancelled_.Reset(); }
   /// The step under way fails at once, and so does each later one until Open.
   void Cancel() noexcept;

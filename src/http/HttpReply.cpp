@@ -17,7 +17,7 @@ using sarnevo::Trimmed;
 
 constexpr std::string_view kProtocol = "HTTP/";
 constexpr std::array<std::uint32_t, 5> kRedirects = {301, 302, 303, 307, 308};
-// Of a body that ends with the connection. Far above any that a server can mean.
+// The length of a body that ends with the connection: far above any that a server can mean.
 constexpr std::uint64_t kUntilEnd = std::numeric_limits<std::uint64_t>::max();
 
 // A whole number and nothing else; no sign, since from_chars takes none for unsigned values.
@@ -66,7 +66,7 @@ HttpError HttpReply::TakeEnd() noexcept {
   return IsWhole() ? HttpError::None : HttpError::ConnectionBroken;
 }
 
-// RFC 9112, 9.3. Who sends both a length and chunks may mean anything by what follows (6.1).
+// RFC 9112, 9.3. A server that sends both a length and chunks may mean anything by what follows (6.1).
 bool HttpReply::LeavesOpen() const noexcept {
   const bool ambiguous = head_.length && head_.isChunked;
   return IsWhole() && left_ == 0 && head_.isOld == head_.saysOtherwise && !ambiguous && !surplus_;
@@ -99,7 +99,7 @@ HttpError HttpReply::TakeLinePart(std::string_view& rest) {
   rest.remove_prefix(part.size());
   line_ += part;
   if (phase_ == Phase::StatusLine) {
-    // Seen at the first byte that differs: who doesn't speak HTTP may never end a line.
+    // Refused at the first byte that differs: a server that doesn't speak HTTP may never end a line.
     const std::string_view begin = std::string_view(line_).substr(0, kProtocol.size());
     if (!IsSameText(begin, kProtocol.substr(0, begin.size()))) {
       return HttpError::InvalidReply;
@@ -220,7 +220,7 @@ void HttpReply::TakeHeadEnd() noexcept {
   }
 }
 
-// The size alone: what extensions (RFC 9112, 7.1.1) say is nobody's business either.
+// The size alone; extensions (RFC 9112, 7.1.1) are ignored.
 HttpError HttpReply::TakeChunkSize(std::string_view line) {
   const auto size = Number(Trimmed(line.substr(0, line.find(';'))), 16);
   if (!size) {

@@ -14,15 +14,15 @@ namespace Web {
 
 /// The reply to one request (RFC 9112), taken in as it comes: the head, then the body as a plain one.
 ///
-/// Of the header it reads what frames the body, what becomes of the connection, and where a redirect leads. So what
-/// old cameras write beside that does no harm: lines that end without a carriage return, folded lines, header lines
+/// It reads only the header lines that say where the body ends, whether the connection stays, and where a redirect leads.
+/// So what old cameras write in others does no harm: lines that end without a carriage return, folded lines, header lines
 /// without a colon, a status line in lower case or without a reason, the same length twice. A length that can't be
 /// read, or two that differ, make the reply unusable (RFC 9112, 6.3).
 ///
-/// No socket, no clock, no lock: bytes in, the reply out. One thread at a time.
+/// Uses no socket, no clock and no lock. One thread at a time.
 class HttpReply {
  public:
-  /// Of the lines in a row, from the status line to the body or from chunk to chunk.
+  /// Most bytes of lines in a row, from the status line to the body or from chunk to chunk.
   static constexpr std::size_t kMaxHeadBytes = 256 * 1024;
 
   /// @param toHead  the reply to a HEAD request, which has no body whatever its head says
@@ -30,7 +30,7 @@ class HttpReply {
 
   /// Takes the next bytes. Anything but None makes the reply unusable from there on. Throws bad_alloc.
   HttpError Take(std::span<const std::uint8_t> bytes);
-  /// Takes the connection's end, which is that of a body without a length. ConnectionBroken when it isn't.
+  /// Takes the connection's end, which also ends a body without a length. ConnectionBroken when the reply isn't whole.
   HttpError TakeEnd() noexcept;
 
   /// Something came, however little.
@@ -43,10 +43,10 @@ class HttpReply {
 
   std::uint32_t Status() const noexcept { return head_.status; }
   std::optional<std::uint64_t> ContentLength() const noexcept { return head_.length; }
-  /// Where the reply sends the client on to (RFC 9110, 15.4); empty when it doesn't.
+  /// Where the reply redirects the client to (RFC 9110, 15.4); empty when it doesn't.
   std::string_view Redirect() const noexcept;
 
-  /// What has come of the body and wasn't consumed.
+  /// What has come of the body and wasn't consumed yet.
   std::span<const std::uint8_t> Body() const noexcept { return std::span(body_).subspan(consumed_); }
   void Consume(std::size_t count) noexcept;
 

@@ -12,8 +12,8 @@
 
 namespace Web {
 
-/// How the calling thread's latest operation on any HttpRequest ended. LoginFailure after a Send that gave
-/// true with status 401 as well, so that wrong credentials can be distinguished from other failures.
+/// How the calling thread's latest operation on any HttpRequest ended. LoginFailure also after a Send that gave
+/// true with status 401, so that wrong credentials can be distinguished from other failures.
 HttpError LastHttpError() noexcept;
 
 /// The system's only HTTP client: one camera, one user, one request at a time.

@@ -21,14 +21,14 @@ bool IsAlphanumeric(char c) noexcept {
   return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
-// Would end the request line or its target.
+// Whether the byte would end the request line or its target.
 bool BreaksLine(unsigned char c) noexcept { return c <= 0x20 || c == 0x7F; }
 
 bool IsUnsafe(unsigned char c) noexcept {
   return BreaksLine(c) || c >= 0x80 || kUnsafe.find(static_cast<char>(c)) != std::string_view::npos;
 }
 
-// Of ":" and a port, the digits may be missing.
+// ":" and a port, whose digits may be missing.
 std::optional<std::uint16_t> PortOf(std::string_view text) noexcept {
   text.remove_prefix(text.empty() ? 0 : 1);
   if (text.empty()) {

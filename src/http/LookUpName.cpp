@@ -13,7 +13,7 @@ using namespace sarnevo::platform;
 
 namespace {
 
-// The caller's and the thread's, whoever is the last.
+// Shared by the caller and the thread; it goes with the last of them.
 struct Search {
   Search(const std::string& wanted, std::uint16_t itsPort) : name(wanted), port(itsPort) {}
 

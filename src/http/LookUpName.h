@@ -13,9 +13,9 @@ namespace Web {
 
 /// Finds the addresses of a server that is given by name.
 ///
-/// The system's resolver can't be interrupted, so it is asked on a thread of its own. One that takes longer than the
-/// caller can wait is left alone: it shares what it works on, keeps the library loaded, and ends when the resolver
-/// has given up, by its own limits.
+/// The system's resolver can't be interrupted, so it is asked on a thread of its own. When that takes longer than the
+/// caller can wait, the thread is left alone: it shares what it works on, keeps the library loaded, and ends when the
+/// resolver gives up by its own limits.
 ///
 /// @param timeout  of the wait
 /// @param cancel   ends the wait at once

@@ -16,9 +16,9 @@ class Device;
 /// The half of the digital I/O that knows no camera.
 ///
 /// Remembers the last known state of each input and output, reports an input to the host only when its state
-/// has changed, and asks the camera for an output only when its state would. After a failure nothing is known
-/// any more: the next request for any output goes out, and the next good poll reports every input. There is
-/// no other way in which the host's picture is set right, and none is needed.
+/// has changed, and asks the camera for an output only when its state would change. After a failure it knows no state
+/// any more: the next request for any output goes out, and the next good poll reports every input. So the host's picture
+/// becomes right again without anything else.
 ///
 /// Threads: one for the outputs, one for the inputs, so that a slow request of one doesn't hold up the other,
 /// and the host's. Each is alone in its share of the camera access. Both own the object, which lives in a
@@ -61,7 +61,7 @@ class CIOBase : public ICaptureIOApi, public std::enable_shared_from_this<CIOBas
 
   /// For ReadInputs: takes one state and reports a change to the host.
   void UpdateInput(u32 index, u32 state);
-  /// For ReadInputs, between two of them: the host may take its time over each.
+  /// For ReadInputs, which asks between two inputs: the host may take its time over each.
   bool AreInputsStopping() noexcept { return inputThread_.IsStopRequested(); }
 
  private:

@@ -12,7 +12,7 @@ std::uint64_t UtcFileTime() noexcept;
 
 /// A clock that never jumps; only differences mean something.
 Nanoseconds MonotonicTime() noexcept;
-/// What it says after @p timeout; any fits, since a year is as good as for ever here.
+/// The time when @p timeout is over. Takes any time-out: one that is too long for the clock becomes a year.
 Nanoseconds TimeAfter(Milliseconds timeout) noexcept;
 /// The same clock's milliseconds.
 std::uint64_t MonotonicMilliseconds() noexcept;

@@ -10,7 +10,7 @@ namespace sarnevo::platform {
 enum class OldContent {
   Drop,
   KeepAside,  ///< under the file's name with ".bad" after it, or ".bad.1" to ".bad.99" where that is taken; where all
-              ///< are, in the place of the one that was changed the longest time ago
+              ///< of them are, it replaces the oldest
 };
 
 /// Gives the file at @p path the new @p content in one step: whatever happens, a crash or a full disk too,

@@ -9,8 +9,8 @@ namespace sarnevo::platform {
 /// The folder of the host's executable, without a separator at its end; nothing when it isn't known.
 std::optional<std::string> HostExecutableFolder();
 
-/// From here on the library's code stays in the process, also when the host unloads it: something still runs in it
-/// that nobody waits for.
+/// From here on the library's code stays in the process, also when the host unloads it: a thread that nobody waits for
+/// still runs in it.
 void KeepLibraryLoaded() noexcept;
 
 }  // namespace sarnevo::platform

@@ -8,8 +8,8 @@ namespace sarnevo::platform {
 
 /// A small block of memory that all processes of this machine and user share under one name.
 ///
-/// The block is zero when its first user opens it and goes with the last one, so that nothing a crashed
-/// process left behind outlives the others. Stays mapped for the object's life.
+/// The block is zero when its first user opens it and goes with the last one, so that nothing of a crashed process
+/// outlives the others. Stays mapped for the object's life.
 class SharedMemory {
  public:
   /// Longest name, in bytes without the terminator; of a longer one only so much counts.

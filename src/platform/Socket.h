@@ -13,7 +13,7 @@
 
 namespace sarnevo::platform {
 
-/// Every way in which an operation on a socket can fail that the logic tells apart.
+/// How an operation on a socket failed, as far as it makes a difference to the callers.
 enum class SocketError : std::uint8_t {
   None,
   WouldBlock,  ///< nothing to receive now, or a connect under way
@@ -72,7 +72,7 @@ class Socket {
   /// wish that not every system grants; the socket is then as it was.
   void JoinDatagrams() noexcept;
 
-  /// WouldBlock while the connection is being made (non-blocking mode); once more then says how far it is.
+  /// WouldBlock while the connection is being made (non-blocking mode); call it again to learn how far it is.
   SocketError Connect(const SocketAddress& peer) noexcept;
   /// Whether a connection that was being made is up. A refused one never becomes writable.
   bool WaitWritable(Milliseconds timeout) noexcept;

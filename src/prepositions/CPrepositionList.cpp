@@ -139,8 +139,8 @@ i32 CPrepositionList::RenameCurrent(const std::wstring& name) {
                         "sarnevo::CPrepositionList::RenameCurrentPreposition", current_, from.c_str(),
                         to.c_str());
   }
-  // From within the message the host may have moved the camera, renamed once more, or deleted: what is left of the
-  // renamed one is looked up anew. Where nothing is, the host's later word counts; with fixed slots nothing is stored.
+  // From within the message the host may have moved the camera, renamed once more, or deleted. So the renamed position is
+  // looked up again. When it is gone, the host's later order counts; with fixed slots nothing is stored.
   if (std::wstring now; !GetNameOfSlot(slot, now) || now != name) {
     return fixedSlots_ != 0 ? PtzAddFailed : PtzDone;
   }
@@ -167,9 +167,9 @@ bool CPrepositionList::FileHasTheOthers(u32 slot) const {
   return true;
 }
 
-// Where the file differs, a position isn't its entry's index: the entry would replace another one. The whole channel is
-// written then. With fixed slots gaps are as it should be. A slot may be in the list twice, when the file had it so;
-// the last of its entries is the one that counts at the next start.
+// Where the file differs, a position isn't its entry's index, and the entry would replace another one. Then the whole
+// channel is written. With fixed slots gaps are in order. A slot may be in the list twice, when the file had it twice;
+// the last of its entries counts at the next start.
 i32 CPrepositionList::WriteEntries(u32 slot) {
   if (!reader_) {
     return PtzAddFailed;

@@ -52,8 +52,8 @@ class CXMLPrepositionReader {
     NotSaved,  ///< in the document, and so in the next save
     NotMade,   ///< the channel is as it was
   };
-  /// Replaces a channel's entries by @p records, with their places as indexes, and saves once. Nobody else's change
-  /// falls in between, so that what has to be taken back is this channel's alone.
+  /// Replaces a channel's entries by @p records, with their places as indexes, and saves once. No change of another
+  /// channel comes in between, so that a roll back undoes this channel's changes alone.
   Saving Rewrite(sarnevo::u32 ptzChannel, std::span<const sarnevo::PrepositionRecord> records) noexcept;
 
   /// Off, changes gather in memory; on, each is saved at once, and what has gathered is saved now. On after a

@@ -61,14 +61,14 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   /// The PtzProtocol that commands are built in, since Open. Asks nobody.
   u32 CommandProtocol() const noexcept { return commandBuilder_.Protocol(); }
 
-  /// Reads the protocol for the commands anew and starts the thread, unless it runs. 1, or -1 with a
+  /// Reads the protocol for the commands again and starts the thread, unless it runs. 1, or -1 with a
   /// message.
   i32 Open();
   /// Throws away what is queued and waits for the item under way, which the limits of its requests bound: a stop command
   /// that a busy camera takes late must still reach the head. Always 1.
   i32 Close();
 
-  /// On the wait for the item under way; whoever ends the object takes it first.
+  /// For the wait for the item under way: whoever ends the object claims it first.
   StopClaim& Claim() noexcept { return claim_; }
 
   /// The first half of Close, which doesn't wait: no further item goes to the camera.

@@ -8,8 +8,8 @@
 
 namespace sarnevo {
 
-/// Drives the PTZ head of a group 1 camera, which hangs on the camera's serial port: each command is a frame of
-/// the head's protocol that the camera's "/serial.cgi" writes to the port.
+/// Drives the PTZ head at the serial port of a group 1 camera: each command is a frame of the head's protocol that the
+/// camera's "/serial.cgi" writes to the port.
 ///
 /// Work items run on the PTZ thread, each over a connection of its own; preset commands and the question
 /// for the protocol on the caller's thread. Focus and iris go back to automatic whenever the head moves.

@@ -36,8 +36,7 @@ bool CPTZControl::Open(TSmartPtr<CXMLPrepositionReader> reader, CBasePTZComm* co
   if (comm_ != nullptr) {
     static_cast<void>(comm_->GetPtzProtocol());
     const bool opened = comm_->Open() == PtzDone;
-    // Opening may have got the answer that the first question didn't get, from a camera that is just booting. What
-    // the commands speak decides.
+    // A camera that is just booting may have answered only when the commands were opened. Their protocol decides.
     if (comm_->CommandProtocol() == PtzProtocolThreeByte) {
       prepositions_.SetFixedSlots();
       comm_->SetMaxPrepositions(kFixedSlots);

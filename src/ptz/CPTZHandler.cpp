@@ -92,8 +92,8 @@ CPTZControl* CPTZHandler::Known(u32 channel) const {
   return known != controls_.end() ? known->second.get() : nullptr;
 }
 
-// Empty when the camera has no PTZ, its control can't be opened, or there is no memory; the next request then starts
-// anew.
+// Empty when the camera has no PTZ, its control can't be opened, or there is no memory; the next request then tries
+// again.
 CPTZHandler::Controls CPTZHandler::BuildControl(u32 channel) {
   if (driver_ == nullptr || driver_->GetGroup() != kGroupWithPTZ) {
     return {};

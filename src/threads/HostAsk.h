@@ -19,8 +19,7 @@ Value Ask(Object* object, Value (Object::*getter)()) noexcept {
 }
 
 /// Copies one text from an object of the host at once, since the host may reuse its memory at the next call.
-/// A null text counts as an empty one. Throws std::bad_alloc: a text that there is no room for isn't an empty
-/// one.
+/// A null text counts as an empty one. Throws std::bad_alloc when there is no memory for it.
 template <typename Object>
 std::string AskText(Object* object, const char* (Object::*getter)()) {
   const char* const given = Ask(object, getter);

@@ -4,8 +4,8 @@
 
 namespace sarnevo {
 
-/// The announcement that a thread is about to wait for the threads of an object, so that two threads which would wait
-/// for each other for ever see it: a host may end one object from inside a callback of another.
+/// The announcement that a thread is about to wait for the threads of an object. Two threads that would wait for each
+/// other see it and don't: a host may end one object from inside a callback of another.
 ///
 /// A member of the object. The owner is what the objects that end together have in common, for comparison only.
 class StopClaim {
@@ -15,7 +15,7 @@ class StopClaim {
   StopClaim& operator=(const StopClaim&) = delete;
 
   /// False, and nothing is claimed, when the calling thread works for another object that is claimed itself. Lasts
-  /// until Drop; taken once more it is taken still. One thread at a time takes it.
+  /// until Drop; taking it twice is like taking it once. One thread at a time takes it.
   bool Take() noexcept;
   void Drop() noexcept;
   /// The calling thread works for this object.

@@ -70,7 +70,7 @@ void CBaseIPVideoCapture::End() noexcept {
   if (StopClaim::WorksFor(driver_)) {
     own_thread::LetGo();  // the caller's own channel ends with this object
   }
-  // Where others would give way, the caller is let go: nobody is to wait for it, and it can wait for anybody.
+  // Where another operation would give up, the caller is let go: then nobody waits for it, and it may wait for anybody.
   if (!Enter()) {
     own_thread::LetGo();
     lock_.Enter();

@@ -60,7 +60,7 @@ std::optional<i32> NearestBitrate(std::int64_t rate, const std::vector<i32>& bit
 std::optional<i32> TargetRate(u32 quality, const CQualitySettings& limits) {
   const std::int64_t range = std::int64_t{limits.maxQualityMPEG} - limits.minQualityMPEG;
   const std::int64_t rate = limits.minQualityMPEG + range * quality / 100;
-  // Not std::clamp, which a host with its limits the wrong way round would lead astray.
+  // Not std::clamp, whose behaviour is undefined when a host has its limits the wrong way round.
   const std::int64_t held =
       std::max<std::int64_t>(std::min<std::int64_t>(rate, limits.maxQualityMPEG), limits.minQualityMPEG);
   return NearestBitrate(held, limits.bitrates);

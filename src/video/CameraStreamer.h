@@ -14,7 +14,7 @@
 namespace sarnevo {
 
 /// One stream of a channel, from its start to its end: the RTSP session, the local ports, the reports, and the frame in
-/// the making. A channel that brings its stream up anew makes a new one.
+/// the making. A channel that sets its stream up again makes a new one.
 ///
 /// The receive thread owns it too: a callback may end the stream, and the thread then returns through it.
 /// Start and Stop come from one thread at a time. A worker is interrupted in either.

@@ -12,7 +12,7 @@
 
 namespace sarnevo {
 
-/// The host's objects at the end of one channel's road, each of which may be null, and what is shared about them.
+/// The host's objects that the frames of one channel go to, each of which may be null, and what the channel shares.
 struct FrameRoute {
   ipcapture::IFrameAllocator* allocator = nullptr;
   ipcapture::IFrameSink* sink = nullptr;

@@ -7,12 +7,12 @@
 
 namespace sarnevo {
 
-/// Whether the allocator of a driver is still there for threads that nobody waits for any more: a callback may end its
-/// own channel while its thread has a frame, and the frame is given back when it returns, unless the driver was closed
-/// before. One per driver, shared by all who may hold a frame. Any thread may call.
+/// Knows whether the allocator of a driver is still there, for threads that nobody waits for any more. A callback may end
+/// its own channel while its thread has a frame; the frame is given back when the callback returns, unless the driver was
+/// closed before. One per driver, shared by all who may hold a frame. Any thread may call.
 class FrameReturns {
  public:
-  /// Gives @p frame back on a thread that was let go; after Close it does nothing, and the frame stays the host's.
+  /// Gives @p frame back on a thread that was let go; after Close it does nothing, and the frame stays with the host.
   void GiveBack(ipcapture::IFrameAllocator& allocator, ipcapture::IFrame& frame) noexcept;
   /// The allocator becomes void. Waits until no frame is on its way back, but for one of the calling thread.
   void Close() noexcept;

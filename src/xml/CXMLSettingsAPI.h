@@ -61,7 +61,7 @@ class CXMLSettingsAPI {
 
   /// -1 when the document couldn't be put into text, for want of memory or since it is too large: it needs a RollBack.
   sarnevo::i32 Save() noexcept;
-  /// Throws std::bad_alloc: a setting that there is no room for isn't an empty one.
+  /// Throws std::bad_alloc when there is no memory for the value.
   std::wstring GetString(const wchar_t* format, ...);
   /// Fails for what CanHold refuses, and then changes nothing.
   sarnevo::i32 SetString(const wchar_t* value, const wchar_t* format, ...) noexcept;

@@ -24,8 +24,7 @@ using XmlElement = _xmlNode;
 /// all settings of the XML library that the host could share as they are. Prepares the library itself.
 ///
 /// One thread uses a document at a time. Running out of memory is a failure like any other, except for the
-/// operations that look something up: they throw std::bad_alloc, since what can't be found for want of memory
-/// isn't missing.
+/// operations that look something up: they throw std::bad_alloc, since "not found" would be wrong.
 class XmlDocument {
  public:
   /// What each document that is written begins with.

@@ -199,7 +199,7 @@ std::optional<Options> ReadOptions(int count, char** arguments, int& exitCode) {
   CLI::App app(kAbout, "kolvex-camera");
   app.footer(Footer());
   app.add_option("--camera", raw.cameras, "start this camera; may be given several times")->type_name("CAMERA");
-  app.add_option("--count", raw.countText, "start a fleet of so many equal cameras")->type_name("N");
+  app.add_option("--count", raw.countText, "start a fleet of this many equal cameras")->type_name("N");
   const CLI::Option* const first =
       app.add_option("--first", raw.first, "address of the fleet's first camera (127.1.0.1)")
           ->type_name("ADDRESS");
@@ -232,7 +232,7 @@ std::optional<Options> ReadOptions(int count, char** arguments, int& exitCode) {
   }
 
   if (raw.count == 0 && (first->count() != 0 || fleet->count() != 0)) {
-    exitCode = Fail("--first and --fleet are for a fleet: say by --count how many cameras it has, 1 to 10000");
+    exitCode = Fail("--first and --fleet are for a fleet: give its number of cameras with --count, 1 to 10000");
     return std::nullopt;
   }
 

@@ -22,8 +22,8 @@
 /// The members beside "device" and "settings" are the keys of CameraConfig::Set, as text or number. In
 /// "device" further facts may be (resolutions, frame intervals ...); reading passes over what it doesn't
 /// know there. "settings" holds the numbered settings exactly as a capability query publishes them, by index;
-/// "group", "standard" and "timeout" are shorter ways to write the settings 2, 3 and 1. Credentials never
-/// be in a camera file.
+/// "group", "standard" and "timeout" are shorter ways to write the settings 2, 3 and 1. Credentials are never
+/// in a camera file.
 namespace kolvex_host {
 
 /// The camera of a file, its text followed by ",KEY=VALUE,..." that override it. Completed. Throws Failure

@@ -174,7 +174,7 @@ std::optional<Reason> Diagnosis::WhyNoAnswer(std::stop_token stop) const {
   if (!group_.empty() && found != group_) {
     return Reason{Reason::Cause::WrongGroup, ExitCode::Camera,
                   fmt::format("The camera at {} is of group {}, not of group {}", place_.Text(), found, group_),
-                  fmt::format("give group={}, or save it anew with query --save", found)};
+                  fmt::format("give group={}, or save it again with query --save", found)};
   }
   return std::nullopt;
 }

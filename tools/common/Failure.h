@@ -7,7 +7,7 @@ namespace kolvex_host {
 
 /// What the program returns to its caller. The numbers are fixed: scripts test them.
 enum class ExitCode : int {
-  Ok = 0,        ///< everything asked for was done; an end by Ctrl-C is an ordinary end
+  Ok = 0,        ///< everything asked for was done; Ctrl-C is an ordinary end
   Usage = 1,     ///< the command line, or a file that it names, can't be understood
   Library = 2,   ///< the driver library can't be loaded
   Refused = 3,   ///< the driver refused to open a camera or to start its stream

@@ -155,9 +155,9 @@ void AddCapture(CLI::App& app, const Common& common) {
       ->type_name("FILE")
       ->allow_extra_args(false);
   AddDuration(*command, "--duration", arguments->duration,
-              "So much of pictures of each stream, from its first frame; without it until --frames or Ctrl-C",
+              "How long to take each stream, from its first frame; without it until --frames or Ctrl-C",
               milliseconds(100), std::chrono::hours(24 * 7));
-  command->add_option("--frames", arguments->frames, "End when every stream has brought so many frames")
+  command->add_option("--frames", arguments->frames, "End when every stream has brought this many frames")
       ->type_name("N")
       ->check([](const std::string& text) {
         return kolvex_tools::ParseNumber(text, 1, 1'000'000'000) ? std::string() : "it must be a number from 1";
@@ -180,7 +180,7 @@ void AddCapture(CLI::App& app, const Common& common) {
       "--mkv", arguments->mkv,
       "Also one video file of each stream that players open (Matroska, copied and never encoded)");
   AddDuration(*command, "--segment", arguments->segment,
-              "Begin a new .mkv or .m4v after so long, at a frame that needs none before it",
+              "Begin a new .mkv or .m4v after this time, at a frame that needs none before it",
               std::chrono::seconds(1), std::chrono::hours(24));
   command->add_flag("--stdout", arguments->toOutput,
                     "The stream of the one camera to standard output: its frames, or with --mkv a video");

@@ -347,7 +347,7 @@ void CaptureRun::Tell(const std::vector<StreamReport>& reports, const char* reas
     std::string text = ReportTable(reports, options_.toOutput ? SIZE_MAX : kolvex_tools::OutputWidth());
     if (drops.value_or(0) != 0) {
       text += fmt::format(
-          "The kernel threw {} packets of all streams together away, because this machine was too "
+          "The kernel threw away {} packets of all streams together, because this machine was too "
           "slow to take them.\n",
           *drops);
     }

@@ -39,11 +39,10 @@ Examples:
   kolvex-host io set 1 high --camera 192.0.2.7
   kolvex-host io set 1 high 2 low --camera-file yard.json
 
-watch doesn't touch the outputs, and nothing is switched at its end. It says when a camera
-goes away and when it is back.
+watch switches no output, not even when it ends. It says when a camera goes away and when it is back.
 
-set: the driver begins with all outputs that it knows of low. So it hears only of the outputs up to the
-highest that is named; those among them that aren't named are low afterwards, the ones above stay as they are.
+set: the driver begins by setting all outputs low that it knows of. The program lets it know of the outputs up to the
+highest that is named: those among them that aren't named are low afterwards, the ones above stay as they are.
 Name all outputs that must be high in one command, or give --keep, which refuses to touch an output that isn't named.
 An output that is high already goes low for a moment. Outputs stay as set when the program ends, by Ctrl-C too.)";
 
@@ -315,8 +314,8 @@ void AddIo(CLI::App& app, const Common& common) {
   setArguments->camera.AddTo(*set);
   set->add_option("request", setArguments->words, "N high|low, for one output or several")->required();
   set->add_flag("--keep", setArguments->keep, "Refuse when an output that isn't named would go low");
-  AddDuration(*set, "--settle", setArguments->settle, "What the camera has to refuse (1s)", milliseconds(100),
-              std::chrono::minutes(1));
+  AddDuration(*set, "--settle", setArguments->settle, "How long the camera has to refuse (1s)",
+              milliseconds(100), std::chrono::minutes(1));
   set->footer(kFooter);
   set->final_callback([&common, setArguments] { Set(common, *setArguments); });
 }

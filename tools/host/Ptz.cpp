@@ -32,8 +32,8 @@ Examples:
   kolvex-host ptz presets go Gate --camera-file yard.json
   kolvex-host ptz drive --camera-file yard.json
 
-A head that isn't stopped moves on. move and drive stop it on every way out, Ctrl-C, SIGTERM and a lost
-terminal included, and make sure that the camera has taken the stop; exit code 7 when it hasn't.
+A head that isn't stopped goes on moving. move and drive stop it on every way out, also after Ctrl-C, SIGTERM and a
+lost terminal, and make sure that the camera has taken the stop; exit code 7 when it hasn't.
 
 The driver keeps the names of positions in a file beside this program, Kolvex_MAC.preset with the camera's hardware
 address (setting 9 of a camera file), so that the program's folder must be writable.)";

@@ -26,8 +26,8 @@ Examples:
   kolvex-host capture --camera-file yard.json --duration 10 --out pictures
 
 The file asks for MJPEG in the largest picture at the camera's highest rate. Change that there, or after its
-name: --camera-file yard.json,codec=mpeg4,fps=5. A later --save brings facts and settings up to date and keeps the
-rest. It never holds user name and password.)";
+name: --camera-file yard.json,codec=mpeg4,fps=5. A later --save updates facts and settings and keeps the rest. The
+file never holds user name and password.)";
 
 struct Arguments {
   std::string place;
@@ -93,7 +93,7 @@ void AddQuery(CLI::App& app, const Common& common) {
   command->add_option("--name", arguments->name, "The camera's name in that file (the address)")
       ->type_name("TEXT");
   command->add_flag("--ntsc", arguments->ntsc, "Ask for NTSC instead of PAL");
-  AddDuration(*command, "--timeout", arguments->timeout, "What the camera has to answer (8s)",
+  AddDuration(*command, "--timeout", arguments->timeout, "How long the camera has to answer (8s)",
               milliseconds(100), std::chrono::minutes(10));
   command->footer(kFooter);
   command->final_callback([&common, arguments] { Run(common, *arguments); });

@@ -25,8 +25,8 @@ namespace {
 using kolvex_console::ConsoleOptions;
 
 constexpr const char* kServeFooter = R"(
-The console listens on 127.0.0.1:8088 unless told otherwise. At any other address it wants a login, and a proxy in
-front of it that adds TLS. A socket that was handed over (LISTEN_FDS of systemd) is taken as well.
+The console listens on 127.0.0.1:8088 unless --listen names another place. At an address that isn't loopback it needs
+a login, and should have a proxy in front of it that adds TLS. It also takes sockets of systemd (LISTEN_FDS).
 
 Examples:
   kolvex-host serve --folder ~/cameras

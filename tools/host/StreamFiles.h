@@ -16,7 +16,7 @@ namespace kolvex_host {
 struct Keep {
   sarnevo::u32 every = 1;  ///< of the pictures; 0 for none
   bool mkv = false;        ///< one Matroska file of the whole stream, too
-  Seconds segment{0};      ///< a new file of the stream after so long; 0: never
+  Seconds segment{0};      ///< a new file of the stream after this time; 0: never
 };
 
 /// The files of one stream, in a folder of their own: a numbered .jpg per picture, or one .m4v elementary

@@ -28,11 +28,11 @@ From an address to pictures:
   kolvex-host snapshot 192.0.2.7
   kolvex-host capture 192.0.2.7 --duration 10s --out pictures
 
-User name and password: asked for on a terminal; else KOLVEX_USER and KOLVEX_PASSWORD, or --credentials FILE.
-They are never on a command line, where others can read them.
+User name and password come from --credentials FILE, or from KOLVEX_USER and KOLVEX_PASSWORD; else the program asks
+for them on a terminal. A password is never on a command line, where others can read it.
 
 Exit codes:
-  0  done; an end by Ctrl-C is an ordinary end
+  0  done; Ctrl-C is an ordinary end
   1  the command line, or a file that it names, can't be understood
   2  the driver library can't be loaded
   3  the driver refused to open a camera or to start its stream

@@ -89,7 +89,7 @@ class Temporary {
 
   // Also flushes it to the disk.
   bool Fill(std::string_view content) {
-    // Beyond this limit a write would raise a signal in the host's process instead of failing.
+    // Beyond this limit a write would raise a signal in the host's process in addition to failing.
     struct rlimit limit = {};
     if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && content.size() > limit.rlim_cur) {
       return false;

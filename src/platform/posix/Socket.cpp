@@ -45,7 +45,7 @@ SocketError FromErrno(int error) noexcept {
   }
 }
 
-// Repeats a call that a signal of the host's interrupted, and that has no time-out which would start anew.
+// Repeats a call that a signal of the host's interrupted. For calls without a time-out, which would start again.
 template <typename Call>
 auto Retried(Call call) noexcept {
   auto result = call();
@@ -115,7 +115,7 @@ SocketError ReceiveError(bool waits) noexcept {
   return waits && error == SocketError::WouldBlock ? SocketError::TimedOut : error;
 }
 
-// Of each of the datagrams that the system has joined (UDP_GRO), as the control message says; without one it is a
+// Bytes of each of the datagrams that the system has joined (UDP_GRO), from the control message; without one it is a
 // single datagram.
 std::size_t SizeOfEach(msghdr& message, std::size_t bytes) noexcept {
   for (cmsghdr* part = CMSG_FIRSTHDR(&message); part != nullptr; part = CMSG_NXTHDR(&message, part)) {
@@ -199,8 +199,8 @@ bool Socket::SetSendTimeout(Milliseconds timeout) noexcept {
 
 SocketError Socket::Connect(const SocketAddress& peer) noexcept {
   const auto* const address = reinterpret_cast<const sockaddr*>(peer.Get());
-  const bool stands = connect(Descriptor(handle_), address, sizeof(sockaddr_in)) == 0 || errno == EISCONN;
-  return stands ? SocketError::None : FromErrno(errno);
+  const bool isUp = connect(Descriptor(handle_), address, sizeof(sockaddr_in)) == 0 || errno == EISCONN;
+  return isUp ? SocketError::None : FromErrno(errno);
 }
 
 bool Socket::WaitWritable(Milliseconds timeout) noexcept {

@@ -14,7 +14,7 @@ namespace sarnevo::platform {
 
 namespace {
 
-// Untouched pages of a stack cost nothing, so this is room for the host's callbacks, not a cost.
+// Room for the host's callbacks. Untouched pages of a stack cost nothing.
 constexpr std::size_t kStackBytes = std::size_t{1} << 20;
 // Steps above the priority that the thread starts with; needs a privilege that most hosts don't have.
 constexpr int kAboveNormalSteps = 5;

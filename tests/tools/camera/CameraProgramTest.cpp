@@ -8,10 +8,12 @@
 #include <vector>
 
 #include "camera/SendRequest.h"
+#include "support/Eventually.h"
 #include "support/ProgramRun.h"
 
 namespace {
 
+using kolvex_test::Eventually;
 using kolvex_test::ProgramResult;
 using kolvex_test::ProgramRun;
 using testing::HasSubstr;
@@ -36,7 +38,7 @@ TEST(CameraProgram, ExplainsWhatIsWrongAndReturnsItsCode) {
            {"--seconds 0", 2, "\"0\" is no time"},
            {"--control 8099", 2, "--control takes ADDRESS:PORT, like 127.0.0.1:8099"},
            {"--password-file /nonexistent", 2, "can't read a password from /nonexistent"},
-           {"--fleet foo=1", 2, "say by --count how many cameras it has, 1 to 10000"},
+           {"--fleet foo=1", 2, "give its number of cameras with --count, 1 to 10000"},
            {"--fleet foo=1 --count 2", 2, "a camera has no property \"foo\""},
            {"--camera address=127.0.1.1 --camera address=127.0.1.1", 2, "are to listen at 127.0.1.1:80"},
            {"group=1", 2, "there is a word too many, group; there are --help, --camera"},
@@ -90,6 +92,10 @@ TEST(CameraProgram, RunsAFleetThatCanBeControlledAndHasHeadsThatTakeNoWrongFrame
   EXPECT_THAT(Get("127.0.0.1", "/?camera=127.0.9.9&silent=1"), testing::StartsWith("404"));
   EXPECT_THAT(Get("127.1.0.255", "/sim.cgi"), HasSubstr("\"silent\": true"));
   EXPECT_THAT(Get("127.1.1.0", "/sim.cgi"), HasSubstr("\"silent\": false"));
+  // It leaves in the middle of the request that says so.
+  Get("127.1.0.255", "/sim.cgi?reboot=0");
+  EXPECT_TRUE(
+      Eventually([] { return Get("127.1.0.255", "/sim.cgi").find("\"reboots\": 1") != std::string::npos; }));
   program.Signal(SIGTERM);
   const ProgramResult result = program.Finish();
   EXPECT_EQ(result.exit, 0);

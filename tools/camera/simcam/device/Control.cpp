@@ -97,17 +97,17 @@ constexpr std::array kCommands = {
     Command{"oversize", SetRate<&PacketFaults::oversize>, "RATE     datagrams of 6000 bytes sent in between"},
     Command{"empty", SetRate<&PacketFaults::empty>, "RATE     datagrams without a byte sent in between"},
     Command{"stranger", SetRate<&PacketFaults::stranger>,
-            "RATE     packets of somebody else sent in between, from another address"},
+            "RATE     packets of another sender in between, from another address"},
     Command{"mistype", SetRate<&PacketFaults::mistype>,
             "RATE     packets with a payload type that the description doesn't name"},
     Command{"unmark", SetRate<&PacketFaults::unmark>, "RATE     packets that lose their marker bit"},
     Command{"swap", SetRate<&PacketFaults::swap>,
             "RATE     packets that exchange sequence numbers with the next"},
-    Command{"silent", SetSilent, "0|1      streams are set up and no RTP comes"},
+    Command{"silent", SetSilent, "0|1      streams are set up, but no RTP comes"},
     Command{"reports", SetReports, "WHAT     RTCP reports: ok, lose, short, garbage, oversize or empty"},
     Command{"http", SetReply<&Faults::http>, "REPLY    what happens to HTTP replies"},
     Command{"rtsp", SetReply<&Faults::rtsp>, "REPLY    what happens to RTSP replies"},
-    Command{"reboot", Reboot, "SECONDS  gone, and back after that time with new sessions and SSRC"},
+    Command{"reboot", Reboot, "SECONDS  gone at once, and back after that time with new sessions and SSRC"},
     Command{"answer-as", AnswerAs, "1|2      speak as the other camera group"},
     Command{"seed", Seed, "NUMBER   draw numbers and faults from here on"},
     Command{"input-walk", Walk, "MS       a random input changes each MS milliseconds; 0 ends it"},
@@ -144,9 +144,8 @@ constexpr const char* kReplies =
     "time) or "
     "turn:MS (back as the other group), each with /PLACE after it for where the reply begins to go wrong "
     "(connect, "
-    "status, header1, header2 and so on or body), @TEXT for requests that hold TEXT only and *COUNT for so "
-    "many "
-    "replies only: stall/header2@SETUP*1";
+    "status, header1, header2 and so on or body), @TEXT for only those requests that hold TEXT and *COUNT for "
+    "only that many replies: stall/header2@SETUP*1";
 
 /// What a command takes, for the one who gave it something else.
 std::string Allowed(const Camera& camera, std::string_view key) {

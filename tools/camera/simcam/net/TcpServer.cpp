@@ -61,10 +61,13 @@ void TcpServer::Accept(int socket, const sockaddr_in& peer) {
   accepted.SetHandler(makeHandler_(accepted));  // which may end it
 }
 
+// The call may come out of one of the connections, when the camera is told to reboot over its own port.
 void TcpServer::DropConnections() {
-  for (const std::unique_ptr<Connection>& connection : std::exchange(connections_, {})) {
+  for (std::unique_ptr<Connection>& connection : std::exchange(connections_, {})) {
     connection->Close();
+    ended_.push_back(std::move(connection));
   }
+  reaper_.StartOnce(Microseconds{0});
 }
 
 }  // namespace simcam
