@@ -244,9 +244,10 @@ std::string MessageHead(unsigned camera, std::uint64_t time, std::size_t bytes) 
       head += static_cast<char>(number >> static_cast<unsigned>(shift) & 0xffU);
     }
   };
-  append(11 + name.size() + bytes, 4);
+  append(15 + name.size() + bytes, 4);
   head += 'P';
   append(time, 8);
+  append(1, 4);  // its number
   append(name.size(), 2);
   return head + name;
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "ConsoleServer.h"
+#include "hub/Viewers.h"
 #include "support/Eventually.h"
 #include "support/TempFolder.h"
 
@@ -36,6 +37,8 @@ TEST(ConsoleDoors, AnswerEachRequestWithAClearStatusAndSentence) {
       {"GET", "/nothing.js", "", 404, "nothing by that path", ""},
       {"POST", "/cameras/Yard/snapshot.jpg", "{}", 405, "it takes GET", ""},
       {"POST", "/metrics", "{}", 405, "it takes GET, HEAD", ""},
+      {"POST", "/wall", R"({"viewer":"me","shown":[1]})", 404, "no viewer", ""},
+      {"POST", "/wall", R"({"shown":[1]})", 400, "lacks", ""},
       {"POST", "/app.js", "{}", 405, "it takes GET, HEAD", ""},
       {"GET", "/wall?camera=Nobody", "", 404, "no camera of that name", ""},
       {"POST", "/cameras/Yard/move", R"({"move":"left","speed":3})", 200, "left", "move left 3\n"},
@@ -172,13 +175,102 @@ TEST(ConsoleDoors, GiveTheWholeWallOverOneConnection) {
     ASSERT_EQ(message[0], 'P');
     const auto now = std::chrono::system_clock::now().time_since_epoch() / milliseconds(1);
     EXPECT_NEAR(static_cast<double>(Number(message.substr(1, 8))), static_cast<double>(now), 60'000);
-    const std::size_t length = Number(message.substr(9, 2));
-    pictures[message.substr(11, length)] = message.substr(11 + length);
+    const std::size_t length = Number(message.substr(13, 2));
+    pictures[message.substr(15, length)] = message.substr(15 + length);
   }
   EXPECT_EQ(pictures["Yard"], "yard picture");
   EXPECT_EQ(pictures["Gate <script>"], std::string(300'000, 'g'));
   EXPECT_THAT(events, HasSubstr(R"({"event":"cameras","names":["Yard","Gate <script>"]})"));
   EXPECT_THAT(events, HasSubstr(R"("event":"camera")"));
+}
+
+/// A viewer of the wall that answers.
+class Answering {
+ public:
+  Answering(const ConsoleServer& server, const std::string& viewer)
+      : server_(server), viewer_(viewer), client_(server.Port(), "/wall?viewer=" + viewer) {
+    client_.ReadUntil("\r\n\r\n");
+  }
+  /// The next picture, whatever is told before it.
+  std::string Next() {
+    std::string message;
+    do {
+      message = client_.Read(Number(client_.Read(4)));
+    } while (!message.empty() && message[0] == 'E');
+    if (message.empty()) {
+      return "nothing";
+    }
+    number = Number(message.substr(9, 4));
+    return message.substr(15 + Number(message.substr(13, 2)));
+  }
+  /// Says that a picture has been shown; gives the status.
+  int Answer(std::uint64_t shown) const {
+    return server_.Post("/wall", R"({"viewer":")" + viewer_ + R"(","shown":[)" + std::to_string(shown) + "]}")
+        .status;
+  }
+
+  std::uint64_t number = 0;  // of the last picture
+
+ private:
+  const ConsoleServer& server_;
+  const std::string viewer_;
+  Client client_;
+};
+
+TEST(ConsoleWall, SendsAPageThatAnswersNoMoreThanAFewPicturesAhead) {
+  using Clock = std::chrono::steady_clock;
+  ConsoleServer server;
+  auto& yard = server.Add("Yard");
+  auto& gate = server.Add("Gate");
+  auto page = std::make_optional<Answering>(server, "me");
+  const auto gets = [&](kolvex_test::FakeCamera& camera, const std::string& picture) {
+    server.Show(camera, picture);
+    EXPECT_EQ(page->Next(), picture);
+    return page->number;
+  };
+  // Cameras come in turns, so the second picture of Gate comes after any of Yard that may be sent.
+  const auto getsOnlyGate = [&](const char* why) {
+    for (const char* mark : {"mark", "second mark"}) {
+      EXPECT_EQ(page->Answer(gets(gate, mark)), 200) << why;
+    }
+  };
+
+  gets(yard, "1");
+  gets(yard, "2");
+  const auto begun = Clock::now();
+  EXPECT_EQ(page->Answer(gets(yard, "3")), 200) << "for all three";
+  const auto fastest = Clock::now() - begun;
+
+  gets(yard, "4");
+  gets(yard, "5");
+  const std::uint64_t last = gets(yard, "6");
+  const auto sent = Clock::now();
+  server.Show(yard, "7");
+  getsOnlyGate("three are unanswered");
+  for (const char* body :
+       {R"({"viewer":"me"})", R"({"viewer":"me","shown":6})", R"({"viewer":"me","shown":[-1]})",
+        R"({"viewer":"me","shown":[4294967296]})", R"({"viewer":"me","shown":["6"]})"}) {
+    EXPECT_EQ(server.Post("/wall", body).status, 400) << body;
+  }
+  EXPECT_EQ(page->Answer(77'777), 200) << "that no picture has";
+  const Answering other(server, "other");
+  EXPECT_EQ(other.Answer(last), 200) << "another viewer's word";
+  EXPECT_EQ(server.Get("/wall?viewer=me").status, 409) << "nobody takes a viewer's place";
+  getsOnlyGate("three are still unanswered");
+
+  server.Show(yard, "8");
+  EXPECT_TRUE(kolvex_test::Eventually([&] { return Clock::now() - sent > fastest + 2 * WallOutlet::kLate; }));
+  EXPECT_EQ(page->Answer(last), 200);
+  EXPECT_EQ(page->Next(), "8") << "the newest, and not what it has missed";
+  const std::uint64_t single = page->number;
+  server.Show(yard, "9");
+  getsOnlyGate("answers come late, so one is under way at a time");
+  EXPECT_EQ(page->Answer(single), 200);
+  EXPECT_EQ(page->Next(), "9");
+
+  page.reset();
+  EXPECT_TRUE(kolvex_test::Eventually([&] { return server.Get("/wall?viewer=me").status == 200; }))
+      << "a name is free when its viewer has left";
 }
 
 TEST(ConsoleDoors, TellEveryChangeAsServerSentEvents) {

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 #include "Texts.h"
 #include "hub/Matroska.h"
-#include "hub/Viewers.h"
 
 namespace kolvex_console {
 
@@ -138,6 +138,7 @@ constexpr DoorTable::Door DoorTable::kDoors[] = {
     {"POST", {"cameras", "*", "outputs"}, &DoorTable::SetOutput},
     {"POST", {"cameras", "*", "fault"}, &DoorTable::Simulate},
     {"GET", {"wall"}, &DoorTable::ShowWall},
+    {"POST", {"wall"}, &DoorTable::HearOfWall},
     {"GET", {"events"}, &DoorTable::ShowEvents},
     {"GET", {"metrics"}, &DoorTable::ShowMetrics},
 };
@@ -265,10 +266,10 @@ void DoorTable::Tick() {
   std::erase_if(waiters_, [&](const Waiter& waiter) { return AnswerWaiter(waiter, now); });
 }
 
-void DoorTable::ShowMjpeg(Visit& visit) { visit.respond(std::make_unique<MjpegOutlet>(visit.camera->Video())); }
+void DoorTable::ShowMjpeg(Visit& visit) { visit.respond(std::make_shared<MjpegOutlet>(visit.camera->Video())); }
 
 void DoorTable::ShowMatroska(Visit& visit) {
-  visit.respond(std::make_unique<MatroskaOutlet>(visit.camera->Video()));
+  visit.respond(std::make_shared<MatroskaOutlet>(visit.camera->Video()));
 }
 
 void DoorTable::ShowThumbnail(Visit& visit) {
@@ -312,10 +313,44 @@ void DoorTable::ShowWall(Visit& visit) {
     }
     only.insert(camera->second);
   }
-  visit.respond(std::make_unique<WallOutlet>(site_, std::move(only)));
+  const auto viewer = visit.request.query.find("viewer");
+  const bool isAnswered = viewer != visit.request.query.end();
+  const auto wall = std::make_shared<WallOutlet>(site_, std::move(only), isAnswered);
+  if (isAnswered) {
+    std::erase_if(walls_, [](const auto& each) { return each.second.expired(); });
+    // Never taken from who has it: a word that somebody guesses holds up nobody's pictures.
+    if (!walls_.try_emplace(viewer->second, wall).second) {
+      visit.respond(Refusal(409, "There is a viewer of that name."));
+      return;
+    }
+  }
+  visit.respond(wall);
 }
 
-void DoorTable::ShowEvents(Visit& visit) { visit.respond(std::make_unique<EventsOutlet>(site_)); }
+void DoorTable::HearOfWall(Visit& visit) {
+  const auto found = walls_.find(Text(visit.body, "viewer"));
+  const std::shared_ptr<WallOutlet> wall = found != walls_.end() ? found->second.lock() : nullptr;
+  if (!wall) {
+    visit.respond(Refusal(404, "There is no viewer of that name."));
+    return;
+  }
+  const json& shown = visit.body["shown"];
+  if (!shown.is_array() || !std::all_of(shown.begin(), shown.end(), [](const json& number) {
+        return number.is_number_unsigned() && number <= std::numeric_limits<std::uint32_t>::max();
+      })) {
+    throw BadBody{R"("shown" must be a list of pictures' numbers.)"};
+  }
+  bool hasRoom = false;
+  for (const json& number : shown) {
+    hasRoom = wall->Shown(number.get<std::uint32_t>()) || hasRoom;
+  }
+  if (hasRoom) {
+    site_->Wake();
+  }
+  visit.respond(JsonReply({{"done", true}}));
+}
+
+void DoorTable::ShowEvents(Visit& visit) { visit.respond(std::make_shared<EventsOutlet>(site_)); }
 
 void DoorTable::ShowMetrics(Visit& visit) {
   visit.respond(Reply{200, "text/plain; version=0.0.4; charset=utf-8", outside_.metrics(), {}});

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "hub/Site.h"
+#include "hub/Viewers.h"
 #include "web/Http.h"
 
 namespace kolvex_console {
@@ -87,6 +89,7 @@ class DoorTable {
   void UsePosition(Visit& visit);
   void Simulate(Visit& visit);
   void ShowWall(Visit& visit);
+  void HearOfWall(Visit& visit);
   void ShowEvents(Visit& visit);
   void ShowMetrics(Visit& visit);
 
@@ -95,6 +98,8 @@ class DoorTable {
   const std::shared_ptr<Site> site_;
   const Outside outside_;
   std::vector<Waiter> waiters_;  // for a picture, at most one per seat of the server
+  // Walls whose viewers say what they have shown, by the viewers' own words for themselves; some have ended.
+  std::map<std::string, std::weak_ptr<WallOutlet>> walls_;
 };
 
 }  // namespace kolvex_console

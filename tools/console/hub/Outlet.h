@@ -15,7 +15,7 @@ struct Unit {
   std::shared_ptr<const void> memory;  ///< keeps the body's bytes; the picture itself, never a copy
   std::string_view tail;               ///< of a constant
   /// Not negative: while nothing of the unit has been sent it may be given back (Outlet::PutBack).
-  int key = -1;
+  std::int64_t key = -1;
 
   std::size_t Size() const { return head.size() + body.size() + tail.size(); }
 };
@@ -23,7 +23,7 @@ struct Unit {
 /// Where one viewer's stream comes from. The viewer asks when its connection has room: so there is no queue,
 /// a viewer that is slow gets what is newest then, and it waits for nobody and nobody for it.
 ///
-/// On the server's thread. Destroyed when the viewer leaves.
+/// On the server's thread. The stream lets it go when the viewer leaves.
 class Outlet {
  public:
   virtual ~Outlet() = default;

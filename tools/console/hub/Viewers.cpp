@@ -77,7 +77,7 @@ void WallOutlet::FollowCameras() {
       tiles.push_back(std::move(*known));
       tiles.back().name = name;
     } else {
-      tiles.push_back({name, std::make_unique<Feed::Look>(feed), 0});
+      tiles.push_back({name, std::make_unique<Feed::Look>(feed)});
     }
   }
   tiles_ = std::move(tiles);
@@ -88,20 +88,28 @@ bool WallOutlet::NextPicture(Unit& into) {
   for (std::size_t i = 0; i < tiles_.size(); ++i) {
     const std::size_t at = (turn_ + i) % tiles_.size();
     Tile& tile = tiles_[at];
+    if (tile.unanswered.size() >= tile.most) {
+      continue;
+    }
     const PicturePtr picture = (*tile.look)->Newest();
     if (!picture || picture->number == tile.sent) {
       continue;
     }
     tile.sent = picture->number;
+    tile.number = ++number_;
+    if (isAnswered_) {
+      tile.unanswered.push_back({number_, Clock::now()});
+    }
     const auto time = std::chrono::duration_cast<std::chrono::milliseconds>(picture->time.time_since_epoch());
-    Append(into.head, 1 + 8 + 2 + tile.name.size() + picture->bytes.size(), 4);
+    Append(into.head, 1 + 8 + 4 + 2 + tile.name.size() + picture->bytes.size(), 4);
     into.head += 'P';
     Append(into.head, static_cast<std::uint64_t>(time.count()), 8);
+    Append(into.head, number_, 4);
     Append(into.head, tile.name.size(), 2);
     into.head += tile.name;
     into.body = picture->bytes;
     into.memory = picture;
-    into.key = static_cast<int>(at);
+    into.key = number_;
     turn_ = at + 1;
     return true;
   }
@@ -109,10 +117,29 @@ bool WallOutlet::NextPicture(Unit& into) {
 }
 
 void WallOutlet::PutBack(const Unit& unit) {
-  // The tiles may be others meanwhile; then one picture more is sent.
-  if (static_cast<std::size_t>(unit.key) < tiles_.size()) {
-    tiles_[static_cast<std::size_t>(unit.key)].sent = 0;
+  const auto number = static_cast<std::uint32_t>(unit.key);
+  for (Tile& tile : tiles_) {
+    std::erase_if(tile.unanswered, [&](const UnderWay& each) { return each.number == number; });
+    if (tile.number == number) {
+      tile.sent = 0;
+    }
   }
+}
+
+bool WallOutlet::Shown(std::uint32_t number) {
+  for (Tile& tile : tiles_) {
+    const auto found = std::find_if(tile.unanswered.begin(), tile.unanswered.end(),
+                                    [&](const UnderWay& each) { return each.number == number; });
+    if (found != tile.unanswered.end()) {
+      const auto took = Clock::now() - found->sent;
+      fastest_ = std::min(fastest_, took);
+      const bool wasHeld = tile.unanswered.size() >= tile.most;
+      tile.most = took - fastest_ > kLate ? 1 : kUnderWay;
+      tile.unanswered.erase(tile.unanswered.begin(), found + 1);
+      return wasHeld && tile.unanswered.size() < tile.most;
+    }
+  }
+  return false;
 }
 
 }  // namespace kolvex_console

@@ -135,7 +135,7 @@ function layOut() {
 
 const stream = new Stream({
   event: (event) => events[event.event]?.(event),
-  picture: (name, time, bytes) => tiles.get(name)?.show(time, bytes),
+  picture: (name, time, bytes, shown) => tiles.has(name) ? tiles.get(name).show(time, bytes, shown) : shown(),
   state: (state) => link = state,
 });
 

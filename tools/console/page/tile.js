@@ -30,12 +30,12 @@ export class Tile {
   }
 
   // The newest picture counts; those that come while one is decoded replace each other.
-  async show(time, bytes) {
-    this.next = {time, bytes};
+  async show(time, bytes, shown) {
+    this.next = {time, bytes, shown};
     if (this.busy) return;
     this.busy = true;
     while (this.next) {
-      const {time, bytes} = this.next;
+      const {time, bytes, shown} = this.next;
       this.next = null;
       try {
         const bitmap = await createImageBitmap(new Blob([bytes], {type: "image/jpeg"}));
@@ -49,6 +49,7 @@ export class Tile {
       } catch {
         // A damaged picture; the one before stays, and its age says so.
       }
+      shown();
     }
     this.busy = false;
   }

@@ -207,7 +207,7 @@ void Connection::Deliver(Answer answer) {
   if (auto* const reply = std::get_if<Reply>(&answer)) {
     Send(std::move(*reply));
   } else {
-    BeginStream(std::move(std::get<std::unique_ptr<Outlet>>(answer)));
+    BeginStream(std::move(std::get<std::shared_ptr<Outlet>>(answer)));
   }
 }
 
@@ -255,7 +255,7 @@ void Connection::Linger() {
                           });
 }
 
-void Connection::BeginStream(std::unique_ptr<Outlet> outlet) {
+void Connection::BeginStream(std::shared_ptr<Outlet> outlet) {
   if (server_.streams_.size() >= server_.options_.limits.streams) {
     Send(Refusal(503, "All streams that this server gives at a time are taken."));
     return;

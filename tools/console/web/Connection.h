@@ -43,7 +43,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   Respond MakeRespond();
   void Deliver(Answer answer);
   void Send(Reply reply);
-  void BeginStream(std::unique_ptr<Outlet> outlet);
+  void BeginStream(std::shared_ptr<Outlet> outlet);
   void LeaveWaiting();
   /// Reads away what the client still sends: closing at once would take the reply from it.
   void Linger();

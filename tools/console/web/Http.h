@@ -33,7 +33,7 @@ struct Reply {
 };
 
 /// What a door answers: a whole reply, or a stream that goes on until one side ends it.
-using Answer = std::variant<Reply, std::unique_ptr<Outlet>>;
+using Answer = std::variant<Reply, std::shared_ptr<Outlet>>;
 /// Takes the answer, on any thread, once. An answer to a client that has left is dropped.
 using Respond = std::function<void(Answer)>;
 /// Looks at a request on the server's thread; must not block there.

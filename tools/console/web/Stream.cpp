@@ -42,7 +42,7 @@ struct Vector {
 }  // namespace
 
 Stream::Stream(Server& server, boost::asio::ip::tcp::socket socket, std::string head,
-               std::unique_ptr<Outlet> outlet)
+               std::shared_ptr<Outlet> outlet)
     : server_(server),
       socket_(std::move(socket)),
       outlet_(std::move(outlet)),

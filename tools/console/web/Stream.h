@@ -21,7 +21,7 @@ namespace kolvex_console {
 /// On the server's thread. Has a seat of the server's until it ends.
 class Stream : public std::enable_shared_from_this<Stream> {
  public:
-  Stream(Server& server, boost::asio::ip::tcp::socket socket, std::string head, std::unique_ptr<Outlet> outlet);
+  Stream(Server& server, boost::asio::ip::tcp::socket socket, std::string head, std::shared_ptr<Outlet> outlet);
   ~Stream();
   Stream(const Stream&) = delete;
   Stream& operator=(const Stream&) = delete;
@@ -44,7 +44,7 @@ class Stream : public std::enable_shared_from_this<Stream> {
 
   Server& server_;
   boost::asio::ip::tcp::socket socket_;
-  std::unique_ptr<Outlet> outlet_;  // null: the head is all
+  std::shared_ptr<Outlet> outlet_;  // null: the head is all
   std::deque<Unit> units_;          // to be sent, of the first one without what has gone
   std::size_t sent_ = 0;            // bytes of the first unit
   std::size_t gathered_ = 0;        // bytes of all units
