@@ -119,15 +119,9 @@ bool CXMLPrepositionReader::SetAutoSave(bool on) {
   return !on || Save() == Saving::Saved;
 }
 
-// What couldn't be put into text is taken back at once, or a later roll back would take it with what it has to take back
-// itself. What only the disk didn't take is in the text already, and stays.
 CXMLPrepositionReader::Saving CXMLPrepositionReader::Save() noexcept {
   const i32 saved = settings_.Save();
-  if (saved < 0) {
-    settings_.RollBack();
-    return Saving::NotMade;
-  }
-  return saved == 1 ? Saving::Saved : Saving::NotSaved;
+  return saved < 0 ? Saving::NotMade : saved == 1 ? Saving::Saved : Saving::NotSaved;
 }
 
 // One entry in the document, whole or not at all.

@@ -26,6 +26,10 @@ std::optional<BurstPace::Nanoseconds> BurstPace::SleepUntil(Nanoseconds now) noe
   if (countAtSleep_ != 0) {
     lookedAt_ = elapsed;
     countThen_ = count_;
+    // They come far faster than before: the old pace would fill the buffer, and miss the end.
+    if (elapsed / count_ < gap_ / 2) {
+      gap_ = elapsed / count_;
+    }
   }
   const Nanoseconds wanted = count_ < Expected() ? Left(elapsed) : Overdue();
   const bool isPaceKnown = count_ > 1 && elapsed >= gap_ * (count_ - 1) / 2;

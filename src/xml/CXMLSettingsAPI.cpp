@@ -146,7 +146,11 @@ i32 CXMLSettingsAPI::CreateNewFile(const char* fileName, const char* rootName, u
 }
 
 i32 CXMLSettingsAPI::Save() noexcept {
-  return OnDocument(-1, std::string(), [&](const std::string&) { return SaveDocument(); });
+  const i32 saved = OnDocument(-1, std::string(), [&](const std::string&) { return SaveDocument(); });
+  if (saved < 0) {
+    RollBack();
+  }
+  return saved;
 }
 
 i32 CXMLSettingsAPI::SaveIfAutomatic() { return autoSave_ == 0 || SaveDocument() == 1 ? 1 : 0; }
@@ -157,7 +161,8 @@ i32 CXMLSettingsAPI::SaveDocument() {
     return -1;
   }
   text_ = std::move(*text);
-  return sarnevo::platform::ReplaceFile(path_, text_) ? 1 : 0;
+  // What is in the text stays, also when there is no memory for its way to the disk.
+  return Guarded(0, [&] { return sarnevo::platform::ReplaceFile(path_, text_) ? 1 : 0; });
 }
 
 // The next operation takes the document from its text again, and fails for as long as there is no memory for that.

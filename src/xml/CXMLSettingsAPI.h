@@ -59,7 +59,8 @@ class CXMLSettingsAPI {
 
   // The following give 1 for success and 0 for failure; all fail while the object is closed.
 
-  /// -1 when the document couldn't be put into text, for want of memory or since it is too large: it needs a RollBack.
+  /// -1 when the document couldn't be put into text, for want of memory or since it is too large: all changes since the
+  /// last save are taken back.
   sarnevo::i32 Save() noexcept;
   /// Throws std::bad_alloc when there is no memory for the value.
   std::wstring GetString(const wchar_t* format, ...);

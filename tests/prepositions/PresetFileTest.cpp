@@ -135,8 +135,12 @@ TEST(PresetFile, ARewriteThatFailsTakesBackItsOwnChannelAlone) {
   List list(reader), second(reader, 1);
   list.AddPreposition(L"Door");
   second.AddPreposition(L"Gate");
-  const PrepositionRecord records[] = {{L"Yard", 0}, {L"\x1", 1}};  // of which the file can't carry one
-  EXPECT_EQ(reader->Rewrite(0, records), CXMLPrepositionReader::Saving::NotMade);
+  const PrepositionRecord unfit[] = {{L"Yard", 0}, {L"\x1", 1}};  // of which the file can't carry one
+  EXPECT_EQ(reader->Rewrite(0, unfit), CXMLPrepositionReader::Saving::NotMade);
+  // Each of them fits, and all together are more than a file may hold: an "&" takes five bytes.
+  const std::vector<PrepositionRecord> tooMany(14, {std::wstring(1'000'000, L'&'), 0});
+  EXPECT_EQ(reader->Rewrite(0, tooMany), CXMLPrepositionReader::Saving::NotMade);
+  EXPECT_TRUE(reader->SetAutoSave(false) && reader->SetAutoSave(true)) << "nothing of them is in the next save";
   EXPECT_EQ(List(folder.Path()).Names() + List(OpenReader(folder.Path()), 1).Names(), "Door,Gate,");
 }
 

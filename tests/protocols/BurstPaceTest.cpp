@@ -145,8 +145,8 @@ TEST(BurstPace, TakesAFrameThatIsUnlikeTheOthers) {
       {"a key frame", 100, 100us, 26, 700us, 12, 40us},
       {"a little longer", 13, 100us, 6, 40us, 9, 40us},
       {"a little shorter", 9, 100us, 4, 140us, 9, 60us},
-      {"far faster", 100, 10us, 10, 500us, 60, 100us},
-      {"as fast as 1 Gbit/s", 179, 12us, 20, 500us, 53, 100us},
+      {"far faster", 100, 10us, 10, 150us, 60, 100us},
+      {"as fast as 1 Gbit/s", 179, 12us, 20, 150us, 53, 100us},
       {"far slower", 12, 2ms, 13, 1us, 0, 40us},
   };
   for (const auto& row : kRows) {

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <map>
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
