@@ -128,12 +128,9 @@ bool CBaseKolvexCameraProperties::Fetch(Web::HttpRequest& request, const char* p
     level = sent && request.GetStatusCode() == Web::kStatusUnauthorized ? QueryFailureLogin : QueryFailureOther;
     return false;
   }
-  if (ReadBody(request, kMostPropertyBytes, kReadBlockBytes, reply)) {
-    return true;
-  }
-  // What came before the camera broke off counts; what we ourselves cut doesn't.
-  const Web::HttpError error = Web::LastHttpError();
-  return !reply.empty() && error != Web::HttpError::OutOfResources && error != Web::HttpError::Cancelled;
+  // What came before the camera broke off counts.
+  return ReadBody(request, kMostPropertyBytes, kReadBlockBytes, reply) ||
+         (!reply.empty() && WasEndedByCamera());
 }
 
 std::optional<std::string> CBaseKolvexCameraProperties::ValueIn(std::string_view reply, std::string_view key,

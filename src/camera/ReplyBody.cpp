@@ -24,6 +24,11 @@ bool ReadBody(Web::HttpRequest& request, std::size_t most, u32 block, std::vecto
   return true;
 }
 
+bool WasEndedByCamera() noexcept {
+  const Web::HttpError error = Web::LastHttpError();
+  return error != Web::HttpError::Cancelled && error != Web::HttpError::OutOfResources;
+}
+
 std::string_view TextOf(const std::vector<u8>& body) noexcept {
   const std::string_view text(reinterpret_cast<const char*>(body.data()), body.size());
   return text.substr(0, text.find('\0'));

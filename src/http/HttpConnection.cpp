@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
+#include <span>
 #include <vector>
 
 #include "http/LookUpName.h"
@@ -16,23 +16,18 @@ namespace {
 
 // Bytes of one receive, on the caller's stack. The replies to polls are shorter.
 constexpr std::size_t kBlock = 4096;
-// How long a wait without a limit lasts before it is begun again.
-constexpr Milliseconds kLongWait{60'000};
 
-// The end of a time-out; the clock's greatest value when there is no limit.
-std::uint64_t EndOf(Milliseconds duration) noexcept {
-  return duration.count() > 0 ? MonotonicMilliseconds() + static_cast<std::uint64_t>(duration.count())
-                              : std::numeric_limits<std::uint64_t>::max();
+// The end of a time-out; 0 sets none.
+Nanoseconds EndOf(Milliseconds duration) noexcept {
+  return TimeAfter(duration.count() > 0 ? duration : Milliseconds::max());
 }
 
-bool IsOver(std::uint64_t end) noexcept { return MonotonicMilliseconds() >= end; }
-
-// How long to wait next, at the most.
-Milliseconds LeftUntil(std::uint64_t end) noexcept {
-  const std::uint64_t now = MonotonicMilliseconds();
-  const std::uint64_t left = end > now ? end - now : 0;
-  return Milliseconds{static_cast<Milliseconds::rep>(std::min<std::uint64_t>(left, kLongWait.count()))};
+// How long to wait next; 0 or less when the time is over.
+Milliseconds LeftUntil(Nanoseconds end) noexcept {
+  return std::chrono::ceil<Milliseconds>(end - MonotonicTime());
 }
+
+bool IsOver(Nanoseconds end) noexcept { return LeftUntil(end).count() <= 0; }
 
 }  // namespace
 
@@ -42,86 +37,67 @@ void HttpConnection::Cancel() noexcept {
   socket_.Shutdown();
 }
 
-bool HttpConnection::IsCancelled() noexcept { return cancelled_.Wait(Milliseconds{0}); }
-
-HttpError HttpConnection::Begin(Milliseconds limit) noexcept {
-  limit_ = EndOf(limit);
-  return IsCancelled() ? HttpError::Cancelled : HttpError::None;
-}
+void HttpConnection::Begin(Milliseconds limit) noexcept { limit_ = EndOf(limit); }
 
 HttpError HttpConnection::Ask(const HttpTarget& target, std::string_view method, std::string_view request) {
   const bool again = (method == "GET" || method == "HEAD") && port_ == target.port && IsIdle();
-  HttpError error = HttpError::None;
-  if (again) {
-    error = Exchange(method, request);
-  }
-  if (!again || (error == HttpError::ConnectionBroken && !reply_.HasBegun())) {
+  reply_ = HttpReply(method == "HEAD");
+  HttpError error = again ? Exchange(request) : HttpError::None;
+  if (!again || (error == HttpError::ConnectionBroken && !reply_.HasBegun() && !IsCancelled())) {
     error = Connect(target);
-    error = error == HttpError::None ? Exchange(method, request) : error;
+    error = error == HttpError::None ? Exchange(request) : error;
   }
-  return error == HttpError::None ? error : Fail(error);
+  return error;
 }
 
 HttpError HttpConnection::AwaitBody() {
-  while (!IsCancelled()) {
-    if (!reply_.Body().empty()) {
-      return HttpError::None;
-    }
-    if (failed_ != HttpError::None || reply_.IsWhole()) {
-      return failed_;
-    }
+  while (reply_.Body().empty() && failed_ == HttpError::None && !reply_.IsWhole()) {
     Receive();
   }
-  return HttpError::Cancelled;
+  return reply_.Body().empty() ? failed_ : HttpError::None;
 }
 
 HttpError HttpConnection::Fail(HttpError error) noexcept {
   failed_ = error;
   reply_ = HttpReply();
-  Close();
+  socket_.Close();
   return error;
 }
 
-// False when the server has closed the connection, or has sent something unasked: no request goes out over it then.
+// A server that has closed the connection, or says something unasked, isn't asked over it.
 bool HttpConnection::IsIdle() noexcept {
   std::uint8_t byte = 0;
   return socket_.IsOpen() && reply_.IsWhole() && socket_.Receive({&byte, 1}).error == SocketError::TimedOut;
 }
 
 // The end of a step: its own or the request's, whichever comes first.
-std::uint64_t HttpConnection::EndOfStep() const noexcept { return std::min(EndOf(timeout_), limit_); }
+Nanoseconds HttpConnection::EndOfStep() const noexcept { return std::min(EndOf(timeout_), limit_); }
 
 HttpError HttpConnection::Connect(const HttpTarget& target) {
-  const std::uint64_t end = EndOfStep();
+  const Nanoseconds end = EndOfStep();
   std::vector<SocketAddress> peers;
-  HttpError error = HttpError::CannotConnect;
-  if (const auto address = SocketAddress::Parse(target.host.c_str(), target.port)) {
-    peers.push_back(*address);
-  } else if (const HttpError failed = LookUpName(target.host, target.port, LeftUntil(end), cancelled_, peers);
-             failed != HttpError::None) {
-    return failed;
-  }
-  for (std::size_t i = 0; i < peers.size() && error == HttpError::CannotConnect; ++i) {
-    error = ConnectTo(peers[i], end);
+  HttpError error = LookUpName(target.host, target.port, LeftUntil(end), cancelled_, peers);
+  for (const SocketAddress& peer : peers) {
+    error = ConnectTo(peer, end);
+    if (error != HttpError::CannotConnect) {
+      break;
+    }
   }
   port_ = target.port;
   return error;
 }
 
-HttpError HttpConnection::ConnectTo(const SocketAddress& peer, std::uint64_t end) noexcept {
+HttpError HttpConnection::ConnectTo(const SocketAddress& peer, Nanoseconds end) noexcept {
   if (!socket_.Open(Transport::Tcp) || !socket_.SetNonBlocking(true)) {
     return HttpError::OutOfResources;
   }
   while (!IsCancelled()) {
-    switch (socket_.Connect(peer)) {
-      case SocketError::None:
-        return HttpError::None;
-      case SocketError::WouldBlock:
-        break;
-      case SocketError::TimedOut:
-        return HttpError::TimedOut;
-      default:
-        return HttpError::CannotConnect;
+    const SocketError result = socket_.Connect(peer);
+    if (result == SocketError::None) {
+      return HttpError::None;
+    }
+    if (result != SocketError::WouldBlock) {
+      return result == SocketError::TimedOut ? HttpError::TimedOut : HttpError::CannotConnect;
     }
     if (IsOver(end)) {
       return HttpError::TimedOut;
@@ -131,8 +107,7 @@ HttpError HttpConnection::ConnectTo(const SocketAddress& peer, std::uint64_t end
   return HttpError::Cancelled;
 }
 
-HttpError HttpConnection::Exchange(std::string_view method, std::string_view request) {
-  reply_ = HttpReply(method == "HEAD");
+HttpError HttpConnection::Exchange(std::string_view request) {
   HttpError error = Transmit(request);
   while (error == HttpError::None && !reply_.HasHead()) {
     error = Receive();
@@ -141,12 +116,9 @@ HttpError HttpConnection::Exchange(std::string_view method, std::string_view req
 }
 
 HttpError HttpConnection::Transmit(std::string_view request) noexcept {
-  const std::uint64_t end = EndOfStep();
+  const Nanoseconds end = EndOfStep();
   std::span rest(reinterpret_cast<const std::uint8_t*>(request.data()), request.size());
   while (!rest.empty()) {
-    if (IsCancelled()) {
-      return HttpError::Cancelled;
-    }
     const ReceiveResult sent = socket_.Send(rest);
     if (sent.error == SocketError::WouldBlock) {
       if (IsOver(end)) {
@@ -154,7 +126,7 @@ HttpError HttpConnection::Transmit(std::string_view request) noexcept {
       }
       socket_.WaitWritable(LeftUntil(end));
     } else if (sent.error != SocketError::None) {
-      return IsCancelled() ? HttpError::Cancelled : HttpError::ConnectionBroken;
+      return HttpError::ConnectionBroken;
     }
     rest = rest.subspan(sent.count);
   }
@@ -164,38 +136,25 @@ HttpError HttpConnection::Transmit(std::string_view request) noexcept {
 // Takes in one piece of the reply. What came before a failure counts.
 HttpError HttpConnection::Receive() {
   std::array<std::uint8_t, kBlock> block;
-  std::size_t count = 0;
-  failed_ = ReceiveInto(block, count);
-  if (failed_ == HttpError::None) {
-    failed_ = count > 0 ? reply_.Take(std::span(block).first(count)) : reply_.TakeEnd();
-  }
-  if (failed_ != HttpError::None || (reply_.IsWhole() && !(keep_ && reply_.LeavesOpen()))) {
-    Close();
-  }
-  return failed_;
-}
-
-// @param count  0: the connection's end
-HttpError HttpConnection::ReceiveInto(std::span<std::uint8_t> block, std::size_t& count) noexcept {
-  const std::uint64_t end = EndOfStep();
+  const Nanoseconds end = EndOfStep();
   ReceiveResult received{0, SocketError::TimedOut};
-  while (received.error == SocketError::TimedOut) {
-    // The request's limit holds however much there is to receive.
-    if (IsOver(limit_)) {
-      return HttpError::TimedOut;
-    }
+  // The request's limit holds however much there is to receive.
+  while (received.error == SocketError::TimedOut && !IsOver(end)) {
     socket_.WaitReadable(LeftUntil(end));
     received = socket_.Receive(block);
-    // Cancel may have ended the connection; that isn't the reply's end.
-    if (IsCancelled()) {
-      return HttpError::Cancelled;
-    }
-    if (received.error == SocketError::TimedOut && IsOver(end)) {
-      return HttpError::TimedOut;
-    }
   }
-  count = received.count;
-  return received.error == SocketError::None ? HttpError::None : HttpError::ConnectionBroken;
+  if (received.error != SocketError::None) {
+    const bool late = received.error == SocketError::TimedOut;
+    failed_ = late ? HttpError::TimedOut : HttpError::ConnectionBroken;
+  } else if (received.count > 0) {
+    failed_ = reply_.Take(std::span(block).first(received.count));
+  } else {
+    failed_ = reply_.TakeEnd();
+  }
+  if (failed_ != HttpError::None || (reply_.IsWhole() && !(keep_ && reply_.LeavesOpen()))) {
+    socket_.Close();
+  }
+  return failed_;
 }
 
 }  // namespace Web

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <string_view>
 
 #include "http/HttpError.h"
@@ -13,14 +12,13 @@
 
 namespace Web {
 
-/// The connection of one HttpRequest to its server: looks the name up, connects, sends, takes the reply in. Between
-/// requests it holds a descriptor only where the connection is kept.
+/// The way of one HttpRequest to its server: looks the name up, connects, sends, takes the reply in. Between requests
+/// it holds a descriptor only where the connection is kept.
 ///
 /// Time-outs: one for look-up and connect together, one for sending, one for each receive; and a limit for all of a
 /// request. The end of each wait is computed once, so that a signal doesn't make it longer.
 ///
-/// One owner thread at a time; any thread may call IsCancelled and Cancel. Whoever cancels makes sure that Open and Close
-/// aren't called meanwhile.
+/// One owner thread at a time; any thread may call Cancel, IsCancelled and Resume.
 class HttpConnection {
  public:
   /// Throws std::bad_alloc.
@@ -31,15 +29,15 @@ class HttpConnection {
   void Keep(bool keep) noexcept { keep_ = keep; }
   bool Keeps() const noexcept { return keep_; }
 
-  /// Lets requests through, until Cancel. At first it lets none through.
-  void Open() noexcept { cancelled_.Reset(); }
-  /// The step under way fails at once, and so does each later one until Open.
+  /// Ends the step under way at once, and lets no connection be made until Resume. What the step gives then means
+  /// nothing; the owner calls Fail after it.
   void Cancel() noexcept;
-  bool IsCancelled() noexcept;
+  bool IsCancelled() noexcept { return cancelled_.Wait(sarnevo::platform::Milliseconds{0}); }
+  void Resume() noexcept { cancelled_.Reset(); }
 
   /// Begins a request, in place of the one before.
   /// @param limit  for all of it; 0: none
-  HttpError Begin(sarnevo::platform::Milliseconds limit) noexcept;
+  void Begin(sarnevo::platform::Milliseconds limit) noexcept;
   /// Sends @p request and waits for the reply's head, within the request that was begun: once, and once more for
   /// each redirect.
   /// @param target  names the server
@@ -49,35 +47,31 @@ class HttpConnection {
   /// Waits until some of the body is there, or its end.
   HttpError AwaitBody();
 
-  const HttpReply& Reply() const noexcept { return reply_; }
-  void Consume(std::size_t count) noexcept { reply_.Consume(count); }
+  HttpReply& Reply() noexcept { return reply_; }
 
-  /// Gives the request up: each later AwaitBody gives @p error.
+  /// Gives the request up and closes the connection: each later AwaitBody gives @p error.
   HttpError Fail(HttpError error) noexcept;
-  /// Closes the connection, whatever is under way.
-  void Close() noexcept { socket_.Close(); }
 
  private:
-  // Ends of waits are on the monotonic clock.
-  std::uint64_t EndOfStep() const noexcept;
   HttpError Connect(const HttpTarget& target);
-  HttpError ConnectTo(const sarnevo::platform::SocketAddress& peer, std::uint64_t end) noexcept;
-  HttpError Exchange(std::string_view method, std::string_view request);
+  HttpError ConnectTo(const sarnevo::platform::SocketAddress& peer,
+                      sarnevo::platform::Nanoseconds end) noexcept;
+  HttpError Exchange(std::string_view request);
   HttpError Transmit(std::string_view request) noexcept;
   HttpError Receive();
-  HttpError ReceiveInto(std::span<std::uint8_t> block, std::size_t& count) noexcept;
   bool IsIdle() noexcept;
+  sarnevo::platform::Nanoseconds EndOfStep() const noexcept;
 
   const sarnevo::platform::Milliseconds timeout_;
-  sarnevo::platform::Event cancelled_{true, true};
+  sarnevo::platform::Event cancelled_{false, true};
 
   // The owner's.
   sarnevo::platform::Socket socket_;
   std::uint16_t port_ = 0;  // that socket_ leads to
   HttpReply reply_;
-  std::uint64_t limit_ = 0;  // of the request
+  sarnevo::platform::Nanoseconds limit_{0};  // of the request, on the monotonic clock
   bool keep_ = false;
-  HttpError failed_ = HttpError::None;  // of the reply, when all that came before has been read
+  HttpError failed_ = HttpError::Cancelled;  // of the reply, when all that came before has been read
 };
 
 }  // namespace Web

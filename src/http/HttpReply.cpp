@@ -45,17 +45,14 @@ bool Lists(std::string_view list, std::string_view word) noexcept {
 HttpError HttpReply::Take(std::span<const std::uint8_t> bytes) {
   std::string_view rest(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   HttpError error = HttpError::None;
-  while (!rest.empty() && error == HttpError::None) {
-    if (phase_ == Phase::Whole) {
-      surplus_ = true;
-      break;
-    }
+  while (!rest.empty() && error == HttpError::None && !IsWhole()) {
     if (phase_ == Phase::Data) {
       TakeData(rest);
     } else {
       error = TakeLinePart(rest);
     }
   }
+  surplus_ = !rest.empty();
   return error;
 }
 
@@ -68,8 +65,9 @@ HttpError HttpReply::TakeEnd() noexcept {
 
 // RFC 9112, 9.3. A server that sends both a length and chunks may mean anything by what follows (6.1).
 bool HttpReply::LeavesOpen() const noexcept {
+  const bool keeps = head_.isOld ? head_.saysKeep : !head_.saysClose;
   const bool ambiguous = head_.length && head_.isChunked;
-  return IsWhole() && left_ == 0 && head_.isOld == head_.saysOtherwise && !ambiguous && !surplus_;
+  return IsWhole() && left_ == 0 && keeps && !ambiguous && !surplus_;
 }
 
 std::string_view HttpReply::Redirect() const noexcept {
@@ -82,9 +80,6 @@ void HttpReply::Consume(std::size_t count) noexcept {
   if (consumed_ >= body_.size()) {
     consumed_ = 0;
     body_.clear();
-    if (IsWhole()) {
-      body_.shrink_to_fit();  // nothing more will be put there
-    }
   }
 }
 
@@ -196,7 +191,8 @@ HttpError HttpReply::TakeHeader(std::string_view header) {
   } else if ((isConnection || isCoding) && value.find('\r') != value.npos) {
     return HttpError::InvalidReply;  // others may take it for a line's end (RFC 9112, 2.2)
   } else if (isConnection) {
-    head_.saysOtherwise = head_.saysOtherwise || Lists(value, head_.isOld ? "keep-alive" : "close");
+    head_.saysKeep = head_.saysKeep || Lists(value, "keep-alive");
+    head_.saysClose = head_.saysClose || Lists(value, "close");
   } else if (isCoding) {
     head_.isCoded = true;
     // Of all codings, in this header or several, the last one counts.

@@ -59,8 +59,9 @@ class HttpReply {
     std::string location;
     bool isCoded = false;  // whatever the coding
     bool isChunked = false;
-    bool isOld = false;          // HTTP/1.0, which closes the connection unless it says otherwise
-    bool saysOtherwise = false;  // than its version does, about the connection
+    bool isOld = false;  // HTTP/1.0, which closes the connection unless it says that it keeps it
+    bool saysKeep = false;
+    bool saysClose = false;
   };
 
   HttpError TakeLinePart(std::string_view& rest);

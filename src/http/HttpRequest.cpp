@@ -19,7 +19,6 @@ using sarnevo::u8;
 using sarnevo::platform::Milliseconds;
 using sarnevo::platform::SecureErase;
 
-constexpr const char* kAgent = "Sarnevo_HttpRequest";
 constexpr int kMaxRedirects = 10;
 
 constexpr std::string_view kBase64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -74,24 +73,19 @@ bool HttpRequest::SetUserName(const char* userName) {
 }
 
 bool HttpRequest::SetPassword(const char* password) {
-  // Filled aside and swapped in, so that no growing leaves the old characters behind.
-  std::string changed = TextOrEmpty(password);
-  password_.swap(changed);
-  SecureErase(changed);
+  SecureErase(password_);
+  password_ = TextOrEmpty(password);
   return true;
 }
 
 template <typename Step>
-bool HttpRequest::Run(bool opens, Step step) noexcept {
+bool HttpRequest::Run(Step step) noexcept {
   {
     const std::lock_guard guard(lock_);
     inUse_ = true;
-    if (opens && !aborted_) {
-      connection_.Open();
-    }
   }
   try {
-    lastError = step();
+    lastError = connection_.IsCancelled() ? HttpError::Cancelled : step();
   } catch (const std::exception&) {
     lastError = connection_.Fail(HttpError::OutOfResources);
   }
@@ -99,56 +93,50 @@ bool HttpRequest::Run(bool opens, Step step) noexcept {
   const std::lock_guard guard(lock_);
   inUse_ = false;
   if (connection_.IsCancelled()) {
-    connection_.Close();
+    lastError = connection_.Fail(HttpError::Cancelled);
   }
   return lastError == HttpError::None;
 }
 
 bool HttpRequest::Send(const char* method, const char* path, bool disableQueryEscape) {
-  const bool sent = Run(true, [&] {
+  const bool sent = Run([&] {
     const bool hasMethod = method != nullptr && *method != '\0';
     const HttpError error = Follow(hasMethod ? method : "GET", TextOrEmpty(path), !disableQueryEscape);
     return error == HttpError::None ? error : connection_.Fail(error);
   });
   SecureErase(text_);
-  if (!sent) {
-    return false;
-  }
-  const HttpReply& reply = connection_.Reply();
-  statusCode_ = reply.Status();
-  if (const auto length = reply.ContentLength(); length && *length <= std::numeric_limits<u32>::max()) {
-    contentLength_ = static_cast<u32>(*length);
-  }
-  if (statusCode_ == kStatusUnauthorized) {
+  if (sent && statusCode_ == kStatusUnauthorized) {
     lastError = HttpError::LoginFailure;
   }
-  return true;
+  return sent;
 }
 
 u32 HttpRequest::GetDataAvailable() {
-  const bool ready = Run(false, [this] { return connection_.AwaitBody(); });
-  const std::size_t count = ready ? connection_.Reply().Body().size() : 0;
-  return static_cast<u32>(std::min<std::size_t>(count, std::numeric_limits<u32>::max()));
+  std::size_t count = 0;
+  const bool ready = Run([&] {
+    const HttpError error = connection_.AwaitBody();
+    count = connection_.Reply().Body().size();
+    return error;
+  });
+  return ready ? static_cast<u32>(count) : 0;
 }
 
 bool HttpRequest::Read(void* buffer, u32 size, u32* bytesRead) {
   std::size_t count = 0;
-  const bool read = Run(false, [&] {
+  const bool read = Run([&] {
     if (buffer == nullptr) {
       return HttpError::InvalidRequest;
     }
     // Nothing is waited for where nothing is wanted.
-    const HttpError error = size == 0 && !connection_.IsCancelled() ? HttpError::None : connection_.AwaitBody();
-    if (error == HttpError::None) {
-      const std::span<const u8> ready = connection_.Reply().Body();
-      count = std::min<std::size_t>(size, ready.size());
-      std::copy_n(ready.begin(), count, static_cast<u8*>(buffer));
-      connection_.Consume(count);
-    }
+    const HttpError error = size > 0 ? connection_.AwaitBody() : HttpError::None;
+    const std::span<const u8> ready = connection_.Reply().Body();
+    count = std::min<std::size_t>(size, ready.size());
+    std::copy_n(ready.begin(), count, static_cast<u8*>(buffer));
+    connection_.Reply().Consume(count);
     return error;
   });
   if (bytesRead != nullptr) {
-    *bytesRead = static_cast<u32>(count);
+    *bytesRead = read ? static_cast<u32>(count) : 0;
   }
   return read;
 }
@@ -157,19 +145,8 @@ void HttpRequest::Cancel() noexcept {
   const std::lock_guard guard(lock_);
   connection_.Cancel();
   if (!inUse_) {
-    connection_.Close();
+    connection_.Fail(HttpError::Cancelled);
   }
-}
-
-void HttpRequest::Abort() noexcept {
-  const std::lock_guard guard(lock_);
-  aborted_ = true;
-  Cancel();
-}
-
-void HttpRequest::Resume() noexcept {
-  const std::lock_guard guard(lock_);
-  aborted_ = false;
 }
 
 // Sends the request, and sends it again where the reply leads, until a reply stays. A redirect's own body isn't
@@ -182,13 +159,16 @@ HttpError HttpRequest::Follow(std::string_view method, std::string_view path, bo
     return HttpError::InvalidRequest;
   }
   HttpTarget target{server_->host, server_->port, RequestTarget(path, escapes)};
-  HttpError error = connection_.Begin(Milliseconds{timeLimit_});
-  for (int redirects = 0; error == HttpError::None; ++redirects) {
+  connection_.Begin(Milliseconds{timeLimit_});
+  for (int redirects = 0;; ++redirects) {
     Write(method, target);
-    error = connection_.Ask(target, method, text_);
+    if (const HttpError error = connection_.Ask(target, method, text_); error != HttpError::None) {
+      return error;
+    }
     const std::string_view location = connection_.Reply().Redirect();
-    if (error != HttpError::None || location.empty()) {
-      break;
+    if (location.empty()) {
+      NoteHead();
+      return HttpError::None;
     }
     auto next = redirects < kMaxRedirects ? Resolve(target, location) : std::nullopt;
     if (!next) {
@@ -196,7 +176,14 @@ HttpError HttpRequest::Follow(std::string_view method, std::string_view path, bo
     }
     target = std::move(*next);
   }
-  return error;
+}
+
+void HttpRequest::NoteHead() {
+  statusCode_ = connection_.Reply().Status();
+  const auto length = connection_.Reply().ContentLength();
+  if (length && *length <= std::numeric_limits<u32>::max()) {
+    contentLength_ = static_cast<u32>(*length);
+  }
 }
 
 // In pieces of memory that fit from the start, so that no copy of the credentials is left behind. They go to the first
@@ -219,7 +206,8 @@ void HttpRequest::Write(std::string_view method, const HttpTarget& target) {
     AppendBase64(pair, text_);
     SecureErase(pair);
   }
-  text_.append("\r\nUser-Agent: ").append(kAgent).append(connection_.Keeps() ? "" : "\r\nConnection: close");
+  text_ += "\r\nUser-Agent: Sarnevo_HttpRequest";
+  text_ += connection_.Keeps() ? "" : "\r\nConnection: close";
   text_ += "\r\nCache-Control: no-cache\r\nPragma: no-cache\r\n\r\n";
 }
 

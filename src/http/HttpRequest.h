@@ -18,8 +18,8 @@ HttpError LastHttpError() noexcept;
 
 /// The system's only HTTP client: one camera, one user, one request at a time.
 ///
-/// A new request closes the one before it. Used from one thread at a time; only Cancel, Abort and Resume may
-/// come from others. The body of a reply can be read until the next Send.
+/// A new request closes the one before it. Used from one thread at a time; only Cancel may come from others. The body of
+/// a reply can be read until the next Send.
 ///
 /// Goes straight to the server: no proxy, no cache, no cookies, no file or environment variable is looked at.
 /// Credentials (RFC 7617) go out with the first request and never to another port. Up to 10 redirects are followed,
@@ -74,28 +74,23 @@ class HttpRequest {
   /// few places. Called before the first Send, if at all.
   void KeepConnection(bool keep) { connection_.Keep(keep); }
 
-  /// Closes the request in progress, and a kept connection: the operation under way on the owner's thread
-  /// fails at once, and so does each later GetDataAvailable and Read until the next Send. A Send that hasn't
-  /// opened its request yet isn't touched; an owner that is stopping wants Abort. Any thread, while the object
-  /// lives.
+  /// Closes the request in progress, and a kept connection: the operation under way on the owner's thread fails at
+  /// once, and so does each later one until Resume. Any thread, while the object lives.
   void Cancel() noexcept;
-  /// Cancel for good: each later Send fails at once too, until Resume. Any thread, while the object lives.
-  void Abort() noexcept;
-  /// Lets requests through again after Abort.
-  void Resume() noexcept;
+  /// Lets requests through again after Cancel. What it closed stays closed.
+  void Resume() noexcept { connection_.Resume(); }
 
  private:
   // One operation of the owner's. What can still throw in it is a lack of memory.
-  // @param opens  a new request, which an earlier Cancel doesn't touch
   template <typename Step>
-  bool Run(bool opens, Step step) noexcept;
+  bool Run(Step step) noexcept;
   HttpError Follow(std::string_view method, std::string_view path, bool escapes);
   void Write(std::string_view method, const HttpTarget& target);
+  void NoteHead();
 
-  // Guards inUse_, aborted_ and how connection_ is opened and closed. Never held while anything is waited for.
-  std::recursive_mutex lock_;
+  // Guards inUse_, and connection_ between operations. Never held while anything is waited for.
+  std::mutex lock_;
   bool inUse_ = false;  // the owner's thread is in an operation
-  bool aborted_ = false;
   HttpConnection connection_;
 
   // The owner's thread only.

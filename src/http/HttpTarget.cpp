@@ -13,12 +13,15 @@ namespace {
 constexpr std::size_t kMaxHostLength = 255;
 
 constexpr std::string_view kHexDigits = "0123456789ABCDEF";
-constexpr std::string_view kTokenMarks = "!#$%&'*+-.^_`|~";
 // Visible characters that RFC 3986 allows neither in a path nor in a query, and "#", which would end both.
 constexpr std::string_view kUnsafe = "\"#<>\\^`{|}";
 
-bool IsAlphanumeric(char c) noexcept {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+// Letters, digits and @p marks, of which there is at least one.
+bool IsMadeOf(std::string_view text, std::string_view marks) noexcept {
+  return !text.empty() && std::ranges::all_of(text, [marks](char c) {
+    const char lower = sarnevo::LowerAscii(c);
+    return (c >= '0' && c <= '9') || (lower >= 'a' && lower <= 'z') || marks.find(c) != marks.npos;
+  });
 }
 
 // Whether the byte would end the request line or its target.
@@ -62,9 +65,10 @@ std::string Merged(std::string_view path, std::string_view relative) {
 }  // namespace
 
 bool IsHttpHost(std::string_view host) noexcept {
-  const auto fits = [](char c) { return IsAlphanumeric(c) || c == '.' || c == '-' || c == '_'; };
-  return !host.empty() && host.size() <= kMaxHostLength && std::all_of(host.begin(), host.end(), fits);
+  return host.size() <= kMaxHostLength && IsMadeOf(host, ".-_");
 }
+
+bool IsToken(std::string_view text) noexcept { return IsMadeOf(text, "!#$%&'*+-.^_`|~"); }
 
 std::string RequestTarget(std::string_view path, bool escapeQuery) {
   std::string target;
@@ -83,11 +87,6 @@ std::string RequestTarget(std::string_view path, bool escapeQuery) {
     inQuery = inQuery || c == '?';
   }
   return target;
-}
-
-bool IsToken(std::string_view text) noexcept {
-  const auto fits = [](char c) { return IsAlphanumeric(c) || kTokenMarks.find(c) != std::string_view::npos; };
-  return !text.empty() && std::all_of(text.begin(), text.end(), fits);
 }
 
 std::optional<HttpTarget> Resolve(const HttpTarget& target, std::string_view location) {

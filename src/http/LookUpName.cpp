@@ -15,16 +15,12 @@ namespace {
 
 // Shared by the caller and the thread; it goes with the last of them.
 struct Search {
-  Search(const std::string& wanted, std::uint16_t itsPort) : name(wanted), port(itsPort) {}
-
-  const std::string name;
-  const std::uint16_t port;
   Event done{false, true};
   // Written by the thread before done, read after it.
   std::vector<SocketAddress> found;
   HttpError result = HttpError::OutOfResources;
 
-  void Run() noexcept {
+  void Run(const std::string& name, std::uint16_t port) noexcept {
     try {
       found = SocketAddress::Resolve(name, port);
       result = found.empty() ? HttpError::NameNotResolved : HttpError::None;
@@ -39,9 +35,13 @@ struct Search {
 
 HttpError LookUpName(const std::string& name, std::uint16_t port, Milliseconds timeout, Event& cancel,
                      std::vector<SocketAddress>& found) {
-  const auto search = std::make_shared<Search>(name, port);
+  if (const auto address = SocketAddress::Parse(name.c_str(), port)) {
+    found.push_back(*address);
+    return HttpError::None;
+  }
+  const auto search = std::make_shared<Search>();
   sarnevo::StoppableThread thread;
-  if (!thread.Start("KolvexNameLookup", [search] { search->Run(); })) {
+  if (!thread.Start("KolvexNameLookup", [=] { search->Run(name, port); })) {
     return HttpError::OutOfResources;
   }
   Event* const either[] = {&cancel, &search->done};

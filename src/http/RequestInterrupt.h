@@ -13,15 +13,15 @@ class RequestInterrupt {
  public:
   /// @param request  may have been broken off by the end of an earlier thread.
   explicit RequestInterrupt(HttpRequest& request)
-      : interrupt_((request.Resume(), sarnevo::own_thread::InterruptToken()), Abort{request}) {}
+      : interrupt_((request.Resume(), sarnevo::own_thread::InterruptToken()), Cancel{request}) {}
 
  private:
-  struct Abort {
+  struct Cancel {
     HttpRequest& request;
-    void operator()() const noexcept { request.Abort(); }
+    void operator()() const noexcept { request.Cancel(); }
   };
 
-  std::stop_callback<Abort> interrupt_;
+  std::stop_callback<Cancel> interrupt_;
 };
 
 }  // namespace Web

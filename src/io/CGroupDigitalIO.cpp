@@ -67,14 +67,12 @@ bool CGroupDigitalIO::ReadInputs(u32 count) {
   return true;
 }
 
-// Of a reply that a stop or a lack of memory has cut off, nothing counts: an input whose key is missing would be
-// high.
+// Nothing counts of a reply that a stop or a lack of memory has cut off: an input whose key is missing would be high.
 bool CGroupDigitalIO::FetchInputs() {
   const Web::RequestInterrupt interrupt(inputRequest_);
-  const bool fetched = Utils::SendRequest(&inputRequest_, words_.inputRequest, reply_, nullptr, true,
-                                          kAnySuccess, kReadBlockBytes);
-  const Web::HttpError error = Web::LastHttpError();
-  return fetched && error != Web::HttpError::Cancelled && error != Web::HttpError::OutOfResources;
+  return Utils::SendRequest(&inputRequest_, words_.inputRequest, reply_, nullptr, true, kAnySuccess,
+                            kReadBlockBytes) &&
+         WasEndedByCamera();
 }
 
 // Whatever has a zero in its value is low; anything else is high, a missing value too.
