@@ -43,7 +43,7 @@ HttpError HttpConnection::Ask(const HttpTarget& target, std::string_view method,
   const bool again = (method == "GET" || method == "HEAD") && port_ == target.port && IsIdle();
   reply_ = HttpReply(method == "HEAD");
   HttpError error = again ? Exchange(request) : HttpError::None;
-  if (!again || (error == HttpError::ConnectionBroken && !reply_.HasBegun() && !IsCancelled())) {
+  if (!again || (error == HttpError::ConnectionBroken && !reply_.HasBegun())) {
     error = Connect(target);
     error = error == HttpError::None ? Exchange(request) : error;
   }
@@ -79,7 +79,7 @@ HttpError HttpConnection::Connect(const HttpTarget& target) {
   HttpError error = LookUpName(target.host, target.port, LeftUntil(end), cancelled_, peers);
   for (const SocketAddress& peer : peers) {
     error = ConnectTo(peer, end);
-    if (error != HttpError::CannotConnect) {
+    if (error == HttpError::None) {
       break;
     }
   }

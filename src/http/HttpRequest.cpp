@@ -85,7 +85,7 @@ bool HttpRequest::Run(Step step) noexcept {
     inUse_ = true;
   }
   try {
-    lastError = connection_.IsCancelled() ? HttpError::Cancelled : step();
+    lastError = step();
   } catch (const std::exception&) {
     lastError = connection_.Fail(HttpError::OutOfResources);
   }

@@ -4,6 +4,8 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <filesystem>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,6 +13,7 @@
 #include "platform/Clock.h"
 #include "platform/Event.h"
 #include "support/CgiCamera.h"
+#include "support/Eventually.h"
 
 namespace Web {
 namespace {
@@ -18,6 +21,7 @@ namespace {
 using namespace std::chrono_literals;
 using kolvex_test::Blackhole;
 using kolvex_test::CgiCamera;
+using kolvex_test::Eventually;
 using kolvex_test::ScriptedServer;
 using sarnevo::u16;
 using sarnevo::u32;
@@ -263,6 +267,24 @@ TEST(HttpTiming, CancelEndsWhateverTheOwnersThreadWaitsFor) {
       EXPECT_EQ(request.GetDataAvailable(), 0u);
     }
   }
+}
+
+TEST(HttpTiming, WhatIsBrokenOffHoldsNoDescriptor) {
+  const auto count = [] {
+    using std::filesystem::directory_iterator;
+    return std::distance(directory_iterator("/proc/self/fd"), directory_iterator());
+  };
+  const Blackhole blackhole;
+  CgiCamera camera(kolvex_test::Reply(200, "abc"));
+  const auto before = count();
+  HttpRequest late("127.0.0.1", blackhole.Port(), "u", "p", 100, 16, 0);
+  EXPECT_FALSE(late.Send("GET", "/", false));
+  EXPECT_EQ(LastHttpError(), HttpError::TimedOut);
+  EXPECT_EQ(count(), before);
+  HttpRequest unread("127.0.0.1", camera.Port(), "u", "p", 60'000, 16, 0);
+  EXPECT_TRUE(unread.Send("GET", "/", false));
+  unread.Cancel();
+  EXPECT_TRUE(Eventually([&] { return count() == before; }));
 }
 
 TEST(HttpTiming, CancelLastsUntilResumeAndWhatItClosedIsOutOfReach) {
