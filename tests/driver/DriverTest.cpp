@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -9,6 +10,9 @@
 #include <utility>
 #include <vector>
 
+#include "camera/RequestPolicy.h"
+#include "driver/CapabilityQuery.h"
+#include "io/CIOBase.h"
 #include "platform/HostProcess.h"
 #include "support/FakeHost.h"
 
@@ -16,6 +20,7 @@ namespace sarnevo {
 namespace {
 
 using namespace kolvex_test;
+using namespace std::chrono_literals;
 
 class DriverTest : public testing::Test {
  protected:
@@ -63,6 +68,33 @@ TEST_F(DriverTest, OpenAsksTheHostInAFixedOrder) {
   EXPECT_EQ(questions.Count("GetCustomSetting"), 3U) << "the others are group 1's";
   EXPECT_EQ(group2.GetVideoStandard(), VideoStandardNTSC);
   EXPECT_EQ(group2.GetMacAddress(), "");
+}
+
+// Every other test shortens them.
+TEST_F(DriverTest, HasTheTimesThatCamerasNeedAndHostsExpect) {
+  const ChannelTiming& channel = driver.GetChannelTiming();
+  const std::vector times{
+      channel.streamPass,    channel.pause,       channel.receiveTimeout, channel.startingReceiveTimeout,
+      channel.packetTimeout, channel.rtspReceive, channel.rtspReply,      channel.reporterStop};
+  EXPECT_EQ(times, (std::vector{1000ms, 3000ms, 5000ms, 10'000ms, 5000ms, 2000ms, 300'000ms, 10'000ms}));
+  const struct {
+    RequestPolicy real;
+    u32 timeout;
+    u32 limit;
+  } requests[] = {
+      {request_policy::kDetection, 5000, 30'000},
+      {request_policy::kProperties, 5000, 0},
+      {request_policy::kConfiguration, kDeviceTimeout, 300'000},
+      {request_policy::kInputs, kDeviceTimeout, 300'000},
+      {request_policy::kOutput, kDeviceTimeout, 300'000},
+      {request_policy::kPtz, 5000, 15'000},
+  };
+  for (const auto& request : requests) {
+    EXPECT_EQ(request.real.timeout, request.timeout);
+    EXPECT_EQ(request.real.limit, request.limit);
+  }
+  EXPECT_EQ(QueryTiming().stopWait, 10'000ms);
+  EXPECT_EQ(CIOBase::kStopTimeoutMs, 5000U);
 }
 
 TEST_F(DriverTest, SettingsDecideWhetherItOpens) {
