@@ -14,8 +14,6 @@ std::uint64_t UtcFileTime() noexcept;
 Nanoseconds MonotonicTime() noexcept;
 /// The time when @p timeout is over. Takes any time-out: one that is too long for the clock becomes a year.
 Nanoseconds TimeAfter(Milliseconds timeout) noexcept;
-/// The same clock's milliseconds.
-std::uint64_t MonotonicMilliseconds() noexcept;
 
 /// Blocks the calling thread for @p duration; 0 only yields.
 void Sleep(Nanoseconds duration) noexcept;

@@ -33,8 +33,8 @@ using kolvex_test::Reply;
 using kolvex_test::ScriptedServer;
 
 constexpr u32 kPollMs = 3;
-// What a stop by force may take beyond its time-out, milliseconds, also under a sanitizer on a busy machine.
-constexpr u64 kStopSlack = 500;
+// What a stop by force may take beyond its time-out, also under a sanitizer on a busy machine.
+constexpr platform::Milliseconds kStopSlack{500};
 constexpr platform::Milliseconds kLimit{60'000};
 
 // Digital I/O with a camera that is a handful of fields.
@@ -114,14 +114,14 @@ std::string Awaited(const HostLog& log, const std::string& expected) {
 
 // Starts and stops until a stop is in time, and gives what it took; a busy machine may spoil some.
 template <typename Ready>
-u64 BestStop(CIOBase& io, u64 bound, Ready isReady) {
-  u64 best = ~u64{0};
+platform::Nanoseconds BestStop(CIOBase& io, platform::Milliseconds bound, Ready isReady) {
+  auto best = platform::Nanoseconds::max();
   for (int attempt = 0; attempt < 5 && best > bound; ++attempt) {
     EXPECT_TRUE(io.Start());
     EXPECT_TRUE(isReady());
-    const u64 begin = platform::MonotonicMilliseconds();
+    const auto begin = platform::MonotonicTime();
     EXPECT_TRUE(io.Stop());
-    best = std::min(best, platform::MonotonicMilliseconds() - begin);
+    best = std::min(best, platform::MonotonicTime() - begin);
   }
   return best;
 }
@@ -251,7 +251,8 @@ TEST(CIOBase, StopsInTimeWithACallbackThatNeverReturnsAndMayThenGo) {
     f.fake->writesFail = true;
     const auto isInside = [&] { return inside.Wait(kLimit); };
     // With a new thread each time, while the old ones are still in the host.
-    EXPECT_LE(BestStop(*f.io, kStopTimeout + kStopSlack, isInside), kStopTimeout + kStopSlack);
+    constexpr auto kBound = platform::Milliseconds{kStopTimeout} + kStopSlack;
+    EXPECT_LE(BestStop(*f.io, kBound, isInside), kBound);
     ASSERT_TRUE(f.io->Start());
     ASSERT_TRUE(isInside());
     f.io.reset();
@@ -323,10 +324,10 @@ TEST(GroupDigitalIO, ReadsInputsFromReplies) {
       --open;
     });
     Fixture f(c.group, 2, 0, camera.Port());
-    const u64 begin = platform::MonotonicMilliseconds();
+    const auto begin = platform::MonotonicTime();
     ASSERT_TRUE(f.io->Start());
     EXPECT_TRUE(Eventually([&] { return polls >= 8; }));  // in the middle of a connection, or soon after it
-    EXPECT_GE(platform::MonotonicMilliseconds() - begin, 7 * kPollMs);
+    EXPECT_GE(platform::MonotonicTime() - begin, platform::Milliseconds{7 * kPollMs});
     EXPECT_TRUE(f.io->Stop());
     EXPECT_EQ(f.log.Text(), c.expected);
     if (c.reply.size() < 1'000'000) {  // else its connection is good for nothing
@@ -351,7 +352,7 @@ TEST(GroupDigitalIO, StopsInTimeWhateverTheCameraDoes) {
   for (const auto& script : kCameras) {
     SCOPED_TRACE(&script - kCameras);
     constexpr u32 kStopTimeout = 60;
-    constexpr u64 kBound = 2 * (kStopTimeout + kStopSlack);
+    constexpr auto kBound = 2 * (platform::Milliseconds{kStopTimeout} + kStopSlack);
     std::atomic<std::size_t> requests{0};
     ScriptedServer camera([&](Connection& connection) {
       connection.ReadHead();

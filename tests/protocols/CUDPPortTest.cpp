@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <thread>
@@ -19,11 +17,13 @@
 
 #include "support/Eventually.h"
 #include "support/HostLog.h"
+#include "support/Tasks.h"
 
 namespace sarnevo {
 namespace {
 
 using namespace std::chrono_literals;
+using kolvex_test::TasksNamed;
 using platform::Socket;
 using platform::SocketAddress;
 
@@ -68,15 +68,8 @@ class CUDPPortTest : public testing::Test {
               platform::SocketError::None);
   }
   // Waits until so many receive threads are left.
-  static bool WaitForThreads(int wanted) {
-    return kolvex_test::Eventually([wanted] {
-      int count = 0;
-      for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::string name;
-        count += std::getline(std::ifstream(task.path() / "comm"), name) && name == "KolvexRTP" ? 1 : 0;
-      }
-      return count == wanted;
-    });
+  static bool WaitForThreads(std::size_t wanted) {
+    return kolvex_test::Eventually([wanted] { return TasksNamed("KolvexRTP").size() == wanted; });
   }
 
   FakeUser user;
@@ -116,12 +109,9 @@ TEST_F(CUDPPortTest, ReceivesAboveThePriorityOfItsHost) {
     setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), 7);
     Open();
     ASSERT_TRUE(WaitForThreads(1));
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-      std::string name;
-      if (std::getline(std::ifstream(task.path() / "comm"), name) && name == "KolvexRTP") {
-        const int nice = getpriority(PRIO_PROCESS, static_cast<id_t>(std::stoi(task.path().filename())));
-        EXPECT_TRUE(nice == 2 || nice == 7) << nice;
-      }
+    for (const pid_t task : TasksNamed("KolvexRTP")) {
+      const int nice = getpriority(PRIO_PROCESS, static_cast<id_t>(task));
+      EXPECT_TRUE(nice == 2 || nice == 7) << nice;
     }
   }).join();
 }

@@ -2,8 +2,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <filesystem>
-#include <fstream>
 #include <future>
 #include <list>
 #include <memory>
@@ -16,6 +14,7 @@
 
 #include "platform/Socket.h"
 #include "support/Eventually.h"
+#include "support/Tasks.h"
 #include "video/ChannelFixture.h"
 
 namespace {
@@ -33,17 +32,6 @@ namespace kolvex_test {
 namespace {
 
 using Connection = ScriptedCamera::Connection;
-
-bool HasThread(const std::string& name) {
-  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
-    std::string found;
-    std::getline(std::ifstream(thread.path() / "comm"), found);
-    if (found == name) {
-      return true;
-    }
-  }
-  return false;
-}
 
 // What the camera was asked for after its configuration.
 std::string DialogueOf(const ScriptedCamera& camera) {
@@ -135,7 +123,7 @@ TEST(Channel, CleansUpAfterEachStepThatFailsAndTriesAgain) {
     EXPECT_TRUE(capture.StopCapture(0));
     EXPECT_TRUE(DialogueOf(camera).starts_with(row.dialogue)) << camera.log.Text();
     // Not only that of the last attempt.
-    EXPECT_TRUE(Eventually([] { return !HasThread("KolvexRTP") && !HasThread("KolvexRTCP"); }));
+    EXPECT_TRUE(Eventually([] { return TasksNamed("KolvexRTP").empty() && TasksNamed("KolvexRTCP").empty(); }));
     EXPECT_EQ(camera.log.Count("GET") == 1, isConfigured);
     EXPECT_EQ(camera.log.Count("DESCRIBE") != 0, isConfigured);
   }

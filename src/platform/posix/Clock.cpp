@@ -39,10 +39,6 @@ Nanoseconds TimeAfter(Milliseconds timeout) noexcept {
   return MonotonicTime() + std::clamp<Milliseconds>(timeout, Milliseconds{0}, std::chrono::hours{24 * 365});
 }
 
-std::uint64_t MonotonicMilliseconds() noexcept {
-  return static_cast<std::uint64_t>(std::chrono::duration_cast<Milliseconds>(MonotonicTime()).count());
-}
-
 void Sleep(Nanoseconds duration) noexcept {
   if (duration.count() <= 0) {
     sched_yield();

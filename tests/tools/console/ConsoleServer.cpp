@@ -144,6 +144,19 @@ HttpReply Client::Receive(bool hasBody) {
   return reply;
 }
 
+HttpReply Get(int port, const std::string& path, const std::string& fields) {
+  Client client(port);
+  client.Send("GET " + path + " HTTP/1.1\r\nHost: localhost\r\n" + fields + "\r\n");
+  return client.Receive();
+}
+
+HttpReply Post(int port, const std::string& path, const std::string& body) {
+  Client client(port);
+  client.Send("POST " + path + " HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\n" +
+              "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+  return client.Receive();
+}
+
 bool Client::Ends() {
   pollfd wanted{socket_, POLLIN, 0};
   std::array<char, 4096> bytes{};
@@ -195,20 +208,6 @@ FakeCamera& ConsoleServer::Add(const std::string& name) {
   auto camera = std::make_shared<FakeCamera>(name);
   site->Add(name, camera);
   return *camera;
-}
-
-HttpReply ConsoleServer::Get(const std::string& path, const std::string& fields) const {
-  Client client(port_);
-  client.Send("GET " + path + " HTTP/1.1\r\nHost: localhost\r\n" + fields + "\r\n");
-  return client.Receive();
-}
-
-HttpReply ConsoleServer::Post(const std::string& path, const std::string& body,
-                              const std::string& fields) const {
-  Client client(port_);
-  client.Send("POST " + path + " HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\n" + fields +
-              "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
-  return client.Receive();
 }
 
 }  // namespace kolvex_test

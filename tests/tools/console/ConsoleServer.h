@@ -79,6 +79,10 @@ class Client {
   std::string buffer_;
 };
 
+/// A request on a connection of its own; @p fields end with a line break each.
+HttpReply Get(int port, const std::string& path, const std::string& fields = "");
+HttpReply Post(int port, const std::string& path, const std::string& body);
+
 /// A server on a free port with a site of fake cameras, running until it goes.
 class ConsoleServer {
  public:
@@ -94,9 +98,12 @@ class ConsoleServer {
   }
   int Port() const { return port_; }
   kolvex_console::Server& Server() { return *server_; }
-  /// A request on a connection of its own; @p fields end with a line break each.
-  HttpReply Get(const std::string& path, const std::string& fields = "") const;
-  HttpReply Post(const std::string& path, const std::string& body, const std::string& fields = "") const;
+  HttpReply Get(const std::string& path, const std::string& fields = "") const {
+    return kolvex_test::Get(port_, path, fields);
+  }
+  HttpReply Post(const std::string& path, const std::string& body) const {
+    return kolvex_test::Post(port_, path, body);
+  }
 
   std::shared_ptr<kolvex_console::Site> site;
 

@@ -35,15 +35,9 @@ using testing::Not;
 
 constexpr int kPort = 8088;
 
-HttpReply Get(const std::string& path) { return Client(kPort, path).Receive(); }
-
+HttpReply Get(const std::string& path) { return kolvex_test::Get(kPort, path); }
 HttpReply Post(const std::string& path, const nlohmann::json& body) {
-  const std::string text = body.dump();
-  Client client(kPort);
-  client.Send("POST " + path +
-              " HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\nContent-Length: " +
-              std::to_string(text.size()) + "\r\n\r\n" + text);
-  return client.Receive();
+  return kolvex_test::Post(kPort, path, body.dump());
 }
 
 /// A picture once the stream has begun, which may take a busy machine longer than one request waits.

@@ -2,22 +2,20 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <list>
 #include <map>
-#include <memory>
 #include <optional>
 #include <sstream>
 #include <thread>
 
 #include "HostRun.h"
+#include "platform/Socket.h"
 #include "support/ScriptedServer.h"
 
 namespace {
@@ -25,24 +23,11 @@ namespace {
 using kolvex_test::HostRun;
 using kolvex_test::ProgramResult;
 using nlohmann::json;
+using sarnevo::platform::Socket;
+using sarnevo::platform::SocketAddress;
+using sarnevo::platform::SocketError;
+using sarnevo::platform::Transport;
 using testing::HasSubstr;
-
-/// A UDP port that somebody else has.
-class TakenPort {
- public:
-  explicit TakenPort(unsigned port) : descriptor_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in own{};
-    own.sin_family = AF_INET;
-    own.sin_port = htons(static_cast<std::uint16_t>(port));
-    EXPECT_EQ(bind(descriptor_, reinterpret_cast<const sockaddr*>(&own), sizeof own), 0);
-  }
-  ~TakenPort() { close(descriptor_); }
-  TakenPort(const TakenPort&) = delete;
-  TakenPort& operator=(const TakenPort&) = delete;
-
- private:
-  const int descriptor_;
-};
 
 struct FailureRow {
   const char* name;
@@ -80,9 +65,10 @@ void RunFailureRow(const FailureRow& row, const std::string& address) {
         },
         address.c_str(), 80);
   }
-  std::vector<std::unique_ptr<TakenPort>> taken;
-  for (unsigned port = 3556; row.portsTaken && port < 4556; ++port) {
-    taken.push_back(std::make_unique<TakenPort>(port));
+  std::list<Socket> taken;
+  for (std::uint16_t port = 3556; row.portsTaken && port < 4556; ++port) {
+    EXPECT_TRUE(taken.emplace_back().Open(Transport::Udp));
+    EXPECT_EQ(taken.back().Bind(SocketAddress::Any(port)), SocketError::None);
   }
   const auto start = std::chrono::steady_clock::now();
   HostRun run;
