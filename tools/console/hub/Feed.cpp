@@ -51,6 +51,14 @@ void Feed::Show(Picture picture) {
   before = std::exchange(newest_, fresh);
 }
 
+void Feed::Forget(std::chrono::system_clock::time_point now) {
+  PicturePtr before;  // its memory is given back after the lock
+  const std::lock_guard guard(lock_);
+  if (newest_ && newest_->time < now - kFresh) {
+    before = std::move(newest_);
+  }
+}
+
 void Feed::Record(const PicturePtr& frame) {
   std::vector<std::shared_ptr<FrameQueue>> queues;
   {

@@ -24,6 +24,9 @@ struct Picture {
 };
 using PicturePtr = std::shared_ptr<const Picture>;
 
+/// An older picture isn't live: nothing begins with it.
+inline constexpr std::chrono::seconds kFresh{1};
+
 /// Frames for one viewer that needs all of them in order (a recording), as long as it keeps up. One that doesn't
 /// loses what waits and goes on at the next key frame. Any thread.
 class FrameQueue {
@@ -48,10 +51,13 @@ class Feed {
  public:
   /// A picture for viewers. The one before goes when nobody is sending it any more.
   void Show(Picture picture);
+  /// Lets go of a picture that isn't fresh at @p now, for a camera whose pictures are made only while somebody looks:
+  /// who comes next would take it for a live one.
+  void Forget(std::chrono::system_clock::time_point now);
   /// A frame as the driver gave it, for recordings.
   void Record(const PicturePtr& frame);
 
-  /// Null before the first.
+  /// Null before the first, and when it was forgotten.
   PicturePtr Newest() const;
 
   class Look {

@@ -23,7 +23,7 @@ std::string MjpegOutlet::Type() const {
 
 bool MjpegOutlet::Next(Unit& into) {
   const PicturePtr picture = look_->Newest();
-  if (!picture || picture->number == sent_ || look_->IsClosed()) {
+  if (!picture || picture->number == sent_ || picture->time < notBefore_ || look_->IsClosed()) {
     return false;
   }
   into.head = std::string("--") + kBoundary +
