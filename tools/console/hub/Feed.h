@@ -57,6 +57,9 @@ class Feed {
   /// A frame as the driver gave it, for recordings.
   void Record(const PicturePtr& frame);
 
+  /// The number of the picture that was shown last, 0 before the first. Without the lock, since a viewer of many cameras
+  /// asks all of them at each picture of any.
+  std::uint64_t Number() const { return shown_.load(std::memory_order_acquire); }
   /// Null before the first, and when it was forgotten.
   PicturePtr Newest() const;
 
@@ -89,7 +92,7 @@ class Feed {
  private:
   mutable std::mutex lock_;
   PicturePtr newest_;                                      // guarded by lock_
-  std::uint64_t shown_ = 0;                                // guarded by lock_
+  std::atomic<std::uint64_t> shown_{0};                    // written under lock_
   mutable std::vector<std::weak_ptr<FrameQueue>> queues_;  // guarded by lock_
   // A moment late does no harm: a picture more or less is made.
   std::atomic<int> lookers_{0};
