@@ -131,10 +131,12 @@ TEST(ConsoleDoors, GiveASnapshotThatIsFreshOrSayWhyThereIsNone) {
 TEST(ConsoleDoors, StreamMjpegAsItIsInPartsWithTypeAndLength) {
   ConsoleServer server;
   auto& camera = server.Add("Yard");
-  server.Show(camera, "one");
+  camera.Show("old", milliseconds(60'000));  // no part says its age, so the stream begins with a fresh one
   Client client(server.Port(), "/cameras/Yard/stream.mjpeg");
   const std::string head = client.ReadUntil("\r\n\r\n");
   EXPECT_THAT(head, HasSubstr("Content-Type: multipart/x-mixed-replace; boundary=kolvex-picture\r\n"));
+  EXPECT_TRUE(kolvex_test::Eventually([&] { return camera.Video()->Lookers() == 1; }));
+  server.Show(camera, "one");
   const auto part = [](const std::string& picture) {
     return "--kolvex-picture\r\nContent-Type: image/jpeg\r\nContent-Length: " + std::to_string(picture.size()) +
            "\r\n\r\n" + picture + "\r\n";

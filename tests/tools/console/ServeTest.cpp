@@ -12,6 +12,7 @@ extern "C" {
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <numeric>
 #include <thread>
 #include <sys/stat.h>
 
@@ -125,6 +126,34 @@ TEST_F(ConsoleServe, GivesPicturesOfBothCodecsAndStreamsThatAreCopies) {
                 testing::AllOf(testing::Gt(10), testing::Lt(300)));
     EXPECT_EQ(file.keys == file.times.size(), !row.hasHeaders);
   }
+  End();
+}
+
+/// When the first picture came that the wall gives of this camera now, milliseconds since 1970; 0 when none comes.
+std::int64_t FirstPictureOfTheWall(const std::string& camera) {
+  const auto number = [](const std::string& bytes) {
+    return std::accumulate(bytes.begin(), bytes.end(), std::int64_t{0},
+                           [](std::int64_t all, unsigned char each) { return all * 256 + each; });
+  };
+  Client client(kPort, "/wall?camera=" + camera);
+  client.ReadUntil("\r\n\r\n");
+  for (;;) {
+    const std::string message = client.Read(static_cast<std::size_t>(number(client.Read(4))));
+    if (message.empty() || message[0] == 'P') {
+      return message.size() < 9 ? 0 : number(message.substr(1, 8));
+    }
+  }
+}
+
+TEST_F(ConsoleServe, BeginsWithNoPictureThatWasMadeForAnEarlierViewer) {
+  Start();
+  ASSERT_GT(FirstPictureOfTheWall("Quay"), 0);
+  ASSERT_TRUE(Eventually([] { return State("Quay")["viewers"] == 0; }));
+  const auto frames = State("Quay")["frames"].get<int>();
+  // More than a second of them.
+  ASSERT_TRUE(Eventually([&] { return State("Quay")["frames"].get<int>() > frames + 50; }));
+  const auto last = State("Quay")["lastFrame"].get<std::int64_t>();
+  EXPECT_GT(FirstPictureOfTheWall("Quay"), last - 1100);
   End();
 }
 

@@ -129,6 +129,7 @@ bool LiveCamera::TakeFrame(ipcapture::IFrame* frame) {
       transcoder_->Put(shared);
     } else if (transcoder_) {
       transcoder_->Pause();
+      feed_->Forget(shared->time);
     }
   }
   if (!transcoder_) {

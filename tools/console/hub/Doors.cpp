@@ -17,8 +17,6 @@ constexpr std::string_view kGet = "GET";
 constexpr const char* kJpeg = "image/jpeg";
 constexpr const char* kNoCamera = "There is no camera of that name.";
 constexpr std::size_t kLongestText = 256;  // bytes, of any text in a body
-/// A snapshot that is younger may be given twice.
-constexpr std::chrono::seconds kFresh{1};
 /// For a camera that shows nothing at the moment; a picture of MPEG-4 begins with a key frame.
 constexpr std::chrono::seconds kSnapshotWait{5};
 

@@ -47,8 +47,17 @@ void Feed::Show(Picture picture) {
   const auto fresh = std::make_shared<Picture>(std::move(picture));
   PicturePtr before;  // its memory is given back after the lock
   const std::lock_guard guard(lock_);
-  fresh->number = ++shown_;
+  fresh->number = shown_ + 1;
   before = std::exchange(newest_, fresh);
+  shown_.store(fresh->number, std::memory_order_release);
+}
+
+void Feed::Forget(std::chrono::system_clock::time_point now) {
+  PicturePtr before;  // its memory is given back after the lock
+  const std::lock_guard guard(lock_);
+  if (newest_ && newest_->time < now - kFresh) {
+    before = std::move(newest_);
+  }
 }
 
 void Feed::Record(const PicturePtr& frame) {

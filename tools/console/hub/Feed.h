@@ -24,6 +24,9 @@ struct Picture {
 };
 using PicturePtr = std::shared_ptr<const Picture>;
 
+/// An older picture isn't live: nothing begins with it.
+inline constexpr std::chrono::seconds kFresh{1};
+
 /// Frames for one viewer that needs all of them in order (a recording), as long as it keeps up. One that doesn't
 /// loses what waits and goes on at the next key frame. Any thread.
 class FrameQueue {
@@ -48,10 +51,16 @@ class Feed {
  public:
   /// A picture for viewers. The one before goes when nobody is sending it any more.
   void Show(Picture picture);
+  /// Lets go of a picture that isn't fresh at @p now, for a camera whose pictures are made only while somebody looks:
+  /// who comes next would take it for a live one.
+  void Forget(std::chrono::system_clock::time_point now);
   /// A frame as the driver gave it, for recordings.
   void Record(const PicturePtr& frame);
 
-  /// Null before the first.
+  /// The number of the picture that was shown last, 0 before the first. Without the lock, since a viewer of many cameras
+  /// asks all of them at each picture of any.
+  std::uint64_t Number() const { return shown_.load(std::memory_order_acquire); }
+  /// Null before the first, and when it was forgotten.
   PicturePtr Newest() const;
 
   class Look {
@@ -83,7 +92,7 @@ class Feed {
  private:
   mutable std::mutex lock_;
   PicturePtr newest_;                                      // guarded by lock_
-  std::uint64_t shown_ = 0;                                // guarded by lock_
+  std::atomic<std::uint64_t> shown_{0};                    // written under lock_
   mutable std::vector<std::weak_ptr<FrameQueue>> queues_;  // guarded by lock_
   // A moment late does no harm: a picture more or less is made.
   std::atomic<int> lookers_{0};

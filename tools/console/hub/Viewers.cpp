@@ -23,7 +23,7 @@ std::string MjpegOutlet::Type() const {
 
 bool MjpegOutlet::Next(Unit& into) {
   const PicturePtr picture = look_->Newest();
-  if (!picture || picture->number == sent_ || look_->IsClosed()) {
+  if (!picture || picture->number == sent_ || picture->time < notBefore_ || look_->IsClosed()) {
     return false;
   }
   into.head = std::string("--") + kBoundary +
@@ -88,7 +88,7 @@ bool WallOutlet::NextPicture(Unit& into) {
   for (std::size_t i = 0; i < tiles_.size(); ++i) {
     const std::size_t at = (turn_ + i) % tiles_.size();
     Tile& tile = tiles_[at];
-    if (tile.unanswered.size() >= tile.most) {
+    if (tile.unanswered.size() >= tile.most || (*tile.look)->Number() == tile.sent) {
       continue;
     }
     const PicturePtr picture = (*tile.look)->Newest();

@@ -16,7 +16,8 @@
 
 namespace kolvex_console {
 
-/// One camera's pictures as multipart/x-mixed-replace (RFC 2046, 5.1), each part with its type and length.
+/// One camera's pictures as multipart/x-mixed-replace (RFC 2046, 5.1), each part with its type and length. It doesn't
+/// begin with an old picture of a camera that is silent, since the parts don't say when they were taken.
 class MjpegOutlet final : public Outlet {
  public:
   explicit MjpegOutlet(std::shared_ptr<Feed> feed) : look_(std::move(feed)) {}
@@ -27,6 +28,7 @@ class MjpegOutlet final : public Outlet {
 
  private:
   Feed::Look look_;
+  const std::chrono::system_clock::time_point notBefore_ = std::chrono::system_clock::now() - kFresh;
   std::uint64_t sent_ = 0;  // number of the picture sent last
 };
 

@@ -13,9 +13,9 @@ export class Tile {
     this.canvas = make("canvas", {role: "img", width: 720, height: 576});
     this.nameText = make("span", {class: "name"}, name);
     this.facts = make("span", {class: "facts"});
-    this.size = make("span");
+    this.size = make("span", {class: "size"});
     this.fps = make("span");
-    this.rate = make("span");
+    this.rate = make("span", {class: "rate"});
     this.age = make("span");
     this.ageBox = make("span", {}, this.age, make("span", {class: "word"}, " old"));
     this.facts.append(this.size, this.fps, this.rate, this.ageBox);

@@ -202,6 +202,14 @@ class PageTest(unittest.TestCase):
         until("facts", lambda: "fps" in self.find(".tile[data-camera='Yard'] .facts").text)
         time.sleep(1)  # a second of steady figures for the screenshot
         self.screenshot("console-wall")
+        for width in (130, 185, 205, 245, 300):  # of tiles of large walls
+            room = self.driver.execute_script("""
+                const tile = document.querySelector(".tile[data-camera='Yard']");
+                tile.style.width = arguments[0] + "px";
+                const room = tile.getBoundingClientRect().right - tile.querySelector(".facts").lastChild.getBoundingClientRect().right;
+                tile.style.width = "";
+                return room;""", width)
+            self.assertGreater(room, 0, f"the age is inside of a tile of {width} pixels")
         loads = self.driver.execute_script("return performance.getEntriesByType('resource').map((entry) => entry.name)")
         self.assertTrue(all(load.startswith(self.server.url) for load in loads), loads)
         self.assertEqual(sum("/wall?" in load for load in loads), 0, "the one stream goes on, so it isn't in the list")
