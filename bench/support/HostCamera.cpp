@@ -25,7 +25,7 @@ void HostCamera::Start(const DriverLibrary& library) {
   driver_ = library.create();
   if (driver_ == nullptr || !driver_->Open(nullptr, this, this) ||
       !driver_->GetVideoCapture()->StartCapture(0, this, this)) {
-    throw std::runtime_error("the driver refused " + address_);
+    throw std::runtime_error("the driver refused " + address);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "../../examples/host-objects.h"
 #include "kolvex/Exports.h"
 
 namespace kolvex_bench {
@@ -21,13 +22,7 @@ class DriverLibrary {
 
 /// A host's objects for one camera of group 1 with one channel: one frame that is used again and again, and a sink
 /// for a derived class to count in.
-class HostCamera : public sarnevo::ipcapture::IIPDriverParams,
-                   public sarnevo::ipcapture::IIPDeviceInfo,
-                   public sarnevo::ipcapture::IIPConnectionInfo,
-                   public sarnevo::ipcapture::IIPVideoParams,
-                   public sarnevo::ipcapture::IIPVideoFormat,
-                   public sarnevo::ipcapture::IIPResolution,
-                   public sarnevo::ipcapture::IIPVideoRate,
+class HostCamera : public example::Camera,
                    public sarnevo::ipcapture::IFrameAllocator,
                    public sarnevo::ipcapture::IFrameSink,
                    public sarnevo::ipcapture::IFrame {
@@ -36,34 +31,21 @@ class HostCamera : public sarnevo::ipcapture::IIPDriverParams,
   using u16 = sarnevo::u16;
   using u32 = sarnevo::u32;
 
-  explicit HostCamera(std::string address, u32 codec = sarnevo::CodecMJPEG)
-      : address_(std::move(address)), codec_(codec) {}
+  explicit HostCamera(std::string cameraAddress, u32 cameraCodec = sarnevo::CodecMJPEG) {
+    address = std::move(cameraAddress);
+    codec = cameraCodec;
+    width = 352;
+    height = 288;
+  }
 
   /// Opens the driver and starts the channel. Throws std::runtime_error when the driver refuses.
   void Start(const DriverLibrary& library);
   /// Returns when nothing of the channel runs any more.
   bool Stop() { return driver_->GetVideoCapture()->StopCapture(0); }
 
-  IIPDeviceInfo* GetDevice() override { return this; }
-  IIPConnectionInfo* GetConnection() override { return this; }
   const char* GetCustomSetting(u32 index) override;
-  const char* GetModel() override { return "bench"; }
-  u32 GetChannelCount() override { return 1; }
-  u32 GetInputCount() override { return 0; }
-  u32 GetOutputCount() override { return 0; }
-  const char* GetAddress() override { return address_.c_str(); }
-  u16 GetPort() override { return 80; }
-  u32 GetCodec() override { return codec_; }
   const char* GetUserName() override { return "user"; }
   const char* GetPassword() override { return "secret"; }
-
-  sarnevo::ipcapture::IIPVideoFormat* GetFormat() override { return this; }
-  sarnevo::ipcapture::IIPVideoRate* GetRate() override { return this; }
-  sarnevo::ipcapture::IIPResolution* GetResolution() override { return this; }
-  u16 GetWidth() override { return 352; }
-  u16 GetHeight() override { return 288; }
-  u16 GetFrameInterval() override { return 40; }
-  u16 GetQuality() override { return 60; }
 
   sarnevo::ipcapture::IFrame* AllocateFrame(u32 fourCC, u32 size, const char* owner) override;
   void ReleaseFrame(sarnevo::ipcapture::IFrame* /*frame*/) override {}
@@ -89,8 +71,6 @@ class HostCamera : public sarnevo::ipcapture::IIPDriverParams,
   std::size_t FrameSize() const { return size_; }
 
  private:
-  const std::string address_;
-  const u32 codec_;
   std::vector<u8> data_;
   std::size_t size_ = 0;
   sarnevo::ipcapture::IIPCaptureDriverEx3* driver_ = nullptr;

@@ -135,7 +135,7 @@ class GuestRun {
   /// Waits for some frames and an input of each camera.
   void AwaitAll() {
     for (Host& host : hosts_) {
-      const auto comes = [&, frames = host.frames + 3] { return host.inputs > 0 && host.frames >= frames; };
+      const auto comes = [&, frames = host.frames + 3] { return host.changes > 0 && host.frames >= frames; };
       EXPECT_TRUE(Eventually(comes)) << host.address << "\n" << Told();
     }
   }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "../../examples/host-objects.h"
 #include "kolvex/Exports.h"
 #include "kolvex/ICaptureIOApi.h"
 #include "kolvex/IIPPTZDriver.h"
@@ -46,13 +47,7 @@ struct Library {
 
 /// A whole host with one camera, as group @p group at 127.0.@p group.@p number. It keeps what the checks need,
 /// takes no memory in its callbacks where it can be helped, and that which it takes is its own.
-struct Host : IIPDriverParams,
-              IIPDeviceInfo,
-              IIPConnectionInfo,
-              IIPVideoParams,
-              IIPVideoFormat,
-              IIPVideoRate,
-              IIPResolution,
+struct Host : example::Camera,
               IFrameAllocator,
               IFrameSink,
               IDebugInfoSink,
@@ -63,27 +58,25 @@ struct Host : IIPDriverParams,
               IIPSettingEntry,
               IIPResolutionEntry,
               IIPValueList {
-  Host(const char* cameraGroup, int number, const std::string& mac)
-      : group(cameraGroup), address("127.0." + group + "." + std::to_string(number)), hardwareAddress(mac) {}
+  Host(const char* cameraGroup, int number, const std::string& mac) : group(cameraGroup), hardwareAddress(mac) {
+    address = "127.0." + group + "." + std::to_string(number);
+    inputs = 2;
+    codec = group == "1" ? CodecMJPEG : CodecMPEG4;
+    width = 160;
+    height = 120;
+  }
 
   const std::string group;
-  const std::string address;
-  const std::string hardwareAddress;  // names the file of positions
-  std::atomic<u64> frames{0}, inputs{0};
+  const std::string hardwareAddress;       // names the file of positions
+  std::atomic<u64> frames{0}, changes{0};  // the latter of inputs
   std::atomic<int> lent{0}, wrongInputs{0};
   std::atomic<int> queryEnd{0};  // 1 done, 2 failed
   std::atomic<u64> told{0};      // a sum over all that a query has said
 
   // Long enough for a block of memory of its own each.
-  IIPDeviceInfo* GetDevice() override { return this; }
   const char* GetModel() override { return "a model with a name that is rather long"; }
   u32 GetChannelCount() override { return 16; }
-  u32 GetInputCount() override { return 2; }
   u32 GetOutputCount() override { return 2; }
-  IIPConnectionInfo* GetConnection() override { return this; }
-  const char* GetAddress() override { return address.c_str(); }
-  u16 GetPort() override { return 80; }
-  u32 GetCodec() override { return group == "1" ? CodecMJPEG : CodecMPEG4; }
   const char* GetUserName() override { return "an operator of the night shift"; }
   const char* GetPassword() override { return "the password of that operator"; }
   const char* GetCustomSetting(u32 index) override {
@@ -100,13 +93,7 @@ struct Host : IIPDriverParams,
     return index < std::size(settings) ? settings[index] : nullptr;
   }
 
-  IIPVideoFormat* GetFormat() override { return this; }
-  IIPVideoRate* GetRate() override { return this; }
-  IIPResolution* GetResolution() override { return this; }
-  u16 GetWidth() override { return 160; }
-  u16 GetHeight() override { return 120; }
-  u16 GetFrameInterval() override { return 40; }  // milliseconds
-  u16 GetQuality() override { return 10; }        // percent
+  u16 GetQuality() override { return 10; }  // percent
 
   struct Frame final : IFrame {
     std::vector<u8> data;
@@ -136,7 +123,7 @@ struct Host : IIPDriverParams,
 
   // The simulated camera's inputs are low.
   void OnInputChanged(u32, u32 state) override {
-    ++inputs;
+    ++changes;
     wrongInputs += state == IOStateLow ? 0 : 1;
   }
   void OnIOFailure() override {}
