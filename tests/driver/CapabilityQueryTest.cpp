@@ -27,7 +27,7 @@ using namespace std::chrono_literals;
 using namespace kolvex_test;
 using platform::Event;
 using platform::MonotonicTime;
-using Connection = ScriptedServer::Connection;
+using Connection = CgiCamera::Connection;
 
 // Short times for what would take seconds.
 constexpr QueryTiming kQuick{.stopWait = 300ms};
@@ -59,7 +59,7 @@ struct Host : RecordingCapabilities, ipcapture::ICapabilityObserver {
 std::string Ask(CapabilityQuery& query, Host& host, const char* address, u16 port) {
   EXPECT_TRUE(query.Init(&host, false));
   if (query.Start(address, port, "root", "pass", &host)) {
-    EXPECT_TRUE(host.over.Wait(60s));
+    EXPECT_TRUE(host.over.Wait(kWaitLimit));
   }
   query.Uninit();
   return host.ended;
@@ -83,7 +83,7 @@ TEST(CapabilityQuery, DescribesEachModelToTheHost) {
       Host host;
       EXPECT_EQ(InitCapabilityQuery(&host, isNTSC ? 1 : 0), 1u);
       EXPECT_EQ(StartCapabilityQuery("127.0.0.1", camera.Port(), "root", "pass", &host), 1u);
-      EXPECT_TRUE(host.over.Wait(60s));
+      EXPECT_TRUE(host.over.Wait(kWaitLimit));
       EXPECT_EQ(UninitCapabilityQuery(), 1u);
       EXPECT_EQ(host.ended, "done");
       EXPECT_EQ(host.Transcript() + "\n", transcript) << name;
@@ -137,17 +137,17 @@ TEST(CapabilityQuery, KeepsItsStatesApart) {
   EXPECT_TRUE(query.Init(&host, true));
   EXPECT_FALSE(query.Init(&host, false));
   Event goOn(false, true);
-  host.then = [&goOn] { goOn.Wait(60s); };
+  host.then = [&goOn] { goOn.Wait(kWaitLimit); };
   ASSERT_TRUE(query.Start("127.0.0.1", group1.Port(), "u", "p", &host));
   query.Terminate();
-  ASSERT_TRUE(host.over.Wait(60s));
+  ASSERT_TRUE(host.over.Wait(kWaitLimit));
   // The next may begin while the observer is still busy with the first. The object of the first query goes on
   // serving, whatever camera is asked, and remembers.
   RecordingCapabilities second;
   for (const CgiCamera* const camera : {&group1, &group2}) {
     ASSERT_TRUE(query.Start("127.0.0.1", camera->Port(), "u", "p", &second));
     goOn.Set();
-    ASSERT_TRUE(host.over.Wait(60s));
+    ASSERT_TRUE(host.over.Wait(kWaitLimit));
   }
   query.Uninit();
   query.Uninit();
@@ -182,13 +182,12 @@ TEST(CapabilityQuery, SurvivesWhatItsCallbacksDo) {
   };
   ASSERT_TRUE(query.Init(&host, false));
   ASSERT_TRUE(query.Start("127.0.0.1", camera.Port(), "u", "p", &host));
-  ASSERT_TRUE(ended.Wait(60s));
+  ASSERT_TRUE(ended.Wait(kWaitLimit));
   EXPECT_EQ(host.ended, "donedone");
 }
 
 TEST(CapabilityQuery, TheHostsOwnThreadIsHeldForALimitedTime) {
-  ScriptedServer camera([](Connection& connection) {
-    connection.ReadHead();
+  const CgiCamera camera([](Connection& connection, auto&) {
     connection.Drip("HTTP/1.1 404 No\r\nX: " + std::string(10'000, 'd'), 5ms);
   });
   Host host;
@@ -219,8 +218,7 @@ TEST(CapabilityQuery, EndsWithinItsTimeAndWithoutItsThreadIfNeedBe) {
     const auto inside = std::make_shared<Event>(), goOn = std::make_shared<Event>();
     Event letGo;
     std::atomic<int> tormented{0};
-    ScriptedServer camera([&, torment = torment](Connection& connection) {
-      const std::string head = connection.ReadHead();
+    const CgiCamera camera([&, torment = torment](Connection& connection, const std::string& head) {
       const std::string target = Target(head);
       const CgiReplies replies = Group1Replies();
       if (torment && target.find("ime.cgi") == target.npos) {  // the first of five requests
@@ -242,7 +240,7 @@ TEST(CapabilityQuery, EndsWithinItsTimeAndWithoutItsThreadIfNeedBe) {
     auto query = std::make_unique<CapabilityQuery>(kQuick);
     ASSERT_TRUE(query->Init(host.get(), false));
     ASSERT_TRUE(query->Start("127.0.0.1", camera.Port(), "u", "p", host.get()));
-    ASSERT_TRUE(inside->Wait(60s));
+    ASSERT_TRUE(inside->Wait(kWaitLimit));
     const auto began = MonotonicTime();
     query->Uninit();
     const auto took = MonotonicTime() - began;
@@ -253,7 +251,7 @@ TEST(CapabilityQuery, EndsWithinItsTimeAndWithoutItsThreadIfNeedBe) {
     host.reset();  // out of reach
     goOn->Set();
     if (torment) {
-      EXPECT_TRUE(letGo.Wait(60s)) << "the thread still talks to the camera";
+      EXPECT_TRUE(letGo.Wait(kWaitLimit)) << "the thread still talks to the camera";
       EXPECT_EQ(tormented, 1) << "the thread went on to its next request";
     }
     // The thread's own share of the query goes with it; and is over when the event has one owner left.

@@ -102,7 +102,7 @@ class Scene {
   /// The fault ends, a camera that was gone is there again, and the clock runs.
   void Heal() {
     Control(end_);
-    camera_.WaitUntil([](const simcam::CameraStatus& status) { return status.up; }, milliseconds(60'000));
+    camera_.WaitUntil([](const simcam::CameraStatus& status) { return status.up; }, kWaitLimit);
     StartClock();
   }
   void Back(bool isBack, const char* otherwise) {

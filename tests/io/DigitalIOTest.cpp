@@ -28,6 +28,7 @@ namespace {
 using kolvex_test::Eventually;
 using kolvex_test::FakeCallback;
 using kolvex_test::HostLog;
+using kolvex_test::kWaitLimit;
 using kolvex_test::MakeOwned;
 using kolvex_test::Reply;
 using kolvex_test::ScriptedServer;
@@ -35,7 +36,6 @@ using kolvex_test::ScriptedServer;
 constexpr u32 kPollMs = 3;
 // What a stop by force may take beyond its time-out, also under a sanitizer on a busy machine.
 constexpr platform::Milliseconds kStopSlack{500};
-constexpr platform::Milliseconds kLimit{60'000};
 
 // Digital I/O with a camera that is a handful of fields.
 class FakeIO : public CIOBase {
@@ -227,7 +227,7 @@ TEST(CIOBase, MayBeCalledAndDestroyedInItsOwnCallbacks) {
       f.fake->writesFail = !onInput;
       ASSERT_TRUE(io->Start());
       started.Set();
-      ASSERT_TRUE(done.Wait(kLimit));
+      ASSERT_TRUE(done.Wait(kWaitLimit));
       EXPECT_TRUE(destroys || io->Stop());
       EXPECT_EQ(calls, 1);
     }
@@ -249,7 +249,7 @@ TEST(CIOBase, StopsInTimeWithACallbackThatNeverReturnsAndMayThenGo) {
     };
     Fixture f(0, onInput ? 2 : 0, onInput ? 0 : 2, 80, inCallback, kStopTimeout);
     f.fake->writesFail = true;
-    const auto isInside = [&] { return inside.Wait(kLimit); };
+    const auto isInside = [&] { return inside.Wait(kWaitLimit); };
     // With a new thread each time, while the old ones are still in the host.
     constexpr auto kBound = platform::Milliseconds{kStopTimeout} + kStopSlack;
     EXPECT_LE(BestStop(*f.io, kBound, isInside), kBound);
@@ -353,17 +353,12 @@ TEST(GroupDigitalIO, StopsInTimeWhateverTheCameraDoes) {
     SCOPED_TRACE(&script - kCameras);
     constexpr u32 kStopTimeout = 60;
     constexpr auto kBound = 2 * (platform::Milliseconds{kStopTimeout} + kStopSlack);
-    std::atomic<std::size_t> requests{0};
-    ScriptedServer camera([&](Connection& connection) {
-      connection.ReadHead();
-      ++requests;
-      script(connection);
-    });
+    const kolvex_test::CgiCamera camera([&](Connection& connection, auto&) { script(connection); });
     Fixture f(1, 2, 1, camera.Port(), {}, kStopTimeout);
     std::size_t expected = 0;
     const auto hasBoth = [&] {
       expected += 2;
-      return Eventually([&] { return requests == expected; });
+      return Eventually([&] { return camera.heads.Count("") == expected; });
     };
     EXPECT_LE(BestStop(*f.io, kBound, hasBoth), kBound);
     EXPECT_EQ(f.log.Text(), "") << "what the stop itself broke off is no failure";

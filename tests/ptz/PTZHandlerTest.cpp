@@ -25,6 +25,9 @@ using std::chrono::milliseconds;
 constexpr char kQuestion[] = "/comport.cgi?action=retrieve";
 constexpr char kFile[] = "Kolvex_00:11:22:aB.preset";
 
+// The file of a driver's own PTZ side. False when there is none.
+bool RemoveOwnFile() { return std::filesystem::remove(*platform::HostExecutableFolder() + "/" + kFile); }
+
 TEST(CPTZHandler, BuildsAChannelWhenItIsAskedForIt) {
   PtzFixture fixture("2", 2);
   EXPECT_EQ(fixture.folder.List(), std::set<std::string>{});
@@ -80,16 +83,15 @@ TEST(CPTZHandler, EndsWithTheDriverAfterTheItemsUnderWayOfAllChannelsAtOnce) {
   for (const bool byDelete : {false, true}) {
     platform::Event answer(false, true);  // outlives the camera
     PtzFixture fixture("1", kChannels);
-    fixture.handler.reset();  // not the driver's
-    IIPPTZDriverEx* const ptz = fixture.driver->GetPTZDriverEx();
+    IIPPTZDriverEx* const ptz = fixture.DriversOwn();
     EXPECT_EQ(fixture.driver->GetPTZDriver(), ptz);
     for (u32 channel = 0; channel < kChannels; ++channel) {
       ASSERT_NE(ptz->GetPTZApiEx(channel), nullptr);
     }
-    EXPECT_TRUE(std::filesystem::remove(*platform::HostExecutableFolder() + "/" + kFile));
+    EXPECT_TRUE(RemoveOwnFile());
     Take(fixture.camera.requests);
     fixture.camera.SetAnswer([&](auto& connection, auto& request) {
-      answer.Wait(platform::Milliseconds{60'000});
+      answer.Wait(kWaitLimit);
       SerialCamera::WithBody("")(connection, request);
     });
     for (u32 item = 0; item < 5 * kChannels; ++item) {
@@ -135,11 +137,9 @@ TEST(CPTZHandler, MayEndWithTheDriverInAMessage) {
       SCOPED_TRACE(row.name + std::string(byDelete ? ", delete" : ", close"));
       platform::Event ended;
       PtzFixture fixture("2", 2);
-      fixture.handler.reset();  // not the driver's
-      IIPPTZDriverEx* const ptz = fixture.driver->GetPTZDriverEx();
+      IIPPTZDriverEx* const ptz = fixture.DriversOwn();
       IIPPTZApiEx* const control = ptz->GetPTZApiEx(0);
       ASSERT_NE(control, nullptr);
-      const std::string file = *platform::HostExecutableFolder() + "/" + kFile;
       EXPECT_EQ(control->AddPreposition("z") + control->StartMove(PtzLeft, 0) + control->AddPreposition("a"),
                 3);
       fixture.camera.SetAnswer([](auto& connection, auto&) { connection.Reset(); });
@@ -152,16 +152,15 @@ TEST(CPTZHandler, MayEndWithTheDriverInAMessage) {
         ended.Set();
       };
       EXPECT_EQ(row.call(fixture, ptz, control), row.result);
-      EXPECT_TRUE(ended.Wait(platform::Milliseconds{60'000}));
+      EXPECT_TRUE(ended.Wait(kWaitLimit));
       EXPECT_EQ(fixture.messages.Text(), "") << "the sink may be gone";
-      EXPECT_TRUE(std::filesystem::remove(file));
+      EXPECT_TRUE(RemoveOwnFile());
     }
   }
 }
 
 // Each of two PTZ threads is in a message in which the host ends the other one's driver.
 TEST(CPTZHandler, MayEndAnotherDriverThatEndsThisOne) {
-  constexpr platform::Milliseconds kLimit{60'000};
   for (const bool byDelete : {false, true}) {
     SCOPED_TRACE(byDelete ? "delete" : "close");
     platform::Event inside[2], ended[2];
@@ -169,8 +168,7 @@ TEST(CPTZHandler, MayEndAnotherDriverThatEndsThisOne) {
     IIPPTZApiEx* controls[2];
     for (const u32 own : {0U, 1U}) {
       PtzFixture& fixture = fixtures[own];
-      fixture.handler.reset();  // not the driver's
-      controls[own] = fixture.driver->GetPTZDriverEx()->GetPTZApiEx(0);
+      controls[own] = fixture.DriversOwn()->GetPTZApiEx(0);
       ASSERT_NE(controls[own], nullptr);
       fixture.camera.SetAnswer([](auto& connection, auto&) { connection.Reset(); });
       fixture.sink.onDebugInfo = [&, own, first = true]() mutable {
@@ -179,7 +177,7 @@ TEST(CPTZHandler, MayEndAnotherDriverThatEndsThisOne) {
         }
         const u32 other = 1 - own;
         inside[own].Set();
-        EXPECT_TRUE(inside[other].Wait(kLimit));
+        EXPECT_TRUE(inside[other].Wait(kWaitLimit));
         byDelete ? DeleteIPCapture(fixtures[other].driver.release()) : fixtures[other].driver->Close();
         ended[own].Set();
       };
@@ -188,9 +186,9 @@ TEST(CPTZHandler, MayEndAnotherDriverThatEndsThisOne) {
       EXPECT_EQ(control->StartMove(PtzLeft, 8), 1);
     }
     for (platform::Event& end : ended) {
-      EXPECT_TRUE(end.Wait(kLimit));
+      EXPECT_TRUE(end.Wait(kWaitLimit));
     }
-    EXPECT_TRUE(std::filesystem::remove(*platform::HostExecutableFolder() + "/" + kFile));
+    EXPECT_TRUE(RemoveOwnFile());
   }
 }
 

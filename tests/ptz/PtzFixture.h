@@ -86,6 +86,12 @@ struct PtzFixture {
     return *control;
   }
 
+  /// The driver's own PTZ side, in place of the handler. It keeps its file beside the program.
+  sarnevo::IIPPTZDriverEx* DriversOwn() {
+    handler.reset();
+    return driver->GetPTZDriverEx();
+  }
+
   /// The line of a failed request in @c messages.
   std::string NotSent(const std::string& operation, const std::string& path) const {
     return "OnDebugInfo 1 sarnevo::CGroup1PTZComm::" + operation +

@@ -5,6 +5,9 @@
 
 namespace kolvex_test {
 
+/// Of waits: longer than anything takes that goes well, on the busiest machine.
+inline constexpr std::chrono::milliseconds kWaitLimit{60'000};
+
 /// Waits until @p holds gives true. False when @p limit runs out before.
 template <typename Predicate>
 bool Await(std::chrono::milliseconds limit, Predicate holds) {
@@ -17,10 +20,10 @@ bool Await(std::chrono::milliseconds limit, Predicate holds) {
   return true;
 }
 
-/// The same with a limit that is longer than anything takes that goes well, on the busiest machine.
+/// The same within kWaitLimit.
 template <typename Predicate>
 bool Eventually(Predicate holds) {
-  return Await(std::chrono::seconds(60), holds);
+  return Await(kWaitLimit, holds);
 }
 
 }  // namespace kolvex_test

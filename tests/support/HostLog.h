@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "support/Eventually.h"
+
 namespace kolvex_test {
 
 /// What the host's objects saw, a line per call, from any thread.
@@ -42,7 +44,7 @@ class HostLog {
 
   /// Waits until @p count lines begin with @p begin. False when @p limit runs out.
   bool WaitFor(std::string_view begin, std::size_t count = 1,
-               std::chrono::milliseconds limit = std::chrono::seconds(60)) const {
+               std::chrono::milliseconds limit = kWaitLimit) const {
     std::unique_lock guard(lock_);
     return changed_.wait_for(guard, limit, [&] { return CountLocked(begin) >= count; });
   }

@@ -16,8 +16,6 @@ namespace {
 
 using sarnevo::platform::Event;
 
-constexpr std::chrono::seconds kLimit{60};
-
 // A host and its callback's steps. It stays until the process ends where a callback ends its driver: the
 // library no longer waits for that thread, so that nothing says when it has left the host's code.
 struct Scene {
@@ -107,7 +105,7 @@ TEST(Callback, MayCallEverythingOnItsOwnChannelAndDriver) {
         scene.done.Set();
       });
       ASSERT_TRUE(Start(host));
-      ASSERT_TRUE(scene.done.Wait(kLimit));
+      ASSERT_TRUE(scene.done.Wait(kWaitLimit));
       EXPECT_TRUE(scene.result);
       if (operation.starts != 0) {
         EXPECT_TRUE(host.log.WaitFor("OnFrame", host.log.Count("OnFrame") + 3));
@@ -156,7 +154,7 @@ TEST(Callback, ThatOutlivesItsChannelTouchesNothingOfItsOwnAccord) {
     };
     Hook(row.place, scene.host, act, &camera);
     ASSERT_TRUE(Start(scene.host));
-    ASSERT_TRUE(scene.inside.Wait(kLimit));
+    ASSERT_TRUE(scene.inside.Wait(kWaitLimit));
     const auto begin = Clock::now();
     EXPECT_EQ(Stop(scene.host), row.place != Place::OnFrame);
     if (row.place == Place::OnNoDataInAStream) {
@@ -170,7 +168,7 @@ TEST(Callback, ThatOutlivesItsChannelTouchesNothingOfItsOwnAccord) {
     }
     EXPECT_TRUE(row.meanwhile(scene.host));
     scene.goOn.Set();
-    ASSERT_TRUE(scene.done.Wait(kLimit));
+    ASSERT_TRUE(scene.done.Wait(kWaitLimit));
     EXPECT_TRUE(scene.result);
     EXPECT_FALSE(scene.host.driver && !Close(scene.host));
   }
@@ -200,7 +198,7 @@ TEST(Callback, TwoThatEndEachOtherNeverWaitForEachOther) {
     ASSERT_TRUE(scenes[0]->host.log.WaitFor("OnFrame"));  // the camera sends to its latest client only
     ASSERT_TRUE(captures[1]->StartCapture(1, &scenes[1]->host.sink, &scenes[1]->host.wanted));
     for (Scene* const scene : scenes) {
-      EXPECT_TRUE(scene->done.Wait(kLimit));
+      EXPECT_TRUE(scene->done.Wait(kWaitLimit));
     }
     EXPECT_TRUE(scenes[0]->result || scenes[1]->result);
     scenes[0]->host.driver->Close();
@@ -244,7 +242,7 @@ TEST(Callback, CallsThatMeetAStopGiveWay) {
       scene.result = row.run(scene.host);
     });
     ASSERT_TRUE(Start(scene.host));
-    ASSERT_TRUE(scene.inside.Wait(kLimit));
+    ASSERT_TRUE(scene.inside.Wait(kWaitLimit));
     EXPECT_TRUE(Stop(scene.host));
     EXPECT_EQ(scene.result, row.expected);
     EXPECT_EQ(scene.host.allocator.Outstanding(), 0U);

@@ -16,11 +16,13 @@
 
 #include "HostRun.h"
 #include "platform/Socket.h"
+#include "support/Eventually.h"
 #include "support/ScriptedServer.h"
 
 namespace {
 
 using kolvex_test::HostRun;
+using kolvex_test::kWaitLimit;
 using kolvex_test::ProgramResult;
 using nlohmann::json;
 using sarnevo::platform::Socket;
@@ -285,8 +287,7 @@ TEST(HostProgram, CapturesWhatAQueryFoundAndTellsWhatCame) {
           "capture --out out --keep every 2 --cameras list.json --camera-file yard.json,fps=10,size=352x240",
       secret);
   const auto enough = [](const auto& status) { return status.counters.framesSent >= 30; };
-  ASSERT_TRUE(yard.WaitUntil(enough, std::chrono::seconds(60)) &&
-              gate.WaitUntil(enough, std::chrono::seconds(60)));
+  ASSERT_TRUE(yard.WaitUntil(enough, kWaitLimit) && gate.WaitUntil(enough, kWaitLimit));
   run.Signal(SIGTERM);
   const ProgramResult result = run.Finish();
   EXPECT_EQ(result.exit, 0) << result.err;
@@ -356,8 +357,7 @@ TEST(HostProgram, TellsOfEachCameraOfACaptureItsOwnReason) {
   run.Start(
       "--json capture 127.0.1.1,group=1 127.0.1.2,group=2 127.0.1.3,group=1 127.0.1.4,group=1 --duration 10s");
   // Long before its time is over, on a slow machine too.
-  ASSERT_TRUE(dying.WaitUntil([](const auto& status) { return status.counters.framesSent >= 10; },
-                              std::chrono::seconds(60)));
+  ASSERT_TRUE(dying.WaitUntil([](const auto& status) { return status.counters.framesSent >= 10; }, kWaitLimit));
   ASSERT_EQ(dying.Control("reboot=60"), "");
   const ProgramResult result = run.Finish();
   EXPECT_EQ(result.exit, 4) << "no frame is all that is common to these";
@@ -408,7 +408,7 @@ TEST(HostProgram, TakesPicturesAndVideosOfAnAddressAlone) {
       "--json capture 127.0.1.1,name=Höfe 127.0.2.1,name=Gate,size=800x600 --out out --mkv --segment 1s "
       "--keep none --duration 20s");
   ASSERT_TRUE(gate.WaitUntil([=](const auto& status) { return status.counters.framesSent >= before + 30; },
-                             std::chrono::seconds(60)));
+                             kWaitLimit));
   ASSERT_EQ(gate.Control("reboot=3"), "");
   const ProgramResult result = run.Finish();
   EXPECT_EQ(result.exit, 0) << result.err;

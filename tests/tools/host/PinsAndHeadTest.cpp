@@ -6,10 +6,12 @@
 #include <sys/stat.h>
 
 #include "HostRun.h"
+#include "support/Eventually.h"
 
 namespace {
 
 using kolvex_test::HostRun;
+using kolvex_test::kWaitLimit;
 using kolvex_test::ProgramResult;
 using kolvex_test::ProgramRun;
 using simcam::HeadStatus;
@@ -47,8 +49,8 @@ TEST(IoCommand, WatchesInputsAndSwitchesTheOutputsThatAreNamedAlone) {
       }
       EXPECT_EQ(result.exit, row.exit) << result.err;
       EXPECT_THAT(result.out + result.err, HasSubstr(row.told));
-      EXPECT_TRUE(camera.WaitUntil([&](const auto& status) { return status.outputs == row.outputs; },
-                                   milliseconds(60'000)))
+      EXPECT_TRUE(
+          camera.WaitUntil([&](const auto& status) { return status.outputs == row.outputs; }, kWaitLimit))
           << row.arguments;
     }
     ASSERT_EQ(camera.Control("heal=1"), "");
@@ -94,7 +96,7 @@ struct PtzCommand : testing::Test {
     return run.Run("ptz " + arguments + " --camera-file yard.json");
   }
   HeadStatus Head() { return camera->Status().head; }
-  bool Comes(const std::function<bool(const HeadStatus&)>& holds, milliseconds limit = milliseconds(60'000)) {
+  bool Comes(const std::function<bool(const HeadStatus&)>& holds, milliseconds limit = kWaitLimit) {
     return camera->WaitUntil([&](const auto& status) { return holds(status.head); }, limit);
   }
 
