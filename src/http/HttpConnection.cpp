@@ -64,7 +64,7 @@ HttpError HttpConnection::Fail(HttpError error) noexcept {
   return error;
 }
 
-// A server that has closed the connection, or says something unasked, isn't asked over it.
+// False when the server has closed the connection, or has sent something unasked: no request goes out over it then.
 bool HttpConnection::IsIdle() noexcept {
   std::uint8_t byte = 0;
   return socket_.IsOpen() && reply_.IsWhole() && socket_.Receive({&byte, 1}).error == SocketError::TimedOut;

@@ -12,8 +12,8 @@
 
 namespace Web {
 
-/// The way of one HttpRequest to its server: looks the name up, connects, sends, takes the reply in. Between requests
-/// it holds a descriptor only where the connection is kept.
+/// The connection of one HttpRequest to its server: looks the name up, connects, sends, takes the reply in. Between
+/// requests it holds a descriptor only where the connection is kept.
 ///
 /// Time-outs: one for look-up and connect together, one for sending, one for each receive; and a limit for all of a
 /// request. The end of each wait is computed once, so that a signal doesn't make it longer.
