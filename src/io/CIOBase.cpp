@@ -23,19 +23,20 @@ bool Remember(States& states, u32 count, u32 index, u32 state) {
 }  // namespace
 
 // Makes Start and Stop the work of one thread at a time. A thread of the object itself, inside a callback,
-// never waits here: whoever holds the lock may be waiting for this very thread.
+// never waits here: whoever holds the lock may be waiting for this very thread. Keeps the object, since the host may
+// end it in a callback meanwhile.
 class CIOBase::OwnerGuard {
  public:
-  explicit OwnerGuard(CIOBase& io) noexcept : lock_(io.ownerLock_) {
-    if (io.outputHandler_.IsOwnThread() || io.inputThread_.IsOwnThread()) {
-      held_ = lock_.TryEnter();
+  explicit OwnerGuard(CIOBase& io) noexcept : io_(io.shared_from_this()) {
+    if (io.IsOwnThread()) {
+      held_ = io.ownerLock_.TryEnter();
     } else {
-      lock_.Enter();
+      io.ownerLock_.Enter();
     }
   }
   ~OwnerGuard() {
     if (held_) {
-      lock_.Leave();
+      io_->ownerLock_.Leave();
     }
   }
   OwnerGuard(const OwnerGuard&) = delete;
@@ -43,7 +44,7 @@ class CIOBase::OwnerGuard {
   explicit operator bool() const noexcept { return held_; }
 
  private:
-  COptex& lock_;
+  const std::shared_ptr<CIOBase> io_;
   bool held_ = true;
 };
 
@@ -125,14 +126,15 @@ bool CIOBase::Stop() {
 }
 
 void CIOBase::End() noexcept {
-  // A callback may be in the middle of a Stop while the object ends. Where the guard gives way, with the object ended
-  // inside a callback, nobody else is at it.
-  const OwnerGuard owner(*this);
-  ended_ = true;
-  if (!EndThreads()) {
-    own_thread::LetGo();
+  if (IsOwnThread()) {
+    own_thread::LetGo();  // whoever is in a Stop waits for this thread no longer, so that it may wait for the Stop
   }
+  const COptexGuard owner(ownerLock_);
+  ended_ = true;
+  EndThreads();
 }
+
+bool CIOBase::IsOwnThread() const noexcept { return outputHandler_.IsOwnThread() || inputThread_.IsOwnThread(); }
 
 // False when one of them is the caller.
 bool CIOBase::EndThreads() {
@@ -148,6 +150,7 @@ u32 CIOBase::GetInputCount() { return driver_->GetInputCount(); }
 u32 CIOBase::GetOutputCount() { return driver_->GetOutputCount(); }
 
 bool CIOBase::SetOutput(u32 index, u32 state) try {
+  const auto keep = shared_from_this();  // the host may end it in a callback meanwhile
   return outputHandler_.PostOutput(index, state);
 } catch (const std::exception&) {
   return false;  // no memory

@@ -68,6 +68,7 @@ class CIOBase : public ICaptureIOApi, public std::enable_shared_from_this<CIOBas
   using States = std::array<u32, kMaxPorts>;
   class OwnerGuard;
 
+  bool IsOwnThread() const noexcept;
   bool EndThreads();
   void InitOutputs();
   void ResetStates() noexcept;

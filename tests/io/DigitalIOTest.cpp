@@ -261,31 +261,47 @@ TEST(CIOBase, StopsInTimeWithACallbackThatNeverReturnsAndMayThenGo) {
   }
 }
 
-// A callback is in the middle of a stop, which waits for a request, while the object ends on another thread.
-TEST(CIOBase, MayBeDestroyedWhileACallbackStopsIt) {
-  CIOBase* io = nullptr;
-  platform::Event started;
-  platform::Event writing;
-  platform::Event request;
-  platform::Event left;
-  const auto inCallback = [&] {
-    started.Wait();
-    writing.Wait();
-    EXPECT_FALSE(io->Stop());
-    left.Set();
-  };
-  Fixture f(0, 1, 1, 80, inCallback, 100);
-  io = f.io.get();
-  f.fake->duringWrite = [&] {
-    const std::stop_callback interrupt(own_thread::InterruptToken(), [&] { request.Set(); });
-    writing.Set();
-    request.Wait();
-  };
-  ASSERT_TRUE(io->Start());
-  started.Set();
-  ASSERT_TRUE(Eventually([&] { return !io->SetOutput(0, IOStateHigh); })) << "the callback doesn't stop";
-  f.io.reset();
-  EXPECT_TRUE(left.Wait(platform::Milliseconds{0}));
+// One thread is in the middle of a stop, which waits for a request, while the object ends on another: the stop or the
+// end is in a callback.
+TEST(CIOBase, MayBeDestroyedOnOneThreadWhileAnotherStopsIt) {
+  for (const bool callbackEnds : {false, true}) {
+    std::shared_ptr<CIOBase> owned;
+    CIOBase* io = nullptr;
+    platform::Event started;
+    platform::Event writing;
+    platform::Event request;
+    platform::Event left;
+    const auto endDuringStop = [&] {
+      EXPECT_TRUE(Eventually([&] { return !io->SetOutput(0, IOStateHigh); })) << "nobody stops";
+      owned.reset();
+    };
+    const auto inCallback = [&] {
+      started.Wait();
+      if (callbackEnds) {
+        endDuringStop();
+      } else {
+        EXPECT_FALSE(io->Stop());
+      }
+      left.Set();
+    };
+    Fixture f(0, 1, 1, 80, inCallback, 100);
+    owned = std::move(f.io);
+    io = owned.get();
+    f.fake->duringWrite = [&] {
+      const std::stop_callback interrupt(own_thread::InterruptToken(), [&] { request.Set(); });
+      writing.Set();
+      request.Wait();
+    };
+    ASSERT_TRUE(io->Start());
+    ASSERT_TRUE(writing.Wait(kWaitLimit));
+    started.Set();
+    if (callbackEnds) {
+      EXPECT_TRUE(io->Stop());
+    } else {
+      endDuringStop();
+    }
+    EXPECT_TRUE(left.Wait(callbackEnds ? kWaitLimit : platform::Milliseconds{0}));
+  }
 }
 
 // Over one connection, which this camera closes after every third reply, until the stop. More replies are inputs
