@@ -123,7 +123,9 @@ void CBaseCameraChannel::DoPass() noexcept {
       }
       StopStreamer();
       if (!terminate_.load(std::memory_order_relaxed)) {
-        StartStreamer();  // after a failure the next pass tries again, and the one after it if the port is open still
+        // A failure is the next pass's affair: it tries again, and cleans up should it fail, too. Where this start has
+        // got as far as opening its ports, it fails for certain.
+        StartStreamer();
       }
     }
   } else if (configured_ == 0) {
