@@ -127,14 +127,17 @@ bool CIOBase::Stop() {
 
 void CIOBase::End() noexcept {
   if (IsOwnThread()) {
-    own_thread::LetGo();  // whoever is in a Stop waits for this thread no longer, so that it may wait for the Stop
+    own_thread::
+        LetGo();  // whoever is in a Stop waits for this thread no longer, so that it may wait for the Stop
   }
   const COptexGuard owner(ownerLock_);
   ended_ = true;
   EndThreads();
 }
 
-bool CIOBase::IsOwnThread() const noexcept { return outputHandler_.IsOwnThread() || inputThread_.IsOwnThread(); }
+bool CIOBase::IsOwnThread() const noexcept {
+  return outputHandler_.IsOwnThread() || inputThread_.IsOwnThread();
+}
 
 // False when one of them is the caller.
 bool CIOBase::EndThreads() {
