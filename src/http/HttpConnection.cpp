@@ -146,6 +146,9 @@ HttpError HttpConnection::Receive() {
   if (received.error != SocketError::None) {
     const bool late = received.error == SocketError::TimedOut;
     failed_ = late ? HttpError::TimedOut : HttpError::ConnectionBroken;
+    // A server that neither says where a body ends nor closes after it needs to be asked to close; or each reply would
+    // cost the whole time-out.
+    keep_ = keep_ && !(late && reply_.HasHead());
   } else if (received.count > 0) {
     failed_ = reply_.Take(std::span(block).first(received.count));
   } else {

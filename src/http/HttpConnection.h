@@ -25,7 +25,8 @@ class HttpConnection {
   /// @param timeout  of each step; 0: no limit
   explicit HttpConnection(sarnevo::platform::Milliseconds timeout) : timeout_(timeout) {}
 
-  /// Whether the server may keep the connection after a reply. At first it may not.
+  /// Whether the server may keep the connection after a reply. At first it may not, and no more after a body whose end
+  /// didn't come in time.
   void Keep(bool keep) noexcept { keep_ = keep; }
   bool Keeps() const noexcept { return keep_; }
 

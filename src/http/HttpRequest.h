@@ -71,7 +71,8 @@ class HttpRequest {
 
   /// Lets the camera keep the connection for the next request, which saves most of what a request costs. For
   /// owners that come again and again: the object then holds descriptors in between, and one of the camera's
-  /// few places. Called before the first Send, if at all.
+  /// few places. Called before the first Send, if at all. Ends by itself after a body whose end didn't come in time: that
+  /// camera may only know one end, the connection's.
   void KeepConnection(bool keep) { connection_.Keep(keep); }
 
   /// Closes the request in progress, and a kept connection: the operation under way on the owner's thread fails at

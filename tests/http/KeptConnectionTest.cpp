@@ -48,11 +48,13 @@ TEST(KeptConnection, IsUsedAgainAfterAWholeReplyUnlessTheServerEndsIt) {
     std::string reply;
     std::vector<std::size_t> connections;  // of each request
     std::string body = "ok";
-    bool read = true;  // to its end
-    bool ask = true;   // to keep it
-    bool end = false;  // the server closes after its reply
+    bool read = true;       // to its end
+    bool ask = true;        // to keep it
+    bool end = false;       // the server closes after its reply, each time or
+    bool endAsked = false;  // where it is asked to
     std::string method = "GET";
   };
+  const std::string close = "\r\nConnection: close\r\n";
   const std::string head = "HTTP/1.1 200 OK\r\n";
   const std::string longText(99'999, 'x');
   const std::string longBody = head + "Content-Length: 99999\r\n\r\n" + longText;
@@ -79,13 +81,14 @@ TEST(KeptConnection, IsUsedAgainAfterAWholeReplyUnlessTheServerEndsIt) {
        head + "Transfer-Encoding: x, chunked" + chunks.substr(chunks.find("\r\n\r\n2")) + "\r\n\r\n",
        {0, 0}},
       {"the server's end", head + "\r\nok", {0, 1}, "ok", true, true, true},
+      {"no end", head + "\r\nok", {0, 1}, "ok", true, true, false, true},
       {"half of it read", head + "Content-Length: 3\r\n\r\nok", {0, 1}, "", false},
       {"more than the reply", kOk + "HTTP/1.1 500 No\r\n\r\n", {0, 1}},
       {"a head larger than most", head + "X: " + longText + "\r\n" + two, {0, 0}},
       {"its length twice", head + "Content-Length: 2\r\n" + two, {0, 0}},
       {"interim replies by the thousand", interim + kOk, {0, 0}},
-      {"a head alone", head + two.substr(0, two.size() - 2), {0, 0}, "", true, true, false, "HEAD"},
-      {"what can't be asked twice", kOk, {0, 1}, "ok", true, true, false, "PUT"},
+      {"a head alone", head + two.substr(0, two.size() - 2), {0, 0}, "", true, true, false, false, "HEAD"},
+      {"what can't be asked twice", kOk, {0, 1}, "ok", true, true, false, false, "PUT"},
       {"a length and chunks, which may mean anything",
        head + "Content-Length: 2\r\n" + chunks.substr(head.size()) + "\r\n\r\n",
        {0, 1}},
@@ -103,12 +106,12 @@ TEST(KeptConnection, IsUsedAgainAfterAWholeReplyUnlessTheServerEndsIt) {
           connections.push_back(connection.Number());
         }
         connection.Send(c.reply);
-        if (c.end) {
+        if (c.end || (c.endAsked && asked.find(close) != asked.npos)) {
           return;
         }
       }
     });
-    KeptRequest request(server);
+    KeptRequest request(server, c.endAsked ? 2000 : 60'000);
     request.KeepConnection(c.ask);
     for (const char* const path : {"/1", "/2"}) {
       ASSERT_TRUE(request.Send(c.method.c_str(), path, false));
@@ -117,13 +120,12 @@ TEST(KeptConnection, IsUsedAgainAfterAWholeReplyUnlessTheServerEndsIt) {
       }
     }
     const std::lock_guard guard(lock);
-    const std::string tail = " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.Port()) +
-                             "\r\nAuthorization: Basic dTpw\r\nUser-Agent: Sarnevo_HttpRequest\r\n" +
-                             (c.ask ? "" : "Connection: close\r\n") +
-                             "Cache-Control: no-cache\r\nPragma: no-cache\r\n\r\n";
-    std::vector<std::string> wanted(c.connections.size(), c.method + " /1" + tail);
-    wanted.back() = c.method + " /2" + tail;
-    EXPECT_EQ(heads, wanted);
+    const auto requestFor = [&](const std::string& path, bool closes) {
+      return c.method + path + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.Port()) +
+             "\r\nAuthorization: Basic dTpw\r\nUser-Agent: Sarnevo_HttpRequest" + (closes ? close : "\r\n") +
+             "Cache-Control: no-cache\r\nPragma: no-cache\r\n\r\n";
+    };
+    EXPECT_EQ(heads, std::vector({requestFor(" /1", !c.ask), requestFor(" /2", !c.ask || c.endAsked)}));
     EXPECT_EQ(connections, c.connections);
   }
 }
