@@ -16,9 +16,9 @@ class IIPVideoCapture {
   virtual u32 GetChannelCount() = 0;  ///< slot 1
   /// Starts a channel. True says that the channel runs, not that the camera answers. False for a channel of 16 or
   /// more, for one whose stream has started, when @p params or one of its objects is null, and when there is no memory
-  /// or no thread. Without a thread the channel keeps its place and its sink all the same, until
-  /// StopCapture. Returns at once, but for a channel that runs and has no stream yet: that one is stopped first, as by
-  /// StopCapture.
+  /// or no thread. When an object of @p params is missing, or a thread, the channel keeps its place and its sink all the
+  /// same, until StopCapture. Returns at once, but for a channel that runs and has no stream yet: that one is stopped
+  /// first, as by StopCapture.
   /// @param channel  from 0
   /// @param sink     not owned; lives until StopCapture or Close has returned; null is never called
   /// @param params   read only during the call

@@ -98,17 +98,15 @@ bool CBaseIPVideoCapture::StartCapture(u32 channel, ipcapture::IFrameSink* sink,
   if (!entry || channel >= channels_.size() || (group_ != 1 && group_ != 2) || params == nullptr) {
     return false;
   }
-  // The host may answer with nothing, or call back and end the driver.
-  const auto wanted = ReadParams(params);
-  if (!wanted || !entry) {
-    return false;
-  }
-  // A channel whose thread can't be made keeps its place and its sink: the next start finds it, and a stop ends it.
+  // A channel that doesn't start keeps its place and its sink: the next start finds it, and a stop ends it.
   std::shared_ptr<CBaseCameraChannel>& slot = channels_[channel];
   if (slot == nullptr) {
     slot = MakeChannel(channel, sink);
   }
-  return slot != nullptr && slot->Start(wanted->frameInterval, wanted->width, wanted->height, wanted->quality);
+  // The host may answer with nothing, or call back and end the channel.
+  const auto wanted = ReadParams(params);
+  return wanted && slot != nullptr &&
+         slot->Start(wanted->frameInterval, wanted->width, wanted->height, wanted->quality);
 }
 
 bool CBaseIPVideoCapture::StopCapture(u32 channel) {

@@ -36,9 +36,9 @@ class CBaseIPVideoCapture final : public ipcapture::IIPVideoCaptureEx,
   void End() noexcept;
 
   u32 GetChannelCount() override;
-  /// False also when @p params or one of its objects is null; nothing has changed then. A channel that is still
-  /// configuring its camera starts again with the new values, and with the sink that it has. A new one whose thread
-  /// can't be made stays, with its sink, until StopCapture.
+  /// False also when @p params or one of its objects is null. A channel that is still configuring its camera
+  /// starts again with the new values, and with the sink that it has. A new one that can't be started stays, with
+  /// its sink, until StopCapture.
   bool StartCapture(u32 channel, ipcapture::IFrameSink* sink, ipcapture::IIPVideoParams* params) override;
   bool StopCapture(u32 channel) override;
   /// Stops the channel before it asks for the size. With a null @p resolution nothing happens.

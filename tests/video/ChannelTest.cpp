@@ -237,11 +237,12 @@ TEST(Channel, RefusesWildArgumentsWithoutATraceAndRunsWithoutASink) {
   incomplete[0].hasFormat = incomplete[1].hasResolution = incomplete[2].hasRate = false;
   for (FakeVideoParams* params :
        {static_cast<FakeVideoParams*>(nullptr), &incomplete[0], &incomplete[1], &incomplete[2]}) {
-    EXPECT_FALSE(capture.StartCapture(15, &host.sink, params));
-    EXPECT_FALSE(capture.GetChannelStatus(15, nullptr, nullptr, nullptr, 9));
+    EXPECT_FALSE(capture.StartCapture(0, &host.sink, params));
+    EXPECT_EQ(capture.GetChannelStatus(0, nullptr, nullptr, nullptr, 9), params != nullptr);
   }
+  EXPECT_TRUE(capture.StopCapture(0)) << "a channel that didn't start stays until it is stopped";
 
-  ASSERT_TRUE(capture.StartCapture(15, nullptr, &host.wanted)) << "the sink of a refused start isn't kept";
+  ASSERT_TRUE(capture.StartCapture(15, nullptr, &host.wanted));
   camera.StartSending(JpegFramePacket(1));
   EXPECT_TRUE(host.log.WaitFor("ReleaseFrame", 3));
   EXPECT_FALSE(capture.ChangeFormat(15, nullptr, 40));
