@@ -105,7 +105,7 @@ void CRTCPReporter::ReceiveReport() noexcept {
   const ReceiveResult got = socket_.ReceiveFrom(buffer, from);
   if (got.error != SocketError::None) {
     lastError_ = static_cast<u32>(got.error);
-    if (got.error == SocketError::TimedOut) {
+    if (got.error == SocketError::NotYet) {
       return;
     }
   }

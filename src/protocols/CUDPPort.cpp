@@ -233,11 +233,10 @@ void CUDPPort::Receive(Receiving& receiving) {
         }
         HandOver(receiving, got, from);
         break;
-      case SocketError::WouldBlock:
-        receiving.waits = !SleepInBurst(receiving.pace);
-        break;
-      case SocketError::TimedOut:
-        if (user != nullptr) {
+      case SocketError::NotYet:
+        if (!receiving.waits) {
+          receiving.waits = !SleepInBurst(receiving.pace);
+        } else if (user != nullptr) {
           user->ReceiveTimeout();
         }
         break;
