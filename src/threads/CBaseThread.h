@@ -27,9 +27,9 @@ class CBaseThread {
   /// then goes on, under its old name) or can't be made. @p name is for the debugger.
   virtual bool Start(const std::string& name);
 
-  /// Sets the stop event and waits for the thread's end, up to @p timeoutMs; then ends it by force, which
-  /// isn't reported. True also when there is no thread. False only on the thread itself, which goes on
-  /// until Run sees the stop event.
+  /// Sets the stop event and waits for the thread's end, up to @p timeoutMs; then lets it go or interrupts it
+  /// (StoppableThread), which isn't reported. True also when there is no thread. False only on the thread itself,
+  /// which goes on until Run sees the stop event.
   virtual bool Stop(u32 timeoutMs);
 
   /// Sets the stop event and nothing else. Any thread may call.

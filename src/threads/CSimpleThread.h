@@ -9,7 +9,7 @@
 
 namespace sarnevo::thread {
 
-/// A thread that is waited for without limit and never ended by force.
+/// A thread that is waited for without limit: whoever joins it neither lets it go nor interrupts it.
 ///
 /// Start and Join belong to one thread at a time, the owner's; the running thread may call them too, even
 /// while the owner joins it. Run is virtual, so the thread is joined before the derived part of the object

@@ -62,7 +62,7 @@ class StoppableThread {
   bool Wait(platform::Milliseconds patience = platform::Milliseconds::max()) noexcept;
 
   /// Ends the thread as above, and releases it. On the thread itself, inside a call of the host, it is let go and goes
-  /// on there. False when it had to be ended by force.
+  /// on there. False when it had to be let go or interrupted.
   bool End(platform::Milliseconds patience) noexcept;
 
   /// Forgets the thread; one that runs goes on by itself.
