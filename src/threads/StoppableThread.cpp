@@ -125,9 +125,7 @@ bool StoppableThread::IsCurrent() const noexcept {
   return current != nullptr && running_.load(std::memory_order_relaxed) == current;
 }
 
-bool StoppableThread::Wait(Milliseconds patience) noexcept {
-  return !IsCurrent() && (!control_ || control_->over.Wait(patience));
-}
+bool StoppableThread::Wait() noexcept { return !IsCurrent() && (!control_ || control_->over.Wait()); }
 
 bool StoppableThread::End(Milliseconds patience) noexcept {
   bool inTime = true;

@@ -57,9 +57,9 @@ class StoppableThread {
   /// The caller is the recorded thread. Any thread may ask.
   bool IsCurrent() const noexcept;
 
-  /// Waits until the thread has ended or let itself go, up to @p patience. True when it has, at once when there is
-  /// none; false at once on the thread itself.
-  bool Wait(platform::Milliseconds patience = platform::Milliseconds::max()) noexcept;
+  /// Waits until the thread has ended or let itself go. True then, and at once when there is none; false at once on the
+  /// thread itself.
+  bool Wait() noexcept;
 
   /// Ends the thread as above, and releases it. On the thread itself, inside a call of the host, it is let go and goes
   /// on there. False when it had to be let go or interrupted.
