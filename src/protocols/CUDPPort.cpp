@@ -164,7 +164,7 @@ bool CUDPPort::StartReceiving() noexcept {
 }
 
 bool CUDPPort::Close() noexcept {
-  const bool own = thread_.IsCurrent();
+  const bool own = thread_.IsOwnThread();
   while (!lock_.try_lock()) {
     if (!own) {
       lock_.lock();

@@ -41,7 +41,7 @@ class CBaseThread {
   void SetOwner(std::weak_ptr<const void> owner) noexcept { thread_.SetOwner(std::move(owner)); }
 
   /// The caller is the running thread. Any thread may ask.
-  bool IsOwnThread() const noexcept { return thread_.IsCurrent(); }
+  bool IsOwnThread() const noexcept { return thread_.IsOwnThread(); }
 
  protected:
   /// The body of the thread: returns soon after AwaitStop gives true.

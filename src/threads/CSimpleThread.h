@@ -38,7 +38,7 @@ class CSimpleThread {
   void SetOwner(std::weak_ptr<const void> owner) noexcept { thread_.SetOwner(std::move(owner)); }
 
   /// The caller is the running thread. Any thread may ask.
-  bool IsOwnThread() const noexcept { return thread_.IsCurrent(); }
+  bool IsOwnThread() const noexcept { return thread_.IsOwnThread(); }
 
  protected:
   /// What Start begins with: waits for a thread that has joined itself. False when there is a thread, and Start fails.

@@ -121,15 +121,15 @@ bool StoppableThread::HasHandle() const noexcept { return control_ != nullptr; }
 
 bool StoppableThread::IsAlive() const noexcept { return control_ && !control_->IsOver(); }
 
-bool StoppableThread::IsCurrent() const noexcept {
+bool StoppableThread::IsOwnThread() const noexcept {
   return current != nullptr && running_.load(std::memory_order_relaxed) == current;
 }
 
-bool StoppableThread::Wait() noexcept { return !IsCurrent() && (!control_ || control_->over.Wait()); }
+bool StoppableThread::Wait() noexcept { return !IsOwnThread() && (!control_ || control_->over.Wait()); }
 
 bool StoppableThread::End(Milliseconds patience) noexcept {
   bool inTime = true;
-  if (IsCurrent()) {
+  if (IsOwnThread()) {
     own_thread::LetGo();
   } else if (control_ && !control_->over.Wait(patience)) {
     inTime = false;
@@ -140,7 +140,7 @@ bool StoppableThread::End(Milliseconds patience) noexcept {
 }
 
 void StoppableThread::Release() noexcept {
-  if (control_ && control_->Look() == Place::Ended && !IsCurrent()) {
+  if (control_ && control_->Look() == Place::Ended && !IsOwnThread()) {
     thread_.Join();
   } else {
     thread_.Detach();

@@ -26,7 +26,7 @@ namespace sarnevo {
 ///    blocks can be interrupted or is bounded.
 ///
 /// An atomic exchange decides between "the host has returned" and "let go", so that exactly one of them happens.
-/// The handle is used by one thread at a time, the owner's, but for IsCurrent.
+/// The handle is used by one thread at a time, the owner's, but for IsOwnThread.
 class StoppableThread {
  public:
   StoppableThread() noexcept = default;
@@ -55,7 +55,7 @@ class StoppableThread {
   /// The recorded thread has neither ended nor been let go.
   bool IsAlive() const noexcept;
   /// The caller is the recorded thread. Any thread may ask.
-  bool IsCurrent() const noexcept;
+  bool IsOwnThread() const noexcept;
 
   /// Waits until the thread has ended or let itself go. True then, and at once when there is none; false at once on the
   /// thread itself.
