@@ -18,7 +18,8 @@ enum Codec : u32 {
   CodecMPEG4 = 2,  ///< MPEG-4 Visual elementary stream (ISO/IEC 14496-2)
 };
 
-/// Video standard inside the driver. In numbered setting 3 the text "1" means PAL, anything else NTSC.
+/// Video standard, as the driver keeps it. A host doesn't pass these numbers: SettingVideoStandard is a text, in which
+/// "1" means PAL.
 enum VideoStandard : u32 {
   VideoStandardPAL = 0,   ///< 50 Hz
   VideoStandardNTSC = 1,  ///< 60 Hz

@@ -8,7 +8,7 @@
 #include "camera/ReplyBody.h"
 #include "camera/RequestPolicy.h"
 #include "http/HttpStatus.h"
-#include "threads/HostCall.h"
+#include "threads/HostAsk.h"
 
 namespace sarnevo {
 
@@ -24,27 +24,9 @@ constexpr u32 kStandardQuality = 60;         // percent
 constexpr std::array<u32, 10> kQualities = {10, 20, 30, 40, 50, 60, 70, 80, 90, 100};
 constexpr std::size_t kValueBytes = 1024;  // of one value, with its end
 
-// One call to an object of the host; none to an object that isn't there.
-template <typename Object, typename... Parameters, typename... Arguments>
-void Tell(Object* object, void (Object::*operation)(Parameters...), Arguments... arguments) {
-  if (object != nullptr) {
-    CallHost([=] { (object->*operation)(arguments...); });
-  }
-}
-
-// An object of the host, null when it gives none.
-template <typename Result, typename... Parameters, typename... Arguments>
-Result* Get(IIPCapabilities* capabilities, Result* (IIPCapabilities::*operation)(Parameters...),
-            Arguments... arguments) {
-  Result* result = nullptr;
-  CallHost(
-      [&result, capabilities, operation, arguments...] { result = (capabilities->*operation)(arguments...); });
-  return result;
-}
-
 void PublishRecord(IIPCapabilities* capabilities, CCameraProperties& record) {
   const auto set = [capabilities](CapabilityId id, u32 value) {
-    Tell(capabilities, &IIPCapabilities::SetCapability, u32{id}, value);
+    Tell(capabilities, &IIPCapabilities::SetCapability, id, value);
   };
   set(Capability11, 0);
   set(Capability12, 0);
@@ -86,14 +68,14 @@ void PublishResolutions(IIPCapabilities* capabilities, CCameraProperties& record
     const u32 height = info->GetHeight();
     std::array<char, 24> text{};
     std::snprintf(text.data(), text.size(), "%ux%u", width, height);
-    Tell(Get(capabilities, &IIPCapabilities::AddResolutionEntry), &IIPResolutionEntry::SetResolution,
+    Tell(Ask(capabilities, &IIPCapabilities::AddResolutionEntry), &IIPResolutionEntry::SetResolution,
          text.data(), width, height, values.shortestInterval.value_or(ShortestInterval(*info)));
   }
 }
 
 void PublishConnection(IIPCapabilities* capabilities, const Web::HttpRequest& request) {
   const auto field = [capabilities](ConnectionField index) {
-    return Get(capabilities, &IIPCapabilities::GetConnectionField, u32{index});
+    return Ask(capabilities, &IIPCapabilities::GetConnectionField, index);
   };
   Tell(field(ConnectionFieldAddress), &IIPTextField::SetText, request.GetHost());
   std::array<char, 8> port{};
@@ -104,7 +86,7 @@ void PublishConnection(IIPCapabilities* capabilities, const Web::HttpRequest& re
 }
 
 void PublishValues(IIPCapabilities* capabilities, u32 index, u32 standard, std::span<const u32> values) {
-  IIPValueList* const list = Get(capabilities, &IIPCapabilities::GetValueList, index);
+  IIPValueList* const list = Ask(capabilities, &IIPCapabilities::GetValueList, index);
   Tell(list, &IIPValueList::SetDefault, standard);
   for (const u32 value : values) {
     Tell(list, &IIPValueList::AddValue, value);
@@ -112,9 +94,9 @@ void PublishValues(IIPCapabilities* capabilities, u32 index, u32 standard, std::
 }
 
 void PublishSetting(IIPCapabilities* capabilities, const Properties::Setting& setting) {
-  IIPSettingEntry* const entry = Get(capabilities, &IIPCapabilities::GetSettingEntry, setting.index);
+  IIPSettingEntry* const entry = Ask(capabilities, &IIPCapabilities::GetSettingEntry, setting.index);
   Tell(entry, &IIPSettingEntry::SetName, setting.name);
-  Tell(entry, &IIPSettingEntry::SetAttributeB, u32{0});
+  Tell(entry, &IIPSettingEntry::SetAttributeB, 0);
   Tell(entry, &IIPSettingEntry::SetAttributeA, setting.attributeA);
   Tell(entry, &IIPSettingEntry::SetValue, setting.value);
 }

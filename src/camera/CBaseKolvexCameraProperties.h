@@ -38,19 +38,18 @@ class CBaseKolvexCameraProperties : public CCameraProperties {
   static constexpr u32 kFormat2 = 2;
   static constexpr u32 kFormat4 = 4;
 
-  virtual ~CBaseKolvexCameraProperties() = default;  // slot 0
+  virtual ~CBaseKolvexCameraProperties() = default;
 
   /// Reads the camera. On failure @p level may become a QueryFailure. May throw bad_alloc.
   /// @param request     host and credentials are set
   /// @param properties  the record to fill: this object's own
-  virtual bool ReadProperties(Web::HttpRequest* request, CCameraProperties* properties,
-                              u32* level) = 0;  // slot 1
+  virtual bool ReadProperties(Web::HttpRequest* request, CCameraProperties* properties, u32* level) = 0;
   /// Writes the record into the host's object. False when an argument is missing.
   virtual bool PublishCapabilities(ipcapture::IIPCapabilities* capabilities, u32 isNTSC,
-                                   Web::HttpRequest* request) = 0;  // slot 2
+                                   Web::HttpRequest* request) = 0;
   /// Asks a read in progress to end. It doesn't shorten a request, which its time-outs bound; an owner that can't wait
   /// for these aborts the request itself.
-  virtual void Abort();  // slot 3
+  virtual void Abort();
 
  protected:
   bool Publish(ipcapture::IIPCapabilities* capabilities, u32 isNTSC, Web::HttpRequest* request,

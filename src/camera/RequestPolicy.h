@@ -10,11 +10,12 @@ namespace sarnevo {
 /// an owner that has to come to an end also needs a limit for the whole request.
 struct RequestPolicy {
   u32 timeout;  ///< milliseconds, for the connect, for sending and for each receive; kDeviceTimeout: the device's own
-  u32 limit;   ///< milliseconds, for the whole request; 0: none
+  u32 limit;   ///< milliseconds, for the whole request; kNoLimit: none
   bool keeps;  ///< the connection, for the next request
 };
 
 constexpr u32 kDeviceTimeout = 0;
+constexpr u32 kNoLimit = 0;
 
 /// All kinds of request.
 namespace request_policy {
@@ -24,7 +25,7 @@ constexpr RequestPolicy kConfiguration = {kDeviceTimeout, 300'000, false};
 // Each of the two that run on the host's thread.
 constexpr RequestPolicy kDetection = {5'000, 30'000, false};
 // Uninit ends the query's thread after 10 s, and the request with it.
-constexpr RequestPolicy kProperties = {5'000, 0, false};
+constexpr RequestPolicy kProperties = {5'000, kNoLimit, false};
 constexpr RequestPolicy kOutput = {kDeviceTimeout, 300'000, false};
 // The only ones that come again and again.
 constexpr RequestPolicy kInputs = {kDeviceTimeout, 300'000, true};

@@ -26,7 +26,7 @@ struct ChannelTiming {
   platform::Milliseconds rtspReply{300'000};
   /// Wait of the RTCP reporter for a datagram, after which it looks whether it has to end.
   platform::Milliseconds reporterReceive{500};
-  /// How long CRTCPReporter::Stop waits for the thread before it ends it.
+  /// How long CRTCPReporter::Stop waits for the thread before it interrupts it.
   platform::Milliseconds reporterStop{10'000};
 };
 

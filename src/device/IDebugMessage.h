@@ -7,11 +7,10 @@
 /// the global namespace.
 class IDebugMessage {
  public:
-  virtual ~IDebugMessage() = default;  // slot 0
+  virtual ~IDebugMessage() = default;
 
   /// Sends one message at a sarnevo::DebugLevel, printf-style. Any thread may call.
-  [[gnu::format(printf, 3, 4)]] virtual void DebugMessage(sarnevo::u32 level, const char* format,
-                                                          ...) = 0;  // slot 1
+  [[gnu::format(printf, 3, 4)]] virtual void DebugMessage(sarnevo::u32 level, const char* format, ...) = 0;
 
   /// Counts one more failure of a kind that keeps coming, and says whether to write it. All writers that
   /// thin out their messages towards this object share the count. Any thread.

@@ -26,8 +26,9 @@ class RepeatCounter {
   }
 
  private:
-  static constexpr u32 kWrap = 65535;   // never reached
-  static constexpr u32 kWrapTo = 4095;  // the last count before the widest step
+  // The count never ends: in place of 65535 it goes on with 4095, one before a multiple of 4096.
+  static constexpr u32 kWrap = 65535;
+  static constexpr u32 kWrapTo = 4095;
 
   std::atomic<u32> count_{0};
 };

@@ -67,7 +67,7 @@ HttpError HttpConnection::Fail(HttpError error) noexcept {
 // False when the server has closed the connection, or has sent something unasked: no request goes out over it then.
 bool HttpConnection::IsIdle() noexcept {
   std::uint8_t byte = 0;
-  return socket_.IsOpen() && reply_.IsWhole() && socket_.Receive({&byte, 1}).error == SocketError::TimedOut;
+  return socket_.IsOpen() && reply_.IsWhole() && socket_.Receive({&byte, 1}).error == SocketError::NotYet;
 }
 
 // The end of a step: its own or the request's, whichever comes first.
@@ -96,8 +96,8 @@ HttpError HttpConnection::ConnectTo(const SocketAddress& peer, Nanoseconds end) 
     if (result == SocketError::None) {
       return HttpError::None;
     }
-    if (result != SocketError::WouldBlock) {
-      return result == SocketError::TimedOut ? HttpError::TimedOut : HttpError::CannotConnect;
+    if (result != SocketError::NotYet) {
+      return HttpError::CannotConnect;
     }
     if (IsOver(end)) {
       return HttpError::TimedOut;
@@ -120,7 +120,7 @@ HttpError HttpConnection::Transmit(std::string_view request) noexcept {
   std::span rest(reinterpret_cast<const std::uint8_t*>(request.data()), request.size());
   while (!rest.empty()) {
     const ReceiveResult sent = socket_.Send(rest);
-    if (sent.error == SocketError::WouldBlock) {
+    if (sent.error == SocketError::NotYet) {
       if (IsOver(end)) {
         return HttpError::TimedOut;
       }
@@ -137,14 +137,14 @@ HttpError HttpConnection::Transmit(std::string_view request) noexcept {
 HttpError HttpConnection::Receive() {
   std::array<std::uint8_t, kBlock> block;
   const Nanoseconds end = EndOfStep();
-  ReceiveResult received{0, SocketError::TimedOut};
+  ReceiveResult received{0, SocketError::NotYet};
   // The request's limit holds however much there is to receive.
-  while (received.error == SocketError::TimedOut && !IsOver(end)) {
+  while (received.error == SocketError::NotYet && !IsOver(end)) {
     socket_.WaitReadable(LeftUntil(end));
     received = socket_.Receive(block);
   }
   if (received.error != SocketError::None) {
-    const bool late = received.error == SocketError::TimedOut;
+    const bool late = received.error == SocketError::NotYet;
     failed_ = late ? HttpError::TimedOut : HttpError::ConnectionBroken;
     // A server that neither says where a body ends nor closes after it needs to be asked to close; or each reply would
     // cost the whole time-out.

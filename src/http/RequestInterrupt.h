@@ -13,12 +13,15 @@ class RequestInterrupt {
  public:
   /// @param request  may have been broken off by the end of an earlier thread.
   explicit RequestInterrupt(HttpRequest& request)
-      : interrupt_((request.Resume(), sarnevo::own_thread::InterruptToken()), Cancel{request}) {}
+      : interrupt_(sarnevo::own_thread::InterruptToken(), Cancel(request)) {}
 
  private:
   struct Cancel {
-    HttpRequest& request;
+    // First, since an interrupt that has come already cancels as soon as the callback is there.
+    explicit Cancel(HttpRequest& whose) noexcept : request(whose) { request.Resume(); }
     void operator()() const noexcept { request.Cancel(); }
+
+    HttpRequest& request;
   };
 
   std::stop_callback<Cancel> interrupt_;

@@ -16,10 +16,9 @@ namespace sarnevo::platform {
 /// How an operation on a socket failed, as far as it makes a difference to the callers.
 enum class SocketError : std::uint8_t {
   None,
-  WouldBlock,  ///< nothing to receive now, or a connect under way
-  TimedOut,    ///< the socket's own time-out or the wait's ran out
-  TooLong,     ///< a datagram didn't fit the buffer; it is gone
-  Gone,        ///< nothing will work any more: the network is down, or the socket isn't open
+  NotYet,   ///< nothing came in time, there is no room to send, or a connect is under way
+  TooLong,  ///< a datagram didn't fit the buffer; it is gone
+  Gone,     ///< nothing will work any more: the network is down, or the socket isn't open
   Other,
 };
 
@@ -72,7 +71,7 @@ class Socket {
   /// wish that not every system grants; the socket is then as it was.
   void JoinDatagrams() noexcept;
 
-  /// WouldBlock while the connection is being made (non-blocking mode); call it again to learn how far it is.
+  /// NotYet while the connection is being made (non-blocking mode); call it again to learn how far it is.
   SocketError Connect(const SocketAddress& peer) noexcept;
   /// Whether a connection that was being made is up. A refused one never becomes writable.
   bool WaitWritable(Milliseconds timeout) noexcept;
@@ -83,12 +82,12 @@ class Socket {
   ReceiveResult Send(std::span<const std::uint8_t> data) noexcept;
   SocketError SendTo(std::span<const std::uint8_t> data, const SocketAddress& peer) noexcept;
 
-  /// One receive of up to @p into.size() bytes. TimedOut after a time-out of the socket's, and in non-blocking
-  /// mode when nothing is there.
+  /// One receive of up to @p into.size() bytes. NotYet after a time-out of the socket's, and in non-blocking mode when
+  /// nothing is there.
   ReceiveResult Receive(std::span<std::uint8_t> into) noexcept;
   /// One datagram and where it came from; with JoinDatagrams several of one sender that were joined on their way, for
   /// which 65,536 bytes are room enough. What doesn't fit gives TooLong and is gone, all that was joined.
-  /// @param waits  false: WouldBlock at once when none is there
+  /// @param waits  false: NotYet at once when none is there
   ReceiveResult ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& from, bool waits = true) noexcept;
 
  private:

@@ -21,8 +21,9 @@ enum class ThreadPriority {
 /// A thread of the operating system, and its owner's handle. The rest of the library uses StoppableThread, which can
 /// also end one.
 ///
-/// The thread blocks all signals but those of its own faults, has a small stack of its own and carries a name towards
-/// the debugger. The handle is used by one thread at a time.
+/// The thread blocks all signals but those of its own faults, has a small stack of its own and carries a name for the
+/// debugger, of which the system may keep the beginning alone (Linux: 15 bytes). The handle is used by one thread at a
+/// time.
 class Thread {
  public:
   Thread() noexcept = default;

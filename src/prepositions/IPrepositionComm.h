@@ -6,8 +6,8 @@
 namespace sarnevo {
 
 /// The camera, as far as stored positions go, and the way out for messages. Each command goes to the camera
-/// at once, on the caller's thread, which may wait for the camera's HTTP time-out; false when the camera
-/// couldn't be sent. Slots count from 0. Commands for one object are given by one thread at a time.
+/// at once, on the caller's thread, which may wait for the camera's HTTP time-out; false when it couldn't be sent.
+/// Slots count from 0. Commands for one object are given by one thread at a time.
 class IPrepositionComm : public virtual IDebugMessage {
  public:
   /// The camera stores where it looks now.

@@ -15,8 +15,8 @@ namespace sarnevo {
 /// Cameras send the packets of a frame some 10 to 150 us apart. A thread that waits for each of them falls asleep and
 /// is woken as often, which costs several times what it does with a packet. Sleeping a moment lets them gather in
 /// the socket. The moments end when the last datagram is due, so that a whole frame is hardly later than without;
-/// none is longer than 1 ms, or than a quarter of the socket's buffer takes to fill at the pace seen lately. As long
-/// as it isn't known that a burst is as slow as the last ones, three quarters wouldn't fill at 1 Gbit/s either.
+/// none is longer than 1 ms, or than a quarter of the socket's buffer takes to fill at the pace seen lately. Until a
+/// burst has shown that it is as slow as the last ones, none is longer than three quarters take at 1 Gbit/s either.
 /// Datagrams that follow each other faster than a thread falls asleep are waited for: that costs less than a timer.
 ///
 /// Uses no clock: `now` is a time of any steady clock. One thread.

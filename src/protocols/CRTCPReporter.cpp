@@ -23,8 +23,8 @@ constexpr u32 kSocketBuffer = 0x10000;
 constexpr std::size_t kReadBytes = 4096;
 constexpr std::string_view kDefaultName = "default";
 
-// A generator of our own, since the process's belongs to the host. Seeded with the second, like that, so that
-// streams which start together share their SSRC.
+// A generator of our own, since the process's belongs to the host. Its seed is the time in seconds, so that streams
+// which start in the same second have the same SSRC. Each is a session of its own, so that they never meet.
 u32 DrawSsrc() {
   std::minstd_rand generator(static_cast<u32>(std::time(nullptr)));
   u32 ssrc = 0;
@@ -105,7 +105,7 @@ void CRTCPReporter::ReceiveReport() noexcept {
   const ReceiveResult got = socket_.ReceiveFrom(buffer, from);
   if (got.error != SocketError::None) {
     lastError_ = static_cast<u32>(got.error);
-    if (got.error == SocketError::TimedOut) {
+    if (got.error == SocketError::NotYet) {
       return;
     }
   }

@@ -35,7 +35,7 @@ class CRTCPReporter {
   bool Start(u32 port) noexcept;
   /// Asks the thread to end. Any thread may call.
   void RequestStop() noexcept;
-  /// Waits for the thread. False when it didn't end in time and had to be ended; it has ended in any case.
+  /// Waits for the thread. False when it didn't end in time and had to be interrupted; it has ended in any case.
   bool Stop() noexcept;
 
   /// Sequence number of the last RTP packet; 0 until the first. No lock: an answer may carry a number that

@@ -15,11 +15,11 @@ namespace sarnevo {
 class CRTPReceiver : public IUDPPortUser {
  public:
   explicit CRTPReceiver(const ChannelTiming& times = {}) noexcept;
-  ~CRTPReceiver() override;  // slot 0; closes the port
+  ~CRTPReceiver() override;  // closes the port
 
-  void DataReceived(CUDPPort* port, const sockaddr_in* from, u8* data, u32 size) override;  // slot 1
-  void ReceiveTimeout() override;                                                           // slot 2
-  void SocketClosed(CUDPPort* port) override;                                               // slot 3
+  void DataReceived(CUDPPort* port, const sockaddr_in* from, u8* data, u32 size) override;
+  void ReceiveTimeout() override;
+  void SocketClosed(CUDPPort* port) override;
 
   /// The receiver's own port, for its owner to open and close.
   CUDPPort& Port() noexcept { return port_; }

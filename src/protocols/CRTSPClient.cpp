@@ -59,7 +59,7 @@ bool CRTSPClient::Establish(Milliseconds timeout) noexcept {
     return false;
   }
   const SocketError error = socket_.Connect(*peer);
-  if (error == SocketError::WouldBlock ? !AwaitConnection(timeout) : error != SocketError::None) {
+  if (error == SocketError::NotYet ? !AwaitConnection(timeout) : error != SocketError::None) {
     return false;
   }
   return socket_.SetNonBlocking(false) && !IsInterrupted();

@@ -164,7 +164,7 @@ bool CUDPPort::StartReceiving() noexcept {
 }
 
 bool CUDPPort::Close() noexcept {
-  const bool own = thread_.IsCurrent();
+  const bool own = thread_.IsOwnThread();
   while (!lock_.try_lock()) {
     if (!own) {
       lock_.lock();
@@ -233,11 +233,10 @@ void CUDPPort::Receive(Receiving& receiving) {
         }
         HandOver(receiving, got, from);
         break;
-      case SocketError::WouldBlock:
-        receiving.waits = !SleepInBurst(receiving.pace);
-        break;
-      case SocketError::TimedOut:
-        if (user != nullptr) {
+      case SocketError::NotYet:
+        if (!receiving.waits) {
+          receiving.waits = !SleepInBurst(receiving.pace);
+        } else if (user != nullptr) {
           user->ReceiveTimeout();
         }
         break;

@@ -11,15 +11,14 @@ struct CRTPPacket;
 /// SocketClosed also on the thread that closes the port.
 class IRTPReceiverUser {
  public:
-  virtual ~IRTPReceiverUser() = default;  // slot 0
+  virtual ~IRTPReceiverUser() = default;
 
   /// A well-formed RTP packet arrived. @p packet and what it points to are valid only during the call.
-  virtual void PacketReceived(CRTPReceiver* receiver, const sockaddr_in* from,
-                              const CRTPPacket* packet) = 0;  // slot 1
+  virtual void PacketReceived(CRTPReceiver* receiver, const sockaddr_in* from, const CRTPPacket* packet) = 0;
   /// IUDPPortUser::ReceiveTimeout of the port.
-  virtual void ReceiveTimeout() = 0;  // slot 2
+  virtual void ReceiveTimeout() = 0;
   /// IUDPPortUser::SocketClosed of the port.
-  virtual void SocketClosed(CRTPReceiver* receiver) = 0;  // slot 3
+  virtual void SocketClosed(CRTPReceiver* receiver) = 0;
 };
 
 }  // namespace sarnevo

@@ -87,7 +87,7 @@ RtspReader::Next RtspReader::Fill() noexcept {
     end_ = got.count;
     return got.count > 0 ? Next::Byte : Next::End;
   }
-  return got.error == SocketError::TimedOut ? Next::TimedOut : Next::Failed;
+  return got.error == SocketError::NotYet ? Next::TimedOut : Next::Failed;
 }
 
 }  // namespace sarnevo

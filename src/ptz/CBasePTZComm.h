@@ -71,9 +71,6 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   /// For the wait for the item under way: whoever ends the object claims it first.
   StopClaim& Claim() noexcept { return claim_; }
 
-  /// The first half of Close, which doesn't wait: no further item goes to the camera.
-  void BeginClose() { RequestStop(); }
-
   /// The one way out for messages of this class, of those derived from it, and of the list of stored
   /// positions.
   [[gnu::format(printf, 3, 4)]] void DebugMessage(u32 level, const char* format, ...) override;

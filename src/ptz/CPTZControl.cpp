@@ -54,7 +54,7 @@ bool CPTZControl::Open(TSmartPtr<CXMLPrepositionReader> reader, CBasePTZComm* co
   return false;
 }
 
-void CPTZControl::BeginClose() noexcept { comm_->BeginClose(); }
+void CPTZControl::BeginClose() noexcept { comm_->RequestStop(); }
 
 void CPTZControl::End() noexcept {
   if (comm_->IsOwnThread() || !comm_->Claim().Take()) {

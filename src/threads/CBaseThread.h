@@ -27,9 +27,9 @@ class CBaseThread {
   /// then goes on, under its old name) or can't be made. @p name is for the debugger.
   virtual bool Start(const std::string& name);
 
-  /// Sets the stop event and waits for the thread's end, up to @p timeoutMs; then ends it by force, which
-  /// isn't reported. True also when there is no thread. False only on the thread itself, which goes on
-  /// until Run sees the stop event.
+  /// Sets the stop event and waits for the thread's end, up to @p timeoutMs; then lets it go or interrupts it
+  /// (StoppableThread), which isn't reported. True also when there is no thread. False only on the thread itself,
+  /// which goes on until Run sees the stop event.
   virtual bool Stop(u32 timeoutMs);
 
   /// Sets the stop event and nothing else. Any thread may call.
@@ -41,7 +41,7 @@ class CBaseThread {
   void SetOwner(std::weak_ptr<const void> owner) noexcept { thread_.SetOwner(std::move(owner)); }
 
   /// The caller is the running thread. Any thread may ask.
-  bool IsOwnThread() const noexcept { return thread_.IsCurrent(); }
+  bool IsOwnThread() const noexcept { return thread_.IsOwnThread(); }
 
  protected:
   /// The body of the thread: returns soon after AwaitStop gives true.

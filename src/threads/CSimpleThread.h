@@ -9,7 +9,7 @@
 
 namespace sarnevo::thread {
 
-/// A thread that is waited for without limit and never ended by force.
+/// A thread that is waited for without limit: whoever joins it neither lets it go nor interrupts it.
 ///
 /// Start and Join belong to one thread at a time, the owner's; the running thread may call them too, even
 /// while the owner joins it. Run is virtual, so the thread is joined before the derived part of the object
@@ -38,7 +38,7 @@ class CSimpleThread {
   void SetOwner(std::weak_ptr<const void> owner) noexcept { thread_.SetOwner(std::move(owner)); }
 
   /// The caller is the running thread. Any thread may ask.
-  bool IsOwnThread() const noexcept { return thread_.IsCurrent(); }
+  bool IsOwnThread() const noexcept { return thread_.IsOwnThread(); }
 
  protected:
   /// What Start begins with: waits for a thread that has joined itself. False when there is a thread, and Start fails.

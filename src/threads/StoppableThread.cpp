@@ -43,8 +43,8 @@ struct StoppableThread::Control {
   // The thread moves between Ours and Host without a lock, which keeps a call of the host cheap. It leaves Host by
   // compare-exchange, so that exactly one of "returned" and "let go" wins.
   std::atomic<Place> place{Place::Ours};
-  // Set by whoever ends the thread by force. Sequentially consistent, and so are the moves into Host and the looks at
-  // both: either the thread sees this before its call, or the one who set it sees the thread in Host.
+  // Set by whoever lets the thread go or interrupts it. Sequentially consistent, and so are the moves into Host and the
+  // looks at both: either the thread sees this before its call, or the one who set it sees the thread in Host.
   std::atomic<bool> barred{false};
 
   Place Look() const { return place.load(std::memory_order_seq_cst); }
@@ -75,7 +75,7 @@ struct StoppableThread::Control {
     }
   }
 
-  void EndByForce() {
+  void LetGoOrInterrupt() {
     barred.store(true, std::memory_order_seq_cst);
     if (over.Wait(kSettled)) {
       return;
@@ -121,28 +121,26 @@ bool StoppableThread::HasHandle() const noexcept { return control_ != nullptr; }
 
 bool StoppableThread::IsAlive() const noexcept { return control_ && !control_->IsOver(); }
 
-bool StoppableThread::IsCurrent() const noexcept {
+bool StoppableThread::IsOwnThread() const noexcept {
   return current != nullptr && running_.load(std::memory_order_relaxed) == current;
 }
 
-bool StoppableThread::Wait(Milliseconds patience) noexcept {
-  return !IsCurrent() && (!control_ || control_->over.Wait(patience));
-}
+bool StoppableThread::Wait() noexcept { return !IsOwnThread() && (!control_ || control_->over.Wait()); }
 
 bool StoppableThread::End(Milliseconds patience) noexcept {
   bool inTime = true;
-  if (IsCurrent()) {
+  if (IsOwnThread()) {
     own_thread::LetGo();
   } else if (control_ && !control_->over.Wait(patience)) {
     inTime = false;
-    control_->EndByForce();
+    control_->LetGoOrInterrupt();
   }
   Release();
   return inTime;
 }
 
 void StoppableThread::Release() noexcept {
-  if (control_ && control_->Look() == Place::Ended && !IsCurrent()) {
+  if (control_ && control_->Look() == Place::Ended && !IsOwnThread()) {
     thread_.Join();
   } else {
     thread_.Detach();

@@ -26,7 +26,7 @@ namespace sarnevo {
 ///    blocks can be interrupted or is bounded.
 ///
 /// An atomic exchange decides between "the host has returned" and "let go", so that exactly one of them happens.
-/// The handle is used by one thread at a time, the owner's, but for IsCurrent.
+/// The handle is used by one thread at a time, the owner's, but for IsOwnThread.
 class StoppableThread {
  public:
   StoppableThread() noexcept = default;
@@ -55,14 +55,14 @@ class StoppableThread {
   /// The recorded thread has neither ended nor been let go.
   bool IsAlive() const noexcept;
   /// The caller is the recorded thread. Any thread may ask.
-  bool IsCurrent() const noexcept;
+  bool IsOwnThread() const noexcept;
 
-  /// Waits until the thread has ended or let itself go, up to @p patience. True when it has, at once when there is
-  /// none; false at once on the thread itself.
-  bool Wait(platform::Milliseconds patience = platform::Milliseconds::max()) noexcept;
+  /// Waits until the thread has ended or let itself go. True then, and at once when there is none; false at once on the
+  /// thread itself.
+  bool Wait() noexcept;
 
   /// Ends the thread as above, and releases it. On the thread itself, inside a call of the host, it is let go and goes
-  /// on there. False when it had to be ended by force.
+  /// on there. False when it had to be let go or interrupted.
   bool End(platform::Milliseconds patience) noexcept;
 
   /// Forgets the thread; one that runs goes on by itself.

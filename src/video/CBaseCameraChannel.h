@@ -44,7 +44,7 @@ class CBaseCameraChannel : public IRTPReceiverUser, public std::enable_shared_fr
   CBaseCameraChannel(u32 channelIndex, Device* driver, ipcapture::IFrameSink* sink,
                      std::shared_ptr<FrameReturns> returns, bool useObjectPath);
   /// Stop has run before.
-  ~CBaseCameraChannel() override;  // slot 0
+  ~CBaseCameraChannel() override;
   CBaseCameraChannel(const CBaseCameraChannel&) = delete;
   CBaseCameraChannel& operator=(const CBaseCameraChannel&) = delete;
 
@@ -63,14 +63,13 @@ class CBaseCameraChannel : public IRTPReceiverUser, public std::enable_shared_fr
   /// On a stop; taken by whoever calls Stop, and dropped by the next Start.
   StopClaim& Claim() noexcept { return claim_; }
 
-  void PacketReceived(CRTPReceiver* receiver, const sockaddr_in* from,
-                      const CRTPPacket* packet) override;  // slot 1
-  void ReceiveTimeout() override;                          // slot 2
-  void SocketClosed(CRTPReceiver* receiver) override;      // slot 3
+  void PacketReceived(CRTPReceiver* receiver, const sockaddr_in* from, const CRTPPacket* packet) override;
+  void ReceiveTimeout() override;
+  void SocketClosed(CRTPReceiver* receiver) override;
 
   /// Sends the camera its configuration; on the worker's thread. Non-zero on success, also in configured_; without a
   /// driver 0, and nothing is sent. May throw std::bad_alloc, which counts as a failure.
-  virtual u32 ConfigureCamera() = 0;  // slot 4
+  virtual u32 ConfigureCamera() = 0;
 
  protected:
   /// What the camera is to stream.

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "threads/HostCall.h"
+#include "threads/HostAsk.h"
 #include "video/FrameLease.h"
 
 namespace sarnevo {
@@ -30,13 +30,9 @@ u8* DataOf(IFrame& frame) noexcept {
   return CallHost([&] { data = frame.GetData(); }) ? data : nullptr;
 }
 
-void Set(IFrame& frame, void (IFrame::*setter)(u32), std::size_t value) noexcept {
-  CallHost([&] { (frame.*setter)(static_cast<u32>(value)); });
-}
-
 // Whether the sink took it.
 bool Finish(IFrame& frame, ipcapture::IFrameSink* sink) noexcept {
-  CallHost([&] { frame.Finish(); });
+  Tell(&frame, &IFrame::Finish);
   bool taken = false;
   if (sink != nullptr) {
     CallHost([&] { taken = sink->OnFrame(&frame); });
@@ -63,11 +59,11 @@ void DeliverJPEG(const FrameRoute& route, std::span<const u8> payloads, JpegLayo
   const std::size_t header = JpegHeaderSize(layout);
   WriteJpegHeader({data, header}, *jpeg, layout);
   std::memcpy(data + header, jpeg->scan.data(), jpeg->scan.size());
-  Set(frame, &IFrame::SetDataSize, header + jpeg->scan.size());
-  Set(frame, &IFrame::SetFourCC, FrameFourCCJPEG);
-  Set(frame, &IFrame::SetWidth, jpeg->width);
-  Set(frame, &IFrame::SetHeight, jpeg->height);
-  Set(frame, &IFrame::SetSizeClass, jpeg->width >= kLargeJpegFrom ? kSizeClassLarge : kSizeClassSmall);
+  Tell(&frame, &IFrame::SetDataSize, static_cast<u32>(header + jpeg->scan.size()));
+  Tell(&frame, &IFrame::SetFourCC, FrameFourCCJPEG);
+  Tell(&frame, &IFrame::SetWidth, jpeg->width);
+  Tell(&frame, &IFrame::SetHeight, jpeg->height);
+  Tell(&frame, &IFrame::SetSizeClass, jpeg->width >= kLargeJpegFrom ? kSizeClassLarge : kSizeClassSmall);
   Finish(frame, route.sink);
 }
 
@@ -78,16 +74,16 @@ bool DeliverMPEG4(const FrameRoute& route, std::span<const u8> data, PictureSize
     return false;
   }
   IFrame& frame = lease.Frame();
-  Set(frame, &IFrame::SetWidth, size.width);
-  Set(frame, &IFrame::SetHeight, size.height);
-  Set(frame, &IFrame::SetSizeClass, size.width >= kLargeMpeg4From ? kSizeClassLarge : kSizeClassSmall);
-  Set(frame, &IFrame::SetDataSize, data.size());
+  Tell(&frame, &IFrame::SetWidth, size.width);
+  Tell(&frame, &IFrame::SetHeight, size.height);
+  Tell(&frame, &IFrame::SetSizeClass, size.width >= kLargeMpeg4From ? kSizeClassLarge : kSizeClassSmall);
+  Tell(&frame, &IFrame::SetDataSize, static_cast<u32>(data.size()));
   u8* const into = DataOf(frame);
   if (into == nullptr) {
     return false;
   }
   std::memcpy(into, data.data(), data.size());
-  Set(frame, &IFrame::SetFourCC, fourCC);
+  Tell(&frame, &IFrame::SetFourCC, fourCC);
   return Finish(frame, route.sink);
 }
 

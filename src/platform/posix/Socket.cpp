@@ -30,9 +30,7 @@ SocketError FromErrno(int error) noexcept {
     case EAGAIN:
     case EINPROGRESS:
     case EALREADY:
-      return SocketError::WouldBlock;
-    case ETIMEDOUT:
-      return SocketError::TimedOut;
+      return SocketError::NotYet;
     case EMSGSIZE:
       return SocketError::TooLong;
     case EFAULT:
@@ -107,12 +105,6 @@ ssize_t ReceiveWithin(int descriptor, Milliseconds timeout, Receive receive) noe
     count = receive(MSG_DONTWAIT);
   } while (count < 0 && errno == EAGAIN);
   return count;
-}
-
-// A receive that waits reports its time-out as would-block.
-SocketError ReceiveError(bool waits) noexcept {
-  const SocketError error = FromErrno(errno);
-  return waits && error == SocketError::WouldBlock ? SocketError::TimedOut : error;
 }
 
 // Bytes of each of the datagrams that the system has joined (UDP_GRO), from the control message; without one it is a
@@ -231,7 +223,7 @@ ReceiveResult Socket::Receive(std::span<std::uint8_t> into) noexcept {
   const ssize_t count = ReceiveWithin(Descriptor(handle_), receiveTimeout_, [&](int flags) {
     return recv(Descriptor(handle_), into.data(), into.size(), flags);
   });
-  return count < 0 ? ReceiveResult{0, ReceiveError(true)}
+  return count < 0 ? ReceiveResult{0, FromErrno(errno)}
                    : ReceiveResult{static_cast<std::size_t>(count), SocketError::None};
 }
 
@@ -253,7 +245,7 @@ ReceiveResult Socket::ReceiveFrom(std::span<std::uint8_t> into, SocketAddress& f
   const ssize_t count = waits ? ReceiveWithin(Descriptor(handle_), receiveTimeout_, receive)
                               : Retried([&] { return receive(MSG_DONTWAIT); });
   if (count < 0) {
-    return {0, ReceiveError(waits)};
+    return {0, FromErrno(errno)};
   }
   const auto bytes = static_cast<std::size_t>(count);
   if (bytes > into.size()) {
