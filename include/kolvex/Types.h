@@ -19,7 +19,7 @@ enum Codec : u32 {
 };
 
 /// Video standard, as the driver keeps it. A host doesn't pass these numbers: SettingVideoStandard is a text, in which
-/// "1" means PAL.
+/// "1" means PAL and anything else NTSC.
 enum VideoStandard : u32 {
   VideoStandardPAL = 0,   ///< 50 Hz
   VideoStandardNTSC = 1,  ///< 60 Hz

@@ -16,7 +16,7 @@ namespace sarnevo {
 struct QueryTiming {
   RequestPolicy detection = request_policy::kDetection;  ///< its time-out is that of all requests
   RequestPolicy properties = request_policy::kProperties;
-  platform::Milliseconds stopWait{10'000};  ///< how long Uninit waits before it ends the thread by force
+  platform::Milliseconds stopWait{10'000};  ///< how long Uninit waits before it lets the thread go or interrupts it
 };
 
 /// The capability query of the four exports. A process has one, without a lock: the host calls it from

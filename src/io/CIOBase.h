@@ -32,7 +32,7 @@ class CIOBase : public ICaptureIOApi, public std::enable_shared_from_this<CIOBas
   /// Starts no thread and makes no request.
   /// @param driver          outlives this object
   /// @param pollIntervalMs  between two polls of the inputs
-  /// @param stopTimeoutMs   how long a stop waits for each thread before it uses force; for tests
+  /// @param stopTimeoutMs   how long a stop waits for each thread before it lets it go or interrupts it; for tests
   CIOBase(Device* driver, u32 pollIntervalMs, u32 stopTimeoutMs = kStopTimeoutMs);
   ~CIOBase() override;
   CIOBase(const CIOBase&) = delete;

@@ -16,7 +16,7 @@ namespace {
 constexpr char kComportRequest[] = "/comport.cgi?action=retrieve";
 constexpr char kProtocolKey[] = "serial_device";
 
-// The PtzProtocol in the reply; one above the last when the number is none.
+// The PtzProtocol in the reply. A number that is too large to read becomes one that no protocol has, and is ignored.
 u32 ParseProtocol(std::string_view reply) noexcept {
   constexpr u32 kUnknown = PtzProtocolPelcoD + 1;
   const std::string_view value = FindCgiValue(reply, kProtocolKey, "=");

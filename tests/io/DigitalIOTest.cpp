@@ -34,7 +34,7 @@ using kolvex_test::Reply;
 using kolvex_test::ScriptedServer;
 
 constexpr u32 kPollMs = 3;
-// What a stop by force may take beyond its time-out, also under a sanitizer on a busy machine.
+// What a stop may take beyond its time-out, also under a sanitizer on a busy machine.
 constexpr platform::Milliseconds kStopSlack{500};
 
 // Digital I/O with a camera that is a handful of fields.
