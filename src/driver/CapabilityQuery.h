@@ -16,7 +16,8 @@ namespace sarnevo {
 struct QueryTiming {
   RequestPolicy detection = request_policy::kDetection;  ///< its time-out is that of all requests
   RequestPolicy properties = request_policy::kProperties;
-  platform::Milliseconds stopWait{10'000};  ///< how long Uninit waits before it lets the thread go or interrupts it
+  /// How long Uninit waits before it lets the thread go or interrupts it.
+  platform::Milliseconds stopWait{10'000};
 };
 
 /// The capability query of the four exports. A process has one, without a lock: the host calls it from
