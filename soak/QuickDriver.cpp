@@ -15,7 +15,8 @@ sarnevo::ipcapture::IIPCaptureDriverEx3* CreateQuickCapture() {
                               .pause = Milliseconds{5},
                               .receiveTimeout = Milliseconds{2000},
                               .startingReceiveTimeout = Milliseconds{2000},
-                              .packetTimeout = Milliseconds{1000}});
+                              .packetTimeout = Milliseconds{1000},
+                              .farewell = Milliseconds{2000}});
   }
   return driver;
 }

@@ -24,6 +24,8 @@ struct ChannelTiming {
   /// Longest time for one whole RTSP reply. Far above what a slow camera needs; it only ends a reply that
   /// comes byte by byte for ever.
   platform::Milliseconds rtspReply{300'000};
+  /// Longest time for each of the two answers to a stop's farewell, PAUSE and TEARDOWN.
+  platform::Milliseconds farewell{5000};
   /// Wait of the RTCP reporter for a datagram, after which it looks whether it has to end.
   platform::Milliseconds reporterReceive{500};
   /// How long CRTCPReporter::Stop waits for the thread before it interrupts it.

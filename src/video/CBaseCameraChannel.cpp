@@ -225,7 +225,7 @@ std::shared_ptr<CameraStreamer> CBaseCameraChannel::MakeStreamer() noexcept {
 void CBaseCameraChannel::StopStreamer() noexcept {
   const COptexGuard guard(streamerLock_);
   if (streamer_) {
-    streamer_->Stop(timing_.receiveTimeout);
+    streamer_->Stop(timing_.farewell);
     streamer_.reset();
   }
   streaming_.store(false, std::memory_order_relaxed);

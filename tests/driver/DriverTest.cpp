@@ -75,8 +75,10 @@ TEST_F(DriverTest, HasTheTimesThatCamerasNeedAndHostsExpect) {
   const ChannelTiming& channel = driver.GetChannelTiming();
   const std::vector times{
       channel.streamPass,    channel.pause,       channel.receiveTimeout, channel.startingReceiveTimeout,
-      channel.packetTimeout, channel.rtspReceive, channel.rtspReply,      channel.reporterStop};
-  EXPECT_EQ(times, (std::vector{1000ms, 3000ms, 5000ms, 10'000ms, 5000ms, 2000ms, 300'000ms, 10'000ms}));
+      channel.packetTimeout, channel.rtspReceive, channel.rtspReply,      channel.farewell,
+      channel.reporterStop};
+  EXPECT_EQ(times,
+            (std::vector{1000ms, 3000ms, 5000ms, 10'000ms, 5000ms, 2000ms, 300'000ms, 5000ms, 10'000ms}));
   const struct {
     RequestPolicy real;
     u32 timeout;

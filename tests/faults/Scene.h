@@ -157,7 +157,8 @@ struct SceneDriver {
                               .startingReceiveTimeout = quick(10'000),
                               .packetTimeout = quick(5000),
                               .rtspReceive = quick(2000),
-                              .rtspConnectStep = quick(100)});
+                              .rtspConnectStep = quick(100),
+                              .farewell = quick(5000)});
     driver->Open(&sink, allocator, &params);
   }
   ~SceneDriver() {

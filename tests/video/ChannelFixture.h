@@ -23,6 +23,7 @@ inline sarnevo::ChannelTiming QuickTiming() {
   timing.receiveTimeout = milliseconds(300);
   timing.startingReceiveTimeout = milliseconds(600);
   timing.packetTimeout = milliseconds(200);
+  timing.farewell = milliseconds(300);
   return timing;
 }
 
