@@ -170,7 +170,7 @@ HttpError HttpRequest::Follow(std::string_view method, std::string_view path, bo
       NoteHead();
       return HttpError::None;
     }
-    auto next = redirects < kMaxRedirects ? Resolve(target, location) : std::nullopt;
+    auto next = redirects < kMaxRedirects ? TargetOfRedirect(target, location) : std::nullopt;
     if (!next) {
       return HttpError::RedirectRefused;
     }

@@ -89,7 +89,7 @@ std::string RequestTarget(std::string_view path, bool escapeQuery) {
   return target;
 }
 
-std::optional<HttpTarget> Resolve(const HttpTarget& target, std::string_view location) {
+std::optional<HttpTarget> TargetOfRedirect(const HttpTarget& target, std::string_view location) {
   location = location.substr(0, location.find('#'));  // no business of the server's (RFC 3986, 3.5)
   const std::size_t colon = location.find(':');
   if (colon < location.find_first_of("/?")) {

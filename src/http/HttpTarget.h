@@ -29,9 +29,9 @@ bool IsToken(std::string_view text) noexcept;
 /// @param escapeQuery  false: after the first "?" only blanks and control bytes are escaped
 std::string RequestTarget(std::string_view path, bool escapeQuery);
 
-/// Where @p location (RFC 9110, 10.2.2), absolute or relative (RFC 3986, 5.2), leads from @p target.
+/// Where a redirect to @p location (RFC 9110, 10.2.2), absolute or relative (RFC 3986, 5.2), leads from @p target.
 /// Nothing when that isn't plain http, carries credentials, can't be read, or names another host: a camera may move
 /// its pages, but not make this process connect to whom it likes.
-std::optional<HttpTarget> Resolve(const HttpTarget& target, std::string_view location);
+std::optional<HttpTarget> TargetOfRedirect(const HttpTarget& target, std::string_view location);
 
 }  // namespace Web
