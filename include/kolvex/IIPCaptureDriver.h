@@ -15,9 +15,9 @@ namespace ipcapture {
 
 /// The driver of one camera, from CreateIPCapture to DeleteIPCapture.
 ///
-/// All pointers that the getters give belong to the driver and are void from Close on. Open and Close
-/// are not called while another thread is inside an operation of the same driver; from inside a callback Close may be
-/// called at any time. Everything else may be called from any thread.
+/// All pointers that the getters give belong to the driver and are void from Close on. Open and Close are not called
+/// while another thread of the host's is inside an operation of the same driver. Close may also be called from inside a
+/// callback, whatever the library's own threads are doing. Everything else may be called from any thread.
 class IIPCaptureDriver {
  public:
   virtual ~IIPCaptureDriver() = default;  ///< slot 0

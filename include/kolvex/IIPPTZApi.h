@@ -99,7 +99,8 @@ class IIPPTZApi {
   /// before the call returns.
   /// @param name  not null, at least one character, none of & ! < > ' " and nothing that XML can't carry
   virtual i32 AddPreposition(const char* name) = 0;  ///< slot 17
-  /// On cameras that can only delete all positions at once, deletes all. The file is written before the call returns.
+  /// On cameras that can only delete all positions at once, deletes all. The file is written before the call returns;
+  /// should the disk refuse, PtzDone comes all the same, and the next change writes it.
   /// @param name  not null; one that no position has gives PtzNoPreposition
   virtual i32 DeletePreposition(const char* name) = 0;  ///< slot 18
   /// The position that the camera is at; PtzNoPreposition when it is at none, for instance after a movement.

@@ -69,7 +69,7 @@ class Device : public IDebugMessage {
   u32 group_ = 0;
   CQualitySettings quality_;
   std::string macAddress_;
-  COptex lock_;
+  COptex lock_;  // of the network time-out
   ChannelTiming channelTiming_;
 };
 

@@ -83,7 +83,9 @@ class CUDPPort {
   bool Fits(Receiving& receiving, std::size_t size) noexcept;
   void Drain() noexcept;
 
-  std::recursive_mutex lock_;  // guards Open, Close and SetUser; the receive thread never takes it
+  // Guards Open, Close and SetUser. Close waits for the receive thread under it; so that thread, in a Close inside a
+  // callback, never waits for it.
+  std::recursive_mutex lock_;
 
   // Written under lock_ (readSize_: by any thread, running_: also by the receive thread), read by the receive
   // thread without it. Each is read by itself, so that relaxed order is enough, but for the user, whose object has to be

@@ -63,7 +63,8 @@ constexpr Lens kLens[] = {
 
 constexpr u8 kNoSpeed = 253;
 
-// The scale of each protocol ends at 7 and at 64, one above Pelco-D's ordinary range: the heads take it.
+// Speeds 1 to 16 on the scale of the head's protocol: 0 to 7, or 4 to 64. 64 is one above Pelco-D's ordinary range; the
+// heads take it.
 u8 GetSpeedByte(i32 speed, i32 scale) {
   if (speed < 1 || speed > 16) {
     return kNoSpeed;

@@ -11,7 +11,8 @@ namespace {
 
 using ipcapture::IFrame;
 
-constexpr std::size_t kJpegHeadroom = 512;  // bytes beyond the payloads; the header takes at most 471 of them
+// Bytes beyond the payloads. The header needs fewer, since the tables that it repeats are among the payloads.
+constexpr std::size_t kJpegHeadroom = 512;
 static_assert(JpegHeaderSize(JpegLayout::Group1) - 140 <= kJpegHeadroom);
 static_assert(JpegHeaderSize(JpegLayout::Group2) - 245 <= kJpegHeadroom);
 
