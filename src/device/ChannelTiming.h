@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Time.h"
+#include "threads/StopPatience.h"
 
 namespace sarnevo {
 
@@ -25,11 +26,11 @@ struct ChannelTiming {
   /// comes byte by byte for ever.
   platform::Milliseconds rtspReply{300'000};
   /// Longest time for each of the two answers to a stop's farewell, PAUSE and TEARDOWN.
-  platform::Milliseconds farewell{5000};
+  platform::Milliseconds farewell{stop_patience::kFarewell};
   /// Wait of the RTCP reporter for a datagram, after which it looks whether it has to end.
   platform::Milliseconds reporterReceive{500};
   /// How long CRTCPReporter::Stop waits for the thread before it interrupts it.
-  platform::Milliseconds reporterStop{10'000};
+  platform::Milliseconds reporterStop{stop_patience::kReporter};
 };
 
 }  // namespace sarnevo

@@ -16,8 +16,6 @@ namespace sarnevo {
 namespace {
 
 constexpr const char* kGroupNotFound = "Failed to get camera properties";
-// How long the thread of a query that is over gets to leave the observer.
-constexpr platform::Milliseconds kOverMoment{50};
 constexpr const char* kReadFailed = "Failed to get camera properties!";
 
 std::shared_ptr<CBaseKolvexCameraProperties> MakeProperties(u32 group, u32 isNTSC) {
@@ -93,7 +91,7 @@ bool CapabilityQuery::IsRunning() noexcept {
   if (!run_ || !run_->over.load(std::memory_order_acquire)) {
     return true;
   }
-  queryThread_.End(kOverMoment);
+  queryThread_.End(stop_patience::kAnsweredQuery);
   return false;
 }
 

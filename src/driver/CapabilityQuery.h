@@ -8,6 +8,7 @@
 #include "kolvex/IIPCapabilities.h"
 #include "kolvex/Types.h"
 #include "platform/Time.h"
+#include "threads/StopPatience.h"
 #include "threads/StoppableThread.h"
 
 namespace sarnevo {
@@ -17,7 +18,7 @@ struct QueryTiming {
   RequestPolicy detection = request_policy::kDetection;  ///< its time-out is that of all requests
   RequestPolicy properties = request_policy::kProperties;
   /// How long Uninit waits before it lets the thread go or interrupts it.
-  platform::Milliseconds stopWait{10'000};
+  platform::Milliseconds stopWait = stop_patience::kQuery;
 };
 
 /// The capability query of the four exports. A process has one, without a lock: the host calls it from

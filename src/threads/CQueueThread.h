@@ -9,6 +9,7 @@
 #include "threads/CBaseThread.h"
 #include "threads/CEvent.h"
 #include "threads/COptex.h"
+#include "threads/StopPatience.h"
 
 namespace sarnevo {
 
@@ -20,7 +21,7 @@ template <typename T>
 class CQueueThread : protected CBaseThread {
  public:
   /// How long a stop waits for the item in progress, milliseconds.
-  static constexpr u32 kStopTimeoutMs = 5000;
+  static constexpr u32 kStopTimeoutMs = u32{stop_patience::kDigitalIO.count()};
 
   explicit CQueueThread(u32 stopTimeoutMs = kStopTimeoutMs) : stopTimeout_(stopTimeoutMs) {}
   ~CQueueThread() override { CQueueThread::Stop(); }
