@@ -18,6 +18,7 @@ using ipcapture::IIPDeviceInfo;
 
 namespace {
 
+constexpr u32 kDefaultNetworkTimeout = 5000;  // milliseconds
 constexpr u32 kOutLevelMask = 0x0F;
 
 u8 LevelForHost(u32 level, const platform::Version& host) {
@@ -35,8 +36,6 @@ CKolvexIPCaptureDriver::CKolvexIPCaptureDriver() = default;
 
 CKolvexIPCaptureDriver::~CKolvexIPCaptureDriver() { CKolvexIPCaptureDriver::Close(); }
 
-// What Open copies from the host's parameter objects, in the order in which hosts have always been asked.
-
 void CKolvexIPCaptureDriver::ReadDevice(IIPDeviceInfo* device) {
   deviceModel_ = AskText(device, &IIPDeviceInfo::GetModel);
   inputCount_ = Ask(device, &IIPDeviceInfo::GetInputCount);
@@ -51,6 +50,31 @@ void CKolvexIPCaptureDriver::ReadConnection(IIPConnectionInfo* connection) {
   std::string given = AskText(connection, &IIPConnectionInfo::GetPassword);
   password_.swap(given);
   platform::SecureErase(given);
+}
+
+void CKolvexIPCaptureDriver::ReadNetworkTimeout(ipcapture::IIPDriverParams* params) {
+  const auto setting = AskSetting(params, SettingNetworkTimeout);
+  const i32 value = setting ? ParseDecimal(*setting) : 0;
+  networkTimeout_ = value > 0 ? static_cast<u32>(value) : kDefaultNetworkTimeout;
+}
+
+bool CKolvexIPCaptureDriver::ReadGroup(ipcapture::IIPDriverParams* params) {
+  const auto setting = AskSetting(params, SettingCameraGroup);
+  const i32 group = setting ? ParseDecimal(*setting) : 0;
+  if (group != 1 && group != 2) {
+    return false;
+  }
+  group_ = static_cast<u32>(group);
+  return true;
+}
+
+bool CKolvexIPCaptureDriver::ReadVideoStandard(ipcapture::IIPDriverParams* params) {
+  const auto setting = AskSetting(params, SettingVideoStandard);
+  if (!setting) {
+    return false;
+  }
+  videoStandard_ = ParseDecimal(*setting) == 1 ? VideoStandardPAL : VideoStandardNTSC;
+  return true;
 }
 
 void CKolvexIPCaptureDriver::ReadGroup1Settings(ipcapture::IIPDriverParams* params) {

@@ -52,8 +52,15 @@ class CKolvexIPCaptureDriver final : public ipcapture::IIPCaptureDriverEx3, publ
   /// Open, but throws std::bad_alloc.
   bool Build(ipcapture::IDebugInfoSink* debugSink, ipcapture::IFrameAllocator* allocator,
              ipcapture::IIPDriverParams* params);
+  // What Open copies from the host's parameter objects. Each numbered setting is read here and nowhere
+  // else. Build asks in the order in which hosts have always been asked.
   void ReadDevice(ipcapture::IIPDeviceInfo* device);
   void ReadConnection(ipcapture::IIPConnectionInfo* connection);
+  void ReadNetworkTimeout(ipcapture::IIPDriverParams* params);
+  /// False when the host names none of the two.
+  bool ReadGroup(ipcapture::IIPDriverParams* params);
+  /// False when the host names none.
+  bool ReadVideoStandard(ipcapture::IIPDriverParams* params);
   void ReadGroup1Settings(ipcapture::IIPDriverParams* params);
 
   // Set by Open, then constant. The sink belongs to the host and survives Close as a pointer.

@@ -2,12 +2,10 @@
 // includes only what lies below it.
 #include <memory>
 #include <new>
-#include <optional>
 #include <string>
 #include <utility>
 
 #include "driver/CKolvexIPCaptureDriver.h"
-#include "device/DecimalText.h"
 #include "io/CGroupDigitalIO.h"
 #include "io/CKolvexIOHandler.h"
 #include "kolvex/IIPDriverParams.h"
@@ -23,15 +21,9 @@ using ipcapture::IIPConnectionInfo;
 using ipcapture::IIPDeviceInfo;
 using ipcapture::IIPDriverParams;
 
-constexpr u32 kDefaultNetworkTimeout = 5000;  // milliseconds
 // The version of the host's core library says how new the host is. A host without it counts as one that knows every level.
 constexpr const char* kHostCoreLibrary = "ovanhost.dll";
 constexpr platform::Version kAssumedHostVersion{5, 12, 0, 0};
-
-u32 ReadNetworkTimeout(const std::optional<std::string>& setting) {
-  const i32 value = setting ? ParseDecimal(*setting) : 0;
-  return value > 0 ? static_cast<u32>(value) : kDefaultNetworkTimeout;
-}
 
 // Ends @p object and lets go of it. Its memory goes with the last thread that is still inside it. A second call, also
 // from inside the first, does nothing.
@@ -68,7 +60,7 @@ bool CKolvexIPCaptureDriver::Open(ipcapture::IDebugInfoSink* debugSink, ipcaptur
 bool CKolvexIPCaptureDriver::Build(ipcapture::IDebugInfoSink* debugSink, ipcapture::IFrameAllocator* allocator,
                                    IIPDriverParams* params) {
   Close();  // a second Open is against the contract, but leaks nothing
-  networkTimeout_ = ReadNetworkTimeout(AskSetting(params, SettingNetworkTimeout));
+  ReadNetworkTimeout(params);
   IIPConnectionInfo* const connection = Ask(params, &IIPDriverParams::GetConnection);
   codec_ = Ask(connection, &IIPConnectionInfo::GetCodec);
   IIPDeviceInfo* const device = Ask(params, &IIPDriverParams::GetDevice);
@@ -80,21 +72,16 @@ bool CKolvexIPCaptureDriver::Build(ipcapture::IDebugInfoSink* debugSink, ipcaptu
   hostVersion_ = platform::ReadProductVersion(kHostCoreLibrary).value_or(kAssumedHostVersion);
   ioHandler_ = std::make_shared<CKolvexIOHandler>(this);
 
-  const auto group = AskSetting(params, SettingCameraGroup);
-  const i32 groupNumber = group ? ParseDecimal(*group) : 0;
-  if (groupNumber != 1 && groupNumber != 2) {
+  if (!ReadGroup(params)) {
     return false;
   }
-  group_ = static_cast<u32>(groupNumber);
   digitalIO_ = BuildDigitalIO(this);
 
   videoCapture_ = std::make_shared<CBaseIPVideoCapture>(this, group_);
 
-  const auto standard = AskSetting(params, SettingVideoStandard);
-  if (!standard) {
+  if (!ReadVideoStandard(params)) {
     return false;
   }
-  videoStandard_ = ParseDecimal(*standard) == 1 ? VideoStandardPAL : VideoStandardNTSC;
   if (group_ == 1) {
     ReadGroup1Settings(params);
   }
