@@ -28,7 +28,8 @@ KOLVEX_EXPORT sarnevo::ipcapture::IIPCaptureDriverEx3* CreateIPCaptureEx2();
 KOLVEX_EXPORT sarnevo::ipcapture::IIPCaptureDriverEx3* CreateIPCaptureEx3();
 
 /// Closes and frees a driver, with the time limits of IIPCaptureDriver::Close. Null is ignored. Any thread may call, from
-/// inside a callback of the driver too. The four names are one function.
+/// inside a callback of the driver too, but none while another one is inside an operation of the driver. The four names are
+/// one function.
 KOLVEX_EXPORT void DeleteIPCapture(sarnevo::ipcapture::IIPCaptureDriver* driver);
 /// DeleteIPCapture by another name.
 KOLVEX_EXPORT void DeleteIPCaptureEx(sarnevo::ipcapture::IIPCaptureDriver* driver);

@@ -15,9 +15,12 @@ namespace ipcapture {
 
 /// The driver of one camera, from CreateIPCapture to DeleteIPCapture.
 ///
-/// All pointers that the getters give belong to the driver and are void from Close on. Open and Close are not called
-/// while another thread of the host's is inside an operation of the same driver. Close may also be called from inside a
-/// callback, whatever the library's own threads are doing. Everything else may be called from any thread.
+/// All pointers that the getters give belong to the driver and are void from Close on.
+///
+/// Any thread may call. During Open, Close and Delete no other thread of the host's is inside an operation of the driver
+/// or of the objects that it gave, and no other Close or Delete is under way. There is one exception: Close and Delete may
+/// come from inside a callback that another thread of the host's waits for, in StopCapture, ChangeFormat or
+/// ICaptureIOApi::Stop. What the library's own threads are doing never matters.
 class IIPCaptureDriver {
  public:
   virtual ~IIPCaptureDriver() = default;  ///< slot 0

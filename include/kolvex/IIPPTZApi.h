@@ -99,9 +99,11 @@ class IIPPTZApi {
   /// before the call returns.
   /// @param name  not null, at least one character, none of & ! < > ' " and nothing that XML can't carry
   virtual i32 AddPreposition(const char* name) = 0;  ///< slot 17
-  /// On cameras that can only delete all positions at once, deletes all. The file is written before the call returns;
-  /// should the disk refuse, PtzDone comes all the same, and the next change writes it.
-  /// @param name  not null; one that no position has gives PtzNoPreposition
+  /// Deletes a position; on cameras that can only delete all at once, all of them, whatever the name. The file is written
+  /// before the call returns. When the disk refuses, the deletion counts all the same and gives PtzDone; the file gets it
+  /// with the next save that succeeds. When the camera refuses, its positions stay; that gives PtzNoPreposition if all
+  /// were to go, and PtzDone if one was.
+  /// @param name  not null; PtzNoPreposition when no position has it, unless all go
   virtual i32 DeletePreposition(const char* name) = 0;  ///< slot 18
   /// The position that the camera is at; PtzNoPreposition when it is at none, for instance after a movement.
   /// @param buffer      as of GetPrepositionName

@@ -25,8 +25,8 @@ class IIPVideoCapture {
   virtual bool StartCapture(u32 channel, IFrameSink* sink, IIPVideoParams* params) = 0;  ///< slot 2
   /// Ends a channel; when it returns nothing of it runs and its sink isn't called any more. Usually takes 1 s while
   /// streaming and 3 s in a pause, at the most twice the channel's receive time-out (10 or 20 s) and the farewell to
-  /// the camera (10 s). It waits for OnFrame without a limit. From inside a callback of the channel it doesn't wait
-  /// for that callback. False when the channel doesn't run.
+  /// the camera (10 s). The calls that hand over a frame, from AllocateFrame to ReleaseFrame, are waited for without a
+  /// limit. From inside a callback of the channel it doesn't wait for that callback. False when the channel doesn't run.
   virtual bool StopCapture(u32 channel) = 0;  ///< slot 3
   /// Restarts a running channel with another size and frame interval. Takes as long as StopCapture. False when the
   /// channel doesn't run or there is no thread.

@@ -65,11 +65,11 @@ class Device : public IDebugMessage {
   u32 outputCount_ = 0;
   ipcapture::IFrameAllocator* frameAllocator_ = nullptr;  // the host's; survives Close as a pointer
   u32 channelCount_ = 0;
-  u32 networkTimeout_ = 0;  // milliseconds; under lock_
+  u32 networkTimeout_ = 0;  // milliseconds; read under lock_
   u32 group_ = 0;
   CQualitySettings quality_;
   std::string macAddress_;
-  COptex lock_;  // of the network time-out
+  COptex lock_;  // held while GetNetworkTimeout reads
   ChannelTiming channelTiming_;
 };
 

@@ -57,7 +57,7 @@ class CRTCPReporter {
   u64 lastReportTime_ = 0;     // arrival of the last sender report, UTC as in platform::UtcFileTime
   u32 lastReportRtpTime_ = 0;  // RTP timestamp of the last sender report
 
-  COptex startLock_;  // held during Start, which first stops an earlier thread
+  COptex startLock_;  // held through Start, which first waits for the end of an earlier thread
   // Set by any thread and by the reporter's own, read by the latter.
   std::atomic<u32> stopRequested_{0};
   // The thread's loop is live. Written by the thread.

@@ -83,8 +83,8 @@ class CUDPPort {
   bool Fits(Receiving& receiving, std::size_t size) noexcept;
   void Drain() noexcept;
 
-  // Guards Open, Close and SetUser. Close waits for the receive thread under it; so that thread, in a Close inside a
-  // callback, never waits for it.
+  // Guards Open, Close and SetUser. A Close holds it while it waits for the receive thread. So when that thread calls
+  // Close itself, inside a callback, it doesn't wait for a Close of another thread.
   std::recursive_mutex lock_;
 
   // Written under lock_ (readSize_: by any thread, running_: also by the receive thread), read by the receive

@@ -10,7 +10,8 @@
 namespace sarnevo {
 
 /// Makes the path and query of the HTTP request that carries a PTZ command to a group 1 camera, which
-/// writes the hexadecimal bytes in it to the serial port of the head.
+/// writes the hexadecimal bytes in it to the serial port of the head. A speed is put on the scale of the head's
+/// protocol here.
 ///
 /// Each build has a frame of its own, so that any threads may build at the same time. Without a protocol all
 /// texts are empty.

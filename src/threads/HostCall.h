@@ -11,8 +11,8 @@ namespace sarnevo {
 ///
 /// @return false: the thread was let go while it was inside (a stop ran into its limit, or the callback itself ended
 ///         the object that called it), or is being ended, and @p call may not have been made at all. The caller then
-///         returns without a further look at the driver, the sink or the allocator, which may be gone. On the host's
-///         own threads always true.
+///         returns without a further look at the driver, the sink or the allocator, which may be gone. Always true on the
+///         host's own threads, and inside another call of the host: the outermost one says it.
 /// @param evenIfLetGo  for the one thing that a thread still owes the host after it was let go: the call is made then,
 ///                     too.
 template <typename Call>
