@@ -1,14 +1,10 @@
 #include "threads/CBaseThread.h"
 
+#include "threads/StopPatience.h"
+
 namespace sarnevo {
 
-namespace {
-
-constexpr u32 kDestructorTimeoutMs = 2000;
-
-}  // namespace
-
-CBaseThread::~CBaseThread() { CBaseThread::Stop(kDestructorTimeoutMs); }
+CBaseThread::~CBaseThread() { CBaseThread::Stop(u32{stop_patience::kForgotten.count()}); }
 
 bool CBaseThread::Start(const std::string& name) {
   stopEvent.Reset();

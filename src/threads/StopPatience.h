@@ -15,6 +15,8 @@ constexpr platform::Milliseconds kReporter{10'000};
 constexpr platform::Milliseconds kQuery{10'000};
 /// A query whose answer is known; its thread may still be in the observer when the host begins the next one.
 constexpr platform::Milliseconds kAnsweredQuery{50};
+/// A thread that is still there when its object goes: its owner hasn't stopped it.
+constexpr platform::Milliseconds kForgotten{2'000};
 /// No thread: the camera's answers to PAUSE and TEARDOWN, each as a whole.
 constexpr platform::Milliseconds kFarewell{5'000};
 
