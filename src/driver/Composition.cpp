@@ -34,16 +34,14 @@ void EndOwned(std::shared_ptr<Object>& object) {
   }
 }
 
-constexpr u32 kInputPollMs = 2000;  // between two polls of the digital inputs
-
 std::shared_ptr<CIOBase> BuildDigitalIO(CKolvexIPCaptureDriver* driver) {
   if (driver->GetInputCount() == 0 && driver->GetOutputCount() == 0) {
     return nullptr;
   }
   if (driver->GetGroup() == 1) {
-    return std::make_shared<CKolvexGroup1DigitalIO>(driver, kInputPollMs);
+    return std::make_shared<CKolvexGroup1DigitalIO>(driver, CIOBase::kPollIntervalMs);
   }
-  return std::make_shared<CKolvexGroup2DigitalIO>(driver, kInputPollMs);
+  return std::make_shared<CKolvexGroup2DigitalIO>(driver, CIOBase::kPollIntervalMs);
 }
 
 }  // namespace

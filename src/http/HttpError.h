@@ -15,7 +15,7 @@ enum class HttpError : sarnevo::u8 {
   ConnectionBroken,  ///< reset, or ended before the reply was whole
   InvalidReply,      ///< not HTTP/1.x, or a length that can't be right
   ReplyTooLarge,     ///< more header bytes than are taken
-  RedirectRefused,   ///< more than 10 redirects, or one that leaves plain http or the host
+  RedirectRefused,   ///< too many redirects, or one that leaves plain http or the host
   LoginFailure,      ///< the server wants other credentials (status 401, RFC 9110, 15.5.2)
   OutOfResources,    ///< memory, threads or descriptors
 };

@@ -19,8 +19,6 @@ using sarnevo::u8;
 using sarnevo::platform::Milliseconds;
 using sarnevo::platform::SecureErase;
 
-constexpr int kMaxRedirects = 10;
-
 constexpr std::string_view kBase64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 thread_local HttpError lastError = HttpError::None;

@@ -22,12 +22,15 @@ HttpError LastHttpError() noexcept;
 /// a reply can be read until the next Send.
 ///
 /// Goes straight to the server: no proxy, no cache, no cookies, no file or environment variable is looked at.
-/// Credentials (RFC 7617) go out with the first request and never to another port. Up to 10 redirects are followed,
+/// Credentials (RFC 7617) go out with the first request and never to another port. Redirects are followed
 /// only over plain http and only to the same host. Chunked bodies (RFC 9112, 7.1) come out plain; compressed ones come
 /// out as they are. However long a body is, little of it is held here. A request whose body has ended holds no
 /// descriptor, unless its connection is kept; one whose body isn't read holds it until the next Send or a Cancel.
 class HttpRequest {
  public:
+  /// Most redirects that are followed, one after the other.
+  static constexpr int kMaxRedirects = 10;
+
   /// @param timeout         milliseconds for the connect, for sending and for each receive on its own, so that
   ///                        a reply that keeps dripping doesn't time out
   /// @param maxConnections  connections to one server

@@ -77,8 +77,11 @@ bool CIOBase::Start() try {
   if (!owner || ended_) {
     return false;  // ended, or another thread is starting or stopping it
   }
-  outputHandler_.SetOwner(weak_from_this());
-  inputThread_.SetOwner(weak_from_this());
+  if (!outputHandler_.IsAlive() && !inputThread_.IsAlive()) {
+    stopMissed_.store(false, std::memory_order_relaxed);  // it was for threads that have ended
+  }
+  outputHandler_.KeepAlive(weak_from_this());
+  inputThread_.KeepAlive(weak_from_this());
   bool result = true;
   {
     // The output thread gets to no request before the states are reset, whichever is faster.
@@ -127,8 +130,8 @@ bool CIOBase::Stop() {
 
 void CIOBase::End() noexcept {
   if (IsOwnThread()) {
-    own_thread::
-        LetGo();  // whoever is in a Stop waits for this thread no longer, so that it may wait for the Stop
+    // Whoever is in a Stop waits for this thread no longer, so that it may wait for the Stop.
+    own_thread::LetGo();
   }
   const COptexGuard owner(ownerLock_);
   ended_ = true;

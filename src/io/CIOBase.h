@@ -27,6 +27,7 @@ class CIOBase : public ICaptureIOApi, public std::enable_shared_from_this<CIOBas
  public:
   /// Most inputs or outputs of a camera. A host that names more has read something wrong; Start refuses it.
   static constexpr u32 kMaxPorts = 256;
+  static constexpr u32 kPollIntervalMs = 2000;  ///< between two polls of the inputs
   static constexpr u32 kStopTimeoutMs = CQueueThread<COutputState>::kStopTimeoutMs;
 
   /// Starts no thread and makes no request.

@@ -244,6 +244,7 @@ bool CPrepositionList::SavePreposition(u32 index, u32 slot, const std::wstring& 
   return reader_ && reader_->Write(ptzChannel_, index, {name, slot});
 }
 
+// A disk that refuses isn't reported here: the next save has it.
 bool CPrepositionList::SavePrepositions() {
   return reader_ && Rewrite() != CXMLPrepositionReader::Saving::NotMade;
 }

@@ -28,7 +28,7 @@ namespace sarnevo {
 /// this one, the reader's, the XML layer's.
 class CPrepositionList {
  public:
-  /// @param persist  not 0: what is added, renamed or deleted is written to the file.
+  /// @param persist  not 0: what is added, renamed or deleted is written to the file; with fixed slots it always is.
   CPrepositionList(u32 ptzChannel, u8 persist);
   CPrepositionList(const CPrepositionList&) = delete;
   CPrepositionList& operator=(const CPrepositionList&) = delete;

@@ -124,7 +124,7 @@ CXMLPrepositionReader::Saving CXMLPrepositionReader::Save() noexcept {
   return saved < 0 ? Saving::NotMade : saved == 1 ? Saving::Saved : Saving::NotSaved;
 }
 
-// One entry in the document, whole or not at all.
+// One entry in the document; whole or not at all, unless changes gather.
 bool CXMLPrepositionReader::Change(u32 ptzChannel, u32 index, const PrepositionRecord& record) noexcept {
   const bool done = sarnevo::Guarded(false, [&] {
     const std::wstring entry = EntryPath(ptzChannel, index);

@@ -49,11 +49,11 @@ class CXMLPrepositionReader {
   /// What became of a change.
   enum class Saving {
     Saved,
-    NotSaved,  ///< in the document, and so in the next save
+    NotSaved,  ///< in the document, where there is one, and so in the next save
     NotMade,   ///< the channel is as it was
   };
   /// Replaces a channel's entries by @p records, with their places as indexes, and saves once. No change of another
-  /// channel comes in between, so that a roll back undoes this channel's changes alone.
+  /// channel comes in between; so a roll back undoes this channel's changes alone, and what has gathered (SetAutoSave).
   Saving Rewrite(sarnevo::u32 ptzChannel, std::span<const sarnevo::PrepositionRecord> records) noexcept;
 
   /// Off, changes gather in memory; on, each is saved at once, and what has gathered is saved now. On after a

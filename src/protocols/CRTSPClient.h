@@ -22,6 +22,8 @@ namespace sarnevo {
 /// it for up to ChannelTiming::rtspReceive. Only Interrupt may come from any thread at any time.
 class CRTSPClient {
  public:
+  static constexpr u16 kPort = 554;  ///< of every camera
+
   explicit CRTSPClient(const ChannelTiming& times = {});
   CRTSPClient(const CRTSPClient&) = delete;
   CRTSPClient& operator=(const CRTSPClient&) = delete;

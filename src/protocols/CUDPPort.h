@@ -63,7 +63,7 @@ class CUDPPort {
   /// @param user  not owned; null drops what arrives. A callback in progress still goes to the one before.
   void SetUser(IUDPPortUser* user) noexcept;
   /// What the port is a part of: it lives until the receive thread has ended. While the port is closed.
-  void SetOwner(std::weak_ptr<const void> owner) noexcept { thread_.SetOwner(std::move(owner)); }
+  void KeepAlive(std::weak_ptr<const void> object) noexcept { thread_.KeepAlive(std::move(object)); }
   /// Size in bytes of the largest datagram to be taken; takes effect with the next one. Also decides the
   /// socket's receive buffer at Open.
   void SetReadSize(u32 bytes) noexcept { readSize_.store(bytes, std::memory_order_relaxed); }

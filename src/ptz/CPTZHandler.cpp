@@ -100,7 +100,7 @@ CPTZHandler::Controls CPTZHandler::BuildControl(u32 channel) {
   }
   try {
     auto comm = std::make_unique<CGroup1PTZComm>(this);
-    comm->SetOwner(weak_from_this());
+    comm->KeepAlive(weak_from_this());
     if (!presetReader_) {
       LoadPresetFile();  // a failure shows when the control opens
     }

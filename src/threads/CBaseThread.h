@@ -38,7 +38,7 @@ class CBaseThread {
   bool IsStopRequested() noexcept { return AwaitStop(0); }
 
   /// What the object is a part of, and Run works on: it lives until Run has returned. While no thread runs.
-  void SetOwner(std::weak_ptr<const void> owner) noexcept { thread_.SetOwner(std::move(owner)); }
+  void KeepAlive(std::weak_ptr<const void> object) noexcept { thread_.KeepAlive(std::move(object)); }
 
   /// The caller is the running thread. Any thread may ask.
   bool IsOwnThread() const noexcept { return thread_.IsOwnThread(); }

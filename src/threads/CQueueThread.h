@@ -45,8 +45,9 @@ class CQueueThread : protected CBaseThread {
     Purge();
   }
 
+  using CBaseThread::IsAlive;
   using CBaseThread::IsOwnThread;
-  using CBaseThread::SetOwner;
+  using CBaseThread::KeepAlive;
 
   /// Takes @p item, in every case. False after Stop. With @p maxItems, the oldest items make room, so that
   /// the newest @p maxItems are left; 0 is no limit.
@@ -77,7 +78,7 @@ class CQueueThread : protected CBaseThread {
   virtual void ProcessItem(T* item) = 0;
 
   void Run() override {
-    // The time-out bounds how long a stop could go unnoticed.
+    // A safety net: a stop sets its event, which is waited for as well.
     constexpr u32 kLookMs = 1000;
     std::array<CEvent*, 2> events{&stopEvent, &newItemEvent_};
     while (!IsStopRequested()) {

@@ -21,10 +21,11 @@ class CTickThread : protected CBaseThread {
     tickFirst_.store(tickFirst, std::memory_order_relaxed);
     return CBaseThread::Start(name);
   }
+  using CBaseThread::IsAlive;
   using CBaseThread::IsOwnThread;
   using CBaseThread::IsStopRequested;
+  using CBaseThread::KeepAlive;
   using CBaseThread::RequestStop;
-  using CBaseThread::SetOwner;
   /// As CBaseThread::Stop; a tick in progress finishes.
   using CBaseThread::Stop;
 

@@ -7,7 +7,7 @@ namespace sarnevo::thread {
 
 namespace {
 
-// How long a thread that missed its wake-up at most overlooks a stop.
+// A safety net: a stop sets the wake-up, too.
 constexpr platform::Milliseconds kRunningCheck{1000};
 
 }  // namespace

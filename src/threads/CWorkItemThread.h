@@ -26,7 +26,7 @@ class CWorkItemThread : protected CSimpleThread {
   };
 
   using CSimpleThread::IsOwnThread;
-  using CSimpleThread::SetOwner;
+  using CSimpleThread::KeepAlive;
 
   CWorkItemThread() noexcept = default;
   ~CWorkItemThread() override;

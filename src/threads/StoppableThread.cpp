@@ -27,12 +27,12 @@ enum class Place {
 }  // namespace
 
 struct StoppableThread::Control {
-  Control(std::string_view itsName, std::shared_ptr<const void> itsOwner, std::function<void()> work)
-      : name(itsName), owner(std::move(itsOwner)), body(std::move(work)) {}
+  Control(std::string_view itsName, std::shared_ptr<const void> object, std::function<void()> work)
+      : name(itsName), kept(std::move(object)), body(std::move(work)) {}
 
   const std::string name;  // whole, for diagnosis; the system keeps less of it
   // The thread only, from its start on.
-  std::shared_ptr<const void> owner;
+  std::shared_ptr<const void> kept;
   std::function<void()> body;
   std::stop_source interrupt;
   platform::Event interrupted{false, true};  // set with it, for pauses, which thus allocate nothing
@@ -63,7 +63,7 @@ struct StoppableThread::Control {
     }
     // What it owns goes before anybody hears of the end.
     body = nullptr;
-    owner.reset();
+    kept.reset();
     place.store(Place::Ended, std::memory_order_release);
     over.Set();
   }
@@ -81,6 +81,7 @@ struct StoppableThread::Control {
       return;
     }
     // It can't get into another call but an owed one, so that one that is in the host has been in this call all the time.
+    // One whose call is being refused may be seen here, too, and returns as one that was let go.
     if (Look() == Place::Host) {
       LetGo();
     }
@@ -101,7 +102,7 @@ thread_local StoppableThread::Control* current = nullptr;
 bool StoppableThread::StartBody(std::string_view name, std::function<void()> body,
                                 platform::ThreadPriority priority) {
   Release();
-  const auto control = std::make_shared<Control>(name, owner_.lock(), std::move(body));
+  const auto control = std::make_shared<Control>(name, kept_.lock(), std::move(body));
   control_ = control;
   running_.store(control.get(), std::memory_order_relaxed);
   const auto run = [control] {
@@ -176,7 +177,9 @@ bool EnterHost(bool evenIfLetGo) noexcept {
     return true;
   }
   if (current->Look() == Place::LetGo) {
-    current->hostDepth -= evenIfLetGo ? 0 : 1;
+    if (!evenIfLetGo) {
+      --current->hostDepth;
+    }
     return evenIfLetGo;
   }
   current->place.store(Place::Host, std::memory_order_seq_cst);

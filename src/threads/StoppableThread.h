@@ -35,7 +35,7 @@ class StoppableThread {
   StoppableThread& operator=(const StoppableThread&) = delete;
 
   /// What the bodies of later starts work on: it lives until they have returned.
-  void SetOwner(std::weak_ptr<const void> owner) noexcept { owner_ = std::move(owner); }
+  void KeepAlive(std::weak_ptr<const void> object) noexcept { kept_ = std::move(object); }
 
   /// Starts a thread that runs @p body. False when none could be created; the handle is then empty. A handle that was
   /// recorded before is released. An exception out of @p body ends the thread quietly.
@@ -73,7 +73,7 @@ class StoppableThread {
  private:
   bool StartBody(std::string_view name, std::function<void()> body, platform::ThreadPriority priority);
 
-  std::weak_ptr<const void> owner_;
+  std::weak_ptr<const void> kept_;
   platform::Thread thread_;
   std::shared_ptr<Control> control_;              // shared with the thread
   std::atomic<const Control*> running_{nullptr};  // the same, for comparison by any thread

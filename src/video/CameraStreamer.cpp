@@ -8,12 +8,6 @@
 
 namespace sarnevo {
 
-namespace {
-
-constexpr u16 kRtspPort = 554;
-
-}  // namespace
-
 CameraStreamer::CameraStreamer(std::shared_ptr<IRTPReceiverUser> user, Target target,
                                const ChannelTiming& times, const FrameAssembly& assembly, Activity& activity)
     : user_(std::move(user)),
@@ -26,7 +20,7 @@ CameraStreamer::CameraStreamer(std::shared_ptr<IRTPReceiverUser> user, Target ta
 
 u32 CameraStreamer::Start() noexcept {
   const std::stop_callback interrupt(own_thread::InterruptToken(), [this] { rtsp_.Interrupt(); });
-  if (!rtsp_.Connect(target_.address.c_str(), kRtspPort, target_.connectTimeout)) {
+  if (!rtsp_.Connect(target_.address.c_str(), CRTSPClient::kPort, target_.connectTimeout)) {
     return NoConnection;
   }
   // Some cameras stumble over DESCRIBE and play all the same.
@@ -35,7 +29,7 @@ u32 CameraStreamer::Start() noexcept {
 }
 
 CameraStreamer::Failure CameraStreamer::SetUp() noexcept {
-  rtp_.Port().SetOwner(weak_from_this());
+  rtp_.Port().KeepAlive(weak_from_this());
   const auto ports = OpenPortPair(rtp_.Port(), rtcp_);
   if (!ports) {
     return NoPorts;

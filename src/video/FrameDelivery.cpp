@@ -13,8 +13,8 @@ using ipcapture::IFrame;
 
 // Bytes beyond the payloads. The header needs fewer, since the tables that it repeats are among the payloads.
 constexpr std::size_t kJpegHeadroom = 512;
-static_assert(JpegHeaderSize(JpegLayout::Group1) - 140 <= kJpegHeadroom);
-static_assert(JpegHeaderSize(JpegLayout::Group2) - 245 <= kJpegHeadroom);
+static_assert(JpegHeaderSize(JpegLayout::Group1) - JpegScanAt(JpegLayout::Group1) <= kJpegHeadroom);
+static_assert(JpegHeaderSize(JpegLayout::Group2) - JpegScanAt(JpegLayout::Group2) <= kJpegHeadroom);
 
 // What the host takes for a large picture differs between the two codecs.
 constexpr u32 kLargeJpegFrom = 400;  // pixels of width

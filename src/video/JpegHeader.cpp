@@ -4,7 +4,7 @@
 #include <array>
 
 #include "protocols/BigEndian.h"
-#include "video/JpegTables.h"
+#include "video/JpegHuffmanTables.h"
 
 namespace sarnevo {
 
@@ -18,8 +18,6 @@ constexpr std::size_t kTable0At = 12;
 constexpr std::size_t kTable1At = 76;
 constexpr std::size_t kTableSize = 64;
 constexpr u32 kSizeUnit = 8;
-
-constexpr std::size_t ScanAt(JpegLayout layout) { return layout == JpegLayout::Group1 ? 140 : 245; }
 
 template <std::size_t... Sizes>
 constexpr auto Join(const std::array<u8, Sizes>&... parts) {
@@ -68,7 +66,7 @@ constexpr u8 kSampling420 = 0x22;
 }  // namespace
 
 std::optional<JpegFrame> ParseJpegFrame(std::span<const u8> frame, JpegLayout layout) noexcept {
-  if (frame.size() <= ScanAt(layout)) {
+  if (frame.size() <= JpegScanAt(layout)) {
     return std::nullopt;
   }
   return JpegFrame{.type = frame[kTypeAt],
@@ -76,7 +74,7 @@ std::optional<JpegFrame> ParseJpegFrame(std::span<const u8> frame, JpegLayout la
                    .height = frame[kHeightAt] * kSizeUnit,
                    .luminanceTable = frame.subspan(kTable0At, kTableSize),
                    .chrominanceTable = frame.subspan(kTable1At, kTableSize),
-                   .scan = frame.subspan(ScanAt(layout))};
+                   .scan = frame.subspan(JpegScanAt(layout))};
 }
 
 void WriteJpegHeader(std::span<u8> into, const JpegFrame& frame, JpegLayout layout) noexcept {

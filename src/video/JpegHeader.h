@@ -40,6 +40,11 @@ struct JpegFrame {
 /// Nothing when the frame is too short to hold a scan.
 std::optional<JpegFrame> ParseJpegFrame(std::span<const u8> frame, JpegLayout layout) noexcept;
 
+/// Where the scan begins in a frame's joined payloads.
+constexpr std::size_t JpegScanAt(JpegLayout layout) noexcept {
+  return layout == JpegLayout::Group1 ? 140 : 245;
+}
+
 /// Bytes that WriteJpegHeader writes.
 constexpr std::size_t JpegHeaderSize(JpegLayout layout) noexcept {
   return layout == JpegLayout::Group1 ? 605 : 611;

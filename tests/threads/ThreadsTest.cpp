@@ -302,13 +302,13 @@ TEST(CQueueThread, ThatWasLetGoTakesNoItemOfItsSuccessor) {
   Hold second;
   Queue queue(20);
   auto held = std::shared_ptr<void>(nullptr, [&](void*) { gone.Set(); });
-  queue.SetOwner(held);
+  queue.KeepAlive(held);
   ASSERT_TRUE(queue.Start("let go"));
   queue.Post(new Item(words, "1", [&] { CallHost([&] { first(); }); }), 0);
   ASSERT_TRUE(first.Entered());
   EXPECT_TRUE(queue.Stop());
   held.reset();
-  queue.SetOwner({});
+  queue.KeepAlive({});
   ASSERT_TRUE(queue.Start("successor"));
   queue.Post(new Item(words, "2", [&] { second(); }), 0);
   ASSERT_TRUE(second.Entered());
