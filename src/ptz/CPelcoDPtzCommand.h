@@ -46,7 +46,7 @@ class CPelcoDPtzCommand {
   void ClearMotion() noexcept;
 
   // Not 0 chooses the direction that the parameter is named after, 0 the opposite one. Speeds go out as
-  // they are.
+  // they are; CPtzCommandBuilder has put them on this protocol's scale.
   void SetPan(u8 right, u8 speed) noexcept;
   void SetTilt(u8 up, u8 speed) noexcept;
   void SetZoom(u8 tele) noexcept;
