@@ -18,6 +18,9 @@ class IFrameAllocator;
 /// where messages go. The driver fills it in Open; from then on it is constant, so that any thread may read it.
 class Device : public IDebugMessage {
  public:
+  /// What the driver calls itself towards the host.
+  static constexpr const char* kDriverName = "NewKolvexIPCapture";
+
   ~Device() override;  // wipes the password
   Device(const Device&) = delete;
   Device& operator=(const Device&) = delete;
@@ -45,7 +48,7 @@ class Device : public IDebugMessage {
   u32 GetGroup() const noexcept { return group_; }
   /// The camera's hardware address; empty for group 2.
   std::string GetMacAddress() const { return macAddress_; }
-  std::string GetDriverName() const { return "NewKolvexIPCapture"; }
+  std::string GetDriverName() const { return kDriverName; }
 
   const ChannelTiming& GetChannelTiming() const noexcept { return channelTiming_; }
   /// For tests, before StartCapture.

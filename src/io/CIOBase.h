@@ -8,6 +8,7 @@
 #include "kolvex/ICaptureIOApi.h"
 #include "threads/COptex.h"
 #include "threads/CTickThread.h"
+#include "threads/StopPatience.h"
 
 namespace sarnevo {
 
@@ -28,7 +29,7 @@ class CIOBase : public ICaptureIOApi, public std::enable_shared_from_this<CIOBas
   /// Most inputs or outputs of a camera. A host that names more has read something wrong; Start refuses it.
   static constexpr u32 kMaxPorts = 256;
   static constexpr u32 kPollIntervalMs = 2000;  ///< between two polls of the inputs
-  static constexpr u32 kStopTimeoutMs = CQueueThread<COutputState>::kStopTimeoutMs;
+  static constexpr u32 kStopTimeoutMs = u32{stop_patience::kDigitalIO.count()};
 
   /// Starts no thread and makes no request.
   /// @param driver          outlives this object

@@ -19,7 +19,7 @@ CKolvexIOHandler::CKolvexIOHandler(Device* driver) : driver_(driver) {
   settings_.interval = kInterval;
 }
 
-const char* CKolvexIOHandler::GetDriverName() { return "NewKolvexIPCapture"; }
+const char* CKolvexIOHandler::GetDriverName() { return Device::kDriverName; }
 
 u16 CKolvexIOHandler::GetPort() { return driver_->GetPort(); }
 

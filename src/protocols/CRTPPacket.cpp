@@ -13,7 +13,7 @@ constexpr u32 kExtensionHeaderBytes = 4;
 constexpr u32 kWordBytes = 4;
 
 template <typename Word>
-Word CopyAsItStands(const u8* at) noexcept {
+Word CopyUnchanged(const u8* at) noexcept {
   Word word;
   std::memcpy(&word, at, sizeof(word));
   return word;
@@ -41,7 +41,7 @@ std::optional<CRTPPacket> ParseRtpHeader(std::span<const u8> datagram) noexcept 
     if (datagram.size() < length) {
       return std::nullopt;
     }
-    packet.extensionProfile = CopyAsItStands<u16>(data + length - 4);
+    packet.extensionProfile = CopyUnchanged<u16>(data + length - 4);
     packet.extensionLength = ReadU16(data + length - 2);
     packet.extensionData = data + length;
     length += packet.extensionLength * kWordBytes;
@@ -54,7 +54,7 @@ std::optional<CRTPPacket> ParseRtpHeader(std::span<const u8> datagram) noexcept 
   packet.payloadType = data[1] & 0x7F;
   packet.sequence = ReadU16(data + 2);
   packet.timestamp = ReadU32(data + 4);
-  packet.ssrc = CopyAsItStands<u32>(data + 8);
+  packet.ssrc = CopyUnchanged<u32>(data + 8);
   packet.payload = data + length;
   packet.payloadSize = static_cast<u32>(datagram.size()) - length;
   return parsed;
