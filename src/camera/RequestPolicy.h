@@ -22,10 +22,9 @@ namespace request_policy {
 
 // Far above what a slow camera needs; the host hears through OnNoData of one that needs more.
 constexpr RequestPolicy kConfiguration = {kDeviceTimeout, 300'000, false};
-// Each of the two that run on the host's thread.
+// Each of the two that run on the host's thread. The query's thread goes on with the same object and time-out, but
+// without the limit: Uninit ends that thread after 10 s, and its request with it.
 constexpr RequestPolicy kDetection = {5'000, 30'000, false};
-// Uninit ends the query's thread after 10 s, and the request with it.
-constexpr RequestPolicy kProperties = {5'000, kNoLimit, false};
 constexpr RequestPolicy kOutput = {kDeviceTimeout, 300'000, false};
 // The only ones that come again and again.
 constexpr RequestPolicy kInputs = {kDeviceTimeout, 300'000, true};

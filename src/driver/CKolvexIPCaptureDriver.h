@@ -45,7 +45,8 @@ class CKolvexIPCaptureDriver final : public ipcapture::IIPCaptureDriverEx3, publ
   IIPPTZDriverEx* GetPTZDriverEx() override;
 
   /// Hands a finished message to the host's sink, on the calling thread. Any thread, at any time; without a
-  /// sink nothing happens. The caller holds no lock: the host may take its time, or call back.
+  /// sink nothing happens. The host may take its time, or call back, so that the caller holds no lock but those
+  /// that docs/stopping.md names.
   [[gnu::format(printf, 3, 4)]] void DebugMessage(u32 level, const char* format, ...) override;
 
  private:

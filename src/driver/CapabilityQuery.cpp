@@ -66,7 +66,7 @@ bool CapabilityQuery::Start(const char* address, u16 port, const char* user, con
       }
       return false;
     }
-    request->SetTimeLimit(timing_.properties.limit);
+    request->SetTimeLimit(kNoLimit);
     if (!queryProperties_) {
       queryProperties_ = MakeProperties(group, queryNTSC_);
     }

@@ -16,7 +16,6 @@ namespace sarnevo {
 /// The times of a query; the defaults are those of the product.
 struct QueryTiming {
   RequestPolicy detection = request_policy::kDetection;  ///< its time-out is that of all requests
-  RequestPolicy properties = request_policy::kProperties;
   /// How long Uninit waits before it lets the thread go or interrupts it.
   platform::Milliseconds stopWait = stop_patience::kQuery;
 };

@@ -8,8 +8,8 @@ namespace sarnevo {
 /// search for a free one needn't ask the system about each of them again: hundreds of channels that start
 /// together would otherwise try each other's ports, which takes time by the square of their number.
 ///
-/// A port that is reported as held is bound for certain. One that isn't may be taken all the same, by another
-/// process, another copy of the library or another kind of socket; only a bind shows it.
+/// A port that is reported as held is bound, or was a moment ago. One that isn't may be taken all the same, by
+/// another process, another copy of the library or another kind of socket; only a bind shows it.
 ///
 /// Any thread may call; lock-free. Whoever has seen a port's Close return finds it not held.
 namespace held_ports {

@@ -15,8 +15,9 @@ struct PortPair {
   i32 rtcp = 0;
 };
 
-/// Opens @p port on the first free local port from 3556 up, on all local addresses, and starts @p reporter on
-/// the one after it. Nothing when 4556 is reached; the port is then closed.
+/// Opens @p port on the first free one of the local ports 3556, 3558 and so on, on all local addresses, and starts
+/// @p reporter on the one after it. When the reporter can't start, the search goes on from that one. Nothing when 4556
+/// is reached; the port is then closed.
 ///
 /// Ports of other channels are passed over without asking the system (protocols/HeldPorts.h); any other that is
 /// taken shows by refusing the bind. Nothing else is remembered: a port that somebody gives back is found again.

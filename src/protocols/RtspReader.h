@@ -37,7 +37,8 @@ class RtspReader {
   /// Reads up to and including the next LF. CR is dropped wherever it is. Of a longer line the first
   /// 255 characters count and the rest is dropped. The camera's closing, and a time-out after the first
   /// byte, end a line, which then counts. The text ends at a zero byte.
-  /// @return false when not even a first byte came, on any other failure, and past the limits.
+  /// @return false when not even a first byte came in time, on any other failure, and past the limits. A camera that
+  ///         closes before the first byte gives an empty line.
   bool ReadLine() noexcept;
   /// The line that ReadLine read last, valid until the next.
   std::string_view Line() const noexcept { return line_.data(); }

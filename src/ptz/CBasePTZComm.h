@@ -80,7 +80,7 @@ class CBasePTZComm : public thread::CWorkItemThread, public IPrepositionComm {
   void SetMaxPrepositions(u32 count) noexcept { maxPrepositions_ = count; }
 
  protected:
-  /// Once for each failed request: whether its message is to be written.
+  /// Counts one more failed command, and says whether its message is to be written.
   bool ShouldLogFailure() noexcept { return failureCount_.ShouldReport(); }
 
   IIPDeviceParams& Camera() const noexcept { return *device_; }

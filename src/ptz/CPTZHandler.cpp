@@ -102,7 +102,7 @@ CPTZHandler::Controls CPTZHandler::BuildControl(u32 channel) {
     auto comm = std::make_unique<CGroup1PTZComm>(this);
     comm->KeepAlive(weak_from_this());
     if (!presetReader_) {
-      LoadPresetFile();  // a failure shows when the control opens
+      LoadPresetFile();  // without a hardware address there is none, and no control opens
     }
     auto control = std::make_unique<CPTZControl>(this, channel);
     Controls built;

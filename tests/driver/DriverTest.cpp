@@ -85,7 +85,6 @@ TEST_F(DriverTest, HasTheTimesThatCamerasNeedAndHostsExpect) {
     u32 limit;
   } requests[] = {
       {request_policy::kDetection, 5000, 30'000},
-      {request_policy::kProperties, 5000, 0},
       {request_policy::kConfiguration, kDeviceTimeout, 300'000},
       {request_policy::kInputs, kDeviceTimeout, 300'000},
       {request_policy::kOutput, kDeviceTimeout, 300'000},
