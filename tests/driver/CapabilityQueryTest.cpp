@@ -197,6 +197,21 @@ TEST(CapabilityQuery, TheHostsOwnThreadIsHeldForALimitedTime) {
   EXPECT_LT(MonotonicTime() - began, 30s);
 }
 
+// The limit is for the host's own thread alone.
+TEST(CapabilityQuery, ASlowCameraIsReadInItsOwnTime) {
+  constexpr u32 kLimitMs = 2'000;
+  const CgiCamera camera([](Connection& connection, const std::string& head) {
+    if (Target(head).find("GetCameraType") == std::string::npos) {
+      connection.Send(Reply(200, ""));
+    } else {
+      connection.Drip("HTTP/1.1 200 OK\r\nX: " + std::string(kLimitMs / 5, 'd') + "\r\n\r\nCameraType=71", 5ms);
+    }
+  });
+  Host host;
+  CapabilityQuery query({.detection = {5'000, kLimitMs, false}});
+  EXPECT_EQ(Ask(query, host, "127.0.0.1", camera.Port()), "done");
+}
+
 // Cameras and hosts that let the query's thread go on for ever.
 TEST(CapabilityQuery, EndsWithinItsTimeAndWithoutItsThreadIfNeedBe) {
   const std::string start = "HTTP/1.1 200 OK\r\n\r\nCameraType=";
